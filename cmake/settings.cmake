@@ -1,0 +1,13 @@
+# Warnings, sanitizers and the version header, for every target of the project.
+
+configure_file(${CMAKE_SOURCE_DIR}/cmake/oabr_version.h.in ${CMAKE_BINARY_DIR}/generated/oabr_version.h)
+
+add_library(oabr_settings INTERFACE)
+target_include_directories(oabr_settings INTERFACE ${CMAKE_SOURCE_DIR} ${CMAKE_BINARY_DIR}/generated)
+target_compile_options(oabr_settings INTERFACE
+    -Wall -Wextra -Wpedantic -Werror -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wundef)
+
+if(OABR_SANITIZE)
+    add_compile_options(-fsanitize=${OABR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${OABR_SANITIZE})
+endif()
