@@ -15,18 +15,20 @@ struct DeviceNode {
     uint32_t id = 0;    ///< vendor << 16 | product
     uint32_t type = 5;  ///< FTDI's chip type; 5 is the FT232R
     uint32_t location = 0;
-    bool open = false;    ///< by this process
-    std::string serial;   ///< at most 15 characters
+    bool open = false;   ///< by this process
+    std::string serial;  ///< at most 15 characters
     std::string description;
 };
 
-/// One open converter. The calls have the meaning of the FT_ call of the same name; they may come from one reading and
-/// one writing thread at the same time. The destructor closes: it waits, bounded, for what is queued, ends the port's
-/// threads and never signals the event again.
+/// One open converter. The calls have the meaning of the FT_ call of the same name; they may come from one
+/// reading and one writing thread at the same time. The destructor closes.
 class Port {
 public:
     virtual ~Port() = default;
 
+    /// Waits, bounded, for what is queued, ends the port's threads and gives the converter free. The event is
+    /// never signalled again; calls under way in other threads return, later ones give FT_INVALID_HANDLE.
+    virtual void close() = 0;
     virtual FT_STATUS queueStatus(uint32_t* rx_bytes) = 0;
     virtual FT_STATUS status(uint32_t* rx_bytes, uint32_t* tx_bytes, uint32_t* events) = 0;
     virtual FT_STATUS read(uint8_t* buffer, uint32_t count, uint32_t* got) = 0;
@@ -50,13 +52,15 @@ class Driver {
 public:
     virtual ~Driver() = default;
 
-    /// The attached converters of this driver, in a stable order. Must not take long: it runs on the window's thread.
+    /// The attached converters of this driver, in a stable order. Must not take long: it runs on the window's
+    /// thread.
     virtual std::vector<DeviceNode> enumerate() = 0;
     /// @param port  set when the result is FT_OK
-    /// @return      FT_OK, FT_DEVICE_NOT_FOUND, FT_DEVICE_NOT_OPENED, FT_DEVICE_NOT_OPENED_FOR_WRITE or FT_IO_ERROR
+    /// @return      FT_OK, FT_DEVICE_NOT_FOUND, FT_DEVICE_NOT_OPENED, FT_DEVICE_NOT_OPENED_FOR_WRITE or
+    /// FT_IO_ERROR
     virtual FT_STATUS open(const std::string& serial, std::unique_ptr<Port>* port) = 0;
-    /// Calls back, on a thread of its own, when converters come or go; bursts may be merged. Destroying the result ends
-    /// the watch and waits for a callback that is running. Null when this driver cannot tell.
+    /// Calls back, on a thread of its own, when converters come or go; bursts may be merged. Destroying the
+    /// result ends the watch and waits for a callback that is running. Null when this driver cannot tell.
     virtual std::shared_ptr<void> watch(std::function<void()> changed) = 0;
 };
 
@@ -72,8 +76,8 @@ private:
     const std::vector<std::shared_ptr<Driver>> drivers_;
 };
 
-/// The driver behind the FT_ functions. Until one is set it is the default one: the real converters of this system, and
-/// the simulated ones; with OABR_VIRTUAL_ONLY=1 in the environment only the simulated ones.
+/// The driver behind the FT_ functions. Until one is set it is the default one: the real converters of this
+/// system, and the simulated ones; with OABR_VIRTUAL_ONLY=1 in the environment only the simulated ones.
 void setDriver(std::shared_ptr<Driver> driver);
 std::shared_ptr<Driver> driver();
 

@@ -1,0 +1,294 @@
+#include "tests/support/scripted_driver.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdarg>
+#include <cstdio>
+#include <utility>
+
+namespace kovgui::ftdi {
+
+namespace {
+
+__attribute__((format(printf, 1, 2))) std::string text(const char* format, ...) {
+    char buffer[80];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(buffer, sizeof buffer, format, arguments);
+    va_end(arguments);
+    return buffer;
+}
+
+}  // namespace
+
+void ScriptedConverter::fail(const std::string& call, FT_STATUS status, int times, int skip) {
+    std::lock_guard lock(mutex_);
+    failures_[call] = {status, times, skip};
+}
+
+void ScriptedConverter::receive(std::string_view bytes) {
+    std::lock_guard lock(mutex_);
+    queue(bytes);
+}
+
+void ScriptedConverter::onWrite(std::function<std::string(std::string_view)> answer) {
+    std::lock_guard lock(mutex_);
+    answer_ = std::move(answer);
+}
+
+void ScriptedConverter::limitReads(int bytes) {
+    std::lock_guard lock(mutex_);
+    read_limit_ = bytes;
+}
+
+void ScriptedConverter::unplug() {
+    std::lock_guard lock(mutex_);
+    unplugged_ = true;
+    if (event_) event_->set();
+}
+
+void ScriptedConverter::setBits(uint8_t mask) {
+    std::lock_guard lock(mutex_);
+    bits_ = mask;
+}
+
+std::vector<std::string> ScriptedConverter::calls() const {
+    std::lock_guard lock(mutex_);
+    return calls_;
+}
+
+void ScriptedConverter::clearCalls() {
+    std::lock_guard lock(mutex_);
+    calls_.clear();
+}
+
+std::string ScriptedConverter::written() const {
+    std::lock_guard lock(mutex_);
+    return written_;
+}
+
+void ScriptedConverter::clearWritten() {
+    std::lock_guard lock(mutex_);
+    written_.clear();
+}
+
+bool ScriptedConverter::waitWritten(size_t bytes, int timeout_ms) const {
+    std::unique_lock lock(mutex_);
+    return written_more_.wait_for(lock, std::chrono::milliseconds(timeout_ms),
+                                  [&] { return written_.size() >= bytes; });
+}
+
+bool ScriptedConverter::isOpen() const {
+    std::lock_guard lock(mutex_);
+    return open_;
+}
+
+size_t ScriptedConverter::queued() const {
+    std::lock_guard lock(mutex_);
+    return received_.size();
+}
+
+/// Notes a call and tells its result. The lock is held.
+FT_STATUS ScriptedConverter::called(const std::string& name, const std::string& arguments) {
+    calls_.push_back(arguments.empty() ? name : name + " " + arguments);
+    if (const auto found = failures_.find(name); found != failures_.end()) {
+        Failure& failure = found->second;
+        if (failure.skip > 0) {
+            --failure.skip;
+        } else if (failure.times != 0) {
+            if (failure.times > 0) --failure.times;
+            return failure.status;
+        }
+    }
+    return unplugged_ && received_.empty() ? FT_IO_ERROR : FT_OK;
+}
+
+/// Appends received bytes and signals. The lock is held.
+void ScriptedConverter::queue(std::string_view bytes) {
+    if (bytes.empty()) return;
+    received_ += bytes;
+    events_ |= FT_EVENT_RXCHAR;
+    if (event_ && (event_mask_ & FT_EVENT_RXCHAR)) event_->set();
+}
+
+class ScriptedPort : public Port {
+public:
+    explicit ScriptedPort(std::shared_ptr<ScriptedConverter> converter) : c_(std::move(converter)) {}
+    ~ScriptedPort() override { close(); }
+
+    void close() override {
+        std::lock_guard lock(c_->mutex_);
+        if (closed_) return;
+        closed_ = true;
+        c_->called("close");
+        c_->open_ = false;
+        c_->event_ = nullptr;
+    }
+    FT_STATUS queueStatus(uint32_t* rx_bytes) override {
+        std::lock_guard lock(c_->mutex_);
+        if (const FT_STATUS failed = c_->called("queueStatus")) return failed;
+        *rx_bytes = static_cast<uint32_t>(c_->received_.size());
+        return FT_OK;
+    }
+    FT_STATUS status(uint32_t* rx_bytes, uint32_t* tx_bytes, uint32_t* events) override {
+        std::lock_guard lock(c_->mutex_);
+        if (const FT_STATUS failed = c_->called("status")) return failed;
+        *rx_bytes = static_cast<uint32_t>(c_->received_.size());
+        *tx_bytes = 0;
+        *events = std::exchange(c_->events_, 0);
+        return FT_OK;
+    }
+    FT_STATUS read(uint8_t* buffer, uint32_t count, uint32_t* got) override {
+        std::lock_guard lock(c_->mutex_);
+        *got = 0;
+        if (const FT_STATUS failed = c_->called("read", std::to_string(count))) return failed;
+        size_t take = std::min<size_t>(count, c_->received_.size());
+        if (c_->read_limit_ >= 0) take = std::min<size_t>(take, static_cast<size_t>(c_->read_limit_));
+        std::copy_n(c_->received_.begin(), take, buffer);
+        c_->received_.erase(0, take);
+        *got = static_cast<uint32_t>(take);
+        return FT_OK;
+    }
+    FT_STATUS write(const uint8_t* data, uint32_t count, uint32_t* written) override {
+        std::unique_lock lock(c_->mutex_);
+        *written = 0;
+        if (const FT_STATUS failed = c_->called("write", std::to_string(count))) return failed;
+        const std::string bytes(reinterpret_cast<const char*>(data), count);
+        c_->written_ += bytes;
+        *written = count;
+        c_->written_more_.notify_all();
+        const auto answer = c_->answer_;
+        lock.unlock();
+        if (answer) c_->receive(answer(bytes));
+        return FT_OK;
+    }
+    FT_STATUS purge(uint32_t mask) override {
+        std::lock_guard lock(c_->mutex_);
+        if (const FT_STATUS failed = c_->called("purge", std::to_string(mask))) return failed;
+        if (mask & FT_PURGE_RX) c_->received_.clear();
+        return FT_OK;
+    }
+    FT_STATUS setUsbParameters(uint32_t in_size, uint32_t out_size) override {
+        return setting("setUsbParameters", text("%u %u", in_size, out_size));
+    }
+    FT_STATUS setDataCharacteristics(uint8_t bits, uint8_t stop_bits, uint8_t parity) override {
+        return setting("setDataCharacteristics", text("%u %u %u", bits, stop_bits, parity));
+    }
+    FT_STATUS setChars(uint8_t event, bool event_on, uint8_t error, bool error_on) override {
+        return setting("setChars", text("%u %u %u %u", event, event_on, error, error_on));
+    }
+    FT_STATUS setTimeouts(uint32_t read_ms, uint32_t write_ms) override {
+        return setting("setTimeouts", text("%u %u", read_ms, write_ms));
+    }
+    FT_STATUS setLatencyTimer(uint8_t milliseconds) override {
+        return setting("setLatencyTimer", text("%u", milliseconds));
+    }
+    FT_STATUS setEventNotification(uint32_t mask, platform::Event* event) override {
+        std::lock_guard lock(c_->mutex_);
+        if (const FT_STATUS failed = c_->called("setEventNotification", std::to_string(mask))) return failed;
+        c_->event_mask_ = mask;
+        c_->event_ = event;
+        return FT_OK;
+    }
+    FT_STATUS setBaudRate(uint32_t rate) override { return setting("setBaudRate", text("%u", rate)); }
+    FT_STATUS setFlowControl(uint16_t mode, uint8_t xon, uint8_t xoff) override {
+        return setting("setFlowControl", text("0x%04X 0x%02X 0x%02X", mode, xon, xoff));
+    }
+    FT_STATUS getBitMode(uint8_t* mode) override {
+        std::lock_guard lock(c_->mutex_);
+        if (const FT_STATUS failed = c_->called("getBitMode")) return failed;
+        *mode = c_->bits_;
+        return FT_OK;
+    }
+    FT_STATUS setBitMode(uint8_t mask, uint8_t mode) override {
+        std::lock_guard lock(c_->mutex_);
+        if (const FT_STATUS failed = c_->called("setBitMode", text("0x%02X 0x%02X", mask, mode)))
+            return failed;
+        c_->bits_ = mask;
+        return FT_OK;
+    }
+    FT_STATUS resetPort() override { return setting("resetPort", {}); }
+
+private:
+    FT_STATUS setting(const char* name, const std::string& arguments) {
+        std::lock_guard lock(c_->mutex_);
+        return c_->called(name, arguments);
+    }
+
+    const std::shared_ptr<ScriptedConverter> c_;
+    bool closed_ = false;
+};
+
+std::shared_ptr<ScriptedConverter> ScriptedDriver::plug(const std::string& serial, uint32_t id,
+                                                        const std::string& description) {
+    auto converter = std::make_shared<ScriptedConverter>();
+    {
+        std::lock_guard lock(mutex_);
+        DeviceNode node;
+        node.id = id;
+        node.serial = serial;
+        node.description = description;
+        plugged_.push_back({node, converter});
+    }
+    tellWatchers();
+    return converter;
+}
+
+void ScriptedDriver::unplug(const std::string& serial) {
+    {
+        std::lock_guard lock(mutex_);
+        const auto gone = std::find_if(plugged_.begin(), plugged_.end(),
+                                       [&](const Plugged& p) { return p.node.serial == serial; });
+        if (gone == plugged_.end()) return;
+        gone->converter->unplug();
+        plugged_.erase(gone);
+    }
+    tellWatchers();
+}
+
+int ScriptedDriver::enumerations() const {
+    std::lock_guard lock(mutex_);
+    return enumerations_;
+}
+
+std::vector<DeviceNode> ScriptedDriver::enumerate() {
+    std::lock_guard lock(mutex_);
+    ++enumerations_;
+    std::vector<DeviceNode> nodes;
+    for (const Plugged& p : plugged_)
+        nodes.push_back(p.node);
+    return nodes;
+}
+
+FT_STATUS ScriptedDriver::open(const std::string& serial, std::unique_ptr<Port>* port) {
+    std::lock_guard lock(mutex_);
+    for (const Plugged& p : plugged_) {
+        if (p.node.serial != serial) continue;
+        std::lock_guard converter_lock(p.converter->mutex_);
+        if (const FT_STATUS failed = p.converter->called("open")) return failed;
+        if (p.converter->open_) return FT_DEVICE_NOT_OPENED;
+        p.converter->open_ = true;
+        *port = std::make_unique<ScriptedPort>(p.converter);
+        return FT_OK;
+    }
+    return FT_DEVICE_NOT_FOUND;
+}
+
+std::shared_ptr<void> ScriptedDriver::watch(std::function<void()> changed) {
+    std::lock_guard lock(mutex_);
+    auto watcher = std::make_shared<std::function<void()>>(std::move(changed));
+    watchers_.push_back(watcher);
+    return watcher;
+}
+
+void ScriptedDriver::tellWatchers() {
+    std::vector<std::weak_ptr<std::function<void()>>> watchers;
+    {
+        std::lock_guard lock(mutex_);
+        watchers = watchers_;
+    }
+    for (const auto& watcher : watchers)
+        if (const auto alive = watcher.lock()) (*alive)();
+}
+
+}  // namespace kovgui::ftdi
