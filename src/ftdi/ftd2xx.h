@@ -4,8 +4,8 @@
 
 #include "src/platform/event.h"
 
-// FTDI's converter operations under FTDI's names and with FTDI's result codes, over whatever drivers are installed (see
-// driver.h). A handle that is stale, null or was never one gives FT_INVALID_HANDLE.
+// FTDI's converter operations under FTDI's names and with FTDI's result codes, over whatever drivers are
+// installed (see driver.h). A handle that is stale, null or was never one gives FT_INVALID_HANDLE.
 
 namespace kovgui::ftdi {
 
@@ -19,8 +19,8 @@ using UCHAR = uint8_t;
 constexpr FT_STATUS FT_OK = 0;
 constexpr FT_STATUS FT_INVALID_HANDLE = 1;
 constexpr FT_STATUS FT_DEVICE_NOT_FOUND = 2;
-constexpr FT_STATUS FT_DEVICE_NOT_OPENED = 3;            ///< in use: another process or another client holds it
-constexpr FT_STATUS FT_IO_ERROR = 4;                     ///< gone, or a transfer failed
+constexpr FT_STATUS FT_DEVICE_NOT_OPENED = 3;  ///< in use: another process or another client holds it
+constexpr FT_STATUS FT_IO_ERROR = 4;           ///< gone, or a transfer failed
 constexpr FT_STATUS FT_INSUFFICIENT_RESOURCES = 5;
 constexpr FT_STATUS FT_INVALID_PARAMETER = 6;
 constexpr FT_STATUS FT_INVALID_BAUD_RATE = 7;
@@ -28,6 +28,7 @@ constexpr FT_STATUS FT_DEVICE_NOT_OPENED_FOR_WRITE = 9;  ///< no permission
 constexpr FT_STATUS FT_OTHER_ERROR = 18;
 
 constexpr DWORD FT_OPEN_BY_SERIAL_NUMBER = 1;
+constexpr ULONG FT_FLAGS_OPENED = 1;
 constexpr USHORT FT_FLOW_NONE = 0x0000;
 constexpr USHORT FT_FLOW_XON_XOFF = 0x0400;
 constexpr ULONG FT_PURGE_RX = 1;
@@ -52,7 +53,8 @@ struct FT_DEVICE_LIST_INFO_NODE {
 };
 
 FT_STATUS FT_CreateDeviceInfoList(DWORD* count);
-/// The list that the last FT_CreateDeviceInfoList built. @param count  in: room in the list; out: nodes written
+/// The list that the last FT_CreateDeviceInfoList built. @param count  in: room in the list; out: nodes
+/// written
 FT_STATUS FT_GetDeviceInfoList(FT_DEVICE_LIST_INFO_NODE* list, DWORD* count);
 FT_STATUS FT_Open(int index, FT_HANDLE* handle);
 FT_STATUS FT_OpenEx(const void* argument, DWORD flags, FT_HANDLE* handle);
@@ -61,7 +63,8 @@ FT_STATUS FT_GetQueueStatus(FT_HANDLE handle, DWORD* rx_bytes);
 FT_STATUS FT_GetStatus(FT_HANDLE handle, DWORD* rx_bytes, DWORD* tx_bytes, DWORD* events);
 /// Waits for `count` bytes or the read timeout, then FT_OK with what came.
 FT_STATUS FT_Read(FT_HANDLE handle, void* buffer, DWORD count, DWORD* got);
-/// Returns when the bytes are queued; a full queue blocks for at most the write timeout, then FT_OK with a smaller count.
+/// Returns when the bytes are queued; a full queue blocks for at most the write timeout, then FT_OK with a
+/// smaller count.
 FT_STATUS FT_Write(FT_HANDLE handle, const void* data, DWORD count, DWORD* written);
 FT_STATUS FT_Purge(FT_HANDLE handle, ULONG mask);
 FT_STATUS FT_SetUSBParameters(FT_HANDLE handle, ULONG in_size, ULONG out_size);

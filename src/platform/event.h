@@ -6,8 +6,8 @@
 
 namespace kovgui::platform {
 
-/// An auto-reset event: `set` lets one wait through, and that wait resets it. An eventfd on Linux, a HANDLE on Windows.
-/// All functions may be called from any thread; `set` never blocks.
+/// An auto-reset event: `set` lets one wait through, and that wait resets it. An eventfd on Linux, a HANDLE
+/// on Windows. All functions may be called from any thread; `set` never blocks.
 class Event {
 public:
     Event();

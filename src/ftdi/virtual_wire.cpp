@@ -1,0 +1,281 @@
+#include "src/ftdi/virtual_wire.h"
+
+#define ASIO_STANDALONE
+#include <algorithm>
+#include <array>
+#include <asio.hpp>
+#include <atomic>
+#include <chrono>
+
+namespace kovgui::ftdi {
+
+namespace {
+
+using asio::ip::tcp;
+using std::chrono::milliseconds;
+
+constexpr milliseconds connect_limit{250};
+constexpr milliseconds answer_limit{1000};
+constexpr size_t header_size = 3;
+constexpr size_t longest_payload = 4096;
+
+enum Operation : uint8_t {
+    op_hello = 0x01,
+    op_data = 0x02,
+    op_baud = 0x03,
+    op_flow = 0x04,
+    op_bit_mode = 0x05,
+    op_get_bit_mode = 0x06,
+    op_purge = 0x07,
+    op_latency = 0x08,
+    op_line = 0x09,
+    op_reset_port = 0x0A,
+    op_device_hello = 0x81,
+    op_device_data = 0x82,
+    op_device_bit_mode = 0x86,
+    op_device_purged = 0x87,
+    op_device_event = 0x8B,
+};
+
+enum HelloStatus : uint8_t { hello_accepted = 0, hello_wrong_token = 1, hello_in_use = 2 };
+
+std::array<uint8_t, header_size> header(Operation operation, size_t length) {
+    return {operation, static_cast<uint8_t>(length), static_cast<uint8_t>(length >> 8)};
+}
+
+tcp::endpoint loopback(uint16_t port) {
+    return {asio::ip::address_v4::loopback(), port};
+}
+
+/// Something that the other side answers, counted so that an answer which comes too late is not taken for the
+/// next. All functions under the lock that `answered` waits with.
+struct Question {
+    uint32_t asked = 0;
+    uint32_t answers = 0;
+    bool waiting = false;
+    uint8_t value = 0;
+
+    void ask() {
+        ++asked;
+        waiting = true;
+    }
+    /// @return whether it answers what is being waited for
+    bool answer(uint8_t answered) {
+        if (answers == asked) return false;  // nobody asked
+        value = answered;
+        return ++answers == asked && waiting;
+    }
+    bool answered() const { return answers == asked; }
+};
+
+class VirtualWire : public Wire {
+public:
+    VirtualWire(std::unique_ptr<asio::io_context> context, tcp::socket socket)
+        : context_(std::move(context)),
+          socket_(std::move(socket)),
+          buffer_(2 * (header_size + longest_payload)) {
+        data_.reserve(buffer_.size());
+    }
+
+    bool send(std::span<const uint8_t> bytes) override {
+        while (!bytes.empty()) {
+            const auto part = bytes.first(std::min(bytes.size(), longest_payload));
+            if (!message(op_data, part)) return false;
+            bytes = bytes.subspan(part.size());
+        }
+        return true;
+    }
+
+    FT_STATUS purge(uint32_t mask) override {
+        const std::array<uint8_t, 1> payload{static_cast<uint8_t>(mask)};
+        {
+            std::lock_guard lock(mutex_);
+            drop_when_purged_ = (mask & FT_PURGE_RX) != 0;
+        }
+        return ask(purged_, op_purge, payload, nullptr);
+    }
+    FT_STATUS getBitMode(uint8_t* mode) override { return ask(bit_mode_, op_get_bit_mode, {}, mode); }
+
+    FT_STATUS setInSize(uint32_t) override { return FT_OK; }                     // a property of USB
+    FT_STATUS setChars(uint8_t, bool, uint8_t, bool) override { return FT_OK; }  // not part of the link
+    FT_STATUS setDataCharacteristics(uint8_t bits, uint8_t stop_bits, uint8_t parity) override {
+        return tell(op_line, {bits, stop_bits, parity});
+    }
+    FT_STATUS setLatencyTimer(uint8_t ms) override { return tell(op_latency, {ms}); }
+    FT_STATUS setBaudRate(uint32_t rate) override {
+        return tell(op_baud, {static_cast<uint8_t>(rate), static_cast<uint8_t>(rate >> 8),
+                              static_cast<uint8_t>(rate >> 16), static_cast<uint8_t>(rate >> 24)});
+    }
+    FT_STATUS setFlowControl(uint16_t mode, uint8_t xon, uint8_t xoff) override {
+        return tell(op_flow, {static_cast<uint8_t>(mode), static_cast<uint8_t>(mode >> 8), xon, xoff});
+    }
+    FT_STATUS setBitMode(uint8_t mask, uint8_t mode) override { return tell(op_bit_mode, {mask, mode}); }
+    FT_STATUS resetPort() override { return tell(op_reset_port, {}); }
+
+    void receive(Inbox& inbox) override {
+        size_t filled = 0;
+        for (;;) {
+            asio::error_code error;
+            filled +=
+                socket_.read_some(asio::buffer(buffer_.data() + filled, buffer_.size() - filled), error);
+            if (error) break;
+            const size_t used = handle(std::span<const uint8_t>(buffer_.data(), filled), inbox);
+            if (malformed_) break;
+            std::copy(buffer_.begin() + static_cast<std::ptrdiff_t>(used),
+                      buffer_.begin() + static_cast<std::ptrdiff_t>(filled), buffer_.begin());
+            filled -= used;
+        }
+        cut();
+        std::lock_guard lock(mutex_);
+        ended_ = true;
+        answered_.notify_all();
+    }
+
+    void hangUp() override { shutDown(tcp::socket::shutdown_send); }
+    void cut() override { shutDown(tcp::socket::shutdown_both); }
+
+private:
+    void shutDown(tcp::socket::shutdown_type what) {
+        asio::error_code ignored;
+        socket_.shutdown(what, ignored);
+    }
+
+    bool message(Operation operation, std::span<const uint8_t> payload) {
+        const auto head = header(operation, payload.size());
+        const std::array<asio::const_buffer, 2> parts{asio::buffer(head),
+                                                      asio::buffer(payload.data(), payload.size())};
+        asio::error_code error;
+        asio::write(socket_, parts, error);
+        return !error;
+    }
+
+    FT_STATUS tell(Operation operation, std::initializer_list<uint8_t> payload) {
+        return message(operation, {payload.begin(), payload.size()}) ? FT_OK : FT_IO_ERROR;
+    }
+
+    FT_STATUS ask(Question& question, Operation operation, std::span<const uint8_t> payload, uint8_t* value) {
+        {
+            std::lock_guard lock(mutex_);
+            question.ask();
+        }
+        if (!message(operation, payload)) return FT_IO_ERROR;
+        std::unique_lock lock(mutex_);
+        answered_.wait_for(lock, answer_limit, [&] { return question.answered() || ended_; });
+        question.waiting = false;
+        if (!question.answered()) return FT_IO_ERROR;
+        if (value) *value = question.value;
+        return FT_OK;
+    }
+
+    /// Handles the whole messages in the buffer; data that stands together is delivered together.
+    /// @return bytes used
+    size_t handle(std::span<const uint8_t> bytes, Inbox& inbox) {
+        size_t used = 0;
+        uint32_t events = 0;
+        data_.clear();
+        while (bytes.size() - used >= header_size && !malformed_) {
+            const uint8_t operation = bytes[used];
+            const size_t length = bytes[used + 1] | static_cast<size_t>(bytes[used + 2]) << 8;
+            if (length > longest_payload) malformed_ = true;
+            if (malformed_ || bytes.size() - used < header_size + length) break;
+            const auto payload = bytes.subspan(used + header_size, length);
+            used += header_size + length;
+            if (operation == op_device_data)
+                data_.insert(data_.end(), payload.begin(), payload.end());
+            else if (operation == op_device_event && length == 1)
+                events |= payload[0] & (FT_EVENT_MODEM_STATUS | FT_EVENT_LINE_STATUS);
+            else if (operation == op_device_bit_mode && length == 1)
+                onBitMode(payload[0]);
+            else if (operation == op_device_purged && length == 0)
+                onPurged(inbox);
+            else
+                malformed_ = true;
+        }
+        if (!data_.empty() || events) inbox.deliver(data_, events);
+        return used;
+    }
+
+    void onBitMode(uint8_t value) {
+        std::lock_guard lock(mutex_);
+        if (bit_mode_.answer(value)) answered_.notify_all();
+    }
+
+    void onPurged(Inbox& inbox) {
+        std::lock_guard lock(mutex_);
+        if (!purged_.answer(0)) return;
+        if (drop_when_purged_) {
+            data_.clear();
+            inbox.dropReceived();
+        }
+        answered_.notify_all();
+    }
+
+    const std::unique_ptr<asio::io_context> context_;
+    tcp::socket socket_;
+
+    std::vector<uint8_t> buffer_;  // the reader thread's, down to malformed_
+    std::vector<uint8_t> data_;
+    bool malformed_ = false;
+
+    std::mutex mutex_;  // guards the rest
+    std::condition_variable answered_;
+    Question purged_;
+    Question bit_mode_;
+    bool drop_when_purged_ = false;
+    bool ended_ = false;
+};
+
+}  // namespace
+
+FT_STATUS connectVirtualWire(uint16_t port, const std::string& token, std::unique_ptr<Wire>* wire) {
+    auto context = std::make_unique<asio::io_context>(1);
+    tcp::socket socket(*context);
+    asio::error_code connected = asio::error::timed_out;
+    socket.async_connect(loopback(port), [&](const asio::error_code& error) { connected = error; });
+    context->run_for(connect_limit);
+    if (connected) {
+        asio::error_code ignored;
+        socket.close(ignored);
+        context->poll();
+        return connected == asio::error::connection_refused ? FT_DEVICE_NOT_FOUND : FT_IO_ERROR;
+    }
+
+    asio::error_code error;
+    socket.set_option(tcp::no_delay(true), error);
+    const auto head = header(op_hello, token.size());
+    std::array<uint8_t, header_size + 1> answer{};
+    asio::error_code answered = asio::error::timed_out;
+    asio::write(socket, std::array<asio::const_buffer, 2>{asio::buffer(head), asio::buffer(token)}, error);
+    asio::async_read(socket, asio::buffer(answer),
+                     [&](const asio::error_code& result, size_t) { answered = result; });
+    context->restart();
+    context->run_for(answer_limit);
+    if (answered == asio::error::timed_out) {
+        socket.close(error);
+        context->restart();
+        context->poll();
+        return FT_IO_ERROR;
+    }
+    if (answered || answer[0] != op_device_hello || answer[1] != 1 || answer[2] != 0) return FT_IO_ERROR;
+    if (answer[3] == hello_wrong_token || answer[3] == hello_in_use) return FT_DEVICE_NOT_OPENED;
+    if (answer[3] != hello_accepted) return FT_IO_ERROR;
+    // From here on the socket is read and written by a thread each, which block in one system call.
+    socket.native_non_blocking(false, error);
+    *wire = std::make_unique<VirtualWire>(std::move(context), std::move(socket));
+    return FT_OK;
+}
+
+std::vector<bool> probeVirtualPorts(const std::vector<uint16_t>& ports) {
+    asio::io_context context(1);
+    std::vector<tcp::socket> sockets;
+    std::vector<bool> accepts(ports.size());
+    for (size_t i = 0; i < ports.size(); ++i)
+        sockets.emplace_back(context);
+    for (size_t i = 0; i < ports.size(); ++i)
+        sockets[i].async_connect(loopback(ports[i]),
+                                 [&accepts, i](const asio::error_code& error) { accepts[i] = !error; });
+    context.run_for(connect_limit);
+    return accepts;
+}
+
+}  // namespace kovgui::ftdi
