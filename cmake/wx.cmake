@@ -12,3 +12,4 @@ function(oabr_wx target gui)
 endfunction()
 
 oabr_wx(oabr_wx_base 0 base)
+oabr_wx(oabr_wx_gui 1 core html base)

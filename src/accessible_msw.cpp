@@ -1,0 +1,10 @@
+#include "src/accessible.h"
+
+namespace kovgui {
+
+/// The system's accessibility server reads a window's own text where nothing else names it.
+void setAccessibleName(wxWindow* control, const wxString& name) {
+    control->SetName(name);
+}
+
+}  // namespace kovgui

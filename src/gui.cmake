@@ -1,0 +1,29 @@
+# Floor 4: windows. Pages, controls and dialogs that the main window is made of.
+set(pictures_dir ${CMAKE_SOURCE_DIR}/resources/pictures)
+file(GLOB picture_files CONFIGURE_DEPENDS ${pictures_dir}/*.png)
+set(embedded_source ${CMAKE_CURRENT_BINARY_DIR}/embedded.cpp)
+add_custom_command(
+    OUTPUT ${embedded_source}
+    COMMAND ${CMAKE_COMMAND} "-DOUTPUT=${embedded_source}" "-DFILES=${picture_files}"
+            -P ${CMAKE_SOURCE_DIR}/cmake/embed.cmake
+    DEPENDS ${picture_files} ${CMAKE_SOURCE_DIR}/cmake/embed.cmake
+    VERBATIM)
+
+add_library(oabr_gui STATIC
+    ${embedded_source}
+    ResourceManager.cpp
+    # What the pages share.
+    # Pages and controls.
+)
+target_link_libraries(oabr_gui PUBLIC oabr_host oabr_wx_gui)
+target_precompile_headers(oabr_gui PRIVATE <wx/wx.h> <functional> <memory> <string> <vector>)
+
+# Accessible names are the system's own business: GTK's accessible objects, Windows' window texts.
+if(WIN32)
+    target_sources(oabr_gui PRIVATE accessible_msw.cpp)
+else()
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(GTK3 REQUIRED IMPORTED_TARGET gtk+-3.0)
+    target_sources(oabr_gui PRIVATE accessible_gtk.cpp)
+    target_link_libraries(oabr_gui PRIVATE PkgConfig::GTK3)
+endif()
