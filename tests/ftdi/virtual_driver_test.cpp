@@ -1,0 +1,564 @@
+#include "src/ftdi/virtual_driver.h"
+
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "tests/support/fake_link_device.h"
+
+namespace kovgui::ftdi {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using Greeting = FakeLinkDevice::Greeting;
+
+std::string raw(std::initializer_list<int> values) {
+    return {values.begin(), values.end()};
+}
+
+}  // namespace
+
+class VirtualDevices : public testing::Test {
+protected:
+    void SetUp() override { setDriver(std::make_shared<VirtualDriver>(directory.path())); }
+    void TearDown() override {
+        FT_Close(handle);
+        setDriver(nullptr);
+    }
+
+    std::vector<std::string> serials() {
+        std::vector<std::string> out;
+        for (const DeviceNode& node : driver()->enumerate())
+            out.push_back(node.serial);
+        return out;
+    }
+    FT_STATUS openSerial(const char* serial) { return FT_OpenEx(serial, FT_OPEN_BY_SERIAL_NUMBER, &handle); }
+
+    /// A device that is announced, open and set up as the transport does it.
+    void openOne() {
+        device = std::make_unique<FakeLinkDevice>("OK1");
+        device->announce(directory);
+        ASSERT_EQ(openSerial("OK1"), FT_OK);
+        ASSERT_EQ(FT_SetTimeouts(handle, 500, 500), FT_OK);
+        ASSERT_EQ(FT_SetEventNotification(handle, 7, &event), FT_OK);
+        ASSERT_TRUE(device->waitClient(true));
+    }
+    FT_STATUS write(const std::string& data, DWORD* written) {
+        return FT_Write(handle, data.data(), static_cast<DWORD>(data.size()), written);
+    }
+    FT_STATUS write(const std::string& data) {
+        DWORD written = 0;
+        const FT_STATUS status = write(data, &written);
+        EXPECT_EQ(written, status == FT_OK ? data.size() : written);
+        return status;
+    }
+    std::string read(DWORD count, FT_STATUS expected = FT_OK) {
+        std::string data(count, '\0');
+        DWORD got = 0;
+        EXPECT_EQ(FT_Read(handle, data.data(), count, &got), expected);
+        data.resize(got);
+        return data;
+    }
+    FT_STATUS status(DWORD* rx, DWORD* events) {
+        DWORD tx;
+        return FT_GetStatus(handle, rx, &tx, events);
+    }
+    FT_STATUS status() {
+        DWORD rx, events;
+        return status(&rx, &events);
+    }
+    DWORD queued() {
+        DWORD rx = 0;
+        EXPECT_EQ(FT_GetQueueStatus(handle, &rx), FT_OK);
+        return rx;
+    }
+    /// Waits until the unplugged device has been noticed.
+    bool waitGone() {
+        const auto deadline = steady_clock::now() + milliseconds(5000);
+        while (status() == FT_OK) {
+            if (steady_clock::now() > deadline) return false;
+            event.wait(20);
+        }
+        return true;
+    }
+
+    DeviceDirectory directory;
+    std::unique_ptr<FakeLinkDevice> device;
+    platform::Event event;
+    FT_HANDLE handle = nullptr;
+};
+
+TEST_F(VirtualDevices, AreListedBySerialWhenTheyAcceptAConnection) {
+    FakeLinkDevice b("B"), a("A"), c("C");
+    a.announce(directory);
+    b.announce(directory);
+    c.announce(directory);
+    c.unplug();
+    directory.write("D.device", "garbage");
+    directory.write("E.device.new", b.announcement());
+    const auto nodes = driver()->enumerate();
+    ASSERT_EQ(nodes.size(), 2u);
+    EXPECT_EQ(nodes[0].serial, "A");
+    EXPECT_EQ(nodes[0].id, 0x04037F80u);
+    EXPECT_EQ(nodes[0].description, "Fake device");
+    EXPECT_EQ(nodes[1].serial, "B");
+
+    directory.remove("A.device");
+    EXPECT_EQ(serials(), std::vector<std::string>{"B"});
+    chmod(directory.path().c_str(), 0777);
+    EXPECT_TRUE(serials().empty());
+    EXPECT_EQ(openSerial("B"), FT_DEVICE_NOT_FOUND);
+}
+
+TEST_F(VirtualDevices, AreWatched) {
+    platform::Event changed;
+    auto watch = driver()->watch([&] { changed.set(); });
+    ASSERT_TRUE(watch);
+    FakeLinkDevice a("A");
+    a.announce(directory);
+    EXPECT_TRUE(changed.wait(5000));
+    EXPECT_EQ(serials().size(), 1u);
+    directory.remove("A.device");
+    EXPECT_TRUE(changed.wait(5000));
+    watch.reset();
+    a.announce(directory);
+    EXPECT_FALSE(changed.wait(100));
+}
+
+TEST_F(VirtualDevices, DirectoryComesFromTheEnvironment) {
+    const char* const before = std::getenv("OABR_VIRTUAL_DEVICES");
+    const std::string kept = before ? before : "";
+    setenv("OABR_VIRTUAL_DEVICES", directory.path().c_str(), 1);
+    EXPECT_EQ(VirtualDriver::deviceDirectory(), directory.path());
+    unsetenv("OABR_VIRTUAL_DEVICES");
+    setenv("XDG_RUNTIME_DIR", "/run/user/1000", 1);
+    EXPECT_EQ(VirtualDriver::deviceDirectory(), "/run/user/1000/oabr-korvex");
+    unsetenv("XDG_RUNTIME_DIR");
+    EXPECT_EQ(VirtualDriver::deviceDirectory(),
+              std::filesystem::temp_directory_path() / ("oabr-korvex-" + std::to_string(geteuid())));
+    if (before) setenv("OABR_VIRTUAL_DEVICES", kept.c_str(), 1);
+}
+
+TEST_F(VirtualDevices, OpeningFailsWithTheRightStatus) {
+    const struct {
+        const char* serial;
+        Greeting greeting;
+        FT_STATUS status;
+    } rows[] = {
+        {"BUSY", Greeting::in_use, FT_DEVICE_NOT_OPENED},
+        {"TOKEN", Greeting::wrong_token, FT_DEVICE_NOT_OPENED},
+        {"SILENT", Greeting::silence, FT_IO_ERROR},
+        {"GONE", Greeting::hang_up, FT_IO_ERROR},
+        {"NOISE", Greeting::noise, FT_IO_ERROR},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.serial);
+        FakeLinkDevice one(row.serial, row.greeting);
+        one.announce(directory);
+        const auto begin = steady_clock::now();
+        EXPECT_EQ(openSerial(row.serial), row.status);
+        EXPECT_LT(steady_clock::now() - begin, milliseconds(4000));
+        EXPECT_EQ(handle, nullptr);
+    }
+    EXPECT_EQ(openSerial("GONE"), FT_DEVICE_NOT_FOUND);  // its file is still there, nobody listens
+    EXPECT_EQ(openSerial("NONE"), FT_DEVICE_NOT_FOUND);
+    EXPECT_EQ(openSerial("../NONE"), FT_DEVICE_NOT_FOUND);
+}
+
+TEST_F(VirtualDevices, ADeviceThatAcceptsNobodyHoldsNothingUp) {
+    // Once the queue of a listener is full, connections to it neither fail nor succeed.
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
+    ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    ASSERT_EQ(listen(listener, 0), 0);
+    int waiting[4];
+    for (int& one : waiting) {
+        one = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+        connect(one, reinterpret_cast<sockaddr*>(&address), size);
+    }
+    FakeLinkDevice good("GOOD");
+    good.announce(directory);
+    for (const char* stuck : {"STUCK1", "STUCK2", "STUCK3"}) {
+        const std::string text = "id=04037F80\ndescription=\nserial=" + std::string(stuck) +
+                                 "\nport=" + std::to_string(ntohs(address.sin_port)) +
+                                 "\ntoken=" + FakeLinkDevice::token + "\n";
+        directory.write(std::string(stuck) + ".device", text);
+    }
+    const auto begin = steady_clock::now();
+    EXPECT_EQ(serials(), std::vector<std::string>{"GOOD"});
+    EXPECT_EQ(openSerial("STUCK1"), FT_IO_ERROR);
+    EXPECT_LT(steady_clock::now() - begin, milliseconds(4000));
+    for (const int one : waiting)
+        close(one);
+    close(listener);
+}
+
+TEST_F(VirtualDevices, SettingsReachTheDeviceInOrder) {
+    openOne();
+    EXPECT_EQ(FT_SetUSBParameters(handle, 128, 128), FT_OK);
+    EXPECT_EQ(FT_SetDataCharacteristics(handle, 8, 0, 0), FT_OK);
+    EXPECT_EQ(FT_SetChars(handle, 0, 0, 0, 0), FT_OK);
+    EXPECT_EQ(FT_SetLatencyTimer(handle, 2), FT_OK);
+    EXPECT_EQ(FT_SetBaudRate(handle, 230400), FT_OK);
+    EXPECT_EQ(write("before"), FT_OK);
+    EXPECT_EQ(FT_SetFlowControl(handle, FT_FLOW_XON_XOFF, 0x11, 0x13), FT_OK);
+    EXPECT_EQ(FT_SetBitMode(handle, 0xF5, 0x20), FT_OK);
+    EXPECT_EQ(FT_Purge(handle, FT_PURGE_RX | FT_PURGE_TX), FT_OK);
+    device->setBits(0x5A);
+    UCHAR bits = 0;
+    EXPECT_EQ(FT_GetBitMode(handle, &bits), FT_OK);
+    EXPECT_EQ(bits, 0x5A);
+    EXPECT_EQ(FT_ResetPort(handle), FT_OK);
+    ASSERT_TRUE(device->waitClient(false));
+
+    const FakeLinkDevice::Message expected[] = {
+        {0x09, raw({8, 0, 0})},
+        {0x08, raw({2})},
+        {0x03, raw({0x00, 0x84, 0x03, 0x00})},
+        {0x02, "before"},
+        {0x04, raw({0x00, 0x04, 0x11, 0x13})},
+        {0x05, raw({0xF5, 0x20})},
+        {0x07, raw({3})},
+        {0x06, ""},
+        {0x0A, ""},
+    };
+    const auto got = device->messages();
+    ASSERT_EQ(got.size(), std::size(expected));
+    for (size_t i = 0; i < got.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(got[i].operation, expected[i].operation);
+        EXPECT_EQ(got[i].payload, expected[i].payload);
+    }
+}
+
+TEST_F(VirtualDevices, BadArgumentsAreRefusedBeforeTheDeviceHearsOfThem) {
+    openOne();
+    EXPECT_EQ(FT_SetUSBParameters(handle, 100, 128), FT_INVALID_PARAMETER);
+    EXPECT_EQ(FT_SetDataCharacteristics(handle, 9, 0, 0), FT_INVALID_PARAMETER);
+    EXPECT_EQ(FT_SetDataCharacteristics(handle, 8, 1, 0), FT_INVALID_PARAMETER);
+    EXPECT_EQ(FT_SetLatencyTimer(handle, 0), FT_INVALID_PARAMETER);
+    EXPECT_EQ(FT_SetBaudRate(handle, 12), FT_INVALID_BAUD_RATE);
+    EXPECT_EQ(FT_SetFlowControl(handle, 0x0123, 0, 0), FT_INVALID_PARAMETER);
+    EXPECT_EQ(FT_Purge(handle, 4), FT_INVALID_PARAMETER);
+    EXPECT_EQ(FT_SetBaudRate(handle, 9600), FT_OK);
+    EXPECT_EQ(device->waitFor(0x03).payload, raw({0x80, 0x25, 0, 0}));
+    EXPECT_EQ(device->messages().size(), 1u);
+}
+
+TEST_F(VirtualDevices, ReceivedBytesSignalTheEventAndWait) {
+    openOne();
+    device->sendData(std::string("a\0b", 3));
+    ASSERT_TRUE(event.wait(5000));
+    DWORD rx = 0, events = 0;
+    ASSERT_EQ(status(&rx, &events), FT_OK);
+    EXPECT_EQ(rx, 3u);
+    EXPECT_EQ(events, FT_EVENT_RXCHAR);
+    ASSERT_EQ(status(&rx, &events), FT_OK);
+    EXPECT_EQ(events, 0u);
+    EXPECT_EQ(read(2), std::string("a\0", 2));
+    EXPECT_EQ(queued(), 1u);
+    EXPECT_EQ(read(1), "b");
+    EXPECT_FALSE(event.wait(0));
+
+    device->sendEvent(FT_EVENT_MODEM_STATUS);
+    ASSERT_TRUE(event.wait(5000));
+    ASSERT_EQ(status(&rx, &events), FT_OK);
+    EXPECT_EQ(events, FT_EVENT_MODEM_STATUS);
+}
+
+TEST_F(VirtualDevices, EventsOutsideTheMaskAreKeptButNotSignalled) {
+    openOne();
+    ASSERT_EQ(FT_SetEventNotification(handle, FT_EVENT_RXCHAR, &event), FT_OK);
+    device->sendEvent(FT_EVENT_LINE_STATUS);
+    EXPECT_FALSE(event.wait(100));
+    device->sendData("x");
+    ASSERT_TRUE(event.wait(5000));
+    DWORD rx = 0, events = 0;
+    ASSERT_EQ(status(&rx, &events), FT_OK);
+    EXPECT_EQ(events, FT_EVENT_RXCHAR | FT_EVENT_LINE_STATUS);
+}
+
+TEST_F(VirtualDevices, AReadWaitsForTheCountOrItsTimeout) {
+    openOne();
+    std::thread later([this] {
+        device->sendData("abc");
+        device->waitFor(0x02);  // the reader has nothing to do with this: it only spaces the two
+        device->sendData("def");
+    });
+    EXPECT_EQ(FT_SetTimeouts(handle, 10000, 500), FT_OK);
+    std::thread writer([this] { write("go"); });
+    EXPECT_EQ(read(6), "abcdef");
+    later.join();
+    writer.join();
+
+    ASSERT_EQ(FT_SetTimeouts(handle, 40, 500), FT_OK);
+    device->sendData("xy");
+    const auto begin = steady_clock::now();
+    EXPECT_EQ(read(100), "xy");
+    EXPECT_GE(steady_clock::now() - begin, milliseconds(40));
+    EXPECT_EQ(read(0), "");
+}
+
+TEST_F(VirtualDevices, AFrameWrittenByteByByteLeavesTogether) {
+    openOne();
+    constexpr int frames = 200;
+    constexpr size_t frame = 14;
+    for (int i = 0; i < frames; ++i) {
+        for (size_t k = 0; k < frame; ++k)
+            ASSERT_EQ(write(std::string(1, static_cast<char>(i))), FT_OK);
+        ASSERT_EQ(device->waitData(static_cast<size_t>(i + 1) * frame).size(),
+                  static_cast<size_t>(i + 1) * frame);
+    }
+    // Far from a message for each byte, even where a busy machine takes the writing thread off in mid-frame.
+    EXPECT_LT(device->dataMessages(), frames * frame / 2);
+    const std::string all = device->waitData(0);
+    for (size_t i = 0; i < all.size(); ++i)
+        ASSERT_EQ(all[i], static_cast<char>(i / frame));
+}
+
+TEST_F(VirtualDevices, MuchDataArrivesWholeInBothDirections) {
+    openOne();
+    device->onData([](const std::string& data) { return data; });
+    std::string sent(300000, '\0');
+    for (size_t i = 0; i < sent.size(); ++i)
+        sent[i] = static_cast<char>(i * 7 + i / 251);
+    std::thread writer([&] {
+        for (size_t at = 0; at < sent.size(); at += 5000) {
+            // The receive queue holds only so much: leave room as a device's line rate would.
+            while (queued() > 30000)
+                event.wait(10);
+            ASSERT_EQ(write(sent.substr(at, 5000)), FT_OK);
+        }
+    });
+    std::string got;
+    while (got.size() < sent.size()) {
+        const std::string part = read(1000);
+        if (part.empty()) break;
+        got += part;
+    }
+    writer.join();
+    EXPECT_TRUE(got == sent);
+}
+
+TEST_F(VirtualDevices, AWriteToAStalledDeviceEndsWithASmallerCount) {
+    openOne();
+    device->readMessages(false);
+    ASSERT_EQ(FT_SetTimeouts(handle, 500, 50), FT_OK);
+    const std::string chunk(10000, 'x');
+    DWORD written = 10000;
+    for (int i = 0; i < 5000 && written == chunk.size(); ++i)
+        ASSERT_EQ(write(chunk, &written), FT_OK);
+    EXPECT_LT(written, chunk.size());
+    // A setting cannot get through either, and closing does not wait for ever.
+    EXPECT_EQ(FT_SetBaudRate(handle, 9600), FT_IO_ERROR);
+    const auto begin = steady_clock::now();
+    EXPECT_EQ(FT_Close(handle), FT_OK);
+    EXPECT_LT(steady_clock::now() - begin, milliseconds(4000));
+    device->readMessages(true);
+}
+
+TEST_F(VirtualDevices, FloodingLosesBytesButNotTheConnection) {
+    openOne();
+    for (int i = 0; i < 40; ++i)
+        device->sendData(std::string(4000, 'x'));
+    device->setBits(0x77);
+    UCHAR bits = 0;
+    ASSERT_EQ(FT_GetBitMode(handle, &bits), FT_OK);  // answered after all of it
+    DWORD rx = 0, events = 0;
+    ASSERT_EQ(status(&rx, &events), FT_OK);
+    EXPECT_EQ(rx, 65536u);
+    EXPECT_TRUE(events & FT_EVENT_LINE_STATUS);
+}
+
+TEST_F(VirtualDevices, PurgeDropsWhatCameBefore) {
+    openOne();
+    device->sendData("old");
+    ASSERT_TRUE(event.wait(5000));
+    ASSERT_EQ(FT_Purge(handle, FT_PURGE_TX), FT_OK);
+    EXPECT_EQ(queued(), 3u);
+    device->sendData("also old");
+    ASSERT_EQ(FT_Purge(handle, FT_PURGE_RX), FT_OK);
+    EXPECT_EQ(queued(), 0u);
+    device->sendData("new");
+    EXPECT_EQ(read(3), "new");
+}
+
+TEST_F(VirtualDevices, ADeviceThatOwesAnAnswerHoldsNothingUp) {
+    openOne();
+    device->answerPurges(false);
+    device->answerBitMode(false);
+    const auto begin = steady_clock::now();
+    UCHAR bits = 0;
+    EXPECT_EQ(FT_Purge(handle, FT_PURGE_RX), FT_IO_ERROR);
+    EXPECT_EQ(FT_GetBitMode(handle, &bits), FT_IO_ERROR);
+    EXPECT_LT(steady_clock::now() - begin, milliseconds(6000));
+    // Answers that come too late are not taken for those of later questions.
+    device->sendRaw(raw({0x86, 1, 0, 0x11, 0x87, 0, 0}));
+    device->sendData("kept");
+    device->answerBitMode(true);
+    device->setBits(0x22);
+    EXPECT_EQ(FT_GetBitMode(handle, &bits), FT_OK);
+    EXPECT_EQ(bits, 0x22);
+    EXPECT_EQ(read(4), "kept");
+}
+
+TEST_F(VirtualDevices, MalformedMessagesEndTheConnection) {
+    const std::string faults[] = {
+        raw({0x82, 0x01, 0x10}) + std::string(4097, 'x'),  // too long
+        raw({0x99, 0, 0}),                                 // unknown
+        raw({0x02, 1, 0, 'x'}),                            // the tool's own operation
+        raw({0x81, 1, 0, 0}),                              // a second greeting
+        raw({0x87, 1, 0, 0}),                              // wrong lengths
+        raw({0x86, 0, 0}),
+        raw({0x8B, 2, 0, 2, 4}),
+        raw({0x87, 0, 0}) + raw({0xFF, 0xFF, 0xFF}),
+    };
+    for (size_t i = 0; i < std::size(faults); ++i) {
+        SCOPED_TRACE(i);
+        openOne();
+        device->sendRaw(raw({0x82, 2, 0, 'o', 'k'}) + faults[i]);
+        EXPECT_TRUE(device->waitClient(false));
+        EXPECT_EQ(read(2), "ok");
+        EXPECT_TRUE(waitGone());
+        EXPECT_EQ(FT_Close(handle), FT_OK);
+    }
+}
+
+TEST_F(VirtualDevices, MessagesMayArriveInPieces) {
+    openOne();
+    const std::string message = raw({0x82, 3, 0, 'a', 'b', 'c', 0x8B, 1, 0, 2, 0x82, 0, 0, 0x82, 1, 0, 'd'});
+    for (const char c : message)
+        device->sendRaw(std::string(1, c));
+    EXPECT_EQ(read(4), "abcd");
+}
+
+TEST_F(VirtualDevices, UnpluggedKeepsReceivedBytesReadable) {
+    openOne();
+    device->sendData("last words");
+    ASSERT_TRUE(event.wait(5000));
+    device->unplug();
+    ASSERT_TRUE(event.wait(5000));
+    DWORD rx = 0, events = 0;
+    ASSERT_EQ(status(&rx, &events), FT_OK);
+    EXPECT_EQ(rx, 10u);
+    EXPECT_EQ(read(100), "last words");
+    EXPECT_EQ(status(), FT_IO_ERROR);
+    EXPECT_EQ(read(1, FT_IO_ERROR), "");
+    DWORD number = 0;
+    EXPECT_EQ(write("x", &number), FT_IO_ERROR);
+    EXPECT_EQ(FT_GetQueueStatus(handle, &number), FT_IO_ERROR);
+    EXPECT_EQ(FT_SetBaudRate(handle, 9600), FT_IO_ERROR);
+    EXPECT_EQ(FT_Purge(handle, 3), FT_IO_ERROR);
+    EXPECT_EQ(FT_SetEventNotification(handle, 7, &event), FT_IO_ERROR);
+    EXPECT_FALSE(event.wait(50));
+}
+
+TEST_F(VirtualDevices, UnpluggedEndsEveryWait) {
+    openOne();
+    ASSERT_EQ(FT_SetTimeouts(handle, 0, 0), FT_OK);
+    device->readMessages(false);
+    std::thread reader([this] { read(100, FT_IO_ERROR); });
+    std::thread writer([this] {
+        DWORD written = 0;
+        while (write(std::string(10000, 'x'), &written) == FT_OK) {
+        }
+    });
+    std::thread asker([this] {
+        UCHAR bits = 0;
+        FT_GetBitMode(handle, &bits);
+    });
+    EXPECT_FALSE(event.wait(30));
+    device->unplug();
+    EXPECT_TRUE(event.wait(5000));
+    reader.join();
+    writer.join();
+    asker.join();
+    EXPECT_EQ(status(), FT_IO_ERROR);
+}
+
+TEST_F(VirtualDevices, CloseEndsAReadInAnotherThread) {
+    openOne();
+    ASSERT_EQ(FT_SetTimeouts(handle, 0, 0), FT_OK);
+    platform::Event begun;
+    std::thread reader([&, stale = handle] {
+        char byte;
+        DWORD got = 0;
+        begun.set();
+        EXPECT_EQ(FT_Read(stale, &byte, 1, &got), FT_INVALID_HANDLE);
+    });
+    EXPECT_TRUE(begun.wait(5000));
+    EXPECT_EQ(FT_Close(handle), FT_OK);
+    reader.join();
+    EXPECT_FALSE(event.wait(0));  // closing is not an event
+}
+
+TEST_F(VirtualDevices, CloseSendsWhatIsQueuedAndTheNextOpenWorksAtOnce) {
+    openOne();
+    std::string expected;
+    for (int i = 0; i < 50; ++i) {
+        const std::string part = "end " + std::to_string(i);
+        ASSERT_EQ(write(part), FT_OK);
+        expected += part;
+        ASSERT_EQ(FT_Close(handle), FT_OK);
+        ASSERT_EQ(device->waitData(expected.size()), expected);
+        ASSERT_EQ(openSerial("OK1"), FT_OK);
+    }
+}
+
+TEST_F(VirtualDevices, AReplacedDeviceIsOpenedUnderItsNewAddress) {
+    openOne();
+    device->unplug();
+    EXPECT_TRUE(waitGone());
+    EXPECT_EQ(FT_Close(handle), FT_OK);
+    EXPECT_EQ(openSerial("OK1"), FT_DEVICE_NOT_FOUND);
+    openOne();
+    device->sendData("back");
+    EXPECT_EQ(read(4), "back");
+}
+
+TEST_F(VirtualDevices, TwoAreKeptApart) {
+    openOne();
+    FakeLinkDevice other("OK2");
+    other.announce(directory);
+    FT_HANDLE second = nullptr;
+    ASSERT_EQ(FT_OpenEx("OK2", FT_OPEN_BY_SERIAL_NUMBER, &second), FT_OK);
+    DWORD written = 0;
+    ASSERT_EQ(FT_Write(second, "two", 3, &written), FT_OK);
+    ASSERT_EQ(write("one"), FT_OK);
+    EXPECT_EQ(other.waitData(3), "two");
+    EXPECT_EQ(device->waitData(3), "one");
+    other.unplug();
+    device->sendData("still here");
+    EXPECT_EQ(read(10), "still here");
+    FT_Close(second);
+    EXPECT_EQ(status(), FT_OK);
+}
+
+TEST_F(VirtualDevices, UnpluggingAtAnyByteOfAMessageIsSurvived) {
+    const std::string message = raw({0x82, 4, 0, 'a', 'b', 'c', 'd'});
+    for (size_t cut = 0; cut <= message.size(); ++cut) {
+        SCOPED_TRACE(cut);
+        openOne();
+        write("request");
+        device->sendRaw(message.substr(0, cut));
+        device->unplug();
+        EXPECT_EQ(read(4, cut == message.size() ? FT_OK : FT_IO_ERROR), cut == message.size() ? "abcd" : "");
+        EXPECT_TRUE(waitGone());
+        EXPECT_EQ(FT_Close(handle), FT_OK);
+    }
+}
+
+}  // namespace kovgui::ftdi

@@ -1,0 +1,273 @@
+#include "tests/support/fake_link_device.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+namespace kovgui::ftdi {
+
+namespace fs = std::filesystem;
+
+DeviceDirectory::DeviceDirectory() {
+    std::string pattern = (fs::temp_directory_path() / "oabr-devices-XXXXXX").string();
+    if (!mkdtemp(pattern.data())) throw std::runtime_error("no temporary directory");
+    path_ = pattern;
+}
+
+DeviceDirectory::~DeviceDirectory() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+}
+
+void DeviceDirectory::write(const std::string& name, const std::string& content) const {
+    const fs::path temporary = fs::path(path_) / (name + ".new");
+    std::ofstream(temporary, std::ios::binary) << content;
+    fs::rename(temporary, fs::path(path_) / name);
+}
+
+void DeviceDirectory::remove(const std::string& name) const {
+    fs::remove(fs::path(path_) / name);
+}
+
+FakeLinkDevice::FakeLinkDevice(std::string serial, Greeting greeting)
+    : serial_(std::move(serial)),
+      greeting_(greeting),
+      listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    if (bind(listener_, reinterpret_cast<sockaddr*>(&address), size) || listen(listener_, 8) ||
+        getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size))
+        throw std::runtime_error("cannot listen");
+    port_ = ntohs(address.sin_port);
+    thread_ = std::thread([this] { run(); });
+}
+
+FakeLinkDevice::~FakeLinkDevice() {
+    unplug();
+}
+
+std::string FakeLinkDevice::announcement() const {
+    return "id=04037F80\nserial=" + serial_ + "\ndescription=Fake device\nport=" + std::to_string(port_) +
+           "\ntoken=" + token + "\n";
+}
+
+void FakeLinkDevice::announce(const DeviceDirectory& directory) const {
+    directory.write(serial_ + ".device", announcement());
+}
+
+void FakeLinkDevice::answerPurges(bool yes) {
+    std::lock_guard lock(mutex_);
+    purges_ = yes;
+}
+
+void FakeLinkDevice::answerBitMode(bool yes) {
+    std::lock_guard lock(mutex_);
+    bit_mode_ = yes;
+}
+
+void FakeLinkDevice::onData(std::function<std::string(const std::string&)> answer) {
+    std::lock_guard lock(mutex_);
+    answer_ = std::move(answer);
+}
+
+void FakeLinkDevice::readMessages(bool yes) {
+    std::lock_guard lock(mutex_);
+    reads_ = yes;
+    changed_.notify_all();
+}
+
+void FakeLinkDevice::setBits(uint8_t value) {
+    std::lock_guard lock(mutex_);
+    bits_ = value;
+}
+
+void FakeLinkDevice::sendData(const std::string& bytes) {
+    sendMessage(0x82, bytes);
+}
+
+void FakeLinkDevice::sendEvent(uint8_t mask) {
+    sendMessage(0x8B, std::string(1, static_cast<char>(mask)));
+}
+
+void FakeLinkDevice::sendRaw(const std::string& bytes) {
+    std::lock_guard lock(mutex_);
+    if (client_ >= 0) send(client_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+}
+
+void FakeLinkDevice::sendMessage(uint8_t operation, const std::string& payload) {
+    std::string bytes{static_cast<char>(operation), static_cast<char>(payload.size()),
+                      static_cast<char>(payload.size() >> 8)};
+    sendRaw(bytes + payload);
+}
+
+void FakeLinkDevice::unplug() {
+    {
+        std::lock_guard lock(mutex_);
+        stopping_ = true;
+        if (client_ >= 0) shutdown(client_, SHUT_RDWR);
+        changed_.notify_all();
+    }
+    if (!thread_.joinable()) return;
+    shutdown(listener_, SHUT_RDWR);
+    thread_.join();
+    close(listener_);
+}
+
+std::vector<FakeLinkDevice::Message> FakeLinkDevice::messages() const {
+    std::lock_guard lock(mutex_);
+    return messages_;
+}
+
+FakeLinkDevice::Message FakeLinkDevice::waitFor(uint8_t operation, int timeout_ms) {
+    std::unique_lock lock(mutex_);
+    const auto arrived = [&] {
+        for (; waited_ < messages_.size(); ++waited_)
+            if (messages_[waited_].operation == operation) return true;
+        return false;
+    };
+    if (!changed_.wait_for(lock, std::chrono::milliseconds(timeout_ms), arrived)) return {0, {}};
+    return messages_[waited_++];
+}
+
+std::string FakeLinkDevice::waitData(size_t bytes, int timeout_ms) {
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, std::chrono::milliseconds(timeout_ms), [&] { return data_.size() >= bytes; });
+    return data_;
+}
+
+size_t FakeLinkDevice::dataMessages() const {
+    std::lock_guard lock(mutex_);
+    return data_messages_;
+}
+
+bool FakeLinkDevice::waitClient(bool connected, int timeout_ms) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::milliseconds(timeout_ms),
+                             [&] { return (client_ >= 0) == connected; });
+}
+
+int FakeLinkDevice::acceptedConnections() const {
+    std::lock_guard lock(mutex_);
+    return accepted_;
+}
+
+namespace {
+
+bool readExactly(int client, char* to, size_t count) {
+    return recv(client, to, count, MSG_WAITALL) == static_cast<ssize_t>(count);
+}
+
+bool readMessage(int client, FakeLinkDevice::Message* message) {
+    unsigned char head[3];
+    if (!readExactly(client, reinterpret_cast<char*>(head), sizeof head)) return false;
+    message->operation = head[0];
+    message->payload.resize(head[1] | static_cast<size_t>(head[2]) << 8);
+    return message->payload.empty() || readExactly(client, message->payload.data(), message->payload.size());
+}
+
+}  // namespace
+
+void FakeLinkDevice::run() {
+    for (int client; (client = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
+        const int on = 1;
+        setsockopt(client, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        {
+            std::lock_guard lock(mutex_);
+            ++accepted_;
+            changed_.notify_all();
+        }
+        serve(client);
+        {
+            std::lock_guard lock(mutex_);
+            client_ = -1;
+            changed_.notify_all();
+        }
+        close(client);
+    }
+}
+
+bool FakeLinkDevice::greet(int client) {
+    Message hello;
+    if (!readMessage(client, &hello) || hello.operation != 0x01) return false;
+    const auto answer = [client](char status) {
+        const char bytes[] = {'\x81', 1, 0, status};
+        send(client, bytes, sizeof bytes, MSG_NOSIGNAL);
+        return status == 0;
+    };
+    switch (greeting_) {
+        case Greeting::accept:
+            return answer(hello.payload == token ? 0 : 1);
+        case Greeting::wrong_token:
+            return answer(1);
+        case Greeting::in_use:
+            return answer(2);
+        case Greeting::hang_up:
+            return false;
+        case Greeting::noise:
+            send(client, "SSH-2.0-x\r\n", 11, MSG_NOSIGNAL);
+            return false;
+        case Greeting::silence:
+            char byte;
+            recv(client, &byte, 1, 0);  // until the client gives up
+            return false;
+    }
+    return false;
+}
+
+void FakeLinkDevice::serve(int client) {
+    {
+        std::lock_guard lock(mutex_);
+        if (stopping_) return;
+    }
+    if (!greet(client)) return;
+    {
+        std::lock_guard lock(mutex_);
+        if (stopping_) return;
+        client_ = client;
+        changed_.notify_all();
+    }
+    for (Message message;;) {
+        {
+            std::unique_lock lock(mutex_);
+            changed_.wait(lock, [this] { return reads_ || stopping_; });
+        }
+        if (!readMessage(client, &message)) return;
+        handle(message);
+        if (message.operation == 0x0A) return;
+    }
+}
+
+void FakeLinkDevice::handle(const Message& message) {
+    std::string reply;
+    bool purged = false;
+    int bits = -1;
+    std::function<std::string(const std::string&)> answer;
+    {
+        std::lock_guard lock(mutex_);
+        messages_.push_back(message);
+        if (message.operation == 0x02) {
+            data_ += message.payload;
+            ++data_messages_;
+            answer = answer_;
+        }
+        purged = message.operation == 0x07 && purges_;
+        if (message.operation == 0x06 && bit_mode_) bits = bits_;
+        changed_.notify_all();
+    }
+    if (answer) reply = answer(message.payload);
+    if (!reply.empty()) sendData(reply);
+    if (purged) sendMessage(0x87, {});
+    if (bits >= 0) sendMessage(0x86, std::string(1, static_cast<char>(bits)));
+}
+
+}  // namespace kovgui::ftdi
