@@ -4,9 +4,9 @@
 
 #include "lib/comm_obj.h"
 
-// The device's basic commands: one request each. All block for at most the request's timeout of one second and must not
-// be called on the receiver thread. Unless stated they return 0, or what send_req returned, and leave their outputs
-// untouched when they fail.
+// The device's basic commands: one request each. All block for at most the request's timeout of one second
+// and must not be called on the receiver thread. Unless stated they return 0, or what send_req returned, and
+// leave their outputs untouched when they fail.
 
 /// Measures the round trip.
 /// @param out  microseconds from sending to the reply
@@ -65,6 +65,6 @@ void hdlc_dbg_send_rq(const char* text);
 void hdlc_ping_send_rq();
 
 // The objects, for the dispatch of replies.
-extern comm_obj comm_ping, comm_fwv_read, comm_fwd_read, comm_blv_read, comm_bls_read, comm_pwr_ctl, comm_bl_enable,
-    comm_bl_disable, comm_wup_ctl, comm_hk_status, comm_eth_wakeup_read, comm_eth_wakeup_write, comm_mdio_read,
-    comm_mdio_write, comm_smi_read, comm_smi_write;
+extern comm_obj comm_ping, comm_fwv_read, comm_fwd_read, comm_blv_read, comm_bls_read, comm_pwr_ctl,
+    comm_bl_enable, comm_bl_disable, comm_wup_ctl, comm_hk_status, comm_eth_wakeup_read,
+    comm_eth_wakeup_write, comm_mdio_read, comm_mdio_write, comm_smi_read, comm_smi_write;

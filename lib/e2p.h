@@ -7,7 +7,8 @@
 // The device's configuration EEPROM: raw access.
 
 /// Reads bytes.
-/// @param count  in: bytes wanted (the low eight bits are sent); out: the count the device says it read, which may be
+/// @param count  in: bytes wanted (the low eight bits are sent); out: the count the device says it read,
+/// which may be
 ///               larger than what was copied. At most 57 bytes are ever copied.
 /// @return       0, or what send_req returned
 int e2p_read(uint16_t address, uint8_t* buffer, unsigned long* count);

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// The vocabulary of the wire: what a frame's contents mean. A message is a type, a command and up to 60 bytes of
-// payload; fields of several bytes are little-endian unless a function says otherwise.
+// The vocabulary of the wire: what a frame's contents mean. A message is a type, a command and up to 60 bytes
+// of payload; fields of several bytes are little-endian unless a function says otherwise.
 
 constexpr int hdlc_msg_header_size = 2;
 constexpr int hdlc_msg_max_payload = 60;
@@ -105,7 +105,9 @@ constexpr void put_le32(uint8_t* at, uint32_t value) {
     put_le16(at, static_cast<uint16_t>(value));
     put_le16(at + 2, static_cast<uint16_t>(value >> 16));
 }
-constexpr uint16_t get_le16(const uint8_t* at) { return static_cast<uint16_t>(at[0] | at[1] << 8); }
+constexpr uint16_t get_le16(const uint8_t* at) {
+    return static_cast<uint16_t>(at[0] | at[1] << 8);
+}
 constexpr uint32_t get_le32(const uint8_t* at) {
     return get_le16(at) | static_cast<uint32_t>(get_le16(at + 2)) << 16;
 }

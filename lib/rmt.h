@@ -4,8 +4,9 @@
 
 #include "lib/comm_obj.h"
 
-// Remote functions of the firmware. They share one communication object, so one runs at a time. All return 1 for
-// success and 0 for failure, and print "** send_req failed" on standard output when the device does not answer.
+// Remote functions of the firmware. They share one communication object, so one runs at a time. All return 1
+// for success and 0 for failure, and print "** send_req failed" on standard output when the device does not
+// answer.
 
 /// @param timeout       seconds, at least 1
 /// @param data          `length` bytes, at most 56
@@ -17,8 +18,8 @@ int rmt_function(uint8_t cmd, int timeout, const uint8_t* data, int length, uint
 int rmt_echo(const uint8_t* data, uint8_t* out);
 
 struct rmt_mib_request {
-    uint16_t port;   ///< tool port number 1..4
-    uint8_t index;   ///< (group << 5) | index of the counter
+    uint16_t port;  ///< tool port number 1..4
+    uint8_t index;  ///< (group << 5) | index of the counter
 };
 int rmt_mib_tab_entry_read(const rmt_mib_request& in, uint32_t* out);
 /// @param out  9 bytes

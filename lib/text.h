@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// Texts of addresses, bits and bytes. A MAC address is six bytes, least significant first: byte 0 is the last group of
-// its text.
+// Texts of addresses, bits and bytes. A MAC address is six bytes, least significant first: byte 0 is the last
+// group of its text.
 
 /// Writes "%02x:%02x:%02x:%02x:%02x:%02x", at most `size` characters with the terminator.
 void mactostr(const uint8_t* mac, char* buffer, size_t size);
@@ -14,8 +14,8 @@ void strtomac(const char* text, uint8_t* mac);
 /// @return the number of characters
 int ultobinstr(unsigned long value, char* buffer, int bits);
 
-// Hex dumps on standard output, flushed at their end. A byte whose position (from 1) is a multiple of `per_line` is
-// followed by a line break, every other one, and the first one always, by the separator.
+// Hex dumps on standard output, flushed at their end. A byte whose position (from 1) is a multiple of
+// `per_line` is followed by a line break, every other one, and the first one always, by the separator.
 
 void dump_hex(const uint8_t* data, int length, int per_line, const char* separator);
 void dump_hex_pre(const char* prefix, const uint8_t* data, int length, int per_line, const char* separator);
