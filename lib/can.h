@@ -66,6 +66,46 @@ int can_format_msg(const uint8_t* frame, uint16_t length, char* line, size_t siz
 /// Prints that line on standard output; nothing for a record without one.
 void process_can_msg(const uint8_t* frame, uint16_t length);
 
+// --- Records
+// ---------------------------------------------------------------------------------------------------------
+
+/// Copies the record field by field, in the order of its offsets.
+/// @param buffer  takes 34 bytes
+/// @param length  becomes 34
+void serializeMaskFilter(const can_mask_filter* record, uint8_t* buffer, int* length);
+/// Not the way back: the second mode and its five words are read from offsets 10, 11, 15, 19, 23 and 27, on
+/// purpose. What can_get_filter_mask yields is a record already and must not pass through here.
+/// @param buffer  31 bytes are read
+void unserializeMaskFilter(can_mask_filter* record, const uint8_t* buffer);
+
+constexpr uint32_t can_oscillator_hz = 16'000'000;
+
+/// Fills the three register bytes from the other fields.
+/// @return the record
+can_speed* can_calc_config(can_speed* record);
+/// Finds the timing of a bit rate: the smallest prescaler with at most 25 quanta a bit, about a third of them
+/// for each phase segment. The real rate may be some percent above the one asked for. Prints what it found.
+/// @param triple  1: sample three times
+/// @return        0, or -1 when no prescaler gives 5 to 25 quanta; the record is then untouched and nothing
+/// printed
+int can_calc_params(uint32_t oscillator, uint32_t bit_rate, int triple, can_speed* record);
+/// Prints the record, one field a line.
+void can_config_show(const can_speed* record);
+
+constexpr int can_extra_size = 16;  ///< bytes of the life-cycle function beside the two records
+
+/// Writes both records, the extra bytes and the CRC over all of them to the EEPROM. What was written stays
+/// when a later write fails; the CRC comes last, so that the device does not take half a block.
+/// @return 0 or -1
+int can_save_cfg_to_e2p(const can_speed* speed, const can_mask_filter* filter, const uint8_t* extra);
+
+constexpr int can_cfg_bad_crc = 1;
+/// Reads the block back.
+/// @return 0, can_cfg_bad_crc (also of an erased one), or -1 when the device does not answer; outputs are
+/// written only
+///         when it is 0
+int can_load_cfg_from_e2p(can_speed* speed, can_mask_filter* filter, uint8_t* extra);
+
 extern comm_obj can_set_speed_ctl, can_get_speed_ctl, can_set_filter_mask_ctl, can_get_filter_mask_ctl,
     can_trace_enable_ctl, can_trace_disable_ctl, can_set_mode_ctl, can_get_mode_ctl, can_reset_ctl,
     can_reinit_ctl, can_wakeup_read, can_wakeup_write, can_set_lcmode_ctl, can_get_lcmode_ctl;
