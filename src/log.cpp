@@ -1,0 +1,95 @@
+#include "src/log.h"
+
+#include <wx/log.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+#include <utility>
+
+namespace kovgui {
+namespace {
+
+std::atomic<int> level_now{log_error};
+
+struct Sink {
+    std::mutex mutex;  // guards the rest
+    LogSink write;
+};
+
+Sink& sink() {
+    static auto* const one = new Sink;  // threads may log while statics are destroyed
+    return *one;
+}
+
+void writeToStandardError(const LogRecord& record) {
+    std::string line = record.text;
+    while (line.ends_with('\n'))
+        line.pop_back();
+    line += '\n';
+    std::fputs(line.c_str(), stderr);
+}
+
+void emit(const LogRecord& record) {
+    thread_local bool writing = false;
+    if (writing) return;
+    writing = true;
+    {
+        const std::lock_guard lock(sink().mutex);
+        sink().write ? sink().write(record) : writeToStandardError(record);
+    }
+    writing = false;
+}
+
+std::string formatted(const char* format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::max(0, std::vsnprintf(nullptr, 0, format, arguments));
+    std::string text(static_cast<size_t>(length) + 1, '\0');
+    std::vsnprintf(text.data(), text.size(), format, again);
+    va_end(again);
+    text.pop_back();
+    return text;
+}
+
+class ToolkitLog : public wxLog {
+protected:
+    void DoLogRecord(wxLogLevel level, const wxString& message, const wxLogRecordInfo&) override {
+        if (level > static_cast<wxLogLevel>(logLevel())) return;
+        emit({static_cast<int>(level), message.utf8_string(), std::source_location::current()});
+    }
+};
+
+}  // namespace
+
+void setLogSink(LogSink write) {
+    const std::lock_guard lock(sink().mutex);
+    sink().write = std::move(write);
+}
+
+void setLogLevel(int level) {
+    level_now = std::clamp(level, log_fatal_error, log_verbose);
+}
+
+int logLevel() {
+    return level_now.load(std::memory_order_relaxed);
+}
+
+void adoptToolkitLog() {
+    delete wxLog::SetActiveTarget(new ToolkitLog);
+}
+
+void logLine(int level, const char* word, std::string_view source, int number, std::source_location where,
+             const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const std::string message = formatted(format, arguments);
+    va_end(arguments);
+    emit({level,
+          std::string(word) + ": " + std::string(source) + ":" + std::to_string(number) + " " + message,
+          where});
+}
+
+}  // namespace kovgui
