@@ -1,8 +1,12 @@
 #include "lib/can.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
+
+#include "lib/crc16_ccitt.h"
+#include "lib/e2p.h"
 
 comm_obj can_set_speed_ctl = comm_obj_initial, can_get_speed_ctl = comm_obj_initial,
          can_set_filter_mask_ctl = comm_obj_initial, can_get_filter_mask_ctl = comm_obj_initial,
@@ -106,6 +110,139 @@ int can_get_mode(uint8_t* mode) {
     const int result = caller.send(0);
     *mode = caller.reply()[0];
     return result;
+}
+
+namespace {
+
+// Where the fields of the mask and filter record lie: written, and, differently in the second half, read.
+constexpr int mode0_at = 0;
+constexpr int words0_at = 1;
+constexpr int mode1_at = 13;
+constexpr int words1_at = 14;
+constexpr int mode1_read_at = 10;
+constexpr int words1_read_at = 11;
+constexpr int word_size = 4;
+
+}  // namespace
+
+void serializeMaskFilter(const can_mask_filter* record, uint8_t* buffer, int* length) {
+    buffer[mode0_at] = record->mode0;
+    for (int i = 0; i < 3; ++i)
+        put_le32(buffer + words0_at + word_size * i, record->words0[i]);
+    buffer[mode1_at] = record->mode1;
+    for (int i = 0; i < 5; ++i)
+        put_le32(buffer + words1_at + word_size * i, record->words1[i]);
+    *length = can_filter_size;
+}
+
+void unserializeMaskFilter(can_mask_filter* record, const uint8_t* buffer) {
+    record->mode0 = buffer[mode0_at];
+    for (int i = 0; i < 3; ++i)
+        record->words0[i] = get_le32(buffer + words0_at + word_size * i);
+    record->mode1 = buffer[mode1_read_at];
+    for (int i = 0; i < 5; ++i)
+        record->words1[i] = get_le32(buffer + words1_read_at + word_size * i);
+}
+
+can_speed* can_calc_config(can_speed* record) {
+    record->cnf1 = static_cast<uint8_t>(record->sync_jump_width << 6 | record->prescaler);
+    record->cnf2 = static_cast<uint8_t>(record->phase2_mode << 7 | record->triple_sampling << 6 |
+                                        record->phase_segment1 << 3 | record->propagation);
+    record->cnf3 = static_cast<uint8_t>(record->cnf3_upper << 6 | record->phase_segment2);
+    return record;
+}
+
+int can_calc_params(uint32_t oscillator, uint32_t bit_rate, int triple, can_speed* record) {
+    constexpr unsigned max_prescaler = 63;
+    constexpr unsigned min_quanta = 5;
+    constexpr unsigned max_quanta = 25;
+    constexpr int max_propagation = 8;
+    constexpr int max_jump = 4;
+    if (bit_rate == 0) return -1;
+
+    const auto quanta_at = [&](unsigned prescaler) {
+        return static_cast<unsigned long>(oscillator / (2ULL * bit_rate * (prescaler + 1)));
+    };
+    unsigned prescaler = 0;
+    while (prescaler <= max_prescaler && quanta_at(prescaler) > max_quanta)
+        ++prescaler;
+    if (prescaler > max_prescaler) return -1;
+    const unsigned long quanta = quanta_at(prescaler);
+    if (quanta < min_quanta) return -1;
+
+    const int phase = static_cast<int>(quanta * 32 + 50) / 100;
+    const int propagation = std::min(static_cast<int>(quanta) - 1 - 2 * phase, max_propagation);
+    const int jump = std::min(phase - 1, max_jump);
+    printf("NTQ(%lu) BRP(%lu) ## SY(%d) PR(%d) PS1(%d) PS2(%d) ## SJW(%d) ## sum(%d)\n", quanta,
+           static_cast<unsigned long>(prescaler), 1, propagation, phase, phase, jump,
+           2 * phase + propagation + 1);
+    fflush(stdout);
+
+    *record = {};
+    record->sync_jump_width = static_cast<uint8_t>(jump - 1);
+    record->prescaler = static_cast<uint8_t>(prescaler);
+    record->phase2_mode = 1;
+    record->triple_sampling = triple == 1;
+    record->phase_segment1 = static_cast<uint8_t>(phase - 1);
+    record->propagation = static_cast<uint8_t>(propagation - 1);
+    record->phase_segment2 = static_cast<uint8_t>(phase - 1);
+    can_calc_config(record);
+    return 0;
+}
+
+void can_config_show(const can_speed* record) {
+    printf(
+        "PreScaler: %d\nPropSeg: %d\nPhaseSeg 1: %d\nPhaseSeg 2: %d\nSyncJumpWidth: %d\nTripleSampling: %d\n",
+        record->prescaler, record->propagation, record->phase_segment1, record->phase_segment2,
+        record->sync_jump_width, record->triple_sampling);
+    printf("CNF1: %d\nCNF2: %d\nCNF3: %d\n", record->cnf1, record->cnf2, record->cnf3);
+    fflush(stdout);
+}
+
+namespace {
+
+/// The CAN block as the EEPROM holds it.
+struct can_block {
+    uint8_t speed[can_speed_size];
+    uint8_t filter[can_filter_size];
+    uint8_t extra[can_extra_size];
+    uint8_t crc[2];
+};
+constexpr int can_crc_span = can_speed_size + can_filter_size + can_extra_size;
+static_assert(sizeof(can_block) == can_crc_span + 2);
+static_assert(e2p_can_speed_address + offsetof(can_block, filter) == e2p_can_filter_address);
+static_assert(e2p_can_speed_address + offsetof(can_block, extra) == e2p_can_extra_address);
+static_assert(e2p_can_speed_address + offsetof(can_block, crc) == e2p_can_crc_address);
+
+/// Not complemented, unlike a frame's.
+uint16_t block_crc(const can_block& block) {
+    return crc16_ccitt_calc_data(crc16_initial, reinterpret_cast<const uint8_t*>(&block), can_crc_span);
+}
+
+}  // namespace
+
+int can_save_cfg_to_e2p(const can_speed* speed, const can_mask_filter* filter, const uint8_t* extra) {
+    can_block block;
+    memcpy(block.speed, speed, sizeof block.speed);
+    memcpy(block.filter, filter, sizeof block.filter);
+    memcpy(block.extra, extra, sizeof block.extra);
+    put_le16(block.crc, block_crc(block));
+    if (e2p_write_config_array(block.speed, e2p_can_speed_address, sizeof block.speed) != 0) return -1;
+    if (e2p_write_config_array(block.filter, e2p_can_filter_address, sizeof block.filter) != 0) return -1;
+    if (e2p_write_config_array(block.extra, e2p_can_extra_address, sizeof block.extra) != 0) return -1;
+    return e2p_write_config_array(block.crc, e2p_can_crc_address, sizeof block.crc);
+}
+
+int can_load_cfg_from_e2p(can_speed* speed, can_mask_filter* filter, uint8_t* extra) {
+    constexpr int records = can_speed_size + can_filter_size;
+    can_block block{};
+    if (e2p_read_config_array(block.speed, e2p_can_speed_address, records) != 0) return -1;
+    if (e2p_read_config_array(block.extra, e2p_can_extra_address, sizeof block - records) != 0) return -1;
+    if (get_le16(block.crc) != block_crc(block)) return can_cfg_bad_crc;
+    memcpy(speed, block.speed, sizeof *speed);
+    memcpy(filter, block.filter, sizeof *filter);
+    memcpy(extra, block.extra, sizeof block.extra);
+    return 0;
 }
 
 namespace {
