@@ -11,19 +11,25 @@ add_custom_command(
 
 add_library(oabr_gui STATIC
     ${embedded_source}
+    Application.cpp
+    MainFrame.cpp
     ResourceManager.cpp
-    # What the pages share.
-    # Pages and controls.
+    cli/CLIDialog.cpp
+    device_text.cpp
+    links.cpp
+    log_start.cpp
+    pages.cpp
+    store.cpp
 )
 target_link_libraries(oabr_gui PUBLIC oabr_host oabr_wx_gui)
 target_precompile_headers(oabr_gui PRIVATE <wx/wx.h> <functional> <memory> <string> <vector>)
 
 # Accessible names are the system's own business: GTK's accessible objects, Windows' window texts.
 if(WIN32)
-    target_sources(oabr_gui PRIVATE accessible_msw.cpp)
+    target_sources(oabr_gui PRIVATE accessible_msw.cpp device_change_msw.cpp)
 else()
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(GTK3 REQUIRED IMPORTED_TARGET gtk+-3.0)
-    target_sources(oabr_gui PRIVATE accessible_gtk.cpp)
+    target_sources(oabr_gui PRIVATE accessible_gtk.cpp device_change_gtk.cpp)
     target_link_libraries(oabr_gui PRIVATE PkgConfig::GTK3)
 endif()

@@ -1,0 +1,124 @@
+#include "src/Application.h"
+
+#include <wx/config.h>
+#include <wx/dcmemory.h>
+#include <wx/fileconf.h>
+#include <wx/splash.h>
+#include <wx/stdpaths.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "oabr_version.h"
+#include "src/MainFrame.h"
+#include "src/ResourceManager.h"
+#include "src/ftdi/driver.h"
+#include "src/log_start.h"
+#include "src/utilities.h"
+
+namespace kovgui {
+
+bool Application::showSplash = true;
+bool Application::showConsole = false;
+bool Application::logToWindow = false;
+bool Application::logToFile = false;
+wxFileName Application::logFileName("oabr-switch.log");
+int Application::logLevel = wxLOG_Error;
+
+const wxCmdLineEntryDesc Application::cmdLineDesc[] = {
+    {wxCMD_LINE_SWITCH, "s", "splash", "disable splash screen", wxCMD_LINE_VAL_NONE, 0},
+    {wxCMD_LINE_SWITCH, "c", "console", "enables the management console", wxCMD_LINE_VAL_NONE, 0},
+    {wxCMD_LINE_SWITCH, "D", "debug", "prints log messages to debug window", wxCMD_LINE_VAL_NONE, 0},
+    {wxCMD_LINE_SWITCH, "F", "logfile", "prints log messages to logfile", wxCMD_LINE_VAL_NONE, 0},
+    {wxCMD_LINE_OPTION, "f", "filename", "use filename for logging instead of default logfile",
+     wxCMD_LINE_VAL_STRING, 0},
+    {wxCMD_LINE_OPTION, "L", "loglevel", "0 fatal error, 1 error, 2 warning, 3 message, 4 status, 5 verbose",
+     wxCMD_LINE_VAL_NUMBER, 0},
+    {wxCMD_LINE_SWITCH, "h", "help", "prints this help message", wxCMD_LINE_VAL_NONE, 0},
+    {wxCMD_LINE_NONE, nullptr, nullptr, nullptr, wxCMD_LINE_VAL_NONE, 0},
+};
+
+namespace {
+
+constexpr int splash_ms = 2500;
+constexpr wxPoint splash_text_at(70, 220);
+
+void describe(wxCmdLineParser& parser) {
+    parser.SetDesc(Application::cmdLineDesc);
+    parser.SetSwitchChars("-");
+}
+
+}  // namespace
+
+Application::~Application() {
+    log_stop();
+}
+
+bool Application::printedHelp(int argc, char** argv) {
+    wxCmdLineParser parser(argc, argv);
+    describe(parser);
+    if (parser.Parse(false) != 0 || !parser.Found("h")) return false;
+    std::fputs(parser.GetUsageString().utf8_str(), stdout);
+    return std::fflush(stdout) == 0;
+}
+
+void Application::OnInitCmdLine(wxCmdLineParser& parser) {
+    describe(parser);
+}
+
+bool Application::OnCmdLineParsed(wxCmdLineParser& parser) {
+    showSplash = !parser.Found("s");
+    showConsole = parser.Found("c");
+    logToWindow = parser.Found("D");
+    logToFile = parser.Found("F");
+    wxString name;
+    if (parser.Found("f", &name)) logFileName.Assign(name);
+    long level = logLevel;
+    if (parser.Found("L", &level)) logLevel = static_cast<int>(std::clamp(level, 0L, 5L));
+    return true;
+}
+
+bool Application::OnInit() {
+    // A relative device directory means the one seen from where the program was started.
+    ftdi::driver();
+    setExePathAsCurrentDirectory();
+    if (!wxApp::OnInit()) return false;
+
+    SetAppName("oabr-switch");
+    SetAppDisplayName("OABR Korvex");
+    if (wxConfigBase::Get(false) == nullptr) {
+        wxStandardPaths::Get().SetFileLayout(wxStandardPaths::FileLayout_XDG);
+        const wxFileName file(wxStandardPaths::Get().GetUserConfigDir(), "oabr-switch.ini");
+        wxConfigBase::Set(new wxFileConfig("", "", file.GetFullPath()));
+    }
+
+    mainFrame_ = new MainFrame("OABR Korvex " OABR_VERSION);
+    log_start(logToWindow ? mainFrame_ : nullptr, logToFile ? &logFileName : nullptr, logLevel);
+    mainFrame_->Init(showConsole);
+    mainFrame_->Show();
+    SetTopWindow(mainFrame_);
+    if (showSplash) showSplashPicture();
+    return true;
+}
+
+int Application::OnExit() {
+    delete wxConfigBase::Set(nullptr);
+    return wxApp::OnExit();
+}
+
+void Application::showSplashPicture() {
+    const wxBitmapBundle picture = ResourceManager::instance().getPicture("SPLASH");
+    wxBitmap bitmap = picture.GetBitmapFor(mainFrame_);
+    if (!bitmap.IsOk()) return;
+    {
+        wxMemoryDC dc(bitmap);
+        dc.SetFont(wxFont(wxFontInfo(wxSize(0, 16)).Family(wxFONTFAMILY_SWISS)));
+        dc.SetTextForeground(wxColour(0x22, 0x30, 0x3C));
+        dc.DrawText("GUI Version: " OABR_VERSION, splash_text_at);
+    }
+    new wxSplashScreen(bitmap, wxSPLASH_CENTRE_ON_SCREEN | wxSPLASH_TIMEOUT, splash_ms, mainFrame_, wxID_ANY,
+                       wxDefaultPosition, wxDefaultSize, wxBORDER_NONE | wxFRAME_FLOAT_ON_PARENT);
+    wxYield();
+}
+
+}  // namespace kovgui

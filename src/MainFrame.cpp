@@ -1,0 +1,692 @@
+#include "src/MainFrame.h"
+
+#include <wx/aboutdlg.h>
+#include <wx/busyinfo.h>
+#include <wx/choicdlg.h>
+#include <wx/choice.h>
+#include <wx/config.h>
+#include <wx/display.h>
+#include <wx/evtloop.h>
+#include <wx/generic/aboutdlgg.h>
+#include <wx/iconbndl.h>
+#include <wx/listbook.h>
+#include <wx/menu.h>
+#include <wx/msgdlg.h>
+#include <wx/panel.h>
+#include <wx/sizer.h>
+#include <wx/statbmp.h>
+#include <wx/stattext.h>
+#include <wx/statusbr.h>
+#include <wx/thread.h>
+#include <wx/toolbar.h>
+#include <wx/utils.h>
+
+#include <algorithm>
+#include <thread>
+
+#include "oabr_version.h"
+#include "src/Controls/OABRControlFrame.h"
+#include "src/OABR-Switch/OABRDevice.h"
+#include "src/OABR-Switch/device_use.h"
+#include "src/ResourceManager.h"
+#include "src/accessible.h"
+#include "src/cli/CLIDialog.h"
+#include "src/cli/OKVXConsole.h"
+#include "src/device_change.h"
+#include "src/device_text.h"
+#include "src/ftdi/driver.h"
+#include "src/links.h"
+#include "src/log.h"
+#include "src/pages.h"
+#include "src/store.h"
+
+namespace kovgui {
+
+const wxEventType wxEVT_COMMAND_DEVICE_CONNECTED = wxNewEventType();
+const wxEventType wxEVT_COMMAND_CONNECTION_INTERRUPTED = wxNewEventType();
+const wxEventType wxEVT_COMMAND_DEVICE_UPDATE_REQUIRED = wxNewEventType();
+
+using controls::OABRControlFrame;
+using oabr::DeviceUse;
+using oabr::OABRDevice;
+
+namespace {
+
+constexpr const char* log_source = "src/MainFrame";
+
+enum StatusField { hardware_field, firmware_field, connection_field, status_fields };
+
+constexpr int look_after_connection_ms = 1000;
+
+/// The oldest firmware that this program works with.
+constexpr int oldest_firmware[] = {0, 0, 9, 99};
+/// Result of connecting to a device whose firmware is older than that.
+constexpr int firmware_too_old = 4;
+
+struct MenuRow {
+    int id;
+    const char* text;
+    const char* help;
+    const char* picture;
+};
+
+constexpr MenuRow file_rows[] = {
+    {wxID_OPEN, "L&oad configuration file\tAlt-L", "Load configuration file", "OPENCONFIG"},
+    {wxID_SAVE, "S&ave configuration to a file\tAlt-S", "Save configuration to file", "SAVECONFIG"},
+    {wxID_SEPARATOR, "", "", ""},
+    {wxID_EXIT, "E&xit\tAlt-X", "Quit this program", "EXIT"},
+};
+constexpr MenuRow network_rows[] = {{ID_STORE, "Store Settings", "Store Settings on device", "STORE_RED"}};
+constexpr MenuRow help_rows[] = {
+    {ID_WEBSITE, "Website", "Show Logger website", "HOME"},
+    {wxID_ABOUT, "&About...\tF1", "Show about dialog", "INFO"},
+    {ID_DOWNLOADS, "Downloads", "Show Downloads", "DOWNLOAD"},
+    {ID_USER_HELP, "Help", "Show Help..", "HELPWINDOW"},
+};
+
+struct ToolRow {
+    int id;
+    const char* label;
+    const char* help;
+    const char* picture;
+};
+
+constexpr ToolRow tool_rows[] = {
+    {ID_UPDATE_DEVICES, "", "update device list", "UPDATE"},
+    {wxID_OPEN, "", "load configuration file", "OPENCONFIG"},
+    {wxID_SAVE, "", "save configuration to a file", "SAVECONFIG"},
+    {ID_STORE, "Store", "Store settings on device", "STORE_RED"},
+    {wxID_ABOUT, "", "About..", "INFO"},
+    {ID_WEBSITE, "", "Show OABR Korvex website", "HOME"},
+    {ID_USER_HELP, "", "Show Help", "HELPWINDOW"},
+    {ID_RESET, "Reset", "Reset OABR Korvex", "RESET"},
+};
+constexpr ToolRow console_row = {ID_CONSOLE, "Console", "Management Console", "CONSOLE"};
+
+wxBitmapBundle picture(const char* name) {
+    return ResourceManager::instance().getPicture(name);
+}
+
+template <size_t rows>
+wxMenu* makeMenu(const MenuRow (&table)[rows]) {
+    auto* menu = new wxMenu;
+    for (const MenuRow& row : table) {
+        if (row.id == wxID_SEPARATOR) {
+            menu->AppendSeparator();
+            continue;
+        }
+        auto* item = new wxMenuItem(menu, row.id, row.text, row.help);
+        item->SetBitmap(picture(row.picture));
+        menu->Append(item);
+    }
+    return menu;
+}
+
+void addTool(wxToolBar* bar, const ToolRow& row) {
+    bar->AddTool(row.id, row.label, picture(row.picture), row.help);
+}
+
+}  // namespace
+
+// clang-format off
+wxBEGIN_EVENT_TABLE(MainFrame, wxFrame)
+    EVT_CLOSE(MainFrame::OnClose)
+    EVT_MENU(wxID_EXIT, MainFrame::OnQuit)
+    EVT_MENU(wxID_OPEN, MainFrame::OnOpenConfig)
+    EVT_MENU(wxID_SAVE, MainFrame::OnSaveConfig)
+    EVT_MENU(wxID_ABOUT, MainFrame::ShowSimpleAboutDialog)
+    EVT_MENU(ID_WEBSITE, MainFrame::OnOpenWebSite)
+    EVT_MENU(ID_DOWNLOADS, MainFrame::OnOpenDownloads)
+    EVT_MENU(ID_FAQ, MainFrame::OnOpenFAQ)
+    EVT_MENU(ID_UPDATE_DEVICES, MainFrame::OnUpdateDevices)
+    EVT_MENU(ID_USER_GUIDE, MainFrame::OnOpenUserGuide)
+    EVT_MENU(ID_USER_HELP, MainFrame::OnOpenUserHelp)
+    EVT_LISTBOOK_PAGE_CHANGING(wxID_ANY, MainFrame::OnPageChanged)
+    EVT_THREAD(wxEVT_COMMAND_DEVICE_CONNECTED, MainFrame::OnDeviceConnected)
+    EVT_THREAD(wxEVT_COMMAND_CONNECTION_INTERRUPTED, MainFrame::OnConnectionInerrupted)
+    EVT_COMMAND(wxID_ANY, wxEVT_COMMAND_DEVICE_UPDATE_REQUIRED, MainFrame::OnUpdateDevices)
+    EVT_MENU(ID_STORE, MainFrame::OnStoreValueToE2P)
+    EVT_MENU(ID_CONSOLE, MainFrame::OnConsoleControl)
+    EVT_MENU(ID_RESET, MainFrame::OnResetDevice)
+    EVT_CHOICE(ID_DEVICE_CHOICE, MainFrame::OnDeviceSelected)
+    EVT_THREAD(ID_DEVICE_CONNECTED, MainFrame::OnDeviceConnected)
+    EVT_THREAD(ID_DEVICE_DISCONNECTED, MainFrame::OnDeviceDisconnected)
+    EVT_THREAD(ID_DEVICE_STATUS_UPDATE, MainFrame::OnDeviceStatusUpdate)
+    EVT_TIMER(wxID_ANY, MainFrame::OnLookAfterConnection)
+wxEND_EVENT_TABLE()
+    // clang-format on
+
+    MainFrame::MainFrame(const wxString& title)
+    : wxFrame(nullptr, wxID_ANY, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE, "mainFrame"),
+      connectionTimer_(this) {}
+
+MainFrame::~MainFrame() {
+    DeviceUse::listen(nullptr);
+    deviceWatch_.reset();
+    OABRDevice::instance()->setMainFrame(nullptr);
+    OABRDevice::instance()->disconnect();
+    // Pages leave the registry as they go: while this window can still be asked for.
+    DestroyChildren();
+}
+
+void MainFrame::Init(bool console) {
+    wxIconBundle icons;
+    for (const int size : {16, 32, 48, 64, 128}) {
+        const wxBitmap bitmap = picture("LOGO").GetBitmap(wxSize(size, size));
+        if (!bitmap.IsOk()) continue;
+        wxIcon icon;
+        icon.CopyFromBitmap(bitmap);
+        icons.AddIcon(icon);
+    }
+    SetIcons(icons);
+    buildMenus();
+    buildStatusBar();
+    buildToolBar(console);
+    buildPages();
+    restoreLayout();
+
+    OABRDevice::instance()->setMainFrame(this);
+    DeviceUse::listen([this] { CallAfter(&MainFrame::updateCommands); });
+    const auto devicesChanged = [this] {
+        QueueEvent(new wxCommandEvent(wxEVT_COMMAND_DEVICE_UPDATE_REQUIRED));
+    };
+    deviceWatch_ = ftdi::driver()->watch(devicesChanged);
+    if (!watchSystemDeviceChanges(this, devicesChanged))
+        OABR_LOG_ERROR(349, "RegisterDeviceNotification failed");
+    RefreshDevices();
+    disableDeviceFunctions();
+}
+
+// ---- Content ----
+
+void MainFrame::buildMenus() {
+    fileMenu_ = makeMenu(file_rows);
+    networkMenu_ = makeMenu(network_rows);
+    helpMenu_ = makeMenu(help_rows);
+    auto* bar = new wxMenuBar;
+    bar->Append(fileMenu_, "&File");
+    bar->Append(networkMenu_, "&Network");
+    bar->Append(helpMenu_, "&Help");
+    SetMenuBar(bar);
+}
+
+void MainFrame::buildStatusBar() {
+    wxStatusBar* bar = CreateStatusBar(status_fields, wxSTB_DEFAULT_STYLE, wxID_ANY, "mainStatusBar");
+    bar->SetStatusText("Not connected", connection_field);
+    storeIndicator_ =
+        new wxPanel(bar, wxID_ANY, wxDefaultPosition, wxDefaultSize, wxTAB_TRAVERSAL, "storeIndicator");
+    auto* row = new wxBoxSizer(wxHORIZONTAL);
+    auto* sign = new wxStaticBitmap(storeIndicator_, wxID_ANY, picture("STORE_RED"));
+    row->Add(sign, wxSizerFlags().CenterVertical());
+    row->Add(new wxStaticText(storeIndicator_, wxID_ANY, " STORE"), wxSizerFlags().CenterVertical());
+    storeIndicator_->SetSizer(row);
+    storeIndicator_->SetToolTip("The settings shown are not stored on the device");
+    bar->SetMinHeight(storeIndicator_->GetBestSize().y);
+    storeIndicator_->Hide();
+    bar->Bind(wxEVT_SIZE, [this](wxSizeEvent& event) {
+        placeStoreIndicator();
+        event.Skip();
+    });
+}
+
+void MainFrame::placeStoreIndicator() {
+    wxRect field;
+    if (!GetStatusBar()->GetFieldRect(connection_field, field)) return;
+    const wxSize size = storeIndicator_->GetBestSize();
+    storeIndicator_->SetSize(field.GetRight() - size.x, field.y + (field.height - size.y) / 2, size.x,
+                             size.y);
+}
+
+void MainFrame::buildToolBar(bool console) {
+    toolBar_ = CreateToolBar(wxTB_HORIZONTAL | wxTB_FLAT | wxTB_HORZ_TEXT);
+    toolBar_->AddControl(new wxStaticText(toolBar_, wxID_ANY, " Device: "));
+    chooser_ = new wxChoice(toolBar_, ID_DEVICE_CHOICE, wxDefaultPosition, FromDIP(wxSize(180, -1)));
+    chooser_->SetToolTip("The device to connect to, by its serial number");
+    setAccessibleName(chooser_, "Device");
+    toolBar_->AddControl(chooser_);
+    for (const ToolRow& row : tool_rows)
+        addTool(toolBar_, row);
+    if (console) addTool(toolBar_, console_row);
+    toolBar_->Realize();
+    nameToolsByHelp(toolBar_);
+}
+
+void MainFrame::buildPages() {
+    book_ = new wxListbook(this, wxID_ANY, wxDefaultPosition, wxDefaultSize, wxLB_LEFT);
+    wxBookCtrlBase::Images pictures;
+    for (const PageRow& row : pageRows())
+        pictures.push_back(picture(row.picture));
+    book_->SetImages(pictures);
+    int image = 0;
+    for (const PageRow& row : pageRows())
+        book_->AddPage(row.create(book_), row.title, false, image++);
+    setAccessibleName(book_, "Pages");
+}
+
+void MainFrame::restoreLayout() {
+    const wxConfigBase* config = wxConfigBase::Get(false);
+    const wxSize least = FromDIP(wxSize(760, 520));
+    wxSize size = FromDIP(wxSize(1000, 700));
+    if (config != nullptr) {
+        size.x = static_cast<int>(config->ReadLong("/MainWindow/Width", size.x));
+        size.y = static_cast<int>(config->ReadLong("/MainWindow/Height", size.y));
+        const wxString last = config->Read("/MainWindow/Page", "");
+        for (size_t page = 0; page < book_->GetPageCount(); ++page) {
+            if (book_->GetPageText(page) == last) book_->ChangeSelection(page);
+        }
+    }
+    const wxSize screen = wxDisplay(this).GetClientArea().GetSize();
+    size.DecTo(screen);
+    size.IncTo(least);
+    SetMinSize(least);
+    SetSize(size);
+    if (config != nullptr && config->ReadBool("/MainWindow/Maximised", false)) Maximize();
+}
+
+void MainFrame::saveLayout() {
+    wxConfigBase* config = wxConfigBase::Get(false);
+    if (config == nullptr) return;
+    config->Write("/MainWindow/Maximised", IsMaximized());
+    if (!IsMaximized() && !IsIconized()) {
+        config->Write("/MainWindow/Width", GetSize().x);
+        config->Write("/MainWindow/Height", GetSize().y);
+    }
+    if (book_->GetSelection() != wxNOT_FOUND)
+        config->Write("/MainWindow/Page", book_->GetPageText(static_cast<size_t>(book_->GetSelection())));
+    config->Flush();
+}
+
+void MainFrame::OnPageChanged(wxBookCtrlEvent& event) {
+    showActivity("");
+    event.Skip();
+}
+
+// ---- What may be done now ----
+
+void MainFrame::enableDeviceFunctions() {
+    connected_ = true;
+    updateCommands();
+}
+
+void MainFrame::disableDeviceFunctions() {
+    connected_ = false;
+    updateCommands();
+}
+
+void MainFrame::updateCommands() {
+    const bool in_use = !DeviceUse::user().empty();
+    const bool usable = connected_ && !in_use;
+    const auto enable = [this](wxMenu* menu, int id, bool on) {
+        menu->Enable(id, on);
+        toolBar_->EnableTool(id, on);
+    };
+    enable(networkMenu_, ID_STORE, usable);
+    enable(fileMenu_, wxID_OPEN, usable && openConfig);
+    enable(fileMenu_, wxID_SAVE, usable && saveConfig);
+    enable(helpMenu_, ID_USER_HELP, static_cast<bool>(openHelp));
+    // Reset and console stay usable without a connection: that is when they are needed.
+    toolBar_->EnableTool(ID_RESET, !in_use);
+    chooser_->Enable(!in_use);
+}
+
+bool MainFrame::refuseWhileInUse() {
+    const std::string user = DeviceUse::user();
+    if (user.empty()) return false;
+    wxMessageBox(wxString::Format("The device is in use by %s.\nPlease wait until that has ended.",
+                                  wxString::FromUTF8(user)),
+                 "Device in use", wxOK | wxICON_INFORMATION | wxCENTRE, this);
+    return true;
+}
+
+void MainFrame::setSettingsChanged(bool changed) {
+    settingsChanged_ = changed;
+}
+
+void MainFrame::OnChangedStore() {
+    storeIndicator_->Show(settingsChanged_);
+    placeStoreIndicator();
+    updateCommands();
+}
+
+void MainFrame::showActivity(const wxString& text) {
+    wxStatusBar* bar = GetStatusBar();
+    if (activityShown_) bar->PopStatusText(connection_field);
+    activityShown_ = !text.empty();
+    if (activityShown_) bar->PushStatusText(text, connection_field);
+    bar->Update();
+}
+
+// ---- Devices ----
+
+void MainFrame::RefreshDevices() {
+    const OABRDevice& device = *OABRDevice::instance();
+    const std::string connected = connected_ ? device.getConnectedDevice() : std::string();
+    const std::vector<OABRDevice::DeviceInfo> devices = OABRDevice::instance()->enumDevices();
+    wxArrayString serials;
+    int chosen = wxNOT_FOUND;
+    for (const OABRDevice::DeviceInfo& one : devices) {
+        OABR_LOG_DEBUG(805, "checking %d %s", static_cast<int>(serials.size()), one.serial.c_str());
+        if (!connected.empty() && one.serial == connected) chosen = static_cast<int>(serials.size());
+        serials.push_back(deviceText(one.serial));
+    }
+    chooser_->Set(serials);
+    chooser_->SetSelection(chosen);
+}
+
+std::string MainFrame::getSelectedDevice() {
+    return chooser_->GetStringSelection().utf8_string();
+}
+
+void MainFrame::ConnectToDevice(const wxString& device) {
+    const std::string serial = device.utf8_string();
+    if (serial.empty()) return;
+    lastDevice_ = serial;
+    int result;
+    {
+        const wxBusyCursor busy;
+        showActivity("Connecting to " + device + " ...");
+        result = OABRDevice::instance()->connectWithFirmwareParams(serial);
+        showActivity("");
+    }
+    if (result != 0) {
+        chooser_->SetSelection(wxNOT_FOUND);
+        reportConnectFailure(result);
+        return;
+    }
+    OABR_LOG_DEBUG(907, "selected connect ok %s\n", serial.c_str());
+    chooser_->SetStringSelection(device);
+    announceConnected();
+}
+
+void MainFrame::DisconnectFromDevice() {
+    announceDisconnected();
+    OABRDevice::instance()->disconnect();
+    chooser_->SetSelection(wxNOT_FOUND);
+}
+
+void MainFrame::reportConnectFailure(int result) {
+    if (result == firmware_too_old) {
+        wxMessageBox(
+            wxString::Format("Please update your Firmware to Version %d.%d.%d.%d", oldest_firmware[0],
+                             oldest_firmware[1], oldest_firmware[2], oldest_firmware[3]),
+            "Wrong FW Version", wxOK | wxCENTRE, this);
+        return;
+    }
+    wxMessageBox("Cannot connect to Device", "Error", wxOK | wxICON_ERROR, this);
+}
+
+void MainFrame::notifyPages(int id) {
+    wxThreadEvent event(wxEVT_THREAD, id);
+    QueueEvent(event.Clone());
+    broadcastEvent(event);
+}
+
+void MainFrame::announceConnected() {
+    notifyPages(ID_DEVICE_CONNECTED);
+}
+
+void MainFrame::announceDisconnected() {
+    notifyPages(ID_DEVICE_DISCONNECTED);
+}
+
+void MainFrame::broadcastEvent(wxEvent& event) {
+    if (!wxIsMainThread()) {
+        // The pages may only be walked on the window's thread.
+        const std::shared_ptr<wxEvent> copy(event.Clone());
+        CallAfter([this, copy] { broadcastEvent(*copy); });
+        return;
+    }
+    for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames) {
+        OABR_LOG_DEBUG(456, "broadcastEvent -> %s\n", page->GetName().utf8_string().c_str());
+        page->GetEventHandler()->QueueEvent(event.Clone());
+    }
+}
+
+std::string MainFrame::deviceForRecovery() {
+    const std::string selected = getSelectedDevice();
+    if (!selected.empty()) return selected;
+    RefreshDevices();
+    const wxArrayString attached = chooser_->GetStrings();
+    if (attached.empty()) return {};
+    if (attached.Index(wxString::FromUTF8(lastDevice_)) != wxNOT_FOUND) return lastDevice_;
+    if (attached.size() == 1) return attached[0].utf8_string();
+    return wxGetSingleChoice("Which device is it?", "Choose a device", attached, this).utf8_string();
+}
+
+void MainFrame::OnConnectToDevice(wxThreadEvent& event) {
+    const int result = OABRDevice::instance()->connectWithFirmwareParams();
+    if (result == 0)
+        OnDeviceConnected(event);
+    else
+        reportConnectFailure(result);
+}
+
+void MainFrame::OnDeviceConnected(wxThreadEvent&) {
+    OABR_LOG_DEBUG(860, "OnDeviceConnected");
+    const OABRDevice& device = *OABRDevice::instance();
+    SetStatusText("Hardware Version: " + deviceText(device.getBootloaderDesc().toString()), hardware_field);
+    SetStatusText("Firmware Version: " + deviceText(device.getFirmwareVersion().toString()), firmware_field);
+    SetStatusText("Connected", connection_field);
+    enableDeviceFunctions();
+    RefreshDevices();
+    setSettingsChanged(false);
+    OnChangedStore();
+    connectionTimer_.Start(look_after_connection_ms);
+}
+
+void MainFrame::OnDeviceDisconnected(wxThreadEvent&) {
+    OABR_LOG_DEBUG(883, "OnDeviceDisconnected");
+    connectionTimer_.Stop();
+    SetStatusText("", hardware_field);
+    SetStatusText("", firmware_field);
+    SetStatusText("Not connected", connection_field);
+    disableDeviceFunctions();
+}
+
+void MainFrame::OnConnectionInerrupted(wxThreadEvent&) {
+    DisconnectFromDevice();
+}
+
+void MainFrame::OnDeviceStatusUpdate(wxThreadEvent&) {
+    OABR_LOG_DEBUG(469, "BASE FUNCTION CALLED!!!");
+}
+
+void MainFrame::OnLookAfterConnection(wxTimerEvent&) {
+    if (!connected_ || !DeviceUse::user().empty() || !OABRDevice::instance()->receiverEnded()) return;
+    connectionTimer_.Stop();
+    QueueEvent(new wxThreadEvent(wxEVT_THREAD, wxEVT_COMMAND_CONNECTION_INTERRUPTED));
+}
+
+void MainFrame::OnUpdateDevices(wxCommandEvent&) {
+    RefreshDevices();
+}
+
+void MainFrame::OnDeviceSelected(wxCommandEvent& event) {
+    const wxString chosen = event.GetString();
+    OABR_LOG_DEBUG(921, "GetSelection -> %d event.GetInt -> %d event.GetString -> %s\n",
+                   chooser_->GetSelection(), event.GetInt(), chosen.utf8_string().c_str());
+    if (refuseWhileInUse()) {
+        RefreshDevices();
+        return;
+    }
+    if (connected_) DisconnectFromDevice();
+    ConnectToDevice(chosen);
+}
+
+void MainFrame::OnResetDevice(wxCommandEvent&) {
+    if (refuseWhileInUse()) return;
+    const std::string selected = getSelectedDevice();
+    const std::string device = selected.empty() ? lastDevice_ : selected;
+    if (device.empty()) {
+        wxMessageBox("There is no device to reset: choose one first.", "Reset", wxOK | wxICON_INFORMATION,
+                     this);
+        return;
+    }
+    {
+        const DeviceUse use = DeviceUse::take("the reset");
+        runWhilePainting("Please wait while the device is reset ...", "Wait...",
+                         [] { return OABRDevice::instance()->resetDevice(); });
+    }
+    DisconnectFromDevice();
+    ConnectToDevice(wxString::FromUTF8(device));
+}
+
+// ---- Store ----
+
+int MainFrame::runWhilePainting(const wxString& notice, const wxString& title,
+                                const std::function<int()>& work) {
+    const wxWindowDisabler disabled;
+    const wxBusyInfo info(wxBusyInfoFlags().Parent(this).Title("<b>" + title + "</b>").Text(notice));
+    const wxBusyCursor busy;
+    int result = -1;
+    wxGUIEventLoop loop;
+    std::thread worker([&] {
+        result = work();
+        CallAfter([&loop] { loop.Exit(); });
+    });
+    loop.Run();
+    worker.join();
+    return result;
+}
+
+bool MainFrame::readPagesNeverShown() {
+    const wxBusyCursor busy;
+    for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames) {
+        if (!page->needsRead()) continue;
+        showActivity("Reading " + page->GetName() + " ...");
+        page->ReadAllRegisters();
+        showActivity("");
+        if (page->needsRead()) return false;
+    }
+    return true;
+}
+
+wxString MainFrame::storeSettings() {
+    // A page that was never shown holds no device values yet; storing it would overwrite the device's
+    // settings.
+    if (!readPagesNeverShown()) return "The device's settings could not be read. Nothing was stored.";
+    const ConfigLists lists =
+        collectLists(OABRControlFrame::oabrControlFrames, [this] { wxSafeYield(this, true); });
+    const std::string overflow = describeOverflow(lists);
+    if (!overflow.empty()) return wxString::FromUTF8(overflow) + "Nothing was stored.";
+    std::string failure;
+    runWhilePainting("Please wait while storing switch settings ...", "Wait...", [&] {
+        failure = writeAndCompare(lists);
+        return 0;
+    });
+    return wxString::FromUTF8(failure);
+}
+
+void MainFrame::OnStoreValueToE2P(wxCommandEvent&) {
+    if (refuseWhileInUse()) return;
+    wxString failure;
+    {
+        const DeviceUse use = DeviceUse::take("the store");
+        failure = storeSettings();
+    }
+    if (!failure.empty()) {
+        OABR_LOG_ERROR(560, "%s", failure.utf8_string().c_str());
+        wxMessageBox(failure, "Store Settings", wxOK | wxICON_ERROR, this);
+        return;
+    }
+    setSettingsChanged(false);
+    OnChangedStore();
+}
+
+// ---- Commands that need no device ----
+
+void MainFrame::OnConsoleControl(wxCommandEvent&) {
+    static wxPoint position = wxDefaultPosition;  // where the operator left it
+    cli::OKVXConsole* console = new cli::OKVXConsole("OABR Korvex Command Line Interface");
+    if (console->CreateConsole() && console->Create() == wxTHREAD_NO_ERROR &&
+        console->Run() == wxTHREAD_NO_ERROR)
+        return;
+    delete console;
+    auto* dialog = new cli::CLIDialog(this);
+    dialog->Move(position);
+    dialog->Bind(wxEVT_MOVE, [dialog](wxMoveEvent& event) {
+        position = dialog->GetPosition();
+        event.Skip();
+    });
+    dialog->Show();
+}
+
+void MainFrame::OnOpenConfig(wxCommandEvent&) {
+    if (openConfig && !refuseWhileInUse()) openConfig();
+}
+
+void MainFrame::OnSaveConfig(wxCommandEvent&) {
+    if (saveConfig && !refuseWhileInUse()) saveConfig();
+}
+
+void MainFrame::OnOpenUserHelp(wxCommandEvent&) {
+    if (openHelp) openHelp();
+}
+
+void MainFrame::openLink(const char* key) {
+    const wxString address = linkAddress(key);
+    if (!address.empty() && wxLaunchDefaultBrowser(address)) return;
+    wxMessageBox(address.empty() ? wxString::Format("No address is configured for \"%s\" (links.ini).", key)
+                                 : "The browser could not be started. The address is:\n" + address,
+                 "Error", wxOK | wxICON_ERROR, this);
+}
+
+void MainFrame::OnOpenWebSite(wxCommandEvent&) {
+    openLink("website");
+}
+
+void MainFrame::OnOpenDownloads(wxCommandEvent&) {
+    openLink("downloads");
+}
+
+void MainFrame::OnOpenFAQ(wxCommandEvent&) {
+    openLink("faq");
+}
+
+void MainFrame::OnOpenUserGuide(wxCommandEvent&) {
+    openLink("manual");
+}
+
+void MainFrame::ShowSimpleAboutDialog(wxCommandEvent&) {
+    wxAboutDialogInfo info;
+    info.SetName("OABR Korvex");
+    info.SetVersion(OABR_VERSION);
+    info.SetDescription(wxString::Format(
+        "wxWidgets 3.1.4\nThis program runs on wxWidgets %d.%d.%d", wxGetLibraryVersionInfo().GetMajor(),
+        wxGetLibraryVersionInfo().GetMinor(), wxGetLibraryVersionInfo().GetMicro()));
+    wxIcon logo;
+    logo.CopyFromBitmap(picture("LOGO").GetBitmapFor(this));
+    info.SetIcon(logo);
+    wxGenericAboutBox(info, this);
+}
+
+// ---- End ----
+
+bool MainFrame::ShowMessageStore() {
+    return wxMessageBox("Sure you want to quit without store?", "Exclamation",
+                        wxYES_NO | wxNO_DEFAULT | wxICON_EXCLAMATION, this) == wxYES;
+}
+
+void MainFrame::OnQuit(wxCommandEvent&) {
+    Close();
+}
+
+void MainFrame::OnClose(wxCloseEvent& event) {
+    if (event.CanVeto() && refuseWhileInUse()) {
+        event.Veto();
+        return;
+    }
+    if (event.CanVeto() && settingsChanged_ &&
+        wxMessageBox(
+            "The modified settings have not been saved...\n Sure you want to quit without store to device?",
+            "Exclamation", wxYES_NO | wxNO_DEFAULT | wxICON_EXCLAMATION, this) != wxYES) {
+        event.Veto();
+        return;
+    }
+    saveLayout();
+    connectionTimer_.Stop();
+    OABRDevice::instance()->disconnect();
+    event.Skip();
+}
+
+}  // namespace kovgui

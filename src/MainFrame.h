@@ -1,0 +1,141 @@
+#pragma once
+
+#include <wx/frame.h>
+#include <wx/timer.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "src/OABR-Switch/device_window.h"
+#include "src/page_host.h"
+
+class wxBookCtrlEvent;
+class wxBusyInfo;
+class wxChoice;
+class wxListbook;
+class wxMenu;
+class wxStaticText;
+class wxToolBar;
+
+namespace kovgui {
+
+/// Identifiers of the window's own commands and of the thread events that tell of the device.
+enum WindowId {
+    ID_WEBSITE = 6003,
+    ID_DOWNLOADS = 6004,
+    ID_DEVICE_CHOICE = 6005,
+    ID_FAQ = 6006,
+    ID_UPDATE_DEVICES = 6007,
+    ID_STORE = 6008,
+    ID_CONSOLE = 6010,
+    ID_RESET = 6011,
+    ID_USER_GUIDE = 6013,
+    ID_USER_HELP = 6014,
+    ID_DEVICE_CONNECTED = 6017,
+    ID_DEVICE_DISCONNECTED = 6018,
+    ID_DEVICE_STATUS_UPDATE = 6019,
+};
+
+/// The first two are identifiers of thread events, the third is a type of command event.
+extern const wxEventType wxEVT_COMMAND_DEVICE_CONNECTED;
+extern const wxEventType wxEVT_COMMAND_CONNECTION_INTERRUPTED;
+extern const wxEventType wxEVT_COMMAND_DEVICE_UPDATE_REQUIRED;
+
+/// The window: menus, tools with the device chooser, status bar and the book of pages. It owns the choice of
+/// the connected device. All of it runs on the GUI thread except `broadcastEvent`, which any thread may call.
+class MainFrame : public wxFrame, public PageHost, public oabr::DeviceWindow {
+public:
+    explicit MainFrame(const wxString& title);
+    ~MainFrame() override;
+
+    /// Builds the content and lists the devices.
+    /// @param console  whether the tool bar offers the management console
+    void Init(bool console);
+
+    /// Lists the attached devices anew; what is connected stays connected and chosen.
+    void RefreshDevices();
+    /// The serial that the chooser shows; empty when nothing is chosen.
+    std::string getSelectedDevice() override;
+    /// Connects and tells the pages, or says in a box why not.
+    void ConnectToDevice(const wxString& device);
+    void DisconnectFromDevice();
+    /// Queues a copy of the event to every page.
+    void broadcastEvent(wxEvent& event) override;
+
+    void setSettingsChanged(bool changed) override;
+    void OnChangedStore() override;
+    void showActivity(const wxString& text) override;
+    void announceConnected() override;
+    void announceDisconnected() override;
+    std::string deviceForRecovery() override;
+
+    /// @return true when the operator wants to leave without storing
+    bool ShowMessageStore();
+
+    /// What the configuration file and help commands run; a command without one is disabled.
+    std::function<void()> openConfig, saveConfig, openHelp;
+    /// Shows in menus and tools which of those commands there are.
+    void updateCommands();
+
+protected:
+    virtual void OnDeviceStatusUpdate(wxThreadEvent& event);
+
+private:
+    void buildMenus();
+    void buildStatusBar();
+    void buildToolBar(bool console);
+    void buildPages();
+    void restoreLayout();
+    void saveLayout();
+    void placeStoreIndicator();
+    void enableDeviceFunctions();
+    void disableDeviceFunctions();
+    void reportConnectFailure(int result);
+    void notifyPages(int id);
+    bool refuseWhileInUse();
+    bool readPagesNeverShown();
+    wxString storeSettings();
+    void openLink(const char* key);
+    int runWhilePainting(const wxString& notice, const wxString& title, const std::function<int()>& work);
+
+    void OnClose(wxCloseEvent& event);
+    void OnQuit(wxCommandEvent& event);
+    void OnOpenConfig(wxCommandEvent& event);
+    void OnSaveConfig(wxCommandEvent& event);
+    void ShowSimpleAboutDialog(wxCommandEvent& event);
+    void OnOpenWebSite(wxCommandEvent& event);
+    void OnOpenDownloads(wxCommandEvent& event);
+    void OnOpenFAQ(wxCommandEvent& event);
+    void OnUpdateDevices(wxCommandEvent& event);
+    void OnOpenUserGuide(wxCommandEvent& event);
+    void OnOpenUserHelp(wxCommandEvent& event);
+    void OnPageChanged(wxBookCtrlEvent& event);
+    void OnConnectToDevice(wxThreadEvent& event);
+    void OnDeviceConnected(wxThreadEvent& event);
+    void OnDeviceDisconnected(wxThreadEvent& event);
+    void OnConnectionInerrupted(wxThreadEvent& event);
+    void OnStoreValueToE2P(wxCommandEvent& event);
+    void OnConsoleControl(wxCommandEvent& event);
+    void OnResetDevice(wxCommandEvent& event);
+    void OnDeviceSelected(wxCommandEvent& event);
+    void OnLookAfterConnection(wxTimerEvent& event);
+
+    wxToolBar* toolBar_ = nullptr;
+    wxMenu* fileMenu_ = nullptr;
+    wxMenu* networkMenu_ = nullptr;
+    wxMenu* helpMenu_ = nullptr;
+    wxChoice* chooser_ = nullptr;
+    wxWindow* storeIndicator_ = nullptr;
+    wxListbook* book_ = nullptr;
+    wxTimer connectionTimer_;
+    std::shared_ptr<void> deviceWatch_;
+    bool settingsChanged_ = false;
+    bool connected_ = false;
+    bool activityShown_ = false;
+    std::string lastDevice_;  // connected to or tried last
+
+    wxDECLARE_EVENT_TABLE();
+};
+
+}  // namespace kovgui

@@ -1,0 +1,84 @@
+#include "src/cli/CLIDialog.h"
+
+#include <wx/button.h>
+#include <wx/sizer.h>
+#include <wx/stattext.h>
+#include <wx/utils.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+#include "src/accessible.h"
+#include "src/cli/interpreter.h"
+#include "src/device_text.h"
+#include "src/platform/captured_output.h"
+
+namespace kovgui::cli {
+
+CLIDialog::CLIDialog(wxWindow* parent)
+    : wxDialog(parent, wxID_ANY, "OABR Korvex Command Line Interface", wxDefaultPosition, wxDefaultSize,
+               wxDEFAULT_DIALOG_STYLE | wxRESIZE_BORDER | wxMAXIMIZE_BOX, "cliDialog") {
+    entry_ = new wxTextCtrl(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, wxTE_PROCESS_ENTER,
+                            wxDefaultValidator, "cliEntry");
+    output_ = new wxTextCtrl(this, wxID_ANY, "", wxDefaultPosition, FromDIP(wxSize(640, 360)),
+                             wxTE_MULTILINE | wxTE_READONLY | wxTE_DONTWRAP, wxDefaultValidator, "cliOutput");
+    output_->SetFont(wxFont(wxFontInfo().Family(wxFONTFAMILY_TELETYPE)));
+    setAccessibleName(output_, "Output");
+
+    const int gap = FromDIP(8);
+    auto* line = new wxBoxSizer(wxHORIZONTAL);
+    auto* label = new wxStaticText(this, wxID_ANY, "&Command:");
+    label->MoveBeforeInTabOrder(entry_);
+    line->Add(label, wxSizerFlags().CenterVertical().Border(wxRIGHT, gap));
+    line->Add(entry_, wxSizerFlags(1).CenterVertical());
+    auto* close = new wxButton(this, wxID_CLOSE);
+    auto* content = new wxBoxSizer(wxVERTICAL);
+    content->Add(line, wxSizerFlags().Expand().Border(wxALL, gap));
+    content->Add(output_, wxSizerFlags(1).Expand().Border(wxLEFT | wxRIGHT, gap));
+    content->Add(close, wxSizerFlags().Right().Border(wxALL, gap));
+    SetSizerAndFit(content);
+    SetEscapeId(wxID_CLOSE);
+
+    entry_->SetFocus();
+    entry_->Bind(wxEVT_TEXT_ENTER, &CLIDialog::OnEnter, this);
+    close->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { Close(); });
+    // Modeless: a closed dialog has nothing more to do.
+    Bind(wxEVT_CLOSE_WINDOW, [this](wxCloseEvent&) { Destroy(); });
+}
+
+void CLIDialog::append(const std::string& text) {
+    // Line ends stay, everything else that is not printable is shown as its value.
+    size_t start = 0;
+    while (start < text.size()) {
+        const size_t end = std::min(text.find('\n', start), text.size());
+        output_->AppendText(deviceText(std::string_view(text).substr(start, end - start)));
+        if (end < text.size()) output_->AppendText("\n");
+        start = end + 1;
+    }
+}
+
+void CLIDialog::putLine(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, arguments);
+    std::string text(length > 0 ? static_cast<size_t>(length) : 0, '\0');
+    std::vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
+    va_end(arguments);
+    append(text + "\n");
+}
+
+void CLIDialog::OnEnter(wxCommandEvent&) {
+    const std::string line = entry_->GetValue().utf8_string();
+    entry_->Clear();
+    putLine("# %s", line.c_str());
+    const wxBusyCursor busy;
+    platform::CapturedOutput captured;
+    runDialogLine(line);
+    append(captured.finish());
+}
+
+}  // namespace kovgui::cli

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <wx/dialog.h>
+#include <wx/textctrl.h>
+
+#include <functional>
+
+namespace kovgui::cli {
+
+/// The management console as a window: an entry line and an output area. Each Enter runs one line through the
+/// dialog's own, smaller command table, and the output area shows what the command printed. Runs commands on
+/// the GUI thread.
+class CLIDialog : public wxDialog {
+public:
+    explicit CLIDialog(wxWindow* parent);
+
+    /// Appends text formatted as printf does, and a line end.
+    void putLine(const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+private:
+    void OnEnter(wxCommandEvent& event);
+    void append(const std::string& text);
+
+    wxTextCtrl* output_;
+    wxTextCtrl* entry_;
+};
+
+}  // namespace kovgui::cli

@@ -1,0 +1,9 @@
+#include "src/device_change.h"
+
+namespace kovgui {
+
+bool watchSystemDeviceChanges(wxWindow*, std::function<void()>) {
+    return true;
+}
+
+}  // namespace kovgui

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <wx/window.h>
+
+#include <span>
+
+namespace kovgui {
+
+/// One page of the main window's book.
+struct PageRow {
+    const char* title;
+    const char* picture;
+    wxWindow* (*create)(wxWindow* book);
+};
+
+/// The pages in the order of the book.
+std::span<const PageRow> pageRows();
+
+}  // namespace kovgui

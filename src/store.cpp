@@ -1,0 +1,88 @@
+#include "src/store.h"
+
+#include <algorithm>
+
+#include "lib/default_cfg.h"
+#include "src/OABR-Switch/OABRDevice.h"
+
+namespace kovgui {
+namespace {
+
+struct AreaList {
+    const char* name;
+    e2p_area area;
+    const std::vector<e2p_cfg_cmd>& list;
+};
+
+std::vector<AreaList> areaLists(const ConfigLists& lists) {
+    return {{"switch", e2p_switch_area, lists.switch_list},
+            {"OABR1 PHY", e2p_phy1_area, lists.phy1_list},
+            {"OABR2 PHY", e2p_phy2_area, lists.phy2_list}};
+}
+
+/// Short enough that a read's answer arrives well within a request's timeout.
+constexpr size_t read_back_block = 48;
+
+enum class Comparison { same, different, unreadable };
+
+Comparison compare(uint16_t address, const std::vector<uint8_t>& wanted) {
+    for (size_t at = 0; at < wanted.size(); at += read_back_block) {
+        const size_t size = std::min(read_back_block, wanted.size() - at);
+        uint8_t block[read_back_block] = {};
+        if (oabr::OABRDevice::instance()->readE2P(address + at, size, block) != 0)
+            return Comparison::unreadable;
+        if (!std::equal(block, block + size, wanted.begin() + static_cast<std::ptrdiff_t>(at)))
+            return Comparison::different;
+    }
+    return Comparison::same;
+}
+
+}  // namespace
+
+void appendBetweenMarkers(std::span<const e2p_cfg_cmd> defaults, std::vector<e2p_cfg_cmd>& list) {
+    if (defaults.size() > 2) list.insert(list.end(), defaults.begin() + 1, defaults.end() - 1);
+}
+
+ConfigLists defaultLists() {
+    ConfigLists lists;
+    appendBetweenMarkers(default_cfg_switch, lists.switch_list);
+    appendBetweenMarkers(default_cfg_phy1, lists.phy1_list);
+    appendBetweenMarkers(default_cfg_phy2, lists.phy2_list);
+    return lists;
+}
+
+std::vector<uint8_t> storedBytes(const std::vector<e2p_cfg_cmd>& list) {
+    std::vector<uint8_t> bytes;
+    for (const e2p_cfg_cmd& record : e2p_with_markers(list)) {
+        bytes.push_back(record.header);
+        bytes.insert(bytes.end(), record.body, record.body + std::max(record.length() - 1, 0));
+    }
+    return bytes;
+}
+
+std::string describeOverflow(const ConfigLists& lists) {
+    std::string text;
+    for (const AreaList& one : areaLists(lists)) {
+        const unsigned missing = e2p_area_shortfall(one.list, one.area);
+        if (missing == 0) continue;
+        text += "The " + std::string(one.name) + " settings need " + std::to_string(missing) +
+                " bytes more than their part of the EEPROM has.\n";
+    }
+    return text;
+}
+
+std::string writeAndCompare(ConfigLists lists) {
+    const ConfigLists wanted = lists;
+    oabr::OABRDevice::instance()->writeE2PConfig(lists.switch_list, lists.phy1_list, lists.phy2_list);
+    for (const AreaList& one : areaLists(wanted)) {
+        const Comparison found = compare(one.area.address, storedBytes(one.list));
+        if (found == Comparison::same) continue;
+        return "The " + std::string(one.name) +
+               (found == Comparison::unreadable
+                    ? " settings could not be read back from the device."
+                    : " settings that the device holds differ from those written.");
+    }
+    return {};
+}
+
+}  // namespace kovgui

@@ -1,0 +1,69 @@
+#include "tests/gui/display.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+constexpr int server_deadline_ms = 60'000;
+
+pid_t start(const char* const arguments[]) {
+    const pid_t child = fork();
+    if (child != 0) return child;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const int nothing = open("/dev/null", O_RDWR);
+    dup2(nothing, STDOUT_FILENO);
+    dup2(nothing, STDERR_FILENO);
+    execvp(arguments[0], const_cast<char* const*>(arguments));
+    _exit(127);
+}
+
+[[noreturn]] void fail(const char* what) {
+    std::fprintf(stderr, "no display for the test: %s\n", what);
+    std::exit(1);
+}
+
+void stop(pid_t child) {
+    if (child <= 0) return;
+    kill(child, SIGTERM);
+    waitpid(child, nullptr, 0);
+}
+
+}  // namespace
+
+Display::Display() {
+    int ready[2];
+    if (pipe(ready) != 0) fail("no pipe");
+    const std::string descriptor = std::to_string(ready[1]);
+    const char* const server[] = {"Xvfb",      "-displayfd", descriptor.c_str(),
+                                  "-screen",   "0",          "1400x1000x24",
+                                  "-nolisten", "tcp",        nullptr};
+    server_ = start(server);
+    close(ready[1]);
+    std::string number;
+    pollfd wanted = {ready[0], POLLIN, 0};
+    char byte;
+    while (poll(&wanted, 1, server_deadline_ms) == 1 && read(ready[0], &byte, 1) == 1 && byte != '\n')
+        number += byte;
+    close(ready[0]);
+    if (number.empty()) fail("Xvfb did not start");
+    setenv("DISPLAY", (":" + number).c_str(), 1);
+    setenv("GDK_BACKEND", "x11", 1);
+    setenv("NO_AT_BRIDGE", "1", 1);
+    setenv("GSETTINGS_BACKEND", "memory", 1);
+    const char* const manager[] = {"openbox", "--sm-disable", nullptr};
+    manager_ = start(manager);
+}
+
+Display::~Display() {
+    stop(manager_);
+    stop(server_);
+}

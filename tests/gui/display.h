@@ -1,0 +1,20 @@
+#pragma once
+
+#include <sys/types.h>
+
+/// A display of its own for a test program: an Xvfb with a small window manager, which end with it. Nothing
+/// shows up on the screen of whoever runs the tests, and tests that run side by side do not take each other's
+/// focus.
+class Display {
+public:
+    /// Starts both and puts the display into the environment; ends the program with a message where that
+    /// fails.
+    Display();
+    ~Display();
+    Display(const Display&) = delete;
+    Display& operator=(const Display&) = delete;
+
+private:
+    pid_t server_ = -1;
+    pid_t manager_ = -1;
+};
