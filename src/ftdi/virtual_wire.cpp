@@ -1,5 +1,7 @@
 #include "src/ftdi/virtual_wire.h"
 
+// Each I/O context is run by one thread alone.
+#define ASIO_DISABLE_FENCED_BLOCK
 #define ASIO_STANDALONE
 #include <algorithm>
 #include <array>

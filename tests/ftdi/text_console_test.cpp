@@ -1,0 +1,206 @@
+#include "src/platform/textconsole.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+namespace kovgui::platform {
+
+namespace fs = std::filesystem;
+using Input = TextConsole::Input;
+
+/// Standard input is a pipe that the test writes to.
+class StandardConsole : public testing::Test {
+protected:
+    void SetUp() override {
+        int ends[2];
+        ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        saved = dup(STDIN_FILENO);
+        dup2(ends[0], STDIN_FILENO);
+        close(ends[0]);
+        keyboard = ends[1];
+    }
+    void TearDown() override {
+        endInput();
+        dup2(saved, STDIN_FILENO);
+        close(saved);
+    }
+    void type(const std::string& text) {
+        ASSERT_EQ(write(keyboard, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    }
+    void endInput() {
+        if (keyboard >= 0) close(keyboard);
+        keyboard = -1;
+    }
+    std::string line() {
+        std::string text;
+        EXPECT_EQ(console->readLine(&text, stop), Input::line);
+        return text;
+    }
+
+    int saved = -1;
+    int keyboard = -1;
+    Event stop;
+    std::unique_ptr<TextConsole> console = TextConsole::standard();
+};
+
+TEST_F(StandardConsole, GivesLinesAndThenTheEnd) {
+    type("ping\n\nmreg 0x1800\r\nlast");
+    endInput();
+    EXPECT_EQ(line(), "ping");
+    EXPECT_EQ(line(), "");
+    EXPECT_EQ(line(), "mreg 0x1800");
+    EXPECT_EQ(line(), "last");
+    std::string text;
+    EXPECT_EQ(console->readLine(&text, stop), Input::ended);
+    EXPECT_EQ(console->readLine(&text, stop), Input::ended);
+    EXPECT_FALSE(console->isTerminal());
+    EXPECT_FALSE(console->show(true));
+}
+
+TEST_F(StandardConsole, CutsALongLineAndDropsItsTail) {
+    type(std::string(512, 'a') + "\n" + std::string(512, 'b') + "\r\n" + std::string(513, 'c') + "\nnext\n");
+    EXPECT_EQ(line(), std::string(512, 'a'));
+    EXPECT_EQ(line(), std::string(512, 'b'));
+    EXPECT_EQ(line(), std::string(512, 'c'));
+    EXPECT_EQ(line(), "next");
+    std::thread typist([this] { type(std::string(100000, 'd') + "\nafter\n"); });
+    EXPECT_EQ(line(), std::string(512, 'd'));
+    EXPECT_EQ(line(), "after");
+    typist.join();
+}
+
+TEST_F(StandardConsole, AStopEndsTheWaitAndGoesBeforeLines) {
+    std::string text;
+    std::thread stopper([this] {
+        type("half a line");
+        stop.set();
+    });
+    EXPECT_EQ(console->readLine(&text, stop), Input::stopped);
+    stopper.join();
+    type(", the other half\n");
+    stop.set();
+    EXPECT_EQ(console->readLine(&text, stop), Input::stopped);
+    EXPECT_EQ(line(), "half a line, the other half");
+}
+
+TEST_F(StandardConsole, AClosedInputHasEnded) {
+    close(STDIN_FILENO);
+    std::string text;
+    EXPECT_EQ(console->readLine(&text, stop), Input::ended);
+}
+
+namespace {
+
+/// What a program with windows does with its console: greets, and answers each line.
+[[noreturn]] void runProgram() {
+    const auto console = TextConsole::open("Bench");
+    if (!console) _exit(2);
+    Event stop;
+    std::printf("hello\n");
+    std::fflush(stdout);
+    for (std::string line; console->readLine(&line, stop) == Input::line;) {
+        std::printf("<%s>\n", line.c_str());
+        std::fflush(stdout);
+        if (line == "bye") _exit(console->show(false) ? 1 : 0);
+    }
+    _exit(3);
+}
+
+/// Reads from a terminal until the text has come.
+bool waitText(int terminal, const std::string& wanted) {
+    std::string seen;
+    char byte;
+    while (seen.find(wanted) == std::string::npos)
+        if (read(terminal, &byte, 1) == 1)
+            seen += byte;
+        else
+            return false;
+    return true;
+}
+
+int exitStatus(pid_t child) {
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+}  // namespace
+
+TEST(ConsoleOfAWindowProgram, IsTheTerminalItWasStartedFrom) {
+    int terminal = -1;
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        // What is printed goes to the terminal even where the output was redirected.
+        dup2(::open("/dev/null", O_RDWR), STDOUT_FILENO);
+        runProgram();
+    }
+    EXPECT_TRUE(waitText(terminal, "hello"));
+    EXPECT_EQ(write(terminal, "bye\n", 4), 4);
+    EXPECT_TRUE(waitText(terminal, "<bye>"));
+    EXPECT_EQ(exitStatus(child), 0);
+    close(terminal);
+}
+
+/// A program without a terminal, and what its search path offers as terminal window.
+class ConsoleWindow : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string pattern = (fs::temp_directory_path() / "oabr-window-XXXXXX").string();
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        root = pattern;
+    }
+    void TearDown() override { fs::remove_all(root); }
+
+    void install(const std::string& script) {
+        std::ofstream(root / "xterm") << "#!/bin/sh\ncd " << root << "\n" << script;
+        chmod((root / "xterm").c_str(), 0755);
+    }
+    int run() {
+        const pid_t child = fork();
+        if (child == 0) {
+            setsid();
+            setenv("PATH", (root.string() + ":/usr/bin:/bin").c_str(), 1);
+            unsetenv("DISPLAY");
+            runProgram();
+        }
+        return exitStatus(child);
+    }
+
+    fs::path root;
+};
+
+TEST_F(ConsoleWindow, OpensOnAPseudoTerminal) {
+    install(
+        "echo \"$1 $2\" > title\nprintf '4194314\\nping\\nbye\\n' >&3\nhead -n 3 <&3 > seen\nexec sleep "
+        "1000\n");
+    EXPECT_EQ(run(), 1);  // 1: it has a window that could be hidden
+    std::string title;
+    std::getline(std::ifstream(root / "title"), title);
+    EXPECT_EQ(title, "-T Bench");
+}
+
+TEST_F(ConsoleWindow, CannotBeHadWhenTheWindowFails) {
+    install("exit 1\n");
+    EXPECT_EQ(run(), 2);
+}
+
+TEST_F(ConsoleWindow, EndsWhenTheWindowIsClosed) {
+    install("printf '4194314\\n' >&3\nhead -n 1 <&3 > seen\n");
+    EXPECT_EQ(run(), 3);
+    std::string seen;
+    std::getline(std::ifstream(root / "seen"), seen);
+    EXPECT_EQ(seen, "hello\r");
+}
+
+}  // namespace kovgui::platform
