@@ -6,6 +6,9 @@ class wxEvent;
 
 namespace kovgui::oabr {
 
+/// Identifier of the thread event that tells the window of a change of the device's state.
+constexpr int device_status_update = 6019;
+
 /// The window that shows a device connection. Programs without a display have none.
 class DeviceWindow {
 public:

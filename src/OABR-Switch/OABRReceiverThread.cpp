@@ -1,0 +1,12 @@
+#include "src/OABR-Switch/OABRReceiverThread.h"
+
+#include "src/OABR-Switch/OABRDevice.h"
+
+namespace kovgui::oabr {
+
+wxThread::ExitCode OABRReceiverThread::Entry() {
+    OABRDevice::instance()->receiverThreadFnc();
+    return nullptr;
+}
+
+}  // namespace kovgui::oabr
