@@ -235,7 +235,7 @@ FT_STATUS QueuedPort::perform(std::function<FT_STATUS(Wire&, uint8_t*)> act, uin
     if (const FT_STATUS failed = usable()) return failed;
     commands_.push_back(command);
     wakeWriter();
-    sent_more_.wait_for(lock, command_limit, [&] { return command->done || gone_ || writer_ended_; });
+    sent_more_.wait_for(lock, command_limit, [&] { return command->done || writer_ended_; });
     if (!command->done) {
         std::erase(commands_, command);
         return closing_ ? FT_INVALID_HANDLE : FT_IO_ERROR;
