@@ -1,0 +1,157 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <numeric>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "src/FlashDlg/IntelHexConverter.h"
+
+namespace kovgui {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr const char* end_of_file = ":00000001FF\n";
+
+std::vector<std::string> normalForm(const std::string& text) {
+    std::vector<std::string> lines;
+    EXPECT_TRUE(IntelHexConverter::convert(text.c_str(), lines)) << text;
+    return lines;
+}
+
+bool accepted(const std::string& text) {
+    std::vector<uint8_t> image;
+    return IntelHexConverter::createArray(text.c_str(), image);
+}
+
+/// A data record as a linker writes it.
+std::string record(unsigned address, const std::vector<uint8_t>& data) {
+    char part[16];
+    std::snprintf(part, sizeof part, ":%02X%04X00", static_cast<unsigned>(data.size()), address);
+    std::string text = part;
+    unsigned sum = static_cast<unsigned>(data.size()) + (address >> 8) + address;
+    for (const uint8_t value : data) {
+        std::snprintf(part, sizeof part, "%02X", value);
+        text += part;
+        sum += value;
+    }
+    std::snprintf(part, sizeof part, "%02X\n", -sum & 0xFF);
+    return text + part;
+}
+
+/// A text whose image has this size, all bytes 1.
+std::string filled(size_t size) {
+    std::string text;
+    for (size_t start = 0; start < size; start += 16) {
+        // Past 64 KiB only the tail of a record can lie.
+        const size_t length = start + 16 >= 65536 ? size - start : 16;
+        text += record(static_cast<unsigned>(start), std::vector<uint8_t>(length, 1));
+        if (start + length >= size) break;
+    }
+    return text;
+}
+
+TEST(HexConverter, KeepsDataInPlaceAndDropsZeroBlocks) {
+    const std::string text = record(0x0004, {0xAB, 0xCD}) + record(0x0042, {0xEF}) + end_of_file;
+    std::vector<uint8_t> image;
+    ASSERT_TRUE(IntelHexConverter::createArray(text.c_str(), image));
+    std::vector<uint8_t> expected(0x43, 0);
+    expected[4] = 0xAB;
+    expected[5] = 0xCD;
+    expected[0x42] = 0xEF;
+    EXPECT_EQ(image, expected);
+    EXPECT_EQ(IntelHexConverter::zeroBlocks(image), 3u);
+    EXPECT_THAT(normalForm(text), ElementsAre(":1000000000000000ABCD0000000000000000000078\n",
+                                              ":030040000000EFCE\n", end_of_file));
+}
+
+TEST(HexConverter, TakesLowerCaseAndGivesUpperCase) {
+    EXPECT_THAT(normalForm(":02001000abcd76\n:00000001ff"), ElementsAre(":02001000ABCD76\n", end_of_file));
+}
+
+TEST(HexConverter, ReadsOnPastTheEndOfFileRecordAndWithoutALastLineFeed) {
+    EXPECT_THAT(normalForm(end_of_file + std::string(":0100000011EE")),
+                ElementsAre(":0100000011EE\n", end_of_file));
+    EXPECT_THAT(normalForm(""), ElementsAre(end_of_file));
+    EXPECT_THAT(normalForm("\n\n"), ElementsAre(end_of_file));
+}
+
+TEST(HexConverter, ReadsOverSegmentRecordsWithTheirChecksum) {
+    EXPECT_THAT(normalForm(":020000021000EC\n:0100000011EE\n"), ElementsAre(":0100000011EE\n", end_of_file));
+    EXPECT_FALSE(accepted(":020000021000ED\n"));
+}
+
+TEST(HexConverter, RefusesUnknownTypesAndWrongChecksums) {
+    for (const char* text : {":020000040000FA\n", ":0400000300000000F9\n", ":0400000500000000F7\n",
+                             ":00000006FA\n", ":0100000011EF\n", ":00000001FE\n", ":01000000\n11EE"}) {
+        SCOPED_TRACE(text);
+        std::vector<std::string> lines{"earlier"};
+        EXPECT_FALSE(IntelHexConverter::convert((record(0, {1}) + text).c_str(), lines));
+        EXPECT_THAT(lines, ElementsAre("earlier"));
+    }
+}
+
+TEST(HexConverter, CountsMissingDigitsAsZeroAndNeverReadsPastALine) {
+    EXPECT_TRUE(accepted(":"));
+    EXPECT_TRUE(accepted(":01000000FF"));        // FF is the data, the checksum is missing
+    EXPECT_FALSE(accepted(":0100000011E\nE:"));  // E0, whatever the next line holds
+    EXPECT_FALSE(accepted(":FF"));
+    EXPECT_THAT(normalForm(":02000000FE"), ElementsAre(":02000000FE0000\n", end_of_file));
+}
+
+TEST(HexConverter, DoesNotRejectDigitsOutsideTheirRange) {
+    // 'G' is 16, ':' is 10, what is below '0' is 0; the first character may be anything.
+    EXPECT_THAT(normalForm("x0100 000::55\n"), ElementsAre(":01000000AA55\n", end_of_file));
+}
+
+TEST(HexConverter, PutsASegmentRecordBetweenTheSegments) {
+    std::vector<std::string> lines = normalForm(filled(65536));
+    ASSERT_EQ(lines.size(), 4096u + 1);
+    EXPECT_EQ(lines[4095], ":10FFF00001010101010101010101010101010101F1\n");
+
+    lines = normalForm(filled(65537));
+    ASSERT_EQ(lines.size(), 4096u + 3);
+    EXPECT_EQ(lines[4096], ":020000021000EC\n");
+    EXPECT_EQ(lines[4097], ":01100000001FE\n");
+}
+
+TEST(HexConverter, ComesBackUnchangedFromItsOwnOutput) {
+    std::mt19937 random(7);
+    std::uniform_int_distribution<int> byte(0, 255);
+    for (int round = 0; round < 20; ++round) {
+        std::vector<uint8_t> image;
+        std::string text;
+        for (unsigned address = 0; address < 4000;) {
+            std::vector<uint8_t> data(1 + static_cast<size_t>(byte(random)) % 40);
+            for (uint8_t& value : data)
+                value = static_cast<uint8_t>(byte(random));
+            text += record(address, data);
+            address += static_cast<unsigned>(data.size()) + static_cast<unsigned>(byte(random)) % 64;
+        }
+        ASSERT_TRUE(IntelHexConverter::createArray(text.c_str(), image));
+        const std::vector<std::string> lines = normalForm(text);
+        std::vector<uint8_t> again;
+        ASSERT_TRUE(IntelHexConverter::createArray(
+            std::accumulate(lines.begin(), lines.end(), std::string()).c_str(), again));
+        ASSERT_EQ(again, image);
+    }
+}
+
+TEST(HexConverter, SurvivesAnyText) {
+    std::mt19937 random(11);
+    const std::string alphabet = ":0123456789ABCDEFabcdef\n\r Gz\xFF";
+    for (int round = 0; round < 2000; ++round) {
+        std::string text(random() % 120, ' ');
+        for (char& c : text)
+            c = alphabet[random() % alphabet.size()];
+        std::vector<std::string> lines;
+        const bool taken = IntelHexConverter::convert(text.c_str(), lines);
+        ASSERT_EQ(taken, !lines.empty()) << text;
+    }
+}
+
+}  // namespace
+}  // namespace kovgui

@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "src/FlashDlg/IFFFile.h"
+#include "src/FlashDlg/IntelHexConverter.h"
+
+namespace kovgui {
+namespace {
+
+constexpr const char* versions =
+    "[Version]\n"
+    "TR_SYSTEM = OABR_Korvex\n"
+    "BL_VERSION = v1b5a\n"
+    "BUILD_VERSION = v1.6.0.3\n"
+    "BUILD_DATUM = 2021/7/14\n";
+constexpr const char* short_program = "[Program]\nhex = \":0100000011EE\n:00000001FF\"\n";
+
+class IffFile : public testing::Test {
+protected:
+    IffFile()
+        : path_(std::filesystem::temp_directory_path() /
+                (std::string("iff-test-") + std::to_string(getpid()) + ".iff")) {}
+    ~IffFile() override { std::filesystem::remove(path_); }
+
+    int open(const std::string& text) {
+        std::ofstream(path_, std::ios::binary) << text;
+        return file.openFile(path_.c_str());
+    }
+    /// Opens a text that must be refused for a reason that has this in it.
+    void expectRefused(const std::string& text, const std::string& why) {
+        EXPECT_EQ(open(text), 0);
+        EXPECT_FALSE(file.isValid());
+        EXPECT_NE(file.errorText().find(why), std::string::npos) << file.errorText();
+    }
+
+    IFFFile file;
+    const std::filesystem::path path_;
+};
+
+TEST_F(IffFile, PacksVersionsAndDate) {
+    ASSERT_EQ(open(std::string(versions) + short_program), 1) << file.errorText();
+    EXPECT_TRUE(file.isValid());
+    EXPECT_STREQ(file.targetSystem(), "OABR_Korvex");
+    EXPECT_EQ(file.bootloaderVersion(), 0x01620561u);
+    EXPECT_EQ(file.buildVersion(), 0x03000601u);
+    EXPECT_EQ(file.buildDate(), 0x1415070Eu);
+    EXPECT_STREQ(file.programHex(), ":0100000011EE\n:00000001FF");
+    EXPECT_EQ(file.dataHex(), nullptr);
+}
+
+TEST_F(IffFile, LeavesComponentsThatATextDoesNotSupplyAtZero) {
+    const std::string text = std::string("[Version]\nTR_SYSTEM=") + std::string(40, 'x') +
+                             "\nBL_VERSION = none\nBUILD_VERSION = v300.2\nBUILD_DATUM = -\n" + short_program;
+    ASSERT_EQ(open(text), 1) << file.errorText();
+    EXPECT_STREQ(file.targetSystem(), std::string(30, 'x').c_str());
+    EXPECT_EQ(file.bootloaderVersion(), 0u);
+    EXPECT_EQ(file.buildVersion(), 0x0000022Cu);
+    EXPECT_EQ(file.buildDate(), 0u);
+}
+
+TEST_F(IffFile, TakesTheProgramInEveryForm) {
+    const std::string expected = ":0100000011EE\n:0100010022DC\n:00000001FF";
+    for (const char* form : {
+             "[Program]\nhex=\":0100000011EE\n:0100010022DC\n:00000001FF\"\n",
+             "[PROGRAM]\r\nHEX = '\r\n  :0100000011EE\r\n\t:0100010022DC\r\n\r\n:00000001FF\r\n' ; end\r\n",
+             "[Program]\nhex = :0100000011EE\\\n    :0100010022DC\\\n:00000001FF\n",
+             "[Program]\nhex = :0100000011EE\\\n    :01000100\\\n22DC\\\n:00000001FF\n",
+             "[Program]\nhex =\n:0100000011EE\n\n; the second\n:0100010022DC # here\n:00000001FF\n",
+             "[Program]\nhex = :0100000011EE:0100010022DC:00000001FF ; in one line\n",
+             "[Program]\nhex = \":00000001FF\"\nhex = \":0100000011EE :0100010022DC :00000001FF\"\n",
+         }) {
+        SCOPED_TRACE(form);
+        ASSERT_EQ(open(std::string(form) + "[Data]\nhex = :00000001FF\n" + versions), 1) << file.errorText();
+        EXPECT_EQ(file.programHex(), expected);
+        EXPECT_STREQ(file.dataHex(), ":00000001FF");
+        EXPECT_EQ(file.buildVersion(), 0x03000601u);
+    }
+}
+
+TEST_F(IffFile, TakesAHexKeyOfAnotherSectionAsAnyKey) {
+    ASSERT_EQ(open(std::string("\xEF\xBB\xBF; a release\n[Other]\nhex = 12\nmore = 1\\\nhex = 2\n") +
+                   versions + short_program),
+              1)
+        << file.errorText();
+    EXPECT_STREQ(file.programHex(), ":0100000011EE\n:00000001FF");
+}
+
+TEST_F(IffFile, TakesAProgramOf256KiBInEveryForm) {
+    std::string record = ":10000000000102030405060708090A0B0C0D0E0F78";
+    for (const char* form : {"hex = \"|\"\n", "hex = \\\n|\n", "hex =\n|\n", "hex = |\n"}) {
+        SCOPED_TRACE(form);
+        const std::string pattern = form;
+        const std::string separator = pattern == "hex = |\n"       ? ""
+                                      : pattern == "hex = \\\n|\n" ? "\\\n"
+                                                                   : "\n";
+        std::string program;
+        for (int i = 0; i < 256 * 1024 / 16; ++i)
+            program += (i ? separator : "") + record;
+        std::string text = std::string("[Program]\n") + pattern;
+        text.replace(text.find('|'), 1, program);
+        ASSERT_EQ(open(text + versions), 1) << file.errorText();
+        const std::string hex = file.programHex();
+        EXPECT_EQ(hex.size(), (record.size() + 1) * (256 * 1024 / 16) - 1);
+        EXPECT_EQ(hex.substr(hex.size() - record.size()), record);
+    }
+}
+
+TEST_F(IffFile, RefusesAFileThatLacksAKeyAndSaysWhich) {
+    const std::vector<std::string> keys = {"TR_SYSTEM", "BL_VERSION", "BUILD_VERSION", "BUILD_DATUM", "hex"};
+    for (const std::string& key : keys) {
+        SCOPED_TRACE(key);
+        std::string text = std::string(versions) + "[Program]\nhex = :00000001FF\n";
+        text.replace(text.find(key), key.size(), "other");
+        expectRefused(text, key == "hex" ? "Program:hex" : "Version:" + key);
+    }
+}
+
+TEST_F(IffFile, RefusesWhatIsNoFirmwareFile) {
+    expectRefused("", "empty");
+    expectRefused(std::string("\x7F"
+                              "ELF\0\1",
+                              6),
+                  "not a text file");
+    expectRefused(std::string(versions) + "[Program]\nhex = \":0100000011EE\n:000000",
+                  "program:hex never ends");
+    expectRefused(std::string("[Program]\nhex = \":00000001FF\n") + versions, "program:hex never ends");
+    expectRefused("just a letter\nto somebody\n", "not the INI text");
+    expectRefused(std::string(versions) + "x = " + std::string(5000, 'y') + "\n" + short_program,
+                  "not the INI text");
+    EXPECT_EQ(file.openFile("/nonexistent/file.iff"), 0);
+    EXPECT_NE(file.errorText().find("cannot be opened"), std::string::npos);
+    EXPECT_EQ(file.openFile(std::filesystem::temp_directory_path().c_str()), 0);
+}
+
+TEST_F(IffFile, RefusesAHugeFileWithoutReadingItAll) {
+    std::ofstream(path_) << versions;
+    std::filesystem::resize_file(path_, 100u << 20);
+    EXPECT_EQ(file.openFile(path_.c_str()), 0);
+    EXPECT_NE(file.errorText().find("too large"), std::string::npos);
+}
+
+TEST_F(IffFile, ForgetsTheFileBefore) {
+    ASSERT_EQ(open(std::string(versions) + short_program + "[Data]\nhex = :00000001FF\n"), 1);
+    EXPECT_EQ(open("x"), 0);
+    EXPECT_EQ(file.programHex(), nullptr);
+    ASSERT_EQ(open(std::string(versions) + short_program), 1);
+    EXPECT_EQ(file.dataHex(), nullptr);
+    EXPECT_TRUE(file.errorText().empty());
+}
+
+}  // namespace
+}  // namespace kovgui
