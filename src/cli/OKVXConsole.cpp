@@ -1,0 +1,127 @@
+#include "src/cli/OKVXConsole.h"
+
+#include <condition_variable>
+#include <cstdio>
+#include <mutex>
+#include <utility>
+
+#include "src/cli/interpreter.h"
+
+namespace kovgui::cli {
+namespace {
+
+/// The console that is open, if any. Lives as long as the process, since the console's thread may outlive
+/// main's end.
+struct Open {
+    std::mutex mutex;  // guards the rest
+    std::condition_variable closed;
+    OKVXConsole* console = nullptr;
+};
+
+Open& open() {
+    static auto* const one = new Open;
+    return *one;
+}
+
+}  // namespace
+
+OKVXConsole::OKVXConsole(std::string title, ConsoleOwner* owner)
+    : wxThread(wxTHREAD_DETACHED), title_(std::move(title)), owner_(owner) {}
+
+OKVXConsole::~OKVXConsole() {
+    DeleteConsole();
+}
+
+bool OKVXConsole::CreateConsole() {
+    const std::lock_guard lock(open().mutex);
+    if (open().console) return false;
+    console_ = platform::TextConsole::open(title_);
+    if (!console_) return false;
+    open().console = this;
+    return true;
+}
+
+void OKVXConsole::DeleteConsole() {
+    const std::lock_guard lock(open().mutex);
+    if (open().console != this) return;
+    console_.reset();
+    open().console = nullptr;
+    open().closed.notify_all();
+}
+
+bool OKVXConsole::Show(bool shown) {
+    return console_ && console_->show(shown);
+}
+
+void OKVXConsole::stopAndWait() {
+    std::unique_lock lock(open().mutex);
+    if (!open().console) return;
+    open().console->running_ = 0;
+    open().console->stop_.set();
+    open().closed.wait(lock, [] { return open().console == nullptr; });
+}
+
+bool OKVXConsole::showOpen() {
+    const std::lock_guard lock(open().mutex);
+    if (!open().console) return false;
+    open().console->Show(true);
+    return true;
+}
+
+wxThread::ExitCode OKVXConsole::Entry() {
+    running_ = 1;
+    ParseInteractive();
+    DeleteConsole();
+    return nullptr;
+}
+
+int OKVXConsole::ParseInteractive() {
+    using Input = platform::TextConsole::Input;
+    int result = cmd_invalid;
+    std::string word;
+    while (running_ == 1) {
+        std::printf("%s", "# ");
+        std::fflush(stdout);
+        std::string line;
+        const Input input = console_->readLine(&line, stop_);
+        if (input != Input::line) running_ = 0;  // a closed terminal must not keep the loop busy
+        if (input != Input::line) continue;
+        const LineResult ran = runLine(consoleCommands(), line);
+        if (!ran.word.empty()) word = ran.word;
+        if (ran.matched) result = ran.result;
+    }
+    if (result == cmd_invalid) std::printf("invalid command (%s)\n", word.c_str());
+    if (result == cmd_failed) std::printf("command (%s) failed\n", word.c_str());
+    std::fflush(stdout);
+    return result;
+}
+
+int process_cmd_exit(char*) {
+    ConsoleOwner* owner = nullptr;
+    {
+        const std::lock_guard lock(open().mutex);
+        OKVXConsole* const console = open().console;
+        if (!console || !console->owner_) return cmd_ok;
+        owner = console->owner_;
+        console->running_ = 0;
+    }
+    owner->showConsole(false);
+    return cmd_ok;
+}
+
+void OutputOnCLI(char* text) {
+    std::fputs(text, stdout);
+    std::fflush(stdout);
+}
+
+void writeToConsole(char* text) {
+    OutputOnCLI(text);
+}
+
+int ConsoleHandler(unsigned long control_type) {
+    std::printf("ConsoleHandler called (%08lX)\n", control_type);
+    std::fflush(stdout);
+    return 1;
+}
+
+}  // namespace kovgui::cli

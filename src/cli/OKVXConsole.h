@@ -1,0 +1,73 @@
+#pragma once
+
+#include <wx/thread.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "src/platform/event.h"
+#include "src/platform/textconsole.h"
+
+namespace kovgui::cli {
+
+/// Who opened a console and is told when the word "exit" closes it.
+class ConsoleOwner {
+public:
+    virtual ~ConsoleOwner() = default;
+    /// Called on the console's thread.
+    virtual void showConsole(bool shown) = 0;
+};
+
+/// The management console on a text console of its own: a thread that reads lines and runs them. It is
+/// detached and deletes itself when it ends; one that was never run is deleted by whoever made it. One at a
+/// time.
+class OKVXConsole : public wxThread {
+public:
+    explicit OKVXConsole(std::string title, ConsoleOwner* owner = nullptr);
+    ~OKVXConsole() override;
+
+    /// Opens the text console that the standard streams go to from then on.
+    /// @return false when there is none to be had, or one is open already
+    bool CreateConsole();
+    /// Closes it.
+    void DeleteConsole();
+    /// Shows or hides its window. @return false when it has none of its own
+    bool Show(bool shown);
+
+    /// Has the console that is running, if any, end after the command that it is at, and waits for that. For
+    /// the end of the program.
+    static void stopAndWait();
+    /// Brings the window of the console that is open, if any, to the front. @return false when none is open
+    static bool showOpen();
+
+    /// Reads and runs lines until the input ends or the console is stopped, then says how the last command
+    /// ended.
+    /// @return the last command's result, cmd_invalid when there was none
+    int ParseInteractive();
+
+protected:
+    ExitCode Entry() override;
+    void OnExit() override {}
+
+private:
+    friend int process_cmd_exit(char* argument);
+
+    const std::string title_;
+    ConsoleOwner* const owner_;
+    std::atomic<int> running_{0};
+    platform::Event stop_;
+    std::unique_ptr<platform::TextConsole> console_;
+};
+
+/// Ends the loop of the console whose owner is known, and has the owner hide it. Always cmd_ok.
+int process_cmd_exit(char* argument);
+
+/// Write a text to the console's output.
+void OutputOnCLI(char* text);
+void writeToConsole(char* text);
+
+/// Takes a control event of the console, so that it does not end the process. @return 1: it was dealt with
+int ConsoleHandler(unsigned long control_type);
+
+}  // namespace kovgui::cli

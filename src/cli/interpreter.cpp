@@ -1,0 +1,107 @@
+#include "src/cli/interpreter.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <optional>
+
+#include "src/OABR-Switch/device_use.h"
+
+namespace kovgui::cli {
+namespace {
+
+constexpr Command console_commands[] = {
+    {"ping", 2, process_cmd_ping},         {"version", 3, process_cmd_version},
+    {"date", 3, process_cmd_date},         {"blversion", 3, process_cmd_blversion},
+    {"blstring", 3, process_cmd_blstring}, {"sreg", 2, process_cmd_smi_reg},
+    {"mreg", 2, process_cmd_mdio_reg},     {"power", 3, process_cmd_power},
+    {"reset", 2, process_cmd_reset},       {"creset", 2, process_cmd_can_reset},
+    {"cbus", 2, process_cmd_cbus},         {"sniff", 2, process_cmd_sniff},
+    {"wup", 2, process_cmd_wup},           {"echo", 2, process_cmd_echo},
+    {"hdlc", 2, process_cmd_hdlc},         {"raw", 2, process_cmd_hdlc},
+    {"canmode", 2, process_cmd_can_mode},  {"help", 2, process_cmd_help, false},
+};
+
+constexpr Command dialog_commands[] = {
+    {"ping", 2, process_cmd_ping},     {"version", 1, process_cmd_version}, {"sreg", 2, process_cmd_smi_reg},
+    {"mreg", 2, process_cmd_mdio_reg}, {"power", 2, process_cmd_power},     {"sniff", 2, process_cmd_sniff},
+    {"wup", 2, process_cmd_wup},       {"echo", 2, process_cmd_echo},       {"hdlc", 2, process_cmd_hdlc},
+    {"raw", 2, process_cmd_hdlc},
+};
+
+constexpr bool prefixesFit(std::span<const Command> commands) {
+    return std::all_of(commands.begin(), commands.end(), [](const Command& row) {
+        return row.prefix > 0 && row.prefix <= row.name.size() && row.handler != nullptr;
+    });
+}
+static_assert(prefixesFit(console_commands) && prefixesFit(dialog_commands));
+
+constexpr std::string_view word_separators = " \t\r\n";
+
+struct SplitLine {
+    std::string word;
+    std::optional<std::string> argument;
+};
+
+/// The argument text is all that follows the one separator behind the word. Blanks and line ends at its end
+/// go, but not its first character; blanks alone are no argument.
+SplitLine split(std::string_view line) {
+    line = line.substr(0, std::min(line.find('\0'), longest_line));
+    const size_t start = line.find_first_not_of(word_separators);
+    if (start == line.npos) return {};
+    const size_t end = std::min(line.find_first_of(word_separators, start), line.size());
+    SplitLine out{std::string(line.substr(start, end - start)), {}};
+    std::string_view rest = end < line.size() ? line.substr(end + 1) : std::string_view();
+    if (rest.find_first_not_of(word_separators) == rest.npos) return out;
+    rest = rest.substr(0, std::max<size_t>(rest.find_last_not_of(" \r\n") + 1, 1));
+    out.argument = rest;
+    return out;
+}
+
+bool matches(const Command& row, std::string_view word) {
+    const auto same = [](char a, char b) {
+        return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
+    };
+    return word.size() >= row.prefix &&
+           std::equal(word.begin(), word.begin() + static_cast<std::ptrdiff_t>(row.prefix), row.name.begin(),
+                      same);
+}
+
+int run(const Command& row, const std::optional<std::string>& argument) {
+    const std::string user = row.needs_device ? oabr::DeviceUse::user() : std::string();
+    if (!user.empty()) {
+        std::fprintf(stderr, "the device is busy with %s\n", user.c_str());
+        return cmd_failed;
+    }
+    // A copy for each handler, since handlers may write into it.
+    std::string text = argument.value_or("");
+    return row.handler(argument ? text.data() : nullptr);
+}
+
+}  // namespace
+
+std::span<const Command> consoleCommands() {
+    return console_commands;
+}
+
+std::span<const Command> dialogCommands() {
+    return dialog_commands;
+}
+
+LineResult runLine(std::span<const Command> commands, std::string_view line) {
+    const SplitLine parts = split(line);
+    LineResult out{parts.word};
+    if (parts.word.empty()) return out;
+    for (const Command& row : commands) {
+        if (!matches(row, parts.word)) continue;
+        out.matched = true;
+        out.result = run(row, parts.argument);
+    }
+    return out;
+}
+
+void runDialogLine(const std::string& line) {
+    runLine(dialogCommands(), line);
+}
+
+}  // namespace kovgui::cli
