@@ -13,6 +13,7 @@
 #include "src/MainFrame.h"
 #include "src/ResourceManager.h"
 #include "src/ftdi/driver.h"
+#include "src/log.h"
 #include "src/log_start.h"
 #include "src/utilities.h"
 
@@ -41,7 +42,7 @@ const wxCmdLineEntryDesc Application::cmdLineDesc[] = {
 namespace {
 
 constexpr int splash_ms = 2500;
-constexpr wxPoint splash_text_at(70, 220);
+const wxPoint splash_text_at(70, 220);
 
 void describe(wxCmdLineParser& parser) {
     parser.SetDesc(Application::cmdLineDesc);
@@ -84,6 +85,7 @@ bool Application::OnInit() {
     setExePathAsCurrentDirectory();
     if (!wxApp::OnInit()) return false;
 
+    adoptToolkitLog();
     SetAppName("oabr-switch");
     SetAppDisplayName("OABR Korvex");
     if (wxConfigBase::Get(false) == nullptr) {
@@ -117,7 +119,8 @@ void Application::showSplashPicture() {
         dc.DrawText("GUI Version: " OABR_VERSION, splash_text_at);
     }
     new wxSplashScreen(bitmap, wxSPLASH_CENTRE_ON_SCREEN | wxSPLASH_TIMEOUT, splash_ms, mainFrame_, wxID_ANY,
-                       wxDefaultPosition, wxDefaultSize, wxBORDER_NONE | wxFRAME_FLOAT_ON_PARENT);
+                       wxDefaultPosition, wxDefaultSize,
+                       wxBORDER_NONE | wxFRAME_FLOAT_ON_PARENT | wxSTAY_ON_TOP);
     wxYield();
 }
 

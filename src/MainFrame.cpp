@@ -52,16 +52,22 @@ using oabr::OABRDevice;
 
 namespace {
 
-constexpr const char* log_source = "src/MainFrame";
-
 enum StatusField { hardware_field, firmware_field, connection_field, status_fields };
 
 constexpr int look_after_connection_ms = 1000;
 
 /// The oldest firmware that this program works with.
-constexpr int oldest_firmware[] = {0, 0, 9, 99};
-/// Result of connecting to a device whose firmware is older than that.
+constexpr oabr::FirmwareVersion oldest_firmware = {{0, 0, 9, 99}};
+/// Result of connecting to a device whose firmware is older than that; the connection is closed again.
 constexpr int firmware_too_old = 4;
+
+/// @param result  what connecting with the firmware's settings gave
+int refuseOldFirmware(int result) {
+    OABRDevice& device = *OABRDevice::instance();
+    if (result != 0 || device.getFirmwareVersion() >= oldest_firmware) return result;
+    device.disconnect();
+    return firmware_too_old;
+}
 
 struct MenuRow {
     int id;
@@ -191,8 +197,7 @@ void MainFrame::Init(bool console) {
         QueueEvent(new wxCommandEvent(wxEVT_COMMAND_DEVICE_UPDATE_REQUIRED));
     };
     deviceWatch_ = ftdi::driver()->watch(devicesChanged);
-    if (!watchSystemDeviceChanges(this, devicesChanged))
-        OABR_LOG_ERROR(349, "RegisterDeviceNotification failed");
+    if (!watchSystemDeviceChanges(this, devicesChanged)) LOG_ERROR(349, "RegisterDeviceNotification failed");
     RefreshDevices();
     disableDeviceFunctions();
 }
@@ -280,6 +285,7 @@ void MainFrame::restoreLayout() {
     size.IncTo(least);
     SetMinSize(least);
     SetSize(size);
+    Centre();
     if (config != nullptr && config->ReadBool("/MainWindow/Maximised", false)) Maximize();
 }
 
@@ -362,30 +368,36 @@ void MainFrame::RefreshDevices() {
     const OABRDevice& device = *OABRDevice::instance();
     const std::string connected = connected_ ? device.getConnectedDevice() : std::string();
     const std::vector<OABRDevice::DeviceInfo> devices = OABRDevice::instance()->enumDevices();
-    wxArrayString serials;
-    int chosen = wxNOT_FOUND;
+    wxArrayString shown;
+    serials_.clear();
     for (const OABRDevice::DeviceInfo& one : devices) {
-        OABR_LOG_DEBUG(805, "checking %d %s", static_cast<int>(serials.size()), one.serial.c_str());
-        if (!connected.empty() && one.serial == connected) chosen = static_cast<int>(serials.size());
-        serials.push_back(deviceText(one.serial));
+        LOG_DEBUG(805, "checking %d %s", static_cast<int>(serials_.size()), one.serial.c_str());
+        serials_.push_back(one.serial);
+        shown.push_back(deviceText(one.serial));
     }
-    chooser_->Set(serials);
-    chooser_->SetSelection(chosen);
+    chooser_->Set(shown);
+    choose(connected);
+}
+
+void MainFrame::choose(const std::string& serial) {
+    const auto found = std::find(serials_.begin(), serials_.end(), serial);
+    chooser_->SetSelection(found == serials_.end() ? wxNOT_FOUND
+                                                   : static_cast<int>(found - serials_.begin()));
 }
 
 std::string MainFrame::getSelectedDevice() {
-    return chooser_->GetStringSelection().utf8_string();
+    const int chosen = chooser_->GetSelection();
+    return chosen == wxNOT_FOUND ? std::string() : serials_[static_cast<size_t>(chosen)];
 }
 
-void MainFrame::ConnectToDevice(const wxString& device) {
-    const std::string serial = device.utf8_string();
+void MainFrame::ConnectToDevice(const std::string& serial) {
     if (serial.empty()) return;
     lastDevice_ = serial;
     int result;
     {
         const wxBusyCursor busy;
-        showActivity("Connecting to " + device + " ...");
-        result = OABRDevice::instance()->connectWithFirmwareParams(serial);
+        showActivity("Connecting to " + deviceText(serial) + " ...");
+        result = refuseOldFirmware(OABRDevice::instance()->connectWithFirmwareParams(serial));
         showActivity("");
     }
     if (result != 0) {
@@ -393,8 +405,8 @@ void MainFrame::ConnectToDevice(const wxString& device) {
         reportConnectFailure(result);
         return;
     }
-    OABR_LOG_DEBUG(907, "selected connect ok %s\n", serial.c_str());
-    chooser_->SetStringSelection(device);
+    LOG_DEBUG(907, "selected connect ok %s\n", serial.c_str());
+    choose(serial);
     announceConnected();
 }
 
@@ -406,13 +418,14 @@ void MainFrame::DisconnectFromDevice() {
 
 void MainFrame::reportConnectFailure(int result) {
     if (result == firmware_too_old) {
-        wxMessageBox(
-            wxString::Format("Please update your Firmware to Version %d.%d.%d.%d", oldest_firmware[0],
-                             oldest_firmware[1], oldest_firmware[2], oldest_firmware[3]),
-            "Wrong FW Version", wxOK | wxCENTRE, this);
+        const auto& [a, b, c, d] = oldest_firmware.bytes;
+        wxMessageBox(wxString::Format("Please update your Firmware to Version %d.%d.%d.%d", a, b, c, d),
+                     "Wrong FW Version", wxOK | wxCENTRE, this);
         return;
     }
-    wxMessageBox("Cannot connect to Device", "Error", wxOK | wxICON_ERROR, this);
+    wxMessageDialog box(this, "Cannot connect to Device", "Error", wxOK | wxICON_ERROR);
+    box.SetExtendedMessage(deviceText(OABRDevice::instance()->connectFailure()));
+    box.ShowModal();
 }
 
 void MainFrame::notifyPages(int id) {
@@ -437,7 +450,7 @@ void MainFrame::broadcastEvent(wxEvent& event) {
         return;
     }
     for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames) {
-        OABR_LOG_DEBUG(456, "broadcastEvent -> %s\n", page->GetName().utf8_string().c_str());
+        LOG_DEBUG(456, "broadcastEvent -> %s\n", page->GetName().utf8_string().c_str());
         page->GetEventHandler()->QueueEvent(event.Clone());
     }
 }
@@ -446,15 +459,16 @@ std::string MainFrame::deviceForRecovery() {
     const std::string selected = getSelectedDevice();
     if (!selected.empty()) return selected;
     RefreshDevices();
-    const wxArrayString attached = chooser_->GetStrings();
-    if (attached.empty()) return {};
-    if (attached.Index(wxString::FromUTF8(lastDevice_)) != wxNOT_FOUND) return lastDevice_;
-    if (attached.size() == 1) return attached[0].utf8_string();
-    return wxGetSingleChoice("Which device is it?", "Choose a device", attached, this).utf8_string();
+    if (serials_.empty()) return {};
+    if (std::find(serials_.begin(), serials_.end(), lastDevice_) != serials_.end()) return lastDevice_;
+    if (serials_.size() == 1) return serials_.front();
+    const int picked =
+        wxGetSingleChoiceIndex("Which device is it?", "Choose a device", chooser_->GetStrings(), this);
+    return picked < 0 ? std::string() : serials_[static_cast<size_t>(picked)];
 }
 
 void MainFrame::OnConnectToDevice(wxThreadEvent& event) {
-    const int result = OABRDevice::instance()->connectWithFirmwareParams();
+    const int result = refuseOldFirmware(OABRDevice::instance()->connectWithFirmwareParams());
     if (result == 0)
         OnDeviceConnected(event);
     else
@@ -462,20 +476,20 @@ void MainFrame::OnConnectToDevice(wxThreadEvent& event) {
 }
 
 void MainFrame::OnDeviceConnected(wxThreadEvent&) {
-    OABR_LOG_DEBUG(860, "OnDeviceConnected");
+    LOG_DEBUG(860, "OnDeviceConnected");
     const OABRDevice& device = *OABRDevice::instance();
     SetStatusText("Hardware Version: " + deviceText(device.getBootloaderDesc().toString()), hardware_field);
     SetStatusText("Firmware Version: " + deviceText(device.getFirmwareVersion().toString()), firmware_field);
     SetStatusText("Connected", connection_field);
     enableDeviceFunctions();
-    RefreshDevices();
+    choose(device.getConnectedDevice());
     setSettingsChanged(false);
     OnChangedStore();
     connectionTimer_.Start(look_after_connection_ms);
 }
 
 void MainFrame::OnDeviceDisconnected(wxThreadEvent&) {
-    OABR_LOG_DEBUG(883, "OnDeviceDisconnected");
+    LOG_DEBUG(883, "OnDeviceDisconnected");
     connectionTimer_.Stop();
     SetStatusText("", hardware_field);
     SetStatusText("", firmware_field);
@@ -488,7 +502,7 @@ void MainFrame::OnConnectionInerrupted(wxThreadEvent&) {
 }
 
 void MainFrame::OnDeviceStatusUpdate(wxThreadEvent&) {
-    OABR_LOG_DEBUG(469, "BASE FUNCTION CALLED!!!");
+    LOG_DEBUG(469, "BASE FUNCTION CALLED!!!");
 }
 
 void MainFrame::OnLookAfterConnection(wxTimerEvent&) {
@@ -502,15 +516,15 @@ void MainFrame::OnUpdateDevices(wxCommandEvent&) {
 }
 
 void MainFrame::OnDeviceSelected(wxCommandEvent& event) {
-    const wxString chosen = event.GetString();
-    OABR_LOG_DEBUG(921, "GetSelection -> %d event.GetInt -> %d event.GetString -> %s\n",
-                   chooser_->GetSelection(), event.GetInt(), chosen.utf8_string().c_str());
+    LOG_DEBUG(921, "GetSelection -> %d event.GetInt -> %d event.GetString -> %s\n", chooser_->GetSelection(),
+              event.GetInt(), event.GetString().utf8_string().c_str());
     if (refuseWhileInUse()) {
         RefreshDevices();
         return;
     }
+    const std::string device = getSelectedDevice();
     if (connected_) DisconnectFromDevice();
-    ConnectToDevice(chosen);
+    ConnectToDevice(device);
 }
 
 void MainFrame::OnResetDevice(wxCommandEvent&) {
@@ -528,7 +542,7 @@ void MainFrame::OnResetDevice(wxCommandEvent&) {
                          [] { return OABRDevice::instance()->resetDevice(); });
     }
     DisconnectFromDevice();
-    ConnectToDevice(wxString::FromUTF8(device));
+    ConnectToDevice(device);
 }
 
 // ---- Store ----
@@ -585,7 +599,7 @@ void MainFrame::OnStoreValueToE2P(wxCommandEvent&) {
         failure = storeSettings();
     }
     if (!failure.empty()) {
-        OABR_LOG_ERROR(560, "%s", failure.utf8_string().c_str());
+        LOG_ERROR(560, "%s", failure.utf8_string().c_str());
         wxMessageBox(failure, "Store Settings", wxOK | wxICON_ERROR, this);
         return;
     }
@@ -597,11 +611,11 @@ void MainFrame::OnStoreValueToE2P(wxCommandEvent&) {
 
 void MainFrame::OnConsoleControl(wxCommandEvent&) {
     static wxPoint position = wxDefaultPosition;  // where the operator left it
-    cli::OKVXConsole* console = new cli::OKVXConsole("OABR Korvex Command Line Interface");
-    if (console->CreateConsole() && console->Create() == wxTHREAD_NO_ERROR &&
-        console->Run() == wxTHREAD_NO_ERROR)
-        return;
+    if (cli::OKVXConsole::showOpen()) return;
+    auto* console = new cli::OKVXConsole("OABR Korvex Command Line Interface");
+    if (console->CreateConsole() && console->Run() == wxTHREAD_NO_ERROR) return;
     delete console;
+    // No text console is to be had: a window of our own does.
     auto* dialog = new cli::CLIDialog(this);
     dialog->Move(position);
     dialog->Bind(wxEVT_MOVE, [dialog](wxMoveEvent& event) {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "src/OABR-Switch/device_window.h"
 #include "src/page_host.h"
@@ -58,7 +59,7 @@ public:
     /// The serial that the chooser shows; empty when nothing is chosen.
     std::string getSelectedDevice() override;
     /// Connects and tells the pages, or says in a box why not.
-    void ConnectToDevice(const wxString& device);
+    void ConnectToDevice(const std::string& serial);
     void DisconnectFromDevice();
     /// Queues a copy of the event to every page.
     void broadcastEvent(wxEvent& event) override;
@@ -91,6 +92,7 @@ private:
     void placeStoreIndicator();
     void enableDeviceFunctions();
     void disableDeviceFunctions();
+    void choose(const std::string& serial);
     void reportConnectFailure(int result);
     void notifyPages(int id);
     bool refuseWhileInUse();
@@ -126,6 +128,7 @@ private:
     wxMenu* networkMenu_ = nullptr;
     wxMenu* helpMenu_ = nullptr;
     wxChoice* chooser_ = nullptr;
+    std::vector<std::string> serials_;  // of the chooser's entries
     wxWindow* storeIndicator_ = nullptr;
     wxListbook* book_ = nullptr;
     wxTimer connectionTimer_;

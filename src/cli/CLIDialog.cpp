@@ -11,8 +11,8 @@
 
 #include "src/accessible.h"
 #include "src/cli/interpreter.h"
-#include "src/device_text.h"
 #include "src/platform/captured_output.h"
+#include "src/utilities.h"
 
 namespace kovgui::cli {
 
@@ -48,14 +48,7 @@ CLIDialog::CLIDialog(wxWindow* parent)
 }
 
 void CLIDialog::append(const std::string& text) {
-    // Line ends stay, everything else that is not printable is shown as its value.
-    size_t start = 0;
-    while (start < text.size()) {
-        const size_t end = std::min(text.find('\n', start), text.size());
-        output_->AppendText(deviceText(std::string_view(text).substr(start, end - start)));
-        if (end < text.size()) output_->AppendText("\n");
-        start = end + 1;
-    }
+    output_->AppendText(wxString::FromUTF8(printable(text)));
 }
 
 void CLIDialog::putLine(const char* format, ...) {

@@ -39,7 +39,7 @@ void stop(pid_t child) {
 
 }  // namespace
 
-Display::Display() {
+TestDisplay::TestDisplay(Manager manager) {
     int ready[2];
     if (pipe(ready) != 0) fail("no pipe");
     const std::string descriptor = std::to_string(ready[1]);
@@ -59,11 +59,12 @@ Display::Display() {
     setenv("GDK_BACKEND", "x11", 1);
     setenv("NO_AT_BRIDGE", "1", 1);
     setenv("GSETTINGS_BACKEND", "memory", 1);
-    const char* const manager[] = {"openbox", "--sm-disable", nullptr};
-    manager_ = start(manager);
+    if (manager == Manager::none) return;
+    const char* const openbox[] = {"openbox", "--sm-disable", nullptr};
+    manager_ = start(openbox);
 }
 
-Display::~Display() {
+TestDisplay::~TestDisplay() {
     stop(manager_);
     stop(server_);
 }

@@ -5,14 +5,16 @@
 /// A display of its own for a test program: an Xvfb with a small window manager, which end with it. Nothing
 /// shows up on the screen of whoever runs the tests, and tests that run side by side do not take each other's
 /// focus.
-class Display {
+class TestDisplay {
 public:
+    enum class Manager { openbox, none };
+
     /// Starts both and puts the display into the environment; ends the program with a message where that
     /// fails.
-    Display();
-    ~Display();
-    Display(const Display&) = delete;
-    Display& operator=(const Display&) = delete;
+    explicit TestDisplay(Manager manager = Manager::openbox);
+    ~TestDisplay();
+    TestDisplay(const TestDisplay&) = delete;
+    TestDisplay& operator=(const TestDisplay&) = delete;
 
 private:
     pid_t server_ = -1;

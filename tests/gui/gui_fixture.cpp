@@ -1,0 +1,70 @@
+#include "tests/gui/gui_fixture.h"
+
+#include <wx/app.h>
+#include <wx/evtloop.h>
+#include <wx/msgdlg.h>
+#include <wx/timer.h>
+#include <wx/toolbar.h>
+
+namespace {
+
+constexpr int poll_ms = 5;
+
+class Poll : public wxTimer {
+public:
+    explicit Poll(const std::function<void()>& look) : look_(look) { Start(poll_ms); }
+    void Notify() override { look_(); }
+
+private:
+    const std::function<void()>& look_;
+};
+
+}  // namespace
+
+bool waitFor(const std::function<bool()>& condition, std::chrono::milliseconds deadline) {
+    const auto end = std::chrono::steady_clock::now() + deadline;
+    bool held = condition();
+    if (held) return true;
+    wxGUIEventLoop loop;
+    const std::function<void()> look = [&] {
+        if (!loop.IsRunning() || wxEventLoopBase::GetActive() != &loop)
+            return;  // a loop inside this one runs
+        held = condition();
+        if (held || std::chrono::steady_clock::now() > end) loop.Exit();
+    };
+    const Poll poll(look);
+    loop.Run();
+    return held;
+}
+
+void drainEvents() {
+    bool reached = false;
+    wxTheApp->CallAfter([&reached] { reached = true; });
+    waitFor([&reached] { return reached; });
+}
+
+bool Answers::shown(const std::string& title) const {
+    for (const Box& box : boxes_) {
+        if (box.title == title) return true;
+    }
+    return false;
+}
+
+int Answers::Enter(wxDialog* dialog) {
+    const auto* message = dynamic_cast<wxMessageDialogBase*>(dialog);
+    boxes_.push_back(
+        {message != nullptr ? message->GetCaption().utf8_string() : dialog->GetTitle().utf8_string(),
+         message != nullptr ? message->GetMessage().utf8_string() : std::string()});
+    if (results_.empty()) return wxID_CANCEL;
+    const int result = results_.front();
+    results_.pop_front();
+    return result;
+}
+
+void command(wxFrame& frame, int id) {
+    if (frame.GetToolBar()->FindById(id) != nullptr) {
+        ASSERT_TRUE(frame.GetToolBar()->GetToolEnabled(id)) << "tool " << id << " is disabled";
+    }
+    frame.GetEventHandler()->AddPendingEvent(wxCommandEvent(wxEVT_MENU, id));
+    drainEvents();
+}

@@ -1,0 +1,126 @@
+#include <gmock/gmock.h>
+#include <wx/app.h>
+
+#include <cstdio>
+#include <thread>
+
+#include "src/Application.h"
+#include "src/OABR-Switch/device_use.h"
+#include "src/ResourceManager.h"
+#include "src/device_text.h"
+#include "src/embedded.h"
+#include "src/platform/captured_output.h"
+
+namespace kovgui {
+namespace {
+
+TEST(Pictures, AreThereAtOneAndTwoTimesTheirSize) {
+    for (const char* name : {"LOGO", "OPENCONFIG", "SAVECONFIG", "EXIT", "STORE_RED", "HOME", "INFO",
+                             "DOWNLOAD", "HELPWINDOW", "UPDATE", "RESET", "CONSOLE", "SPLASH", "PORTCONFIG",
+                             "VLAN", "SNIFFING", "COUNTER", "CANSETTINGS", "SOFTWAREUPDATE"}) {
+        SCOPED_TRACE(name);
+        const wxBitmapBundle picture = ResourceManager::instance().getPicture(name);
+        ASSERT_TRUE(picture.IsOk());
+        const wxSize once = picture.GetDefaultSize();
+        EXPECT_EQ(picture.GetPreferredBitmapSizeAtScale(2), once * 2);
+    }
+}
+
+TEST(Pictures, UnknownNameGivesNone) {
+    EXPECT_FALSE(ResourceManager::instance().getPicture("NOSUCH").IsOk());
+}
+
+TEST(DeviceText, ShowsWhatIsNotPrintableAsItsValue) {
+    EXPECT_EQ(deviceText("OKVX 1%s"), "OKVX 1%s");
+    EXPECT_EQ(deviceText(std::string("a\0\n\xFF", 4)), "a\\x00\\x0A\\xFF");
+}
+
+TEST(DeviceUse, HasOneHolderAtATime) {
+    int changes = 0;
+    oabr::DeviceUse::listen([&] { ++changes; });
+    {
+        const oabr::DeviceUse flash = oabr::DeviceUse::take("the firmware update");
+        EXPECT_TRUE(flash);
+        EXPECT_EQ(oabr::DeviceUse::user(), "the firmware update");
+        EXPECT_FALSE(oabr::DeviceUse::take("the store"));
+        EXPECT_EQ(oabr::DeviceUse::user(), "the firmware update");
+    }
+    EXPECT_EQ(oabr::DeviceUse::user(), "");
+    EXPECT_EQ(changes, 2);
+    oabr::DeviceUse::listen(nullptr);
+}
+
+TEST(DeviceUse, MovesWithItsHolder) {
+    oabr::DeviceUse held = oabr::DeviceUse::take("the store");
+    oabr::DeviceUse kept;
+    kept = std::move(held);
+    EXPECT_EQ(oabr::DeviceUse::user(), "the store");
+    kept.release();
+    EXPECT_TRUE(oabr::DeviceUse::take("the reset"));
+}
+
+TEST(CapturedOutput, TakesBothStreamsInOrderAndGivesThemBack) {
+    platform::CapturedOutput outer;
+    {
+        platform::CapturedOutput captured;
+        std::fprintf(stdout, "one\n");
+        std::fflush(stdout);
+        std::fprintf(stderr, "two\n");
+        std::fputs(std::string(200'000, 'x').c_str(), stdout);  // more than a pipe would hold
+        const std::string text = captured.finish();
+        EXPECT_EQ(text.substr(0, 8), "one\ntwo\n");
+        EXPECT_EQ(text.size(), 8u + 200'000u);
+    }
+    std::fputs("outside", stdout);
+    EXPECT_EQ(outer.finish(), "outside");
+}
+
+class CommandLine : public testing::Test {
+protected:
+    void SetUp() override {
+        Application::showSplash = true;
+        Application::logFileName.Assign("oabr-switch.log");
+        Application::logLevel = wxLOG_Error;
+    }
+    bool parse(const wxString& arguments) {
+        auto* application = static_cast<Application*>(wxTheApp);
+        wxCmdLineParser parser(arguments);
+        application->OnInitCmdLine(parser);
+        return parser.Parse(false) == 0 && application->OnCmdLineParsed(parser);
+    }
+};
+
+TEST_F(CommandLine, HasItsDefaults) {
+    ASSERT_TRUE(parse(""));
+    EXPECT_TRUE(Application::showSplash);
+    EXPECT_FALSE(Application::showConsole);
+    EXPECT_FALSE(Application::logToWindow);
+    EXPECT_FALSE(Application::logToFile);
+    EXPECT_EQ(Application::logLevel, 1);
+    EXPECT_EQ(Application::logFileName.GetFullPath(), "oabr-switch.log");
+}
+
+TEST_F(CommandLine, TakesEveryOption) {
+    ASSERT_TRUE(parse("-s -c -D --logfile -f /tmp/other.log --loglevel 4"));
+    EXPECT_FALSE(Application::showSplash);
+    EXPECT_TRUE(Application::showConsole);
+    EXPECT_TRUE(Application::logToWindow);
+    EXPECT_TRUE(Application::logToFile);
+    EXPECT_EQ(Application::logFileName.GetFullPath(), "/tmp/other.log");
+    EXPECT_EQ(Application::logLevel, 4);
+}
+
+TEST_F(CommandLine, ClampsTheLogLevel) {
+    ASSERT_TRUE(parse("-L 9"));
+    EXPECT_EQ(Application::logLevel, 5);
+    ASSERT_TRUE(parse("-L -3"));
+    EXPECT_EQ(Application::logLevel, 0);
+}
+
+TEST_F(CommandLine, FileNameAloneLogsToNoFile) {
+    ASSERT_TRUE(parse("-f other.log"));
+    EXPECT_FALSE(Application::logToFile);
+}
+
+}  // namespace
+}  // namespace kovgui
