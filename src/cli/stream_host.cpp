@@ -1,0 +1,106 @@
+#include "src/cli/stream_host.h"
+
+#include <cstdio>
+#include <vector>
+
+#include "lib/console/arguments.h"
+#include "src/Chip45/status_text.h"
+#include "src/OABR-Switch/OABRDevice.h"
+#include "src/cli/interpreter.h"
+#include "src/utilities.h"
+
+namespace kovgui::cli {
+
+using oabr::OABRDevice;
+
+namespace {
+
+void say(const std::string& text) {
+    std::fprintf(stderr, "%s\n", printable(text).c_str());
+}
+
+std::string listed(const std::vector<OABRDevice::DeviceInfo>& devices) {
+    std::string text;
+    for (const OABRDevice::DeviceInfo& device : devices)
+        text += "\n  " + device.serial;
+    return text;
+}
+
+/// The serial number of the only device; empty, with a message, when there is none or a choice.
+std::string onlyDevice() {
+    const auto devices = OABRDevice::instance()->enumDevices();
+    if (devices.size() == 1) return devices.front().serial;
+    if (devices.empty())
+        say("No device found. Check the USB cable and the device's power.");
+    else
+        say("Several devices are attached. Name the one to connect to:" + listed(devices));
+    return {};
+}
+
+}  // namespace
+
+bool connectDevice(const std::string& serial) {
+    OABRDevice& device = *OABRDevice::instance();
+    const std::string wanted = serial.empty() ? onlyDevice() : serial;
+    if (wanted.empty()) return false;
+    if (device.connectWithFirmwareParams(wanted) == 0) return true;
+    say("Cannot connect to " + wanted + ". " + device.connectFailure());
+    if (device.lastStatus() == ftdi::FT_DEVICE_NOT_FOUND) {
+        const auto devices = device.enumDevices();
+        say(devices.empty() ? "No device is attached." : "Attached:" + listed(devices));
+    }
+    return false;
+}
+
+StreamHost::StreamHost(platform::TextConsole& console, platform::Event& stop,
+                       const platform::Interrupts& interrupts, bool stop_at_failure)
+    : console_(console), stop_(stop), interrupts_(interrupts), stop_at_failure_(stop_at_failure) {}
+
+int StreamHost::run() {
+    std::string line;
+    while (readLine(&line)) {
+        if (!runOne(line)) break;
+    }
+    if (const int status = interrupts_.exitStatus()) return status;
+    return failed_ ? 1 : 0;
+}
+
+bool StreamHost::readLine(std::string* line) {
+    const bool terminal = console_.isTerminal();
+    if (terminal) {
+        std::printf("# ");
+        std::fflush(stdout);
+    }
+    const auto input = console_.readLine(line, stop_);
+    if (input == platform::TextConsole::Input::line) return true;
+    if (terminal) std::printf("\n");
+    deviceLost();
+    return false;
+}
+
+/// @return whether to go on
+bool StreamHost::runOne(const std::string& line) {
+    const argument_words words(line.c_str(), " \t\r\n");
+    if (equals_ignoring_case(words[0], "exit")) return false;
+    const LineResult ran = runLine(consoleCommands(), line);
+    const bool succeeded = ran.word.empty() || ran.result == cmd_ok;
+    if (!succeeded) {
+        failed_ = true;
+        say(ran.result == cmd_invalid ? "invalid command (" + ran.word + ")"
+                                      : "command (" + ran.word + ") failed");
+    }
+    // Nobody reads the answers any more.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) failed_ = true;
+    return !deviceLost() && !std::ferror(stdout) && (succeeded || !stop_at_failure_);
+}
+
+bool StreamHost::deviceLost() {
+    const OABRDevice& device = *OABRDevice::instance();
+    if (!device.receiverEnded()) return false;
+    failed_ = true;
+    say("The connection to " + device.getConnectedDevice() + " is lost. " +
+        c45::statusText(ftdi::FT_IO_ERROR));
+    return true;
+}
+
+}  // namespace kovgui::cli

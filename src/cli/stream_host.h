@@ -1,0 +1,42 @@
+#pragma once
+
+#include <string>
+
+#include "src/platform/event.h"
+#include "src/platform/interrupts.h"
+#include "src/platform/textconsole.h"
+
+namespace kovgui::cli {
+
+/// Finds the device that the operator means and connects to its firmware. Says on standard error why it
+/// cannot.
+/// @param serial  empty means the only one that is attached
+bool connectDevice(const std::string& serial);
+
+/// The management console on a stream of lines: answers on standard output, what went wrong on standard
+/// error.
+class StreamHost {
+public:
+    /// @param stop              set when a line should no longer be waited for: the device or the operator
+    /// ended it
+    /// @param stop_at_failure   ends at the first command that does not succeed
+    StreamHost(platform::TextConsole& console, platform::Event& stop, const platform::Interrupts& interrupts,
+               bool stop_at_failure);
+
+    /// Runs lines until the input ends, the word "exit", or something stops it.
+    /// @return  0 every command succeeded, 1 one did not or the device has gone, or what Interrupts says
+    int run();
+
+private:
+    bool readLine(std::string* line);
+    bool runOne(const std::string& line);
+    bool deviceLost();
+
+    platform::TextConsole& console_;
+    platform::Event& stop_;
+    const platform::Interrupts& interrupts_;
+    const bool stop_at_failure_;
+    bool failed_ = false;
+};
+
+}  // namespace kovgui::cli

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "src/platform/event.h"
+
+namespace kovgui::platform {
+
+/// While it lives, what asks this process to end (Ctrl-C, a request to terminate, the terminal going away)
+/// sets an event instead. The second time it ends the process as usual. One object at a time.
+class Interrupts {
+public:
+    /// @param event  must outlive the object
+    explicit Interrupts(Event& event);
+    ~Interrupts();
+    Interrupts(const Interrupts&) = delete;
+    Interrupts& operator=(const Interrupts&) = delete;
+
+    /// The exit status of a process that was asked to end: 128 and the signal's number; 0 when it was not
+    /// asked.
+    int exitStatus() const;
+};
+
+/// A reader that has gone makes writing to it fail instead of ending the process. For the rest of the
+/// process.
+void ignoreBrokenPipes();
+
+}  // namespace kovgui::platform

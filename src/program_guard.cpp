@@ -1,0 +1,21 @@
+#include "src/program_guard.h"
+
+#include "src/OABR-Switch/OABRDevice.h"
+#include "src/cli/OKVXConsole.h"
+#include "src/log.h"
+#include "src/platform/interrupts.h"
+
+namespace kovgui {
+
+ProgramGuard::ProgramGuard() {
+    platform::ignoreBrokenPipes();
+    adoptToolkitLog();
+}
+
+ProgramGuard::~ProgramGuard() {
+    cli::OKVXConsole::stopAndWait();
+    oabr::OABRDevice::instance()->setReceiverEndedEvent(nullptr);
+    oabr::OABRDevice::instance()->disconnect();
+}
+
+}  // namespace kovgui
