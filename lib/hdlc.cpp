@@ -13,7 +13,7 @@ constexpr bool needs_escape(uint8_t byte) {
 }
 
 template <typename Put>
-void put_escaped(const Put& put, uint8_t byte) {
+void put_escaped(Put put, uint8_t byte) {
     if (needs_escape(byte)) [[unlikely]] {
         put(hdlc_escape);
         byte ^= hdlc_escape_xor;
@@ -22,7 +22,7 @@ void put_escaped(const Put& put, uint8_t byte) {
 }
 
 template <typename Put>
-uint32_t put_contents(const Put& put, uint32_t crc, const uint8_t* data, int length) {
+uint32_t put_contents(Put put, uint32_t crc, const uint8_t* data, int length) {
     for (int i = 0; i < length; ++i) {
         crc = crc16_ccitt_calc_byte(crc, data[i]);
         put_escaped(put, data[i]);
@@ -33,7 +33,7 @@ uint32_t put_contents(const Put& put, uint32_t crc, const uint8_t* data, int len
 /// One frame; `put` takes each byte of it. An empty frame's check sequence, the complement of the start
 /// value, is two zeros by the same rule.
 template <typename Put>
-void put_frame(const Put& put, const uint8_t* header, int header_length, const uint8_t* payload,
+void put_frame(Put put, const uint8_t* header, int header_length, const uint8_t* payload,
                int payload_length) {
     put(hdlc_flag);
     uint32_t crc = put_contents(put, crc16_initial, header, header_length);
@@ -46,7 +46,7 @@ void put_frame(const Put& put, const uint8_t* header, int header_length, const u
 
 /// The contents are counted in eight bits, so header and 254 bytes of payload make an empty frame.
 template <typename Put>
-void put_msg(const Put& put, const uint8_t* header, const uint8_t* payload, uint8_t length) {
+void put_msg(Put put, const uint8_t* header, const uint8_t* payload, uint8_t length) {
     if (!header) return put_frame(put, nullptr, 0, payload, length);
     const int contents = static_cast<uint8_t>(length + header_size);
     const int header_length = std::min(contents, header_size);
@@ -54,16 +54,6 @@ void put_msg(const Put& put, const uint8_t* header, const uint8_t* payload, uint
 }
 
 }  // namespace
-
-void hdlc_framing::init(byte_sink sink, frame_handler handler, void* context) {
-    write_index_ = 0;
-    crc_ = crc16_initial;
-    escape_pending_ = 0;
-    sink_ = sink;
-    handler_ = handler;
-    context_ = context;
-    crc16_ccitt_init();
-}
 
 void hdlc_framing::send_frame(const uint8_t* data, uint8_t length) const {
     send_msg(nullptr, data, length);
@@ -74,31 +64,69 @@ void hdlc_framing::send_msg(const uint8_t* header, const uint8_t* payload, uint8
     put_msg([this](uint8_t byte) { sink_(context_, byte); }, header, payload, length);
 }
 
-inline void hdlc_framing::receive_byte(uint8_t byte) {
-    if (byte == hdlc_flag) [[unlikely]] {
-        if (escape_pending_)
-            escape_pending_ = 0;
-        else if (write_index_ >= hdlc_fcs_size && crc_ == crc16_good_residue && handler_)
-            handler_(context_, buffer_, static_cast<uint8_t>(write_index_ - hdlc_fcs_size));
-        write_index_ = 0;
-        crc_ = crc16_initial;
-        return;
-    }
-    if (escape_pending_) [[unlikely]] {
+// Most bytes are stored and nothing else. Whatever needs more than that leaves the short path: flags and
+// escapes by their value, everything else by an index at or above `plain_until_`. The CRC is taken over
+// groups of stored bytes, because a step for each byte would wait for the value of the step before to come
+// back from memory.
+
+namespace {
+constexpr unsigned crc_group = 16;
+}
+
+inline void hdlc_framing::start_frame(uint16_t crc) {
+    crc_ = crc;
+    crc_taken_ = 0;
+    write_index_ = 0;
+    escape_pending_ = 0;
+    plain_until_ = crc_group;
+}
+
+inline void hdlc_framing::take_crc() {
+    uint32_t crc = crc_;
+    for (unsigned i = crc_taken_; i < write_index_; ++i)
+        crc = crc16_ccitt_calc_byte(crc, buffer_[i]);
+    crc_ = static_cast<uint16_t>(crc);
+    crc_taken_ = static_cast<uint8_t>(write_index_);
+}
+
+void hdlc_framing::receive_flag() {
+    take_crc();
+    if (!escape_pending_ && write_index_ >= hdlc_fcs_size && crc_ == crc16_good_residue && handler_)
+        handler_(context_, buffer_, static_cast<uint8_t>(write_index_ - hdlc_fcs_size));
+    start_frame(crc16_initial);
+}
+
+void hdlc_framing::receive_special(uint8_t byte) {
+    if (byte == hdlc_flag) return receive_flag();
+    if (escape_pending_) {
         escape_pending_ = 0;
         byte ^= hdlc_escape_xor;
-    } else if (byte == hdlc_escape) [[unlikely]] {
+    } else if (byte == hdlc_escape) {
         escape_pending_ = 1;
+        plain_until_ = 0;
         return;
     }
+    take_crc();
     // A full buffer starts again from its beginning, and the complemented CRC spoils the frame that overran.
-    if (write_index_ == hdlc_rx_buffer_size) [[unlikely]] {
-        crc_ = static_cast<uint16_t>(~crc_);
-        write_index_ = 0;
-        return;
-    }
+    if (write_index_ == hdlc_rx_buffer_size) return start_frame(static_cast<uint16_t>(~crc_));
     buffer_[write_index_++] = byte;
-    crc_ = static_cast<uint16_t>(crc16_ccitt_calc_byte(crc_, byte));
+    plain_until_ = static_cast<uint8_t>(std::min<unsigned>(write_index_ + crc_group, hdlc_rx_buffer_size));
+}
+
+inline void hdlc_framing::receive_byte(uint8_t byte) {
+    const unsigned index = write_index_;
+    if (needs_escape(byte) || index >= plain_until_) [[unlikely]]
+        return receive_special(byte);
+    buffer_[index] = byte;
+    write_index_ = index + 1;
+}
+
+void hdlc_framing::init(byte_sink sink, frame_handler handler, void* context) {
+    start_frame(crc16_initial);
+    sink_ = sink;
+    handler_ = handler;
+    context_ = context;
+    crc16_ccitt_init();
 }
 
 void hdlc_framing::receive(uint8_t byte) {

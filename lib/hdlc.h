@@ -42,12 +42,18 @@ public:
 private:
     friend void hdlc_on_rx_byte(uint8_t byte);
     void receive_byte(uint8_t byte);
+    void receive_special(uint8_t byte);
+    void receive_flag();
+    void start_frame(uint16_t crc);
+    void take_crc();
 
     byte_sink sink_ = nullptr;
     frame_handler handler_ = nullptr;
     void* context_ = nullptr;
     uint32_t escape_pending_ = 0;
-    uint8_t write_index_ = 0;
+    uint32_t write_index_ = 0;
+    uint8_t plain_until_ = 0;  ///< below this index a plain byte is stored without looking further
+    uint8_t crc_taken_ = 0;    ///< bytes of the buffer that `crc_` covers
     uint16_t crc_ = 0xFFFF;
     uint8_t buffer_[hdlc_rx_buffer_size] = {};
 };

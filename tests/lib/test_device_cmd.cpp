@@ -1,0 +1,162 @@
+#include <gmock/gmock.h>
+
+#include "lib/can.h"
+#include "lib/device_cmd.h"
+#include "lib/rmt.h"
+#include "lib/text.h"
+#include "tests/lib/fake_device.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+class DeviceCommands : public testing::Test {
+protected:
+    /// The one request that `call` sent.
+    template <typename Call>
+    Bytes requestOf(Call call) {
+        device.forgetRequests();
+        call();
+        const auto sent = device.requests();
+        return sent.size() == 1 ? sent[0] : Bytes{};
+    }
+    FakeDevice device;
+};
+
+TEST_F(DeviceCommands, SendWhatTheCatalogueSays) {
+    uint16_t word = 0;
+    uint32_t a = 0, b = 0;
+    uint8_t byte = 0;
+    uint8_t data[60] = {};
+    const std::vector<std::pair<std::function<void()>, Bytes>> requests{
+        {[&] { mdio_write(24, 3, 0xBEEF); }, {0xF0, 0x01, 24, 3, 0xEF, 0xBE}},
+        {[&] { mdio_read(6, 200, &word); }, {0xF0, 0x02, 6, 200, 0, 0}},
+        {[&] { smi_write(9, 0x7E); }, {0xF0, 0x05, 9, 0x7E}},
+        {[&] { smi_read(9, &byte); }, {0xF0, 0x06, 9, 0}},
+        {[&] { pwr_ctl(0); }, {0x50, 0x10}},
+        {[&] { pwr_ctl(1); }, {0x50, 0x1F}},
+        {[&] { bl_enable(7); }, {0x50, 0x20}},
+        {[&] { bl_enable(0); }, {0x50, 0x2F}},
+        {[&] { wup_ctl(3); }, {0x50, 0x30, 3}},
+        {[&] { trigger_wup(); }, {0x50, 0x30, 2}},
+        {[&] { hk_status(&a); }, {0x60, 0x71}},
+        {[&] { fwv_read(data); }, {0x60, 0x80}},
+        {[&] { bls_read(reinterpret_cast<char*>(data)); }, {0x60, 0x82}},
+        {[&] { set_eth_wakeup(0x01020304, 5); }, {0xF0, 0x61, 4, 3, 2, 1, 5, 0, 0, 0}},
+        {[&] { get_eth_wakeup(&a, &b); }, {0xF0, 0x60}},
+        {[&] { hdlc_dbg_send_rq("hi"); }, {0xF0, 0x03, 'h', 'i'}},
+        {[&] { rmt_dynmac_tab_entry_read(0x102, data); }, {0xF2, 2, 2, 0, 9, 0, 2, 1}},
+        {[&] { rmt_eeprom_erase_block(0x200, 0x301, &byte); }, {0xF2, 7, 4, 0, 1, 0, 0, 2, 1, 3}},
+        {[&] { rmt_eeprom_erase_byte(0x200, &byte); }, {0xF2, 6, 2, 0, 1, 0, 0, 2}},
+        {[&] { can_set_wakeup(0x123, 3); }, {0xF0, 0x53, 0x23, 1, 0, 0, 3}},
+        {[&] { can_set_lcmode(2); }, {0xF0, 0x62, 2}},
+        {[&] { can_get_lcmode(&byte); }, {0x60, 0x62}},
+        {[&] { can_trace_enable(); }, {0xF0, 0x49}},
+        {[&] { can_reinit(); }, {0xF0, 0x51}}};
+    for (const auto& [call, expected] : requests)
+        EXPECT_EQ(requestOf(call), expected);
+    EXPECT_EQ(requestOf([] { hdlc_dbg_send_rq(std::string(200, 'x').c_str()); }).size(), 62U);
+    EXPECT_EQ(requestOf([] { hdlc_ping_send_rq(); }).size(), 10U);
+}
+
+TEST_F(DeviceCommands, DecodeIdentityAndStatus) {
+    device.answerWith({20, 21, 7, 14});
+    uint8_t bytes[4];
+    EXPECT_EQ(fwv_read(bytes), 0);
+    EXPECT_THAT(bytes, ElementsAre(20, 21, 7, 14));
+    EXPECT_EQ(fwd_read(bytes), 0);
+    EXPECT_THAT(bytes, ElementsAre(14, 7, 21, 20));
+    EXPECT_EQ(blv_read(bytes), 0);
+    EXPECT_THAT(bytes, ElementsAre(14, 7, 21, 20));
+    uint32_t status = 0;
+    EXPECT_EQ(hk_status(&status), 0);
+    EXPECT_EQ(status, 0x0E071514U);
+    EXPECT_EQ(wup_ctl(wup_get), 20);
+
+    device.answerWith(Bytes(40, 'b'));
+    char text[32];
+    std::fill(std::begin(text), std::end(text), '#');
+    EXPECT_EQ(bls_read(text), 0);
+    EXPECT_EQ(std::string(text, 32), std::string(30, 'b') + "##");
+}
+
+TEST_F(DeviceCommands, RefuseWithoutSending) {
+    EXPECT_EQ(pwr_ctl(2), -1);
+    uint8_t data[64] = {};
+    EXPECT_EQ(rmt_function(0x10, 1, data, 57, data, 1), 0);
+    EXPECT_EQ(rmt_function(0x10, 1, data, 1, data, 57), 0);
+    EXPECT_EQ(rmt_function(0x10, 1, data, -1, data, 1), 0);
+    EXPECT_THAT(device.requests(), IsEmpty());
+    EXPECT_EQ(rmt_function(0x10, 0, data, 56, data, 56), 1);
+    EXPECT_EQ(comm_rmt_func.timeout, 1U);
+    EXPECT_EQ(device.requests()[0].size(), 62U);
+}
+
+TEST_F(DeviceCommands, MeasureTheRoundTripFromTheEchoedTime) {
+    device.answer = [this](const Bytes& request) {
+        auto replies = device.firmware(request);
+        uint8_t* at = replies[0].data() + 2;
+        const uint64_t microseconds =
+            get_le32(at) * 1'000'000ULL + get_le32(at + 4) - 2'000'000;  // sent 2 s ago
+        put_le32(at, static_cast<uint32_t>(microseconds / 1'000'000));
+        put_le32(at + 4, static_cast<uint32_t>(microseconds % 1'000'000));
+        return replies;
+    };
+    uint32_t microseconds = 0;
+    EXPECT_EQ(ping(&microseconds), 0);
+    EXPECT_GE(microseconds, 2'000'000U);
+    EXPECT_LT(microseconds, 3'500'000U);
+}
+
+TEST_F(DeviceCommands, RemoteFunctionsReportFailureAndTimeouts) {
+    uint32_t counter = 0;
+    device.mib[{3, 0x25}] = 0x40000007;
+    EXPECT_EQ(rmt_mib_tab_entry_read({3, 0x25}, &counter), 1);
+    EXPECT_EQ(counter, 0x40000007U);
+    EXPECT_EQ(comm_rmt_func.timeout, 3U);
+    device.answer = [](const Bytes&) { return std::vector<Bytes>{}; };
+    uint8_t data[32] = {};
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(rmt_echo(data, data), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "send_rq timed out\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "** send_req failed\n");
+}
+
+TEST(Texts, OfAddressesAndBits) {
+    const uint8_t mac[] = {1, 2, 3, 4, 5, 0xAB};
+    char text[18];
+    mactostr(mac, text, sizeof text);
+    EXPECT_STREQ(text, "ab:05:04:03:02:01");
+    uint8_t back[6];
+    strtomac(text, back);
+    EXPECT_THAT(back, testing::ElementsAreArray(mac));
+    strtomac("80:01:02", back);
+    EXPECT_THAT(back, ElementsAre(0, 0, 0, 2, 1, 0x80));
+    mactostr(mac, text, 6);
+    EXPECT_STREQ(text, "ab:05");
+    char bits[33];
+    EXPECT_EQ(ultobinstr(5, bits, 4), 4);
+    EXPECT_STREQ(bits, "0101");
+    EXPECT_EQ(ultobinstr(0xFF, bits, 4), 4);
+    EXPECT_STREQ(bits, "1111");
+}
+
+TEST(Texts, OfBytes) {
+    const uint8_t bytes[] = {0xAA, 0xBB, 0xCC, 0xDD, 0xEE};
+    const auto printed = [](auto call) {
+        testing::internal::CaptureStdout();
+        call();
+        return testing::internal::GetCapturedStdout();
+    };
+    EXPECT_EQ(printed([&] { dump_hex(bytes, 5, 2, " "); }), "AA BB\nCC DD\nEE \n");
+    EXPECT_EQ(printed([&] { dump_hex(bytes, 2, 1, "-"); }), "AA-BB\n\n")
+        << "the first is always followed by the separator";
+    EXPECT_EQ(printed([&] { dump_hex_pre("x=", bytes, 1, 80, " "); }), "x=AA \n");
+    EXPECT_EQ(printed([&] { dump_hex_offset(nullptr, bytes, 5, 4, " ", 1, 0x1FE); }),
+              "1FC: .. .. AA BB\n200: CC DD EE\n");
+    EXPECT_EQ(printed([&] { dump_hex_offset("p\n", bytes, 5, 4, " ", 0, 4); }), "p\nAA BB CC DD\nEE\n");
+}
+
+}  // namespace
