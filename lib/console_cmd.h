@@ -1,8 +1,8 @@
 #pragma once
 
-// Handlers of the management console: each takes the argument text (null when there is none), prints what it found on
-// standard output and what was wrong on standard error, and returns one of the results below. They block like the
-// commands that they call.
+// Handlers of the management console: each takes the argument text (null when there is none), prints what it
+// found on standard output and what was wrong on standard error, and returns one of the results below. They
+// block like the commands that they call.
 
 constexpr int cmd_ok = 0;
 constexpr int cmd_failed = -1;
@@ -24,3 +24,4 @@ int process_cmd_wup(char* argument);
 int process_cmd_echo(char* argument);
 int process_cmd_hdlc(char* argument);
 int process_cmd_can_mode(char* argument);
+int process_cmd_cfg(char* argument);

@@ -46,6 +46,8 @@ public:
     /// Connects to the bootloader, which is read by its client: no receiver runs.
     int connectWithBootloaderParams(const std::string& serial);
     int connectWithBootloaderParams();
+    /// Notes that the bootloader has answered the handshake.
+    void setBootloaderAnswered() { state_ = State::bootloader_answered; }
     /// Stops the receiver and closes. Always 0.
     int disconnect();
 
@@ -109,7 +111,7 @@ public:
     void receiverThreadFnc();
 
 private:
-    enum class State : int { disconnected = 0, bootloader = 1, opening = 3, firmware = 4 };
+    enum class State : int { disconnected = 0, bootloader = 1, bootloader_answered = 2, opening = 3, firmware = 4 };
 
     OABRDevice();
     int failConnect(const std::string& why);

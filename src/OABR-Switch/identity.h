@@ -19,6 +19,9 @@ struct FirmwareVersion {
     auto operator<=>(const FirmwareVersion&) const = default;
 };
 
+/// Devices with an older firmware are for updating only.
+constexpr FirmwareVersion oldest_supported_firmware = {{0, 0, 9, 99}};
+
 struct FirmwareDate {
     std::array<uint8_t, 4> bytes{};  ///< century, year, month, day
 
