@@ -31,6 +31,13 @@ void init_comm_obj(comm_obj* obj, uint8_t type, uint8_t cmd, uint8_t reply_type,
 
 namespace {
 
+/// The run of requests that this thread is in, see comm_run.
+struct run_state {
+    int depth;
+    bool timed_out;
+};
+thread_local constinit run_state current_run{};
+
 timespec deadline_in(uint64_t seconds) {
     timeval now{};
     gettimeofday(&now, nullptr);
@@ -58,6 +65,7 @@ bool is_stale(comm_obj& obj, const hdlc_msg& reply) {
 int report(int wait_result) {
     if (wait_result == 0) return req_ok;
     const bool timed_out = wait_result == ETIMEDOUT;
+    if (timed_out && current_run.depth > 0) current_run.timed_out = true;
     fputs(timed_out ? "send_rq timed out\n" : "send_rq failed\n", stderr);
     fflush(stderr);
     return timed_out ? req_timed_out : req_failed;
@@ -66,6 +74,11 @@ int report(int wait_result) {
 /// The exchange of send_req; `reply` becomes a copy of the reply area, whatever the result.
 int exchange(comm_obj& obj, hdlc_msg& reply) {
     pthread_mutex_lock(&obj.lock);
+    if (current_run.timed_out) {
+        reply = obj.reply;
+        pthread_mutex_unlock(&obj.lock);
+        return req_timed_out;
+    }
     hdlc_tx_frame(reinterpret_cast<const uint8_t*>(&obj.request),
                   static_cast<uint8_t>(obj.request_length + hdlc_msg_header_size));
     const timespec deadline = deadline_in(obj.timeout);
@@ -84,6 +97,18 @@ int exchange(comm_obj& obj, hdlc_msg& reply) {
 int send_req(comm_obj* obj) {
     hdlc_msg reply;
     return exchange(*obj, reply);
+}
+
+comm_run::comm_run() {
+    ++current_run.depth;
+}
+
+comm_run::~comm_run() {
+    if (--current_run.depth == 0) current_run.timed_out = false;
+}
+
+bool comm_run::timed_out() const {
+    return current_run.timed_out;
 }
 
 void process_ack(comm_obj* obj, const uint8_t* frame, uint16_t length) {

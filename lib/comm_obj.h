@@ -80,6 +80,20 @@ void init_comm_obj(comm_obj* obj, uint8_t type, uint8_t cmd, uint8_t reply_type,
 /// @return req_ok, req_timed_out or req_failed
 [[nodiscard]] int send_req(comm_obj* obj);
 
+/// Makes the requests of this thread one run for as long as it lives: after the first one that timed out the
+/// others fail at once, without being sent and without a line, so that a silent device costs a run of any
+/// length one timeout. Of nested runs the outermost counts.
+class comm_run {
+public:
+    comm_run();
+    ~comm_run();
+    comm_run(const comm_run&) = delete;
+    comm_run& operator=(const comm_run&) = delete;
+
+    /// Whether a request of the run timed out.
+    bool timed_out() const;
+};
+
 /// Delivers a reply: copies the frame's contents (at most the reply area's 62 bytes) and wakes the requester.
 /// Takes no lock, on purpose: it runs on the receiver thread, which must never wait for a requester. A reply
 /// that comes before its requester waits, or after it gave up, is copied all the same and its wake-up is

@@ -12,6 +12,13 @@ add_custom_command(
 add_library(oabr_gui STATIC
     ${embedded_source}
     Application.cpp
+    Controls/OABRControl.cpp
+    Controls/OABRControlFrame.cpp
+    Controls/OABRRegCheckBox.cpp
+    Controls/OABRRegComboBox.cpp
+    Controls/OABRRegRadioButton.cpp
+    Controls/OABRRegStaticText.cpp
+    Controls/TabbedPage.cpp
     MainFrame.cpp
     ResourceManager.cpp
     cli/CLIDialog.cpp

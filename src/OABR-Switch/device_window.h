@@ -6,7 +6,9 @@ class wxEvent;
 
 namespace kovgui::oabr {
 
-/// Identifier of the thread event that tells the window of a change of the device's state.
+/// Identifiers of the thread events that tell the window and its pages of the device.
+constexpr int device_connected = 6017;
+constexpr int device_disconnected = 6018;
 constexpr int device_status_update = 6019;
 
 /// The window that shows a device connection. Programs without a display have none.

@@ -1,0 +1,152 @@
+#include "src/Controls/OABRControlFrame.h"
+
+#include <wx/bookctrl.h>
+#include <wx/control.h>
+
+#include <algorithm>
+
+#include "lib/comm_obj.h"
+#include "src/page_host.h"
+
+namespace kovgui::controls {
+
+// clang-format off
+wxBEGIN_EVENT_TABLE(OABRControlFrame, wxPanel)
+    EVT_SHOW(OABRControlFrame::OnShow)
+    EVT_THREAD(oabr::device_connected, OABRControlFrame::OnDeviceConnected)
+    EVT_THREAD(oabr::device_disconnected, OABRControlFrame::OnDeviceDisConnected)
+    EVT_THREAD(oabr::device_status_update, OABRControlFrame::OnDeviceStatusUpdate)
+    EVT_CHOICE(wxID_ANY, OABRControlFrame::OnValueChangedEvent)
+    EVT_CHECKBOX(wxID_ANY, OABRControlFrame::OnValueChangedEvent)
+    EVT_RADIOBUTTON(wxID_ANY, OABRControlFrame::OnValueChangedEvent)
+wxEND_EVENT_TABLE()
+    // clang-format on
+
+    std::vector<OABRControlFrame*> OABRControlFrame::oabrControlFrames;
+
+OABRControlFrame::OABRControlFrame(wxWindow* parent, const wxString& name)
+    : wxPanel(parent, wxID_ANY, wxDefaultPosition, wxDefaultSize, wxTAB_TRAVERSAL, name) {
+    oabrControlFrames.push_back(this);
+    Disable();
+}
+
+OABRControlFrame::~OABRControlFrame() {
+    std::erase(oabrControlFrames, this);
+    DestroyChildren();  // controls leave the map as they go
+}
+
+void OABRControlFrame::enter(int id, OABRControl* control) {
+    controls_[id] = control;
+}
+
+void OABRControlFrame::leave(const OABRControl* control) {
+    std::erase_if(controls_, [control](const auto& entry) { return entry.second == control; });
+}
+
+OABRControl* OABRControlFrame::control(int id) const {
+    const auto found = controls_.find(id);
+    return found == controls_.end() ? nullptr : found->second;
+}
+
+void OABRControlFrame::SetRegister(int id) {
+    OABRControl* const edited = control(id);
+    if (edited == nullptr) return;
+    const comm_run run;
+    const wxBusyCursor busy;
+    edited->setValue();
+}
+
+void OABRControlFrame::SetAllRegisters() {
+    const comm_run run;
+    const Activity activity(this, "Writing");
+    for (const auto& [id, control] : controls_)
+        control->setValue();
+}
+
+void OABRControlFrame::ReadAllRegisters() {
+    if (!needs_read_) return;
+    const comm_run run;
+    const Activity activity(this, "Reading");
+    for (const auto& [id, control] : controls_)
+        control->getValue();
+    needs_read_ = run.timed_out();
+}
+
+void OABRControlFrame::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records,
+                                         std::vector<e2p_cfg_cmd>& phy1_records,
+                                         std::vector<e2p_cfg_cmd>& phy2_records) {
+    const auto append = [](const e2p_cfg_cmd_list& from, std::vector<e2p_cfg_cmd>& to) {
+        to.insert(to.end(), from.records, from.records + from.count);
+    };
+    for (const auto& [id, control] : controls_) {
+        const RecordSet set = control->storeValue();
+        if (!set) continue;
+        append(set->switch_cfg, switch_records);
+        append(set->phy1_cfg, phy1_records);
+        append(set->phy2_cfg, phy2_records);
+    }
+}
+
+void OABRControlFrame::OnValuesChanged() {
+    needs_read_ = true;
+}
+
+void OABRControlFrame::OnDeviceConnected(wxThreadEvent&) {
+    Enable();
+    OnValuesChanged();
+    if (isSeen(this)) ReadAllRegisters();
+}
+
+void OABRControlFrame::OnDeviceDisConnected(wxThreadEvent&) {
+    needs_read_ = false;
+    Disable();
+}
+
+void OABRControlFrame::OnDeviceStatusUpdate(wxThreadEvent&) {}
+
+void OABRControlFrame::OnShow(wxShowEvent& event) {
+    event.Skip();
+    if (event.IsShown()) ReadAllRegisters();
+}
+
+void OABRControlFrame::OnValueChangedEvent(wxCommandEvent& event) {
+    if (control(event.GetId()) == nullptr) {
+        event.Skip();
+        return;
+    }
+    SetRegister(event.GetId());
+    noteChange();
+}
+
+void OABRControlFrame::noteChange() {
+    PageHost* const host = pageHost(this);
+    if (host == nullptr) return;
+    host->setSettingsChanged(true);
+    host->OnChangedStore();
+}
+
+OABRControlFrame::Activity::Activity(OABRControlFrame* page, const wxString& what) : page_(page) {
+    if (PageHost* const host = pageHost(page)) host->showActivity(what + " " + page->GetName() + " ...");
+}
+
+OABRControlFrame::Activity::~Activity() {
+    if (PageHost* const host = pageHost(page_)) host->showActivity("");
+}
+
+bool isSeen(const wxWindow* window) {
+    if (!window->IsShownOnScreen()) return false;
+    for (const wxWindow* parent = window->GetParent(); parent != nullptr;
+         window = parent, parent = parent->GetParent()) {
+        const auto* book = dynamic_cast<const wxBookCtrlBase*>(parent);
+        if (book != nullptr && book->GetCurrentPage() != window) return false;
+    }
+    return true;
+}
+
+wxString plainLabel(const wxString& label) {
+    wxString plain = wxControl::RemoveMnemonics(label);
+    plain.EndsWith(":", &plain);
+    return plain;
+}
+
+}  // namespace kovgui::controls

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <wx/event.h>
+#include <wx/panel.h>
+#include <wx/utils.h>
+
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "src/Controls/OABRControl.h"
+#include "src/OABR-Switch/device_window.h"
+
+namespace kovgui::controls {
+
+/// A page that edits or shows the device. It keeps its register-bound controls by identifier and works on all
+/// of them in ascending order. It is disabled while no device is connected, and reads the device when it is
+/// first seen after a connect. For the GUI thread only.
+///
+/// Operations over the page are runs (see comm_run): a silent device costs one request's timeout.
+class OABRControlFrame : public wxPanel {
+public:
+    /// Every living page, in the order of their construction.
+    static std::vector<OABRControlFrame*> oabrControlFrames;
+
+    /// @param name  what the page is called in messages
+    OABRControlFrame(wxWindow* parent, const wxString& name);
+    ~OABRControlFrame() override;
+
+    /// Writes the value of one control to the device; an unknown identifier does nothing.
+    virtual void SetRegister(int id);
+    /// Writes every control.
+    virtual void SetAllRegisters();
+    /// Reads every control, if the page is marked for reading. The mark stays when the device fell silent.
+    virtual void ReadAllRegisters();
+    /// Appends the records of every control.
+    virtual void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records,
+                                   std::vector<e2p_cfg_cmd>& phy1_records,
+                                   std::vector<e2p_cfg_cmd>& phy2_records);
+
+    /// Marks the page for reading.
+    virtual void OnValuesChanged();
+    virtual void OnDeviceConnected(wxThreadEvent& event);
+    virtual void OnDeviceDisConnected(wxThreadEvent& event);
+    /// The device's state changed; nothing that a page of settings shows.
+    virtual void OnDeviceStatusUpdate(wxThreadEvent& event);
+    virtual void OnShow(wxShowEvent& event);
+    /// The operator changed a control: writes a bound one to the device and notes the change.
+    virtual void OnValueChangedEvent(wxCommandEvent& event);
+
+    /// Whether what is shown may differ from the device and must be read before it is trusted.
+    bool needsRead() const { return needs_read_; }
+
+    OABRControl* control(int id) const;
+
+    void enter(int id, OABRControl* control);
+    void leave(const OABRControl* control);
+
+protected:
+    /// Tells the window that the pages show settings that are not stored.
+    void noteChange();
+    /// Marks the page as read, or for reading.
+    void setNeedsRead(bool needs_read) { needs_read_ = needs_read; }
+
+    /// For as long as it lives: the busy cursor shows and the status bar says what is being done.
+    class Activity {
+    public:
+        /// @param what  "Reading", "Writing"
+        Activity(OABRControlFrame* page, const wxString& what);
+        ~Activity();
+        Activity(const Activity&) = delete;
+        Activity& operator=(const Activity&) = delete;
+
+    private:
+        OABRControlFrame* const page_;
+        const wxBusyCursor busy_;
+    };
+
+private:
+    std::map<int, OABRControl*> controls_;
+    bool needs_read_ = false;
+
+    wxDECLARE_EVENT_TABLE();
+};
+
+/// Whether a window is on the screen: its parents are shown and it is not on a tab that is behind another.
+bool isSeen(const wxWindow* window);
+
+/// A label without its mnemonic and colon.
+wxString plainLabel(const wxString& label);
+
+}  // namespace kovgui::controls

@@ -1,0 +1,46 @@
+#include "src/Controls/OABRRegCheckBox.h"
+
+#include "src/Controls/OABRControlFrame.h"
+#include "src/log.h"
+
+namespace kovgui::controls {
+
+OABRRegCheckBox::OABRRegCheckBox(OABRControlFrame* owner, int id, const wxString& label,
+                                 const wxPoint& position, const wxSize& size, unsigned on_value,
+                                 unsigned off_value, wxWindow* parent)
+    : wxCheckBox(parent ? parent : owner, id, label, position, size),
+      OABRControl(owner),
+      on_value_(static_cast<int>(on_value)),
+      off_value_(static_cast<int>(off_value)) {
+    enter();
+}
+
+int OABRRegCheckBox::shownValue() const {
+    return GetValue() ? on_value_ : off_value_;
+}
+
+void OABRRegCheckBox::setValue() {
+    set(shownValue());
+}
+
+void OABRRegCheckBox::getValue() {
+    int value = 0;
+    if (binding_.get)
+        binding_.get(&value);
+    else
+        LOG_DEBUG(46, "%s: getFnc() not assigned! \n", "getValue");
+    SetValue(value == on_value_);
+}
+
+RecordSet OABRRegCheckBox::storeValue() {
+    return store(shownValue());
+}
+
+bool OABRRegCheckBox::showText(const wxString& text) {
+    bool on = false;
+    if (!parseOnOff(text, &on)) return false;
+    SetValue(on);
+    return true;
+}
+
+}  // namespace kovgui::controls

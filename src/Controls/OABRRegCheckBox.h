@@ -1,0 +1,31 @@
+#pragma once
+
+#include <wx/checkbox.h>
+
+#include "src/Controls/OABRControl.h"
+
+namespace kovgui::controls {
+
+/// A setting that is one value when checked and another when not.
+class OABRRegCheckBox : public wxCheckBox, public OABRControl {
+public:
+    /// @param parent  the window that the box stands in, where that is not the page itself
+    OABRRegCheckBox(OABRControlFrame* owner, int id, const wxString& label, const wxPoint& position,
+                    const wxSize& size, unsigned on_value, unsigned off_value, wxWindow* parent = nullptr);
+
+    void setValue() override;
+    /// The value read counts as 0 where it could not be read.
+    void getValue() override;
+    RecordSet storeValue() override;
+    int getWXID() const override { return GetId(); }
+    wxString shownText() const override { return onOffText(GetValue()); }
+    bool showText(const wxString& text) override;
+
+private:
+    int shownValue() const;
+
+    const int on_value_;
+    const int off_value_;
+};
+
+}  // namespace kovgui::controls

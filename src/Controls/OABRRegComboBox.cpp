@@ -1,0 +1,58 @@
+#include "src/Controls/OABRRegComboBox.h"
+
+#include <cstdint>
+
+#include "src/Controls/OABRControlFrame.h"
+#include "src/accessible.h"
+
+namespace kovgui::controls {
+
+OABRRegComboBox::OABRRegComboBox(OABRControlFrame* owner, int id, const wxString& label,
+                                 const wxPoint& position, const wxSize& size, wxWindow* parent)
+    : wxChoice(parent ? parent : owner, id, position, size), OABRControl(owner) {
+    setAccessibleName(this, plainLabel(label));
+    enter();
+}
+
+void OABRRegComboBox::Append(const ValuePair* pairs, int count) {
+    for (int i = 0; i < count; ++i)
+        Append(pairs[i].label, reinterpret_cast<void*>(static_cast<intptr_t>(pairs[i].value)));
+}
+
+int OABRRegComboBox::valueOf(unsigned item) const {
+    return static_cast<int>(reinterpret_cast<intptr_t>(GetClientData(item)));
+}
+
+std::optional<int> OABRRegComboBox::selectedValue() const {
+    const int item = GetSelection();
+    if (item == wxNOT_FOUND) return std::nullopt;
+    return valueOf(static_cast<unsigned>(item));
+}
+
+void OABRRegComboBox::selectValue(int value) {
+    for (unsigned item = 0; item < GetCount(); ++item) {
+        if (valueOf(item) != value) continue;
+        SetSelection(static_cast<int>(item));
+        return;
+    }
+}
+
+void OABRRegComboBox::setValue() {
+    if (const auto value = selectedValue()) set(*value);
+}
+
+void OABRRegComboBox::getValue() {
+    int value = 0;
+    if (binding_.get && binding_.get(&value)) selectValue(value);
+}
+
+RecordSet OABRRegComboBox::storeValue() {
+    const auto value = selectedValue();
+    return value ? store(*value) : nullptr;
+}
+
+bool OABRRegComboBox::showText(const wxString& text) {
+    return SetStringSelection(text);
+}
+
+}  // namespace kovgui::controls

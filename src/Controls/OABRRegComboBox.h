@@ -1,0 +1,40 @@
+#pragma once
+
+#include <wx/choice.h>
+
+#include <optional>
+
+#include "src/Controls/OABRControl.h"
+
+namespace kovgui::controls {
+
+/// A setting with a choice of values.
+class OABRRegComboBox : public wxChoice, public OABRControl {
+public:
+    /// @param label   what the choice is called where it is not seen; on the page it has a label before it
+    /// @param parent  the window that the choice stands in, where that is not the page itself
+    OABRRegComboBox(OABRControlFrame* owner, int id, const wxString& label, const wxPoint& position,
+                    const wxSize& size, wxWindow* parent = nullptr);
+
+    using wxChoice::Append;
+    /// Adds an item for each pair.
+    void Append(const ValuePair* pairs, int count);
+
+    void setValue() override;
+    /// Leaves the selection where the value could not be read or is none of the items'.
+    void getValue() override;
+    RecordSet storeValue() override;
+    int getWXID() const override { return GetId(); }
+    wxString shownText() const override { return GetStringSelection(); }
+    bool showText(const wxString& text) override;
+
+    /// The value of the selected item; empty when none is.
+    std::optional<int> selectedValue() const;
+    /// Selects the first item with the value, if there is one; the device is left alone.
+    void selectValue(int value);
+
+private:
+    int valueOf(unsigned item) const;
+};
+
+}  // namespace kovgui::controls

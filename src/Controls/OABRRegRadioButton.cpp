@@ -1,0 +1,53 @@
+#include "src/Controls/OABRRegRadioButton.h"
+
+#include "src/Controls/OABRControlFrame.h"
+
+namespace kovgui::controls {
+
+OABRRegRadioButton::OABRRegRadioButton(OABRControlFrame* owner, int id, const wxString& label,
+                                       const wxPoint& position, const wxSize& size, long style, int value,
+                                       wxWindow* parent)
+    : wxRadioButton(parent ? parent : owner, id, label, position, size, style),
+      OABRControl(owner),
+      value_(value) {
+    if (style & wxRB_GROUP) {
+        // The toolkit keeps exactly one of a group on: this one, when no other is.
+        auto* none = new wxRadioButton(GetParent(), wxID_ANY, "");
+        none->Hide();
+        none->SetValue(true);
+    }
+    enter();
+}
+
+void OABRRegRadioButton::show(bool on) {
+    if (on) {
+        SetValue(true);
+        return;
+    }
+    if (!GetValue()) return;
+    for (wxRadioButton* member = GetFirstInGroup(); member != nullptr; member = member->GetNextInGroup()) {
+        if (!member->IsShown()) member->SetValue(true);
+    }
+}
+
+void OABRRegRadioButton::setValue() {
+    if (GetValue()) set(value_);
+}
+
+RecordSet OABRRegRadioButton::storeValue() {
+    return GetValue() ? store(value_) : nullptr;
+}
+
+void OABRRegRadioButton::getValue() {
+    int value = 0;
+    if (binding_.get && binding_.get(&value)) show(value == value_);
+}
+
+bool OABRRegRadioButton::showText(const wxString& text) {
+    bool on = false;
+    if (!parseOnOff(text, &on)) return false;
+    show(on);
+    return true;
+}
+
+}  // namespace kovgui::controls

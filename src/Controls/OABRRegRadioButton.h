@@ -1,0 +1,32 @@
+#pragma once
+
+#include <wx/radiobut.h>
+
+#include "src/Controls/OABRControl.h"
+
+namespace kovgui::controls {
+
+/// One value of a setting whose values are a group of radio buttons. A group that begins with one of these
+/// may be all off: it has a member that is never seen.
+class OABRRegRadioButton : public wxRadioButton, public OABRControl {
+public:
+    /// @param style   wxRB_GROUP for the first of a group
+    /// @param parent  the window that the button stands in, where that is not the page itself
+    OABRRegRadioButton(OABRControlFrame* owner, int id, const wxString& label, const wxPoint& position,
+                       const wxSize& size, long style, int value, wxWindow* parent = nullptr);
+
+    /// Writes and stores only when the button is on.
+    void setValue() override;
+    RecordSet storeValue() override;
+    void getValue() override;
+    int getWXID() const override { return GetId(); }
+    wxString shownText() const override { return onOffText(GetValue()); }
+    bool showText(const wxString& text) override;
+
+private:
+    void show(bool on);
+
+    const int value_;
+};
+
+}  // namespace kovgui::controls

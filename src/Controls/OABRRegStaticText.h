@@ -1,0 +1,34 @@
+#pragma once
+
+#include <wx/stattext.h>
+
+#include <vector>
+
+#include "src/Controls/OABRControl.h"
+
+namespace kovgui::controls {
+
+/// A state of the device that is shown and not changed.
+class OABRRegStaticText : public wxStaticText, public OABRControl {
+public:
+    /// @param label   shown until a value is read
+    /// @param parent  the window that the text stands in, where that is not the page itself
+    OABRRegStaticText(OABRControlFrame* owner, int id, const wxString& label, const wxPoint& position,
+                      const wxSize& size, wxWindow* parent = nullptr);
+
+    /// Adds values that can be shown.
+    void Append(const ValuePair* pairs, int count);
+
+    void setValue() override {}
+    /// Leaves the text where the value could not be read or has none.
+    void getValue() override;
+    RecordSet storeValue() override { return nullptr; }
+    int getWXID() const override { return GetId(); }
+    wxString shownText() const override { return GetLabelText(); }
+    bool showText(const wxString&) override { return false; }
+
+private:
+    std::vector<ValuePair> pairs_;
+};
+
+}  // namespace kovgui::controls
