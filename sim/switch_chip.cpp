@@ -1,0 +1,400 @@
+#include "sim/switch_chip.h"
+
+#include <algorithm>
+
+namespace oabr_sim {
+
+namespace {
+
+constexpr uint8_t reg_chip_id0 = 0;
+constexpr uint8_t reg_chip_id1 = 1;
+constexpr uint8_t chip_started = 0x01;
+constexpr uint8_t reg_global0 = 2;
+constexpr uint8_t flush_dynamic = 0x20;
+constexpr uint8_t flush_static = 0x10;
+constexpr uint8_t reg_global1 = 3;
+constexpr uint8_t aging_on = 0x04;
+constexpr uint8_t fast_aging = 0x02;
+constexpr uint8_t reg_global2 = 4;
+constexpr uint8_t mirroring_possible = 0x80;
+constexpr uint8_t reg_global3 = 5;
+constexpr uint8_t vlan_enable = 0x80;
+constexpr uint8_t sniff_and = 0x01;
+constexpr uint8_t reg_indirect_control0 = 110;
+constexpr uint8_t reg_indirect_control1 = 111;
+constexpr uint8_t indirect_read = 0x10;
+constexpr uint8_t reg_indirect_data_first = 112;
+constexpr uint8_t reg_indirect_data_last = 120;
+
+// offsets in a port's bank
+constexpr uint8_t port_control1 = 1;  ///< 7 sniffer, 6 receive sniff, 5 transmit sniff, 4..0 membership
+constexpr uint8_t port_control2 = 2;  ///< 6 ingress filter, 5 discard non-PVID, 2 transmit, 1 receive, 0 learning off
+constexpr uint8_t port_control3 = 3;  ///< 3..0 PVID bits 11..8
+constexpr uint8_t port_control4 = 4;  ///< PVID bits 7..0
+constexpr uint8_t port_status0 = 9;
+constexpr uint8_t port_control5 = 12;  ///< 7 negotiation off, 6 forced 100, 5 forced full
+constexpr uint8_t port_control6 = 13;  ///< 5 restart negotiation
+constexpr uint8_t port_status1 = 14;
+constexpr uint8_t port_status2 = 15;
+
+constexpr uint8_t negotiation_off = 0x80;
+constexpr uint8_t forced_100 = 0x40;
+constexpr uint8_t forced_full = 0x20;
+constexpr uint8_t restart_negotiation = 0x20;
+constexpr uint8_t phy_soft_reset = 0x10;
+
+constexpr uint64_t static_write_use_fid = 1ull << 55;
+constexpr uint64_t static_valid = 1ull << 53;
+constexpr int static_ports_at = 48;
+constexpr int static_fid_write_at = 56;
+constexpr uint32_t vlan_slot_valid = 1u << 12;
+
+constexpr uint32_t mib_overflow = 1u << 31;
+constexpr uint32_t mib_valid = 1u << 30;
+constexpr uint32_t mib_count_mask = mib_valid - 1;
+
+// MIB indices
+enum : uint8_t {
+    rx_low_bytes = 0x00,
+    rx_undersize = 0x02,
+    rx_oversize = 0x04,
+    rx_broadcast = 0x0B,
+    rx_multicast = 0x0C,
+    rx_unicast = 0x0D,
+    rx_64 = 0x0E,
+    tx_low_bytes = 0x14,
+    tx_broadcast = 0x18,
+    tx_multicast = 0x19,
+    tx_unicast = 0x1A,
+};
+
+constexpr uint8_t start_age = 4;
+constexpr size_t dynamic_capacity = 1024;
+
+constexpr uint8_t bank(int port) { return static_cast<uint8_t>(16 * port + 16); }
+/// The tool's port n is bit n in the chip's masks.
+constexpr uint8_t chip_bit(int port) { return static_cast<uint8_t>(1 << port); }
+bool is_broadcast(const mac_address& mac) {
+    return std::all_of(mac.begin(), mac.end(), [](uint8_t byte) { return byte == 0xFF; });
+}
+bool is_multicast(const mac_address& mac) { return (mac[5] & 1) != 0; }
+
+table_data from_bits(uint64_t bits) {
+    table_data data{};
+    for (size_t i = 0; i < 8; ++i) data[i] = static_cast<uint8_t>(bits >> (8 * i));
+    return data;
+}
+uint64_t to_bits(const table_data& data) {
+    uint64_t bits = 0;
+    for (size_t i = 0; i < 8; ++i) bits |= static_cast<uint64_t>(data[i]) << (8 * i);
+    return bits;
+}
+uint64_t mac_bits(const mac_address& mac) {
+    uint64_t bits = 0;
+    for (size_t i = 0; i < mac.size(); ++i) bits |= static_cast<uint64_t>(mac[i]) << (8 * i);
+    return bits;
+}
+
+/// Only FID and use FID stand one bit higher where the chip reads an entry.
+uint64_t static_read_layout(uint64_t written) {
+    const uint64_t low = written & ((1ull << 55) - 1);
+    const uint64_t use_fid = written >> 55 & 1;
+    const uint64_t fid = written >> static_fid_write_at & 0x7F;
+    return low | use_fid << 56 | fid << 57;
+}
+
+}  // namespace
+
+switch_chip::switch_chip() { reset(); }
+
+void switch_chip::reset() {
+    regs_.fill(0);
+    regs_[reg_chip_id0] = 0x95;
+    regs_[reg_chip_id1] = 0x41;
+    regs_[reg_global1] = aging_on;
+    regs_[reg_global2] = 0xF0;
+    regs_[137] = 0x40;
+    regs_[254] = 0x80;
+    for (int port = 1; port <= port_count; ++port) {
+        const uint8_t b = bank(port);
+        regs_[b + port_control1] = 0x1F;
+        regs_[b + port_control2] = 0x06;
+        regs_[b + port_control4] = 0x01;
+        if (port <= eth_port) regs_[b + port_control5] = 0x5F;
+    }
+    static_mac_.fill(0);
+    vlan_.fill(0);
+    dynamic_.clear();
+    counters_.fill({});
+}
+
+uint8_t switch_chip::port_bits(int port, uint8_t offset) const { return regs_[bank(port) + offset]; }
+
+/// Link and negotiation results of the two ports with a PHY; the partner can do everything, the link is up.
+uint8_t switch_chip::read_live_status(int port, uint8_t offset) const {
+    const uint8_t control = port_bits(port, port_control5);
+    const bool forced = (control & negotiation_off) != 0;
+    const bool fast = !forced || (control & forced_100) != 0;
+    const bool full = !forced || (control & forced_full) != 0;
+    switch (offset) {
+        case port_status0:
+            return static_cast<uint8_t>(0x80 | (forced ? 0 : 0x18) | (fast ? 0x04 : 0) | (full ? 0x02 : 0));
+        case port_status1:
+            return forced ? 0x20 : 0x7F;
+        default:  // port_status2: the low three bits name the mode
+            return static_cast<uint8_t>((port_bits(port, port_status2) & 0xF8) |
+                                        (full ? (fast ? 6 : 5) : (fast ? 3 : 2)));
+    }
+}
+
+uint8_t switch_chip::read(uint8_t reg) {
+    for (int port = usb_port; port <= eth_port; ++port) {
+        const int offset = reg - bank(port);
+        if (offset == port_status0 || offset == port_status1 || offset == port_status2)
+            return read_live_status(port, static_cast<uint8_t>(offset));
+    }
+    return regs_[reg];
+}
+
+void switch_chip::write(uint8_t reg, uint8_t value) {
+    switch (reg) {
+        case reg_chip_id0:
+        case 137:
+            return;
+        case reg_chip_id1:
+            regs_[reg] = static_cast<uint8_t>((regs_[reg] & ~chip_started) | (value & chip_started));
+            return;
+        case reg_global0:
+            write_global_2(value);
+            return;
+        case reg_indirect_control1:
+            regs_[reg] = value;
+            start_transfer();
+            return;
+        default:
+            break;
+    }
+    for (int port = usb_port; port <= eth_port; ++port) {
+        const int offset = reg - bank(port);
+        if (offset == port_status0 || offset == port_status1) return;
+        // Bits that ask for something clear themselves when it is done.
+        if (offset == port_control6) value &= static_cast<uint8_t>(~restart_negotiation);
+        if (offset == port_status2) value &= static_cast<uint8_t>(~phy_soft_reset);
+    }
+    regs_[reg] = value;
+}
+
+void switch_chip::write_global_2(uint8_t value) {
+    if ((value & flush_dynamic) != 0) dynamic_.clear();
+    if ((value & flush_static) != 0) static_mac_.fill(0);
+    regs_[reg_global0] = static_cast<uint8_t>(value & ~(flush_dynamic | flush_static));
+}
+
+void switch_chip::start_transfer() {
+    const uint8_t control = regs_[reg_indirect_control0];
+    const auto which = static_cast<table>(control >> 2 & 3);
+    const auto entry = static_cast<uint16_t>((control & 3) << 8 | regs_[reg_indirect_control1]);
+    if ((control & indirect_read) != 0) {
+        const table_data data = read_entry(which, entry);
+        std::reverse_copy(data.begin(), data.end(), regs_.begin() + reg_indirect_data_first);
+        return;
+    }
+    table_data data{};
+    std::reverse_copy(regs_.begin() + reg_indirect_data_first, regs_.begin() + reg_indirect_data_last + 1,
+                      data.begin());
+    write_entry(which, entry, data);
+}
+
+table_data switch_chip::read_entry(table which, uint16_t entry) {
+    switch (which) {
+        case table::static_mac:
+            return entry < static_mac_.size() ? from_bits(static_read_layout(static_mac_[entry])) : table_data{};
+        case table::vlan:
+            return entry < vlan_.size() ? from_bits(vlan_[entry]) : table_data{};
+        case table::dynamic_mac:
+            return dynamic_data(entry);
+        case table::mib:
+            return from_bits(take_mib(entry));
+    }
+    return {};
+}
+
+bool switch_chip::write_entry(table which, uint16_t entry, const table_data& data) {
+    constexpr uint64_t vlan_bits = (1ull << 52) - 1;
+    if (which == table::static_mac && entry < static_mac_.size())
+        static_mac_[entry] = to_bits(data) & ~(1ull << 63);
+    else if (which == table::vlan && entry < vlan_.size())
+        vlan_[entry] = to_bits(data) & vlan_bits;
+    else
+        return false;
+    return true;
+}
+
+table_data switch_chip::dynamic_data(uint16_t entry) {
+    if (dynamic_.empty()) {
+        table_data data{};
+        data[8] = 0x80;
+        return data;
+    }
+    table_data data{};
+    const auto count = static_cast<uint16_t>(dynamic_.size() - 1);
+    if (entry < dynamic_.size()) {
+        const dynamic_entry& found = dynamic_[entry];
+        std::copy(found.mac.begin(), found.mac.end(), data.begin());
+        data[6] = found.fid;
+        data[7] = static_cast<uint8_t>(found.port | (found.age & 3) << 3);
+    }
+    if (dynamic_not_ready_) {
+        data[6] |= 0x80;
+        dynamic_not_ready_ = false;
+    }
+    data[7] |= static_cast<uint8_t>((count & 7) << 5);
+    data[8] = static_cast<uint8_t>(count >> 3);
+    return data;
+}
+
+uint32_t switch_chip::take_mib(uint16_t entry) {
+    constexpr uint16_t tx_drops_at = 0x100;
+    constexpr uint16_t rx_drops_at = 0x105;
+    if (entry > tx_drops_at && entry <= tx_drops_at + port_count) return counters_[entry - tx_drops_at].tx_drops;
+    if (entry > rx_drops_at && entry <= rx_drops_at + port_count) return counters_[entry - rx_drops_at].rx_drops;
+    const int port = entry >> 5;
+    const size_t index = entry & 0x1F;
+    if (port < 1 || port > port_count) return mib_valid;
+    if (counter_not_valid_) {
+        counter_not_valid_ = false;
+        return 0;
+    }
+    port_counters& counters = counters_[static_cast<size_t>(port)];
+    const uint32_t value = mib_valid | (counters.overflow[index] ? mib_overflow : 0) | counters.count[index];
+    counters.count[index] = 0;
+    counters.overflow[index] = false;
+    return value;
+}
+
+uint32_t switch_chip::read_counter(int port, uint8_t index) {
+    constexpr uint8_t tx_drops = 0x20;
+    constexpr uint8_t rx_drops = 0x25;
+    if (port < 1 || port > port_count) return 0;
+    if (index == tx_drops) return mib_valid | counters_[static_cast<size_t>(port)].tx_drops;
+    if (index == rx_drops) return mib_valid | counters_[static_cast<size_t>(port)].rx_drops;
+    return index < 0x20 ? take_mib(static_cast<uint16_t>(0x20 * port + index)) : 0;
+}
+
+void switch_chip::count(int port, uint8_t index, uint32_t amount) {
+    port_counters& counters = counters_[static_cast<size_t>(port)];
+    const uint32_t sum = counters.count[index] + amount;
+    if (sum > mib_count_mask) counters.overflow[index] = true;
+    counters.count[index] = sum & mib_count_mask;
+}
+
+void switch_chip::count_received(int port, const traffic_frame& frame) {
+    constexpr uint16_t upper[] = {64, 127, 255, 511, 1023, 1522};
+    count(port, rx_low_bytes, frame.length);
+    if (frame.length < upper[0]) {
+        count(port, rx_undersize);
+        return;
+    }
+    if (frame.length > upper[5]) {
+        count(port, rx_oversize);
+        return;
+    }
+    const auto* size = std::lower_bound(std::begin(upper), std::end(upper), frame.length);
+    count(port, static_cast<uint8_t>(rx_64 + (size - std::begin(upper))));
+    count(port, is_broadcast(frame.destination)   ? rx_broadcast
+                : is_multicast(frame.destination) ? rx_multicast
+                                                  : rx_unicast);
+}
+
+void switch_chip::transmit(int port, const traffic_frame& frame) {
+    count(port, tx_low_bytes, frame.length);
+    count(port, is_broadcast(frame.destination)   ? tx_broadcast
+                : is_multicast(frame.destination) ? tx_multicast
+                                                  : tx_unicast);
+}
+
+void switch_chip::learn(int port, uint8_t fid, const mac_address& mac) {
+    auto found = std::find_if(dynamic_.begin(), dynamic_.end(), [&](const dynamic_entry& entry) {
+        return entry.fid == fid && entry.mac == mac;
+    });
+    if (found == dynamic_.end()) {
+        if (dynamic_.size() == dynamic_capacity) return;
+        dynamic_.push_back({mac, 0, fid, 0});
+        found = dynamic_.end() - 1;
+    }
+    found->port = static_cast<uint8_t>(port);
+    found->age = start_age - 1;
+}
+
+void switch_chip::age() {
+    if ((regs_[reg_global1] & aging_on) == 0) return;
+    const int step = (regs_[reg_global1] & fast_aging) != 0 ? 2 : 1;
+    std::erase_if(dynamic_, [&](dynamic_entry& entry) {
+        if (entry.age < step) return true;
+        entry.age = static_cast<uint8_t>(entry.age - step);
+        return false;
+    });
+}
+
+uint8_t switch_chip::mirror_ports() const {
+    uint8_t ports = 0;
+    for (int port = 1; port <= port_count; ++port)
+        if ((port_bits(port, port_control1) & 0x80) != 0) ports |= chip_bit(port);
+    return ports;
+}
+
+void switch_chip::receive_frame(int port, const traffic_frame& frame) {
+    const uint8_t ingress = port_bits(port, port_control2);
+    if ((ingress & 0x02) == 0) return;
+    count_received(port, frame);
+    if (frame.length < 64 || frame.length > 1522) return;
+
+    const auto pvid = static_cast<uint16_t>((port_bits(port, port_control3) & 0x0F) << 8 | port_bits(port, port_control4));
+    const uint16_t vid = frame.vid && *frame.vid != 0 ? *frame.vid : pvid;
+    port_counters& counters = counters_[static_cast<size_t>(port)];
+    uint8_t fid = 0;
+    uint8_t vlan_members = 0x1E;
+    if ((regs_[reg_global3] & vlan_enable) != 0) {
+        const auto slot = static_cast<uint32_t>(vlan_[vid / 4] >> (13 * (vid % 4)) & 0x1FFF);
+        const bool wrong_pvid = (ingress & 0x20) != 0 && vid != pvid;
+        const bool not_member = (ingress & 0x40) != 0 && (slot >> 7 & chip_bit(port)) == 0;
+        if ((slot & vlan_slot_valid) == 0 || wrong_pvid || not_member) {
+            ++counters.rx_drops;
+            return;
+        }
+        fid = slot & 0x7F;
+        vlan_members = slot >> 7 & 0x1F;
+    }
+    if ((ingress & 0x01) == 0 && !is_multicast(frame.source)) learn(port, fid, frame.source);
+
+    // Static entries come before learned ones, and both before flooding.
+    uint8_t targets = 0x1E;
+    const uint64_t wanted = mac_bits(frame.destination);
+    const auto fixed = std::find_if(static_mac_.begin(), static_mac_.end(), [&](uint64_t entry) {
+        const bool same_fid = (entry & static_write_use_fid) == 0 || (entry >> static_fid_write_at & 0x7F) == fid;
+        return (entry & static_valid) != 0 && (entry & 0xFFFFFFFFFFFFull) == wanted && same_fid;
+    });
+    const auto learned = std::find_if(dynamic_.begin(), dynamic_.end(), [&](const dynamic_entry& entry) {
+        return entry.fid == fid && entry.mac == frame.destination;
+    });
+    if (fixed != static_mac_.end())
+        targets = *fixed >> static_ports_at & 0x1F;
+    else if (learned != dynamic_.end())
+        targets = chip_bit(learned->port);
+    targets &= vlan_members & port_bits(port, port_control1) & static_cast<uint8_t>(~chip_bit(port)) & 0x1E;
+
+    const uint8_t mirrors = (regs_[reg_global2] & mirroring_possible) != 0 ? mirror_ports() : 0;
+    const bool received_sniffed = (port_bits(port, port_control1) & 0x40) != 0;
+    bool sent_sniffed = false;
+    for (int out = 1; out <= port_count; ++out) {
+        if ((targets & chip_bit(out)) == 0 || (port_bits(out, port_control2) & 0x04) == 0) continue;
+        transmit(out, frame);
+        sent_sniffed = sent_sniffed || (port_bits(out, port_control1) & 0x20) != 0;
+    }
+    const bool both = (regs_[reg_global3] & sniff_and) != 0;
+    if (both ? received_sniffed && sent_sniffed : received_sniffed || sent_sniffed)
+        for (int out = 1; out <= port_count; ++out)
+            if ((mirrors & ~targets & chip_bit(out)) != 0) transmit(out, frame);
+}
+
+}  // namespace oabr_sim

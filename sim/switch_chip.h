@@ -1,0 +1,95 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace oabr_sim {
+
+/// The four ports as the tool numbers them.
+constexpr int port_count = 4;
+constexpr int usb_port = 1;
+constexpr int eth_port = 2;
+
+using mac_address = std::array<uint8_t, 6>;  ///< least significant byte first
+using table_data = std::array<uint8_t, 9>;   ///< bit n of an entry is byte n/8, bit n%8
+
+/// Selectors of the indirectly addressed tables.
+enum class table : uint8_t { static_mac = 0, vlan = 1, dynamic_mac = 2, mib = 3 };
+
+/// A frame that comes in at a port, as far as the switch looks at it.
+struct traffic_frame {
+    mac_address destination;
+    mac_address source;
+    uint16_t length;              ///< bytes with the FCS
+    std::optional<uint16_t> vid;  ///< of an 802.1Q tag
+};
+
+/// Four-port switch chip: 256 registers of eight bits with their side effects, the indirect tables behind registers 110
+/// to 120, and what frames do to tables and counters.
+class switch_chip {
+public:
+    switch_chip();
+
+    /// Power-on or hardware reset: registers and tables go back to their defaults.
+    void reset();
+
+    uint8_t read(uint8_t reg);
+    void write(uint8_t reg, uint8_t value);
+
+    /// Reads an entry as registers 110 to 120 would give it. Reading a port counter clears it.
+    table_data read_entry(table which, uint16_t entry);
+    /// Writes an entry in its write layout; dynamic MAC and MIB entries cannot be written.
+    /// @return false when the table or entry does not exist or is read only
+    bool write_entry(table which, uint16_t entry, const table_data& data);
+
+    /// The counter of a port: index 0x00..0x1F, 0x20 transmit drops, 0x25 receive drops. Drops come with the valid bit,
+    /// which the firmware adds.
+    uint32_t read_counter(int port, uint8_t index);
+
+    /// A frame arrives: it is counted, learned, forwarded, mirrored or dropped.
+    void receive_frame(int port, const traffic_frame& frame);
+    /// One step of the aging clock: entries not seen for four steps go (two when fast aging is on).
+    void age();
+
+    /// Faults, once each.
+    void next_dynamic_not_ready() { dynamic_not_ready_ = true; }
+    void next_counter_not_valid() { counter_not_valid_ = true; }
+
+private:
+    struct dynamic_entry {
+        mac_address mac;
+        uint8_t port;
+        uint8_t fid;
+        uint8_t age;
+    };
+    struct port_counters {
+        std::array<uint32_t, 0x20> count{};
+        std::array<bool, 0x20> overflow{};
+        uint16_t tx_drops = 0;
+        uint16_t rx_drops = 0;
+    };
+
+    uint8_t read_live_status(int port, uint8_t offset) const;
+    void write_global_2(uint8_t value);
+    void start_transfer();
+    table_data dynamic_data(uint16_t entry);
+    uint32_t take_mib(uint16_t entry);
+    void count(int port, uint8_t index, uint32_t amount = 1);
+    void count_received(int port, const traffic_frame& frame);
+    void transmit(int port, const traffic_frame& frame);
+    void learn(int port, uint8_t fid, const mac_address& mac);
+    uint8_t mirror_ports() const;
+    uint8_t port_bits(int port, uint8_t offset) const;
+
+    std::array<uint8_t, 256> regs_{};
+    std::array<uint64_t, 32> static_mac_{};  ///< write layout
+    std::array<uint64_t, 1024> vlan_{};
+    std::vector<dynamic_entry> dynamic_;
+    std::array<port_counters, port_count + 1> counters_;
+    bool dynamic_not_ready_ = false;
+    bool counter_not_valid_ = false;
+};
+
+}  // namespace oabr_sim
