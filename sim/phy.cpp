@@ -1,0 +1,162 @@
+#include "sim/phy.h"
+
+namespace oabr_sim {
+
+namespace {
+
+constexpr uint8_t address_usb_phy = 0x02;
+constexpr uint8_t address_eth_phy = 0x03;
+constexpr uint8_t address_switch = 0x06;
+constexpr uint8_t address_oabr1 = 0x18;
+constexpr uint8_t address_oabr2 = 0x19;
+constexpr uint16_t idle_bus = 0xFFFF;
+constexpr uint8_t register_count = 32;
+
+constexpr uint16_t oabr1_control = 0x0208;  ///< 100 Mbit/s, master
+constexpr uint16_t oabr2_control = 0x0200;  ///< 100 Mbit/s, slave
+constexpr uint16_t oabr_reset = 0x8000;
+
+constexpr uint8_t mii_control = 0;
+constexpr uint8_t mii_status = 1;
+constexpr uint8_t mii_advertisement = 4;
+constexpr uint16_t mii_reset = 0x8000;
+constexpr uint16_t mii_restart = 0x0200;
+
+/// A bit of an internal PHY's register and the bit of the switch's port bank that it shows.
+struct mii_view {
+    uint8_t mii_bit;
+    uint8_t offset;
+    uint8_t port_bit;
+    bool inverted;
+};
+constexpr mii_view control_views[] = {
+    {13, 12, 6, false}, {12, 12, 7, true}, {11, 13, 3, false}, {10, 15, 5, false}, {9, 13, 5, false},
+    {8, 12, 5, false},  {5, 9, 7, false},  {4, 13, 1, false},  {3, 13, 2, false},  {1, 13, 6, false},
+    {0, 13, 7, false},  {15, 15, 4, false}};
+constexpr mii_view status_views[] = {{5, 14, 6, false}, {2, 14, 5, false}};
+constexpr mii_view advertisement_views[] = {
+    {10, 12, 4, false}, {8, 12, 3, false}, {7, 12, 2, false}, {6, 12, 1, false}, {5, 12, 0, false}};
+constexpr uint16_t status_abilities = 0x7808;
+constexpr uint16_t advertisement_selector = 0x0001;
+
+constexpr uint8_t bank(int port) { return static_cast<uint8_t>(16 * port + 16); }
+
+template <size_t n>
+uint16_t read_views(switch_chip& chip, int port, const mii_view (&views)[n]) {
+    uint16_t value = 0;
+    for (const mii_view& view : views) {
+        const bool set = (chip.read(static_cast<uint8_t>(bank(port) + view.offset)) >> view.port_bit & 1) != 0;
+        if (set != view.inverted) value = static_cast<uint16_t>(value | 1u << view.mii_bit);
+    }
+    return value;
+}
+
+template <size_t n>
+void write_views(switch_chip& chip, int port, const mii_view (&views)[n], uint16_t value) {
+    for (const mii_view& view : views) {
+        const auto reg = static_cast<uint8_t>(bank(port) + view.offset);
+        const bool set = ((value >> view.mii_bit & 1) != 0) != view.inverted;
+        const uint8_t bit = static_cast<uint8_t>(1u << view.port_bit);
+        chip.write(reg, static_cast<uint8_t>(set ? chip.read(reg) | bit : chip.read(reg) & ~bit));
+    }
+}
+
+}  // namespace
+
+mdio_bus::mdio_bus(switch_chip& chip) : chip_(chip) { reset(); }
+
+void mdio_bus::reset() {
+    for (phy_registers& phy : internal_) {
+        phy = {};
+        phy[2] = 0x0022;
+        phy[3] = 0x1450;
+        phy[5] = 0x45E1;
+        phy[0x1F] = 0x0600;
+    }
+    for (phy_registers& phy : oabr_) {
+        phy = {};
+        phy[1] = 0x2004;
+        phy[2] = 0x0362;
+        phy[3] = 0x5CC2;
+        phy[4] = phy[7] = 0x0020;
+        phy[0x11] = 0x0D00;
+    }
+    oabr_[0][0] = oabr1_control;
+    oabr_[1][0] = oabr2_control;
+}
+
+uint16_t mdio_bus::read_internal(int port, uint8_t reg) {
+    switch (reg) {
+        case mii_control:
+            return read_views(chip_, port, control_views);
+        case mii_status:
+            return status_abilities | read_views(chip_, port, status_views);
+        case mii_advertisement:
+            return advertisement_selector | read_views(chip_, port, advertisement_views);
+        default:
+            return internal_[static_cast<size_t>(port - usb_port)][reg];
+    }
+}
+
+void mdio_bus::write_internal(int port, uint8_t reg, uint16_t value) {
+    switch (reg) {
+        case mii_control:
+            write_views(chip_, port, control_views, value & static_cast<uint16_t>(~(mii_reset | mii_restart)));
+            return;
+        case mii_advertisement:
+            write_views(chip_, port, advertisement_views, value);
+            return;
+        case mii_status:
+        case 2:
+        case 3:
+        case 5:
+            return;  // read only
+        default:
+            internal_[static_cast<size_t>(port - usb_port)][reg] = value;
+    }
+}
+
+void mdio_bus::write_oabr(phy_registers& phy, uint16_t default_control, uint8_t reg, uint16_t value) {
+    if (reg >= 1 && reg <= 3) return;  // status and identifier
+    if (reg == 0 && (value & oabr_reset) != 0) value = default_control;
+    phy[reg] = value;
+}
+
+uint16_t mdio_bus::read(uint8_t phy, uint8_t reg) {
+    if (phy == address_switch) return chip_.read(reg);
+    if (reg >= register_count) return idle_bus;
+    switch (phy) {
+        case address_usb_phy:
+            return read_internal(usb_port, reg);
+        case address_eth_phy:
+            return read_internal(eth_port, reg);
+        case address_oabr1:
+            return oabr_[0][reg];
+        case address_oabr2:
+            return oabr_[1][reg];
+        default:
+            return idle_bus;
+    }
+}
+
+void mdio_bus::write(uint8_t phy, uint8_t reg, uint16_t value) {
+    if (phy == address_switch) {
+        chip_.write(reg, static_cast<uint8_t>(value));
+        return;
+    }
+    if (reg >= register_count) return;
+    switch (phy) {
+        case address_usb_phy:
+            return write_internal(usb_port, reg, value);
+        case address_eth_phy:
+            return write_internal(eth_port, reg, value);
+        case address_oabr1:
+            return write_oabr(oabr_[0], oabr1_control, reg, value);
+        case address_oabr2:
+            return write_oabr(oabr_[1], oabr2_control, reg, value);
+        default:
+            return;
+    }
+}
+
+}  // namespace oabr_sim
