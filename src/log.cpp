@@ -9,6 +9,8 @@
 #include <mutex>
 #include <utility>
 
+#include "src/utilities.h"
+
 namespace kovgui {
 namespace {
 
@@ -28,7 +30,7 @@ void writeToStandardError(const LogRecord& record) {
     std::string line = record.text;
     while (line.ends_with('\n'))
         line.pop_back();
-    line += '\n';
+    line = printable(line) + '\n';
     std::fputs(line.c_str(), stderr);
 }
 

@@ -30,9 +30,8 @@ constexpr Command dialog_commands[] = {
 };
 
 constexpr bool prefixesFit(std::span<const Command> commands) {
-    return std::all_of(commands.begin(), commands.end(), [](const Command& row) {
-        return row.prefix > 0 && row.prefix <= row.name.size() && row.handler != nullptr;
-    });
+    return std::all_of(commands.begin(), commands.end(),
+                       [](const Command& row) { return row.prefix > 0 && row.prefix <= row.name.size(); });
 }
 static_assert(prefixesFit(console_commands) && prefixesFit(dialog_commands));
 

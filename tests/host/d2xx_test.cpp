@@ -1,0 +1,194 @@
+#include "src/Chip45/D2XX.h"
+
+#include "tests/host/host_fixture.h"
+
+namespace kovgui::c45 {
+namespace {
+
+using namespace kovgui::ftdi;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class D2xxTest : public HostTest {
+protected:
+    void plug() { converter = driver->plug("OKVX0001"); }
+    void open() {
+        plug();
+        ASSERT_EQ(pipe.connect("OKVX0001"), 0);
+        converter->clearCalls();
+        log.clear();
+    }
+    std::string read(int max) {
+        std::string bytes = "what was there before";
+        EXPECT_EQ(pipe.read(&bytes, max), FT_OK);
+        return bytes;
+    }
+
+    D2XX pipe;
+};
+
+TEST_F(D2xxTest, ConnectSetsTheConverterUpForShortFrames) {
+    plug();
+    EXPECT_EQ(pipe.connect("OKVX0001"), 0);
+    EXPECT_THAT(converter->calls(),
+                ElementsAre("open", "queueStatus", "setUsbParameters 128 128", "setDataCharacteristics 8 0 0",
+                            "setChars 0 0 0 0", "setTimeouts 500 500", "setLatencyTimer 2",
+                            "setEventNotification 7"));
+    EXPECT_THAT(log.lines(), ElementsAre("DEBUG: src/Chip45/D2XX:121 Connected to Board via D2XX"));
+    converter->receive("x");
+    EXPECT_TRUE(pipe.receiveEvent().wait(1000));
+}
+
+TEST_F(D2xxTest, EachFailureOfConnectIsLoggedOnceAndRecoveredByDisconnect) {
+    const std::pair<const char*, const char*> failures[] = {
+        {"open", "ERROR: src/Chip45/D2XX:43 FT_OpenEx failed: 12"},
+        {"queueStatus", "ERROR: src/Chip45/D2XX:57 FT_GetQueueStatus failed: 12"},
+        {"setUsbParameters", "ERROR: src/Chip45/D2XX:77 FT_SetUSBParameters failed: 12"},
+        {"setDataCharacteristics", "ERROR: src/Chip45/D2XX:83 FT_SetDataCharacteristics failed: 12"},
+        {"setChars", "ERROR: src/Chip45/D2XX:90 FT_SetFlowControl: ft_stat(c)"},
+        {"setTimeouts", "ERROR: src/Chip45/D2XX:97 FT_SetTimeouts: ft_stat(c)"},
+        {"setLatencyTimer", "ERROR: src/Chip45/D2XX:104 FT_SetLatencyTimer: ft_stat(c)"},
+        {"setEventNotification", "ERROR: src/Chip45/D2XX:117 FT_SetEventNotification failed: 12"},
+    };
+    plug();
+    for (const auto& [call, line] : failures) {
+        SCOPED_TRACE(call);
+        log.clear();
+        converter->fail(call, 12, 1);
+        EXPECT_EQ(pipe.connect("OKVX0001"), 1);
+        EXPECT_THAT(log.lines(), ElementsAre(line));
+        EXPECT_EQ(pipe.lastStatus(), 12u);
+        EXPECT_EQ(pipe.isConnected(), std::string(call) != "open");
+        EXPECT_EQ(pipe.disconnect(), 0);
+        EXPECT_FALSE(converter->isOpen());
+    }
+    EXPECT_EQ(pipe.connect("OKVX0001"), 0);
+}
+
+TEST_F(D2xxTest, EachOtherFailureIsLoggedOnceAndPassedOn) {
+    uint8_t out = 0;
+    std::string bytes;
+    const std::tuple<const char*, std::function<FT_STATUS()>, const char*> failures[] = {
+        {"setBaudRate", [&] { return pipe.setBaud(1); },
+         "ERROR: src/Chip45/D2XX:140 FT_SetBaudRate failed: 4"},
+        {"setFlowControl", [&] { return pipe.enableFlowControl(true); },
+         "ERROR: src/Chip45/D2XX:154 FT_SetFlowControl failed: 4"},
+        {"write", [&] { return pipe.write("x"); }, "ERROR: src/Chip45/D2XX:172 FT_Write failed: 4"},
+        {"status", [&] { return pipe.read(&bytes, -1); },
+         "ERROR: src/Chip45/D2XX:189 FT_GetStatus failed: 4"},
+        {"read", [&] { return pipe.read(&bytes, -1); }, "ERROR: src/Chip45/D2XX:205 FT_Read failed: 4"},
+        {"purge", [&] { return pipe.flush(true, true); }, "ERROR: src/Chip45/D2XX:238 FT_Purge failed"},
+        {"getBitMode", [&] { return pipe.setCBusPin(0, 1); },
+         "ERROR: src/Chip45/D2XX:251 FT_GetBitMode failed: 4"},
+        {"getBitMode", [&] { return pipe.getCBusPin(0, &out); },
+         "ERROR: src/Chip45/D2XX:285 FT_GetBitMode failed: 4"},
+        {"resetPort", [&] { return pipe.cyclePort(); }, "ERROR: src/Chip45/D2XX:28 FT_ResetPort failed: 4"},
+    };
+    open();
+    converter->receive("waiting");
+    for (const auto& [call, operation, line] : failures) {
+        SCOPED_TRACE(line);
+        log.clear();
+        converter->fail(call, FT_IO_ERROR, 1);
+        EXPECT_EQ(operation(), FT_IO_ERROR);
+        EXPECT_THAT(log.lines("ERROR"), ElementsAre(line));
+    }
+    log.clear();
+    converter->fail("setBitMode", FT_IO_ERROR, 1);
+    EXPECT_EQ(pipe.setCBusPin(3, 0), FT_IO_ERROR);
+    EXPECT_THAT(log.lines(), ElementsAre("DEBUG: src/Chip45/D2XX:262 setting cbus3 to LOW",
+                                         "ERROR: src/Chip45/D2XX:266 FT_SetBitMode failed: 4"));
+}
+
+TEST_F(D2xxTest, ConnectDropsWhatWasReceivedBefore) {
+    plug();
+    converter->receive("stale bytes");
+    EXPECT_EQ(pipe.connect("OKVX0001"), 0);
+    EXPECT_EQ(read(-1), "");
+    pipe.disconnect();
+
+    log.clear();
+    converter->receive("more stale bytes");
+    converter->limitReads(5);
+    EXPECT_EQ(pipe.connect("OKVX0001"), 1);
+    EXPECT_THAT(log.lines(), ElementsAre("ERROR: src/Chip45/D2XX:69 Could not read buffer"));
+}
+
+TEST_F(D2xxTest, AnEmptySerialOpensTheFirstConverterAndAnUnknownOneNone) {
+    EXPECT_EQ(pipe.connect(""), 1);
+    EXPECT_THAT(log.lines(), ElementsAre("ERROR: src/Chip45/D2XX:50 FT_Open failed: 2"));
+    const auto first = driver->plug("A", 0x04036001);
+    const auto second = driver->plug("B");
+    EXPECT_EQ(pipe.connect("C"), 1);
+    EXPECT_FALSE(first->isOpen() || second->isOpen());
+    EXPECT_EQ(pipe.connect(""), 0);
+    EXPECT_TRUE(first->isOpen());
+}
+
+TEST_F(D2xxTest, ReadTakesWhatIsQueuedUpToTheLimit) {
+    open();
+    EXPECT_EQ(read(-1), "");
+    converter->receive(std::string("abcde\0fghijklmnopqrst", 21));
+    EXPECT_EQ(read(5), "abcde");
+    EXPECT_EQ(read(0), "");
+    EXPECT_EQ(read(3), std::string("\0fg", 3));
+    EXPECT_EQ(converter->queued(), 13u);
+    EXPECT_EQ(read(-1), "hijklmnopqrst");
+}
+
+TEST_F(D2xxTest, WritesAnyBytes) {
+    open();
+    const std::string bytes("\0\x7E\xFF\0", 4);
+    EXPECT_EQ(pipe.write(bytes), FT_OK);
+    EXPECT_EQ(converter->written(), bytes);
+}
+
+TEST_F(D2xxTest, CBusPinsChangeOneLevelAndKeepTheDirections) {
+    open();
+    const std::tuple<uint8_t, uint8_t, uint8_t, const char*> changes[] = {
+        {0xF1, 2, 1, "setBitMode 0xF5 0x20"},
+        {0xF1, 0, 0, "setBitMode 0xF0 0x20"},
+        {0xF1, 0, 2, "setBitMode 0xF0 0x20"},  // only 1 is high
+        {0x31, 1, 1, "setBitMode 0x33 0x20"},  // two pins are inputs and stay so
+    };
+    for (const auto& [before, pin, level, call] : changes) {
+        converter->setBits(before);
+        converter->clearCalls();
+        EXPECT_EQ(pipe.setCBusPin(pin, level), FT_OK);
+        EXPECT_THAT(converter->calls(), ElementsAre("getBitMode", call));
+    }
+    converter->setBits(0xFA);
+    uint8_t out = 0;
+    EXPECT_EQ(pipe.getCBusPin(D2XX::all_cbus_pins, &out), FT_OK);
+    EXPECT_EQ(out, 0x0A);
+    EXPECT_EQ(pipe.getCBusPin(3, &out), FT_OK);
+    EXPECT_EQ(out, 1);
+    EXPECT_EQ(pipe.getCBusPin(2, &out), FT_OK);
+    EXPECT_EQ(out, 0);
+}
+
+TEST_F(D2xxTest, LineSettingsReachTheConverter) {
+    open();
+    EXPECT_EQ(pipe.setBaud(230400), FT_OK);
+    EXPECT_EQ(pipe.enableFlowControl(true), FT_OK);
+    EXPECT_EQ(pipe.enableFlowControl(false), FT_OK);
+    EXPECT_EQ(pipe.flush(false, true), FT_OK);
+    EXPECT_EQ(pipe.flush(true, false), FT_OK);
+    EXPECT_THAT(converter->calls(), ElementsAre("setBaudRate 230400", "setFlowControl 0x0400 0x11 0x13",
+                                                "setFlowControl 0x0000 0x00 0x00", "purge 1", "purge 2"));
+}
+
+TEST_F(D2xxTest, StatusTellsAGoneConverterFromOneThatWasNeverThere) {
+    EXPECT_EQ(pipe.getDeviceStatus(), 0);
+    open();
+    EXPECT_EQ(pipe.getDeviceStatus(), 0);
+    driver->unplug("OKVX0001");
+    EXPECT_EQ(pipe.getDeviceStatus(), 1);
+    EXPECT_EQ(pipe.disconnect(), 0);
+    EXPECT_EQ(pipe.disconnect(), 0);
+    EXPECT_EQ(pipe.getDeviceStatus(), 0);
+    EXPECT_EQ(pipe.write("x"), FT_INVALID_HANDLE);
+}
+
+}  // namespace
+}  // namespace kovgui::c45

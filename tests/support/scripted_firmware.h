@@ -1,0 +1,63 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "lib/hdlc.h"
+#include "tests/support/scripted_driver.h"
+
+namespace kovgui::ftdi {
+
+using Bytes = std::vector<uint8_t>;
+
+/// The bytes of one frame as they cross the line.
+std::string framed(const Bytes& contents);
+/// The contents of the good frames in a stream.
+std::vector<Bytes> framesIn(const std::string& stream);
+
+/// A firmware behind a scripted converter: answers each request frame, one after the other, from a thread of
+/// its own after a device's turn-around time. It knows the identity requests and pings, and what the test
+/// teaches it.
+class ScriptedFirmware {
+public:
+    explicit ScriptedFirmware(std::shared_ptr<ScriptedConverter> converter);
+    ~ScriptedFirmware();
+
+    /// What a request is answered by: the frames, or none.
+    using Answer = std::function<std::vector<Bytes>(const Bytes& request)>;
+    void answer(uint8_t type, uint8_t command, Answer answer);
+    /// Requests of that kind get no answer.
+    void ignore(uint8_t type, uint8_t command);
+    /// Sees each frame before it is answered, and may put another answer in its place by returning true.
+    void intercept(std::function<bool(const Bytes& request, std::vector<Bytes>* answer)> look);
+
+    /// The requests so far.
+    std::vector<Bytes> requests() const;
+    std::vector<Bytes> requests(uint8_t type, uint8_t command) const;
+
+private:
+    void run();
+    std::vector<Bytes> answerTo(const Bytes& request);
+
+    const std::shared_ptr<ScriptedConverter> converter_;
+    hdlc_framing framing_;  // the writing threads', one at a time
+
+    mutable std::mutex mutex_;  // guards the rest
+    std::condition_variable arrived_;
+    std::deque<Bytes> waiting_;
+    std::vector<Bytes> seen_;
+    std::vector<std::pair<uint16_t, Answer>> answers_;
+    std::function<bool(const Bytes&, std::vector<Bytes>*)> look_;
+    bool ending_ = false;
+
+    std::thread thread_;
+};
+
+}  // namespace kovgui::ftdi
