@@ -1,0 +1,212 @@
+#include <gmock/gmock.h>
+
+#include <cstring>
+
+#include "lib/can.h"
+#include "lib/crc16_ccitt.h"
+#include "lib/e2p.h"
+#include "tests/lib/fake_device.h"
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+
+namespace {
+
+template <typename Call>
+std::string printed(Call call) {
+    testing::internal::CaptureStdout();
+    call();
+    return testing::internal::GetCapturedStdout();
+}
+
+TEST(CanTiming, AgreesWithTheTable) {
+    struct Row {
+        unsigned rate, quanta, prescaler, propagation, phase, jump;
+        uint8_t cnf1, cnf2, cnf3;
+    };
+    const Row rows[] = {
+        {1000000, 8, 0, 1, 3, 2, 0x40, 0xD0, 0x02}, {500000, 16, 0, 5, 5, 4, 0xC0, 0xE4, 0x04},
+        {250000, 16, 1, 5, 5, 4, 0xC1, 0xE4, 0x04}, {125000, 21, 2, 6, 7, 4, 0xC2, 0xF5, 0x06},
+        {100000, 20, 3, 7, 6, 4, 0xC3, 0xEE, 0x05}, {50000, 22, 6, 7, 7, 4, 0xC6, 0xF6, 0x06},
+        {20000, 25, 15, 8, 8, 4, 0xCF, 0xFF, 0x07}, {5000, 25, 61, 8, 8, 4, 0xFD, 0xFF, 0x07}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.rate);
+        can_speed record;
+        memset(&record, 0xEE, sizeof record);
+        const std::string line =
+            printed([&] { EXPECT_EQ(can_calc_params(16000000, row.rate, 1, &record), 0); });
+        char expected[128];
+        snprintf(expected, sizeof expected,
+                 "NTQ(%u) BRP(%u) ## SY(1) PR(%u) PS1(%u) PS2(%u) ## SJW(%u) ## sum(%u)\n", row.quanta,
+                 row.prescaler, row.propagation, row.phase, row.phase, row.jump,
+                 2 * row.phase + row.propagation + 1);
+        EXPECT_EQ(line, expected);
+        EXPECT_EQ(record.cnf1, row.cnf1);
+        EXPECT_EQ(record.cnf2, row.cnf2);
+        EXPECT_EQ(record.cnf3, row.cnf3);
+        EXPECT_EQ(record.cnf3_upper, 0);
+        const can_speed calculated = record;
+        record.cnf1 = record.cnf2 = record.cnf3 = 0;
+        EXPECT_EQ(memcmp(can_calc_config(&record), &calculated, sizeof record), 0);
+    }
+}
+
+TEST(CanTiming, SamplesOnceUnlessAsked) {
+    can_speed record{};
+    printed([&] { can_calc_params(16000000, 500000, 0, &record); });
+    EXPECT_EQ(record.cnf2, 0xA4);
+    EXPECT_EQ(record.triple_sampling, 0);
+}
+
+TEST(CanTiming, FindsNoneBeyondItsBounds) {
+    can_speed record{};
+    record.cnf1 = 0x55;
+    for (const unsigned rate : {2000000U, 3000U, 0U, 0xFFFFFFFFU})
+        EXPECT_EQ(printed([&] { EXPECT_EQ(can_calc_params(16000000, rate, 1, &record), -1) << rate; }), "");
+    EXPECT_EQ(record.cnf1, 0x55);
+}
+
+TEST(CanTiming, PacksHandMadeFields) {
+    can_speed record{3, 63, 0, 0, 7, 7, 1, 5, 0, 0, 0};
+    can_calc_config(&record);
+    EXPECT_EQ(record.cnf1, 0xFF);
+    EXPECT_EQ(record.cnf2, 0x3F);
+    EXPECT_EQ(record.cnf3, 0x45);
+    EXPECT_EQ(printed([&] { can_config_show(&record); }),
+              "PreScaler: 63\nPropSeg: 7\nPhaseSeg 1: 7\nPhaseSeg 2: 5\nSyncJumpWidth: 3\nTripleSampling: 0\n"
+              "CNF1: 255\nCNF2: 63\nCNF3: 69\n");
+}
+
+Bytes counting(size_t size) {
+    Bytes bytes(size);
+    for (size_t i = 0; i < size; ++i)
+        bytes[i] = static_cast<uint8_t>(i + 1);
+    return bytes;
+}
+
+can_mask_filter filterOf(const Bytes& bytes) {
+    can_mask_filter record;
+    memcpy(&record, bytes.data(), sizeof record);
+    return record;
+}
+
+TEST(CanFilters, AreSerialisedInOrderAndReadShifted) {
+    const can_mask_filter record = filterOf(counting(34));
+    Bytes buffer(34);
+    int length = 0;
+    serializeMaskFilter(&record, buffer.data(), &length);
+    EXPECT_EQ(length, 34);
+    EXPECT_EQ(buffer, counting(34));
+
+    can_mask_filter back{};
+    unserializeMaskFilter(&back, buffer.data());
+    const auto* bytes = reinterpret_cast<const uint8_t*>(&back);
+    EXPECT_THAT(Bytes(bytes, bytes + 13), ElementsAreArray(counting(13)));
+    for (size_t i = 13; i < 34; ++i)
+        EXPECT_EQ(bytes[i], i - 3 + 1) << "the second half comes from three bytes before its place";
+}
+
+class Can : public testing::Test {
+protected:
+    const Bytes block = counting(61);
+    int save() {
+        can_speed speed;
+        memcpy(&speed, block.data(), sizeof speed);
+        const can_mask_filter filter = filterOf(Bytes(block.begin() + 11, block.begin() + 45));
+        return can_save_cfg_to_e2p(&speed, &filter, block.data() + 45);
+    }
+    FakeDevice device;
+};
+
+TEST_F(Can, RecordsCrossTheWireAsTheyAre) {
+    const can_mask_filter filter = filterOf(counting(34));
+    EXPECT_EQ(can_set_filter_mask(&filter), 0);
+    Bytes request = device.requests().back();
+    EXPECT_THAT(Bytes(request.begin() + 2, request.end()), ElementsAreArray(counting(34)));
+    device.answerWith(counting(34));
+    can_mask_filter read{};
+    EXPECT_EQ(can_get_filter_mask(&read), 0);
+    EXPECT_EQ(memcmp(&read, &filter, sizeof read), 0);
+    EXPECT_EQ(can_get_filter_mask(nullptr), 0);
+    can_speed speed{};
+    EXPECT_EQ(can_get_speed(&speed), 0);
+    EXPECT_EQ(speed.cnf3, 11);
+    EXPECT_EQ(can_get_speed(nullptr), 0);
+    EXPECT_EQ(can_set_speed(&speed), 0);
+    EXPECT_EQ(device.requests().back().size(), 13U);
+    uint32_t id = 0;
+    uint8_t flag = 0;
+    EXPECT_EQ(can_get_wakeup(&id, &flag), 0);
+    EXPECT_EQ(id, 0x04030201U);
+    EXPECT_EQ(flag, 5);
+    EXPECT_EQ(can_get_wakeup(nullptr, &flag), 0);
+}
+
+TEST_F(Can, StoresTheBlockWithItsCrc) {
+    device.eeprom.fill(0xFF);
+    EXPECT_EQ(save(), 0);
+    const uint16_t crc = crc16_ccitt_calc_data(0xFFFF, block.data(), 61);
+    Bytes expected = block;
+    expected.insert(expected.end(), {static_cast<uint8_t>(crc), static_cast<uint8_t>(crc >> 8), 0xFF});
+    EXPECT_EQ(Bytes(device.eeprom.begin() + 0x800, device.eeprom.begin() + 0x840), expected);
+
+    can_speed speed{};
+    can_mask_filter filter{};
+    uint8_t extra[16] = {};
+    EXPECT_EQ(can_load_cfg_from_e2p(&speed, &filter, extra), 0);
+    EXPECT_EQ(speed.cnf3, 11);
+    EXPECT_EQ(filter.mode0, 12);
+    EXPECT_EQ(extra[15], 61);
+    device.eeprom[0x820] ^= 1;
+    speed.cnf3 = 0;
+    EXPECT_EQ(can_load_cfg_from_e2p(&speed, &filter, extra), can_cfg_bad_crc);
+    EXPECT_EQ(speed.cnf3, 0);
+}
+
+TEST_F(Can, WritesNoCrcAfterAFailedWrite) {
+    // A short block is one write, of which only the answer counts; of a long one each chunk must be
+    // acknowledged.
+    for (const unsigned failing : {0x800U, 0x80BU, 0x81AU, 0x82DU}) {
+        device.eeprom.fill(0xFF);
+        device.answer = [&](const Bytes& request) {
+            if (get_le16(&request[2]) != failing) return device.firmware(request);
+            if (failing == 0x800) return std::vector<Bytes>{};
+            return std::vector<Bytes>{{0xF1, 0x08, request[2], request[3], 0}};
+        };
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(save(), -1) << std::hex << failing;
+        testing::internal::GetCapturedStderr();
+        EXPECT_EQ(get_le16(&device.eeprom[0x83D]), 0xFFFF);
+        EXPECT_EQ(device.eeprom[0x800], failing > 0x800 ? 1 : 0xFF) << "what was written stays";
+    }
+}
+
+std::string traceLine(Bytes record) {
+    record.insert(record.begin(), {0x6F, 0x4D});
+    const Bytes exact = record;  // so that the address sanitizer sees a read beyond it
+    return printed([&] { process_can_msg(exact.data(), static_cast<uint16_t>(exact.size())); });
+}
+
+TEST(CanTrace, PrintsALineForEachKind) {
+    EXPECT_EQ(traceLine({0, 0x39, 0x30, 0, 0, 0x24, 0x60, 0, 0, 3, 0xAB, 1, 0xFF}),
+              "0012345 123 03 AB01FF\n");
+    EXPECT_EQ(traceLine({0, 1, 0, 0, 0, 0xFF, 0xEB, 0xCD, 0xEF, 0x42, 0x10, 0x20}), "0000001 3CDEF 02 1020\n")
+        << "of an extended identifier the low 18 bits";
+    EXPECT_EQ(traceLine({0, 1, 0, 0, 0, 0, 0, 0, 0, 0}), "0000001 00 00 \n");
+    EXPECT_EQ(traceLine({1, 2, 0, 0, 0}), "0000002 ERROR 0 Message Error\n");
+    EXPECT_EQ(traceLine({2, 0, 0, 1, 0}), "0065536 ERROR 0 CAN Error: 0\n");
+    EXPECT_EQ(traceLine({2, 0, 0, 0, 1}), "16777216 ERROR 0 CAN Error: 1\n")
+        << "the code is part of the time";
+    EXPECT_EQ(traceLine({7, 0, 0, 0, 0, 0, 0, 0, 0, 0}), "");
+}
+
+TEST(CanTrace, ReadsNoFurtherThanTheRecord) {
+    EXPECT_EQ(traceLine({0, 1, 0, 0, 0, 0x24, 0x60, 0, 0, 8, 0xAA, 0xBB}), "0000001 123 08 AABB\n");
+    EXPECT_EQ(traceLine({0, 1, 0, 0, 0, 0x24, 0x60, 0, 0, 15, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10}),
+              "0000001 123 15 0102030405060708\n");
+    EXPECT_EQ(traceLine({0, 1, 0, 0, 0, 0x24, 0x60, 0, 0}), "");
+    EXPECT_EQ(traceLine({1, 1, 0}), "");
+    EXPECT_EQ(traceLine({}), "");
+}
+
+}  // namespace

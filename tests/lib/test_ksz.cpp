@@ -1,0 +1,326 @@
+#include <gmock/gmock.h>
+
+#include <random>
+
+#include "lib/comm_obj.h"
+#include "lib/ksz.h"
+#include "lib/text.h"
+#include "tests/lib/fake_device.h"
+#include "tests/lib/replay.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+ksz_entry_data entryOf(const Bytes& bytes) {
+    ksz_entry_data data{};
+    std::copy(bytes.begin(), bytes.end(), data.begin());
+    return data;
+}
+Bytes bytesOf(const ksz_entry_data& data) {
+    return Bytes(data.begin(), data.end());
+}
+
+// --- Layouts, by values worked out by hand from the chip's bit positions
+// ---------------------------------------------
+
+const ksz_smac_entry sampleStatic{true, false, true, 0x0A, 0b1001, {0x00, 0x04, 0x03, 0x02, 0x01, 0x80}};
+const Bytes sampleStaticWritten{0x00, 0x04, 0x03, 0x02, 0x01, 0x80, 0xB2, 0x0A, 0x00};
+const Bytes sampleStaticRead{0x00, 0x04, 0x03, 0x02, 0x01, 0x80, 0x32, 0x15, 0x00};
+
+TEST(StaticEntry, IsWrittenAndReadInDifferentLayouts) {
+    EXPECT_EQ(bytesOf(ksz_smac_encode(sampleStatic).data), sampleStaticWritten);
+    EXPECT_EQ(ksz_smac_decode(ksz_smac_read_image{entryOf(sampleStaticRead)}), sampleStatic);
+    EXPECT_EQ(ksz_smac_decode(ksz_smac_write_image{entryOf(sampleStaticWritten)}), sampleStatic);
+    static_assert(!std::is_convertible_v<ksz_smac_read_image, ksz_smac_write_image>);
+    char text[18];
+    mactostr(sampleStatic.mac, text, sizeof text);
+    EXPECT_STREQ(text, "80:01:02:03:04:00");
+}
+
+TEST(StaticEntry, KeepsEveryFieldApart) {
+    const auto onlySet = [](ksz_smac_entry entry) {
+        const Bytes bytes = bytesOf(ksz_smac_encode(entry).data);
+        return bytes[6] | bytes[7] << 8;
+    };
+    EXPECT_EQ(onlySet({true, false, false, 0, 0, {}}), 1 << 5);
+    EXPECT_EQ(onlySet({false, true, false, 0, 0, {}}), 1 << 6);
+    EXPECT_EQ(onlySet({false, false, true, 0, 0, {}}), 1 << 7);
+    EXPECT_EQ(onlySet({false, false, false, 127, 0, {}}), 0x7F00);
+    EXPECT_EQ(onlySet({false, false, false, 0, 0x0F, {}}), 0x1E);
+}
+
+TEST(VlanSet, PacksFourSlotsWithoutPadding) {
+    ksz_vlan_set_entry set{};
+    set[1] = {true, 0b1001, 77};  // VID 5
+    EXPECT_EQ(bytesOf(ksz_vlan_encode(set)), (Bytes{0x00, 0xA0, 0x29, 0x03, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(ksz_vlan_decode(entryOf({0x00, 0xA0, 0x29, 0x03, 0, 0, 0, 0, 0})), set);
+    set.fill({true, 0x0F, 127});
+    EXPECT_EQ(ksz_vlan_encode(set)[6], 0x0F) << "52 bits";
+    std::mt19937 random(99);
+    for (int i = 0; i < 500; ++i) {
+        for (ksz_vlan_entry& entry : set)
+            entry = {random() % 2 == 0, static_cast<uint8_t>(random() % 16),
+                     static_cast<uint8_t>(random() % 128)};
+        EXPECT_EQ(ksz_vlan_decode(ksz_vlan_encode(set)), set);
+    }
+}
+
+TEST(DynamicEntry, IsDecoded) {
+    ksz_dmac_entry entry{};
+    EXPECT_TRUE(ksz_dmac_decode(entryOf({0x55, 0x44, 0x33, 0x22, 0x11, 0x00, 0x01, 0x93, 0x00}), &entry));
+    EXPECT_EQ(entry, (ksz_dmac_entry{5, 2, 3, 1, {0x55, 0x44, 0x33, 0x22, 0x11, 0x00}}));
+    EXPECT_TRUE(ksz_dmac_decode(entryOf({1, 2, 3, 4, 5, 6, 7, 0xFF, 0x7F}), &entry));
+    EXPECT_EQ(entry.count, 1024);
+    EXPECT_TRUE(ksz_dmac_decode(entryOf({0, 0, 0, 0, 0, 0, 0, 0, 0x80}), &entry));
+    EXPECT_EQ(entry, (ksz_dmac_entry{}));
+    EXPECT_FALSE(ksz_dmac_decode(entryOf({0, 0, 0, 0, 0, 0, 0x80, 0, 0}), &entry));
+}
+
+TEST(Ports, AreShownWithTheHighestLeft) {
+    char text[ksz_ports_text_size];
+    ksz_ports_to_text(0b0011, text);
+    EXPECT_STREQ(text, "0011");
+    uint8_t ports = 0;
+    EXPECT_EQ(ksz_ports_from_text("1000", &ports), 1);
+    EXPECT_EQ(ports, 1 << 3) << "port 4";
+    for (const char* bad : {"", "100", "10000", "1002", "0x01", "yes!"})
+        EXPECT_EQ(ksz_ports_from_text(bad, &ports), 0) << bad;
+    EXPECT_EQ(ksz_chip_ports(0b1001), 0x12);
+    EXPECT_EQ(ksz_tool_ports(0x1F), 0x0F);
+}
+
+// --- On a device
+// -----------------------------------------------------------------------------------------------------
+
+class Switch : public testing::Test {
+protected:
+    void scramble() {
+        for (uint16_t& reg : device.registers[6])
+            reg = static_cast<uint16_t>(random() & 0xFF);
+    }
+    uint16_t& reg(int number) { return device.registers[6][static_cast<size_t>(number)]; }
+
+    /// A live write, and the same change stored and replayed on the same registers, must give the same.
+    template <typename SetLive, typename StoreIt>
+    void expectStoredIsSet(SetLive set, StoreIt store) {
+        for (int round = 0; round < 6; ++round) {
+            scramble();
+            const auto before = device.registers;
+            ASSERT_EQ(set(), 1);
+            const auto live = device.registers;
+            device.registers = before;
+            e2p_cfg_cmd_array* stored = store();
+            ASSERT_NE(stored, nullptr);
+            replay(device, stored);
+            EXPECT_EQ(device.registers, live);
+        }
+    }
+    std::mt19937 random{321};
+    FakeDevice device;
+};
+
+struct Flag {
+    int (*set)(int, int);
+    int (*get)(int, int*);
+    e2p_cfg_cmd_array* (*store)(int, int);
+    int firstRegister;
+    uint8_t bit;
+};
+const Flag flags[] = {{ksz_insert_tag_set, ksz_insert_tag_get, ksz_insert_tag_store, 32, 0x04},
+                      {ksz_remove_tag_set, ksz_remove_tag_get, ksz_remove_tag_store, 32, 0x02},
+                      {ksz_pvid_filter_set, ksz_pvid_filter_get, ksz_pvid_filter_store, 34, 0x20},
+                      {ksz_vtable_filter_set, ksz_vtable_filter_get, ksz_vtable_filter_store, 34, 0x40}};
+
+TEST_F(Switch, FlagsChangeTheirBitAlone) {
+    for (const Flag& flag : flags)
+        for (int port = 1; port <= 4; ++port)
+            for (const int value : {0, 1}) {
+                scramble();
+                uint16_t& changed = reg(flag.firstRegister + 16 * (port - 1));
+                auto expected = device.registers;
+                const auto at = static_cast<size_t>(&changed - device.registers[6].data());
+                expected[6][at] = static_cast<uint16_t>(value ? changed | flag.bit : changed & ~flag.bit);
+                EXPECT_EQ(flag.set(port, value), 1);
+                EXPECT_EQ(device.registers, expected);
+                int read = -1;
+                EXPECT_EQ(flag.get(port, &read), 1);
+                EXPECT_EQ(read, value);
+                expectStoredIsSet([&] { return flag.set(port, value); },
+                                  [&] { return flag.store(port, value); });
+            }
+    for (const int value : {0, 1}) {
+        EXPECT_EQ(ksz_8021q_set(value), 1);
+        EXPECT_EQ(reg(5) >> 7, value);
+        expectStoredIsSet([&] { return ksz_8021q_set(value); }, [&] { return ksz_8021q_store(value); });
+    }
+}
+
+TEST_F(Switch, MembershipAndPvidKeepTheirNeighbours) {
+    for (int port = 1; port <= 4; ++port)
+        for (const uint8_t ports : {0, 5, 15}) {
+            scramble();
+            const uint16_t before = reg(16 * port + 17);
+            EXPECT_EQ(ksz_pvlan_set(port, ports), 1);
+            EXPECT_EQ(reg(16 * port + 17), (before & 0xE1) | ports << 1);
+            uint8_t read = 0xFF;
+            EXPECT_EQ(ksz_pvlan_get(port, &read), 1);
+            EXPECT_EQ(read, ports);
+            expectStoredIsSet([&] { return ksz_pvlan_set(port, ports); },
+                              [&] { return ksz_pvlan_store(port, ports); });
+        }
+    for (int port = 1; port <= 4; ++port)
+        for (const int vid : {0, 1, 0x0F0, 0xF00, 4095}) {
+            scramble();
+            const uint16_t before = reg(16 * port + 19);
+            EXPECT_EQ(ksz_pvid_set(port, vid), 1);
+            EXPECT_EQ(reg(16 * port + 19) & 0xF0, before & 0xF0);
+            int read = -1;
+            EXPECT_EQ(ksz_pvid_get(port, &read), 1);
+            EXPECT_EQ(read, vid);
+            expectStoredIsSet([&] { return ksz_pvid_set(port, vid); },
+                              [&] { return ksz_pvid_store(port, vid); });
+        }
+    e2p_cfg_cmd_array* stored = ksz_pvid_store(1, 0x100);
+    EXPECT_EQ(stored->switch_cfg.count, 3U) << "a record that sets nothing is left out";
+    e2p_cfg_cmd_array_delete(&stored);
+}
+
+TEST_F(Switch, SniffBitsKeepTheMembership) {
+    reg(65) = 0x35;
+    EXPECT_EQ(ksz_set_sniff(3, 0xFF), 1);
+    EXPECT_EQ(reg(65), 0xF5);
+    uint8_t bits = 0;
+    EXPECT_EQ(ksz_get_sniff(3, &bits), 1);
+    EXPECT_EQ(bits, 0xE0);
+}
+
+TEST_F(Switch, RefusesWhatIsOutOfBoundsWithoutAsking) {
+    int value = 0;
+    uint8_t byte = 0;
+    ksz_smac_entry smac = sampleStatic;
+    ksz_vlan_entry vlan{};
+    ksz_dmac_entry dmac{};
+    ksz_vlan_set_entry set{};
+    for (const int port : {0, 5, -1}) {
+        for (const Flag& flag : flags) {
+            EXPECT_EQ(flag.set(port, 1) + flag.get(port, &value), 0);
+            EXPECT_EQ(flag.store(port, 1), nullptr);
+        }
+        EXPECT_EQ(ksz_pvlan_set(port, 1) + ksz_pvlan_get(port, &byte) + ksz_pvid_set(port, 1), 0);
+        EXPECT_EQ(ksz_pvid_get(port, &value) + ksz_set_sniff(port, 0) + ksz_get_sniff(port, &byte), 0);
+        EXPECT_EQ(ksz_pvid_store(port, 1), nullptr);
+        EXPECT_EQ(ksz_pvlan_store(port, 1), nullptr);
+        EXPECT_EQ(mib_counters_of(port), nullptr);
+    }
+    EXPECT_EQ(ksz_insert_tag_set(1, 2) + ksz_8021q_set(-1) + ksz_pvlan_set(1, 16) + ksz_pvid_set(1, 4096), 0);
+    EXPECT_EQ(ksz_smac_read(32, &smac) + ksz_smac_read(-1, &smac) + ksz_smac_write(32, smac), 0);
+    EXPECT_EQ(ksz_vlan_read(4096, &vlan) + ksz_vlan_read(-1, &vlan) + ksz_vlan_write(4096, vlan), 0);
+    EXPECT_EQ(ksz_vlan_set_read(1024, &set) + ksz_dmac_read(1024, &dmac) + ksz_dmac_read(-1, &dmac), 0);
+    smac.fid = vlan.fid = 128;
+    EXPECT_EQ(ksz_smac_write(1, smac) + ksz_vlan_write(1, vlan), 0);
+    EXPECT_EQ(ksz_smac_store(1, smac), nullptr);
+    EXPECT_EQ(ksz_vlan_store(std::array{ksz_vlan_row{1, vlan}}), nullptr);
+    EXPECT_EQ(ksz_vlan_store(std::array{ksz_vlan_row{4096, {}}}), nullptr);
+    EXPECT_THAT(device.requests(), IsEmpty());
+}
+
+TEST_F(Switch, StaticEntriesGoThroughTheTable) {
+    EXPECT_EQ(ksz_smac_write(5, sampleStatic), 1);
+    EXPECT_EQ((device.tables[{0, 5}]), sampleStaticWritten);
+    EXPECT_THAT(device.requests()[0], ElementsAre(0xF2, 5, 13, 0, 1, 0, 0, 0, 5, 0, 0x00, 0x04, 0x03, 0x02,
+                                                  0x01, 0x80, 0xB2, 0x0A, 0x00));
+    device.tables[{0, 5}] = sampleStaticRead;
+    ksz_smac_entry read{};
+    EXPECT_EQ(ksz_smac_read(5, &read), 1);
+    EXPECT_EQ(read, sampleStatic);
+    device.tableStatus = 1;
+    EXPECT_EQ(ksz_smac_write(5, sampleStatic), 0) << "a device that refuses is believed";
+
+    device.tables.clear();
+    replay(device, ksz_smac_store(31, sampleStatic));
+    EXPECT_EQ((device.tables[{0, 31}]), sampleStaticWritten);
+    ksz_smac_entry invalid = sampleStatic;
+    invalid.valid = false;
+    e2p_cfg_cmd_array* none = ksz_smac_store(1, invalid);
+    ASSERT_NE(none, nullptr);
+    EXPECT_EQ(none->switch_cfg.count, 0U);
+    e2p_cfg_cmd_array_delete(&none);
+}
+
+TEST_F(Switch, OneVlanChangesAndItsSetStays) {
+    const ksz_vlan_entry a{true, 3, 1}, b{true, 12, 2};
+    EXPECT_EQ(ksz_vlan_write(4, a), 1);
+    EXPECT_EQ(ksz_vlan_write(7, b), 1);
+    ksz_vlan_set_entry set{};
+    EXPECT_EQ(ksz_vlan_set_read(1, &set), 1);
+    EXPECT_EQ(set, (ksz_vlan_set_entry{a, {}, {}, b}));
+    ksz_vlan_entry read{};
+    EXPECT_EQ(ksz_vlan_read(4095, &read), 1);
+    EXPECT_FALSE(read.valid);
+    const auto live = device.tables[{1, 1}];
+
+    device.tables.clear();
+    const ksz_vlan_row rows[] = {{7, {true, 1, 9}}, {4, a}, {7, b}, {100, {}}, {4094, a}};
+    e2p_cfg_cmd_array* stored = ksz_vlan_store(rows);
+    ASSERT_EQ(stored->switch_cfg.count, 2U) << "one record a set, none for a set without a valid VLAN";
+    replay(device, stored);
+    EXPECT_EQ((device.tables[{1, 1}]), live);
+    EXPECT_EQ(device.tables.count({1, 1023}), 1U);
+}
+
+TEST_F(Switch, ReadsADynamicEntryAgainUntilItIsReady) {
+    const Bytes ready{0x55, 0x44, 0x33, 0x22, 0x11, 0x00, 0x01, 0x93, 0x00};
+    int asked = 0;
+    device.answer = [&](const Bytes& request) {
+        device.tables[{2, 300}] = ready;
+        if (++asked < 3) device.tables[{2, 300}][6] |= 0x80;
+        return device.firmware(request);
+    };
+    ksz_dmac_entry entry{};
+    EXPECT_EQ(ksz_dmac_read(300, &entry), 1);
+    EXPECT_EQ(entry.port, 3);
+    EXPECT_EQ(asked, 3);
+    asked = -1000;
+    EXPECT_EQ(ksz_dmac_read(300, &entry), 0) << "but not for ever";
+}
+
+TEST_F(Switch, RefreshesTheCountersOfAPort) {
+    for (uint8_t index = 0; index < 0x26; ++index)
+        device.mib[{4, index}] = mib_valid | index;
+    mib_counter_refresh(4, mib_counters_oabr2.data());
+    for (int i = 0; i < mib_counter_count; ++i) {
+        const mib_counter& counter = mib_counters_oabr2[static_cast<size_t>(i)];
+        const unsigned expected = i < 32 ? static_cast<unsigned>(i) : i == 32 ? 0x20U : 0x25U;
+        EXPECT_EQ(counter.raw, mib_valid | expected) << counter.name;
+    }
+    EXPECT_EQ(device.requests().size(), 34U);
+    EXPECT_STREQ(mib_counters_usb[33].name, "RxDropPackets");
+    EXPECT_EQ(mib_counters_usb[34].name, nullptr);
+    EXPECT_EQ(mib_counters_usb[5].raw, 0U) << "the other tables are left alone";
+    EXPECT_EQ(mib_counters_of(3), mib_counters_oabr1.data());
+
+    device.answer = [](const Bytes&) { return std::vector<Bytes>{}; };
+    comm_run oneTimeout;
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    mib_counter_refresh(4, mib_counters_oabr2.data());
+    testing::internal::GetCapturedStderr();
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(mib_counters_oabr2[7].raw, 0U) << "what was not read is not valid";
+}
+
+TEST(Counters, AreShownByTheirMarks) {
+    const auto shown = [](uint32_t raw) {
+        char text[mib_counter_text_size];
+        mib_counter_text(raw, text);
+        return std::string(text);
+    };
+    EXPECT_EQ(shown(0xC0000005), "overrun");
+    EXPECT_EQ(shown(0x40000000), "0");
+    EXPECT_EQ(shown(0x7FFFFFFF), "1073741823");
+    EXPECT_EQ(shown(0x00000005), "invalid");
+}
+
+}  // namespace

@@ -1,0 +1,254 @@
+#include <gmock/gmock.h>
+
+#include <random>
+
+#include "lib/port_config.h"
+#include "tests/lib/fake_device.h"
+#include "tests/lib/replay.h"
+
+using testing::IsEmpty;
+
+namespace {
+
+using Set = int (*)(int);
+using Get = int (*)(int*);
+using Store = e2p_cfg_cmd_array* (*)(int);
+
+struct Setting {
+    const char* name;
+    Set set;
+    Get get;  ///< null where it reads something else than what is set
+    Store store;
+    int values;  ///< 0 .. values - 1
+};
+
+const Setting settings[] = {
+    {"USB_autoneg", USB_autoneg_set, USB_autoneg_get, USB_autoneg_store, 2},
+    {"ETH_autoneg", ETH_autoneg_set, ETH_autoneg_get, ETH_autoneg_store, 2},
+    {"USB_speed", USB_speed_set, nullptr, USB_speed_store, 2},
+    {"ETH_speed", ETH_speed_set, ETH_speed_get, ETH_speed_store, 2},
+    {"OABR1_speed", OABR1_speed_set, OABR1_speed_get, OABR1_speed_store, 2},
+    {"OABR2_speed", OABR2_speed_set, OABR2_speed_get, OABR2_speed_store, 2},
+    {"USB_flow", USB_flow_set, nullptr, USB_flow_store, 2},
+    {"ETH_flow", ETH_flow_set, ETH_flow_get, ETH_flow_store, 2},
+    {"OABR1_flow", OABR1_flow_set, OABR1_flow_get, OABR1_flow_store, 2},
+    {"OABR2_flow", OABR2_flow_set, OABR2_flow_get, OABR2_flow_store, 2},
+    {"USB_duplex", USB_duplex_set, nullptr, USB_duplex_store, 2},
+    {"ETH_duplex", ETH_duplex_set, ETH_duplex_get, ETH_duplex_store, 2},
+    {"USB_sniff", USB_sniff_set, USB_sniff_get, USB_sniff_store, 5},
+    {"ETH_sniff", ETH_sniff_set, ETH_sniff_get, ETH_sniff_store, 5},
+    {"OABR1_sniff", OABR1_sniff_set, OABR1_sniff_get, OABR1_sniff_store, 5},
+    {"OABR2_sniff", OABR2_sniff_set, OABR2_sniff_get, OABR2_sniff_store, 5},
+};
+
+class PortConfig : public testing::Test {
+protected:
+    /// Switch registers are eight bits wide, PHY registers sixteen.
+    void scramble() {
+        for (size_t mdio = 0; mdio < device.registers.size(); ++mdio)
+            for (uint16_t& reg : device.registers[mdio])
+                reg = static_cast<uint16_t>(random() & (mdio == 6 ? 0xFF : 0xFFFF));
+    }
+    uint16_t& reg(size_t number) { return device.registers[6][number]; }
+    /// The writes that `call` led to, as (address, register, value).
+    template <typename Call>
+    std::vector<std::array<int, 3>> writesOf(Call call) {
+        device.forgetRequests();
+        call();
+        std::vector<std::array<int, 3>> writes;
+        for (const Bytes& request : device.requests())
+            if (request[1] == 0x01) writes.push_back({request[2], request[3], get_le16(&request[4])});
+        return writes;
+    }
+    std::mt19937 random{815};
+    FakeDevice device;
+};
+
+// What is stored, replayed on the same registers, gives what was set; where it does not, exactly the known
+// difference.
+TEST_F(PortConfig, StoredIsWhatWasSet) {
+    for (const Setting& setting : settings) {
+        const bool sniff = setting.values == 5;
+        for (int value = 0; value < setting.values; ++value)
+            for (int round = 0; round < 8; ++round) {
+                SCOPED_TRACE(std::string(setting.name) + " " + std::to_string(value));
+                scramble();
+                if (sniff)  // a store only adds bits, as the firmware begins with none
+                    for (const size_t control : {33, 49, 65, 81})
+                        reg(control) &= 0x1F;
+                const auto before = device.registers;
+                ASSERT_EQ(setting.set(value), 1);
+                auto live = device.registers;
+                e2p_cfg_cmd_array* stored = setting.store(value);
+                if (sniff && value == 0) {
+                    EXPECT_EQ(stored, nullptr);
+                    continue;
+                }
+                ASSERT_NE(stored, nullptr);
+                device.registers = before;
+                replay(device, stored);
+                const bool autoneg = setting.set == USB_autoneg_set || setting.set == ETH_autoneg_set;
+                if (autoneg && value == 0) {
+                    const size_t restart = setting.set == USB_autoneg_set ? 45 : 61;
+                    EXPECT_EQ(live[6][restart], before[6][restart] | 0x20) << "the restart is not stored";
+                    live[6][restart] = before[6][restart];
+                }
+                EXPECT_EQ(device.registers, live);
+            }
+        EXPECT_EQ(setting.store(-1), nullptr) << setting.name;
+        EXPECT_EQ(setting.store(setting.values), nullptr) << setting.name;
+    }
+}
+
+TEST_F(PortConfig, ReadsBackWhatWasSet) {
+    for (const Setting& setting : settings)
+        for (int value = 0; setting.get && value < setting.values; ++value) {
+            SCOPED_TRACE(std::string(setting.name) + " " + std::to_string(value));
+            scramble();
+            int read = -1;
+            ASSERT_EQ(setting.set(value), 1);
+            EXPECT_EQ(setting.get(&read), 1);
+            EXPECT_EQ(read, value);
+        }
+}
+
+TEST_F(PortConfig, TouchesTheRegistersOfItsPort) {
+    using Writes = std::vector<std::array<int, 3>>;
+    for (auto& bank : device.registers)
+        bank.fill(0xFFFF);
+    EXPECT_EQ(writesOf([] { port_autoneg_set(1, 0); }), (Writes{{6, 44, 0x007F}, {6, 45, 0xFFFF}}));
+    EXPECT_EQ(writesOf([] { port_autoneg_set(2, 7); }), (Writes{{6, 60, 0x007F}})) << "restarts for 0 only";
+    EXPECT_EQ(writesOf([] { port_speed_set(1, 2); }), (Writes{{6, 44, 0x003F}}));
+    EXPECT_EQ(writesOf([] { ETH_duplex_set(5); }), (Writes{{6, 60, 0x005F}}))
+        << "anything but 0 clears the bit";
+    EXPECT_EQ(writesOf([] { USB_flow_set(0); }), (Writes{{6, 34, 0x00EF}}));
+    EXPECT_EQ(writesOf([] { ETH_flow_set(0); }), (Writes{{6, 50, 0x00EF}}));
+    EXPECT_EQ(writesOf([] { OABR1_speed_set(1); }), (Writes{{6, 207, 0xFFDF}, {24, 0, 0xFFFF}}));
+    EXPECT_EQ(writesOf([] { OABR2_speed_set(0); }), (Writes{{6, 6, 0xFFFF}, {25, 0, 0xFC3F}}));
+    EXPECT_EQ(writesOf([] { OABR1_flow_set(0); }), (Writes{{6, 207, 0xFF9F}}));
+    EXPECT_EQ(writesOf([] { OABR2_flow_set(0); }), (Writes{{6, 6, 0xFFDF}}));
+}
+
+TEST_F(PortConfig, StoresTheMasksOfTheTable) {
+    const auto masks = [](e2p_cfg_cmd_array* set) {
+        std::vector<std::array<int, 3>> all;
+        for (const e2p_cfg_cmd_list& list : {set->switch_cfg, set->phy1_cfg, set->phy2_cfg})
+            for (size_t i = 0; i < list.count; ++i)
+                all.push_back(
+                    {list.records[i].header, list.records[i].body[1], get_le16(list.records[i].body + 2)});
+        e2p_cfg_cmd_array_delete(&set);
+        return all;
+    };
+    using Masks = std::vector<std::array<int, 3>>;
+    EXPECT_EQ(masks(port_autoneg_store(1, 0)), (Masks{{0x45, 44, 0x007F}}));
+    EXPECT_EQ(masks(port_autoneg_store(2, 1)), (Masks{{0x55, 60, 0x0080}}));
+    EXPECT_EQ(masks(ETH_duplex_store(0)), (Masks{{0x55, 60, 0x0020}}));
+    EXPECT_EQ(masks(ETH_duplex_store(1)), (Masks{{0x45, 60, 0x00DF}}));
+    EXPECT_EQ(masks(OABR1_speed_store(0)), (Masks{{0x55, 207, 0x0020}, {0x45, 0, 0xFC3F}}));
+    EXPECT_EQ(masks(OABR2_speed_store(1)), (Masks{{0x45, 6, 0xFFEF}, {0x55, 0, 0x0200}}));
+    EXPECT_EQ(masks(OABR1_flow_store(0)), (Masks{{0x45, 207, 0xFFBF}}));
+    EXPECT_EQ(masks(OABR2_sniff_store(4)), (Masks{{0x55, 81, 0x0060}}));
+    e2p_cfg_cmd_array* set = OABR2_speed_store(1);
+    EXPECT_EQ(set->phy1_cfg.count, 0U);
+    EXPECT_EQ(set->phy2_cfg.records[0].body[0], 25);
+    e2p_cfg_cmd_array_delete(&set);
+}
+
+TEST_F(PortConfig, RefusesOtherPortsWithoutAsking) {
+    int value = 0;
+    for (const int port : {0, 3, 4, 5, -1}) {
+        EXPECT_EQ(port_autoneg_set(port, 1) + port_autoneg_get(port, &value) + port_speed_set(port, 1), 0);
+        EXPECT_EQ(port_speed_get(port, &value) + port_flow_set(port, 1) + port_duplex_set(port, 1), 0);
+        EXPECT_EQ(port_autoneg_store(port, 1), nullptr);
+        EXPECT_EQ(port_flow_store(port, 1), nullptr);
+    }
+    for (const int port : {0, 5, -1}) {
+        EXPECT_EQ(port_flow_get(port, &value) + port_sniff_set(port, 1) + port_sniff_get(port, &value), 0);
+        EXPECT_EQ(port_sniff_store(port, 1), nullptr);
+    }
+    EXPECT_EQ(port_sniff_set(1, 5) + port_sniff_set(1, -1), 0);
+    EXPECT_THAT(device.requests(), IsEmpty());
+    reg(66) = 0x10;
+    EXPECT_EQ(port_flow_get(3, &value), 1);
+    EXPECT_EQ(value, 1);
+}
+
+TEST_F(PortConfig, ReadsTheLiveStatusOfTheUsbPort) {
+    for (int status = 0; status < 0x20; ++status) {
+        reg(41) = static_cast<uint16_t>(status);
+        int speed = -1, duplex = -1, flow = -1;
+        EXPECT_EQ(USB_speed_get(&speed) + USB_duplex_get(&duplex) + USB_flow_get(&flow), 3);
+        EXPECT_EQ(speed, status >> 2 & 1);
+        EXPECT_EQ(duplex, status >> 1 & 1);
+        EXPECT_EQ(flow, status >> 3);
+    }
+}
+
+TEST_F(PortConfig, FailsWhenSwitchAndPhyDisagreeOnTheSpeed) {
+    int value = 7;
+    for (const bool switchSlow : {false, true})
+        for (const bool phyFast : {false, true}) {
+            reg(207) = switchSlow ? 0x20 : 0;
+            device.registers[24][0] = phyFast ? 0x0200 : 0x0040;
+            EXPECT_EQ(OABR1_speed_get(&value), switchSlow != phyFast);
+            EXPECT_EQ(value, switchSlow != phyFast ? phyFast : 7);
+            value = 7;
+        }
+}
+
+TEST_F(PortConfig, NeverChangesARole) {
+    device.registers[25][0] = 0x0008;
+    int value = -1;
+    EXPECT_EQ(OABR2_role_get(&value), 1);
+    EXPECT_EQ(value, 0);
+    EXPECT_EQ(OABR1_role_get(&value), 1);
+    EXPECT_EQ(value, 1);
+    device.forgetRequests();
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(OABR1_role_set(1), 0);
+    EXPECT_EQ(OABR2_role_store(0), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "** Function OABR1_role_set shall never be called!\n** Function OABR2_role_store shall never "
+              "be called!\n");
+    EXPECT_THAT(device.requests(), IsEmpty());
+}
+
+TEST_F(PortConfig, OneSnifferPortAtATime) {
+    reg(33) = 0x5F;
+    reg(49) = 0x3E;
+    reg(65) = 0xFD;
+    reg(81) = 0x9B;
+    EXPECT_EQ(ETH_sniff_set(1), 1);
+    EXPECT_EQ(reg(33), 0x5F);
+    EXPECT_EQ(reg(49), 0x9E) << "the chosen port gets its bit alone and keeps its membership";
+    EXPECT_EQ(reg(65), 0x7D);
+    EXPECT_EQ(reg(81), 0x1B);
+    int value = -1;
+    reg(65) = 0xC0;
+    EXPECT_EQ(OABR1_sniff_get(&value), 0) << "no value stands for sniffer port and mirrored at once";
+    EXPECT_EQ(value, -1);
+}
+
+TEST_F(PortConfig, EndsAtTheFirstAccessThatFails) {
+    device.answer = [this](const Bytes& request) {
+        return request[3] == 65 ? std::vector<Bytes>{} : device.firmware(request);
+    };
+    reg(81) = 0x80;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(USB_sniff_set(1), 0);
+    EXPECT_EQ(reg(33), 0x80);
+    EXPECT_EQ(reg(81), 0x80) << "the walk ended at port 3";
+    EXPECT_EQ(OABR1_sniff_set(2), 1) << "a value other than the sniffer port is never told to have failed";
+    testing::internal::GetCapturedStderr();
+}
+
+TEST_F(PortConfig, LeavesOutputsAloneWhenNobodyAnswers) {
+    device.answer = [](const Bytes&) { return std::vector<Bytes>{}; };
+    int value = 42;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(ETH_flow_get(&value) + ETH_flow_set(1), 0);
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(value, 42);
+}
+
+}  // namespace
