@@ -39,6 +39,16 @@ std::string onlyDevice() {
 
 }  // namespace
 
+std::string attachedDevice(const std::string& serial) {
+    if (serial.empty()) return onlyDevice();
+    const auto devices = OABRDevice::instance()->enumDevices();
+    for (const OABRDevice::DeviceInfo& device : devices)
+        if (device.serial == serial) return serial;
+    say("There is no device " + serial + ". " +
+        (devices.empty() ? "No device is attached." : "Attached:" + listed(devices)));
+    return {};
+}
+
 bool connectDevice(const std::string& serial) {
     OABRDevice& device = *OABRDevice::instance();
     const std::string wanted = serial.empty() ? onlyDevice() : serial;

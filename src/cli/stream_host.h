@@ -8,6 +8,11 @@
 
 namespace kovgui::cli {
 
+/// The serial number of the device that the operator means. Says on standard error why there is none.
+/// @param serial  empty means the only one that is attached
+/// @return        empty when no such device is attached, or there is a choice
+std::string attachedDevice(const std::string& serial);
+
 /// Finds the device that the operator means and connects to its firmware. Says on standard error why it
 /// cannot.
 /// @param serial  empty means the only one that is attached

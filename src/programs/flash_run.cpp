@@ -1,0 +1,215 @@
+#include "src/programs/flash_run.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <utility>
+
+#include "src/OABR-Switch/identity.h"
+#include "src/platform/terminal.h"
+#include "src/utilities.h"
+
+namespace kovgui {
+
+namespace {
+
+using oabr::OABRDevice;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr int step_of_progress = 10;  // per cent, where no terminal shows them all
+
+/// The bytes of a packed version, the highest one first.
+std::array<uint8_t, 4> bytesDown(uint32_t packed) {
+    return {static_cast<uint8_t>(packed >> 24), static_cast<uint8_t>(packed >> 16),
+            static_cast<uint8_t>(packed >> 8), static_cast<uint8_t>(packed)};
+}
+
+oabr::FirmwareVersion buildVersion(const IFFFile& file) {
+    const auto down = bytesDown(file.buildVersion());
+    return {{down[3], down[2], down[1], down[0]}};
+}
+
+void row(const char* name, const std::string& in_file, const std::string& in_device) {
+    std::printf("%-20s %-16s %s\n", name, in_file.c_str(), in_device.c_str());
+}
+
+}  // namespace
+
+// ---- The job's events ----
+
+void JobEvents::QueueEvent(wxEvent* event) {
+    {
+        const std::lock_guard lock(mutex_);
+        queue_.emplace_back(event);
+    }
+    arrived_.set();
+}
+
+std::vector<std::unique_ptr<wxEvent>> JobEvents::take() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(queue_, {});
+}
+
+// ---- Progress ----
+
+ProgressLine::ProgressLine() : terminal_(platform::standardErrorIsTerminal()) {}
+
+void ProgressLine::show(int lines_written, int line_count) {
+    if (start_ == clock::time_point{}) start_ = clock::now();
+    const int percent = lines_written * 100 / line_count;
+    if (!terminal_ && percent / step_of_progress == shown_tenth_) return;
+    shown_tenth_ = percent / step_of_progress;
+
+    const double seconds = std::chrono::duration<double>(clock::now() - start_).count();
+    const double rate = seconds > 0 ? lines_written / seconds : 0;
+    std::string text = std::to_string(percent) + " %  " + std::to_string(lines_written) + "/" +
+                       std::to_string(line_count) + " lines";
+    if (rate > 0) {
+        const int left = static_cast<int>((line_count - lines_written) / rate + 0.5);
+        char more[64];
+        std::snprintf(more, sizeof more, "  %.0f lines/s  %d:%02d left", rate, left / 60, left % 60);
+        text += more;
+    }
+    std::fprintf(stderr, terminal_ ? "\r%-60s" : "%s\n", text.c_str());
+    open_ = terminal_;
+}
+
+void ProgressLine::end() {
+    if (open_) std::fputc('\n', stderr);
+    open_ = false;
+}
+
+void ProgressLine::say(const std::string& text) {
+    end();
+    std::fprintf(stderr, "%s\n", printable(text).c_str());
+}
+
+// ---- The update ----
+
+FlashRun::FlashRun(const IFFFile& file, const FirmwareCheck& check, const FlashOptions& options,
+                   platform::Event& stop)
+    : file_(file), check_(check), options_(options), stop_(stop) {}
+
+int FlashRun::run() {
+    showVersions();
+    WorkerThreadHandler owner;
+    auto job = std::make_unique<FlashThread>(&owner, &events_, 0, file_.programHex(), options_.serial);
+    const FlashThread& started = *job;
+    if (owner.startJob(std::move(job)))
+        runJob(started, owner);
+    else
+        status_ = "The system has no resources left for another thread";
+    progress_.end();
+    return result_ == WorkerThread::finished ? reportSuccess() : reportFailure();
+}
+
+void FlashRun::showVersions() {
+    OABRDevice& device = *OABRDevice::instance();
+    const bool answers = device.connectWithFirmwareParams(options_.serial) == 0;
+    const auto known = [&](const std::string& text) {
+        return answers ? printable(text) : std::string("unknown");
+    };
+    row("", "file", options_.serial);
+    row("Target system", printable(file_.targetSystem()), known(device.getBootloaderDesc().toString()));
+    row("Bootloader version", oabr::BootloaderVersion{bytesDown(file_.bootloaderVersion())}.toString(),
+        known(device.getBootloaderVersion().toString()));
+    row("Firmware version", buildVersion(file_).toString(), known(device.getFirmwareVersion().toString()));
+    row("Firmware date", oabr::FirmwareDate{bytesDown(file_.buildDate())}.toString(),
+        known(device.getFirmwareDate().toString()));
+    std::printf("Program: %zu bytes in %zu records. All-zero blocks of 16 bytes that are not sent: %zu",
+                check_.image_size, check_.lines, check_.zero_blocks);
+    std::printf(check_.zero_blocks ? " (they keep what the flash held, or its erased value).\n" : ".\n");
+    std::fflush(stdout);
+    if (!answers) progress_.say("The firmware does not answer. Looking for the bootloader.");
+}
+
+void FlashRun::runJob(const FlashThread& job, WorkerThreadHandler& owner) {
+    const auto give_up = steady_clock::now() + std::chrono::seconds(options_.wait_s);
+    platform::Event* const events[] = {&events_.arrived(), &stop_};
+    while (!ended_) {
+        const bool waiting = !job.isWriting() && !timed_out_ && !stopped_;
+        const auto left = std::chrono::ceil<milliseconds>(give_up - steady_clock::now()).count();
+        const int woken =
+            platform::waitAny(events, waiting ? static_cast<int>(std::max<int64_t>(left, 0)) : -1);
+        takeEvents(job);
+        if (ended_) break;
+        if (woken == 1) {
+            stopped_ = true;
+            progress_.say("Stopping.");
+            owner.cancelJob();
+        } else if (waiting && !job.isWriting() && steady_clock::now() >= give_up) {
+            timed_out_ = true;
+            owner.cancelJob();
+        }
+    }
+    all_sent_ = job.isWriting() && job.linesWritten() == job.lineCount();
+    programmed_ = job.isWriting();
+    owner.joinJob();
+}
+
+void FlashRun::takeEvents(const FlashThread& job) {
+    for (const std::unique_ptr<wxEvent>& event : events_.take()) {
+        const auto& said = static_cast<const wxThreadEvent&>(*event);
+        if (said.GetId() == WorkerThread::id_finished) {
+            result_ = said.GetInt();
+            ended_ = true;
+        }
+        if (said.GetId() != WorkerThread::id_progress) continue;
+        const std::string text = said.GetString().utf8_string();
+        if (!text.empty() && text != status_) {
+            status_ = text;
+            progress_.say(text);
+        }
+        if (job.lineCount() > 0 && !ended_) progress_.show(job.linesWritten(), job.lineCount());
+    }
+}
+
+int FlashRun::reportSuccess() {
+    const OABRDevice& device = *OABRDevice::instance();
+    std::printf("Flashed. %s runs firmware %s of %s now; bootloader %s, %s.\n", options_.serial.c_str(),
+                device.getFirmwareVersion().toString().c_str(), device.getFirmwareDate().toString().c_str(),
+                printable(device.getBootloaderVersion().toString()).c_str(),
+                printable(device.getBootloaderDesc().toString()).c_str());
+    std::fflush(stdout);
+    if (device.getFirmwareVersion() != buildVersion(file_))
+        progress_.say("Every record was acknowledged, but the file says that its version is " +
+                      buildVersion(file_).toString() + ".");
+    return 0;
+}
+
+int FlashRun::reportFailure() {
+    const OABRDevice& device = *OABRDevice::instance();
+    if (stopped_)
+        progress_.say("Stopped by the user.");
+    else if (timed_out_)
+        progress_.say("Failed: the bootloader did not answer within " + std::to_string(options_.wait_s) +
+                      " s.");
+    else
+        progress_.say("Failed: " + status_ + ".");
+    if (!programmed_ && !device.connectFailure().empty()) progress_.say(device.connectFailure());
+
+    if (all_sent_) {
+        progress_.say(
+            "The new firmware was written whole, but is not known to run. Reset the device and look at it "
+            "with\n"
+            "oabr-console, or run oabr-flash again. Its configuration may be the old one: \"cfg write\" in "
+            "oabr-console\n"
+            "sets it to its defaults.");
+    } else if (programmed_) {
+        progress_.say(
+            "The device has a part of the new firmware only and stays in its bootloader. Nothing is lost: "
+            "run\n"
+            "oabr-flash again with a firmware file, and hold the reset button when it asks for it.");
+    } else if (device.isFirmwareConnected()) {
+        progress_.say(
+            "Nothing was written: the device runs its old firmware. Run oabr-flash again when you like.");
+    } else {
+        progress_.say(
+            "Nothing was written. The device may wait in its bootloader: check its cable and its power, run\n"
+            "oabr-flash again, and hold the reset button when it asks for it.");
+    }
+    return 1;
+}
+
+}  // namespace kovgui

@@ -1,0 +1,128 @@
+// Firmware update without a display.
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "oabr_version.h"
+#include "src/FlashDlg/IFFFile.h"
+#include "src/FlashDlg/firmware_check.h"
+#include "src/cli/stream_host.h"
+#include "src/log.h"
+#include "src/platform/interrupts.h"
+#include "src/program_guard.h"
+#include "src/programs/flash_run.h"
+
+namespace {
+
+constexpr int exit_unusable = 2;
+
+constexpr const char* usage =
+    "usage: oabr-flash [--serial SERIAL] [--wait SECONDS] [--loglevel N] FILE.iff\n"
+    "\n"
+    "Replaces the firmware of the device with that serial number, or of the only one that is attached. "
+    "Prints what the\n"
+    "file holds beside what the device runs, shows its progress on standard error and ends with what the "
+    "device runs\n"
+    "then. The device's configuration is set to its defaults. Ctrl-C stops between two records.\n"
+    "\n"
+    "  --serial SERIAL   the device\n"
+    "  --wait SECONDS    how long to wait for the bootloader; 60 when absent\n"
+    "  --loglevel N      0 fatal error, 1 error, 2 warning, 3 message, 4 status, 5 verbose; 1 when absent\n"
+    "  --version         print the version\n"
+    "  --help            print this text\n"
+    "\n"
+    "Exit status: 0 flashed, 1 failed or stopped, 2 the file cannot be used or there is no device; then no "
+    "device was\n"
+    "touched.\n";
+
+struct Options {
+    std::string file;
+    kovgui::FlashOptions flash;
+};
+
+int refuse(const std::string& why) {
+    std::fprintf(stderr, "oabr-flash: %s\n%s", why.c_str(), usage);
+    return exit_unusable;
+}
+
+/// @return false when the text is no number from `lowest` to `highest`
+bool parseNumber(const char* text, long lowest, long highest, int* out) {
+    char* end = nullptr;
+    const long value = std::strtol(text, &end, 10);
+    if (end == text || *end != '\0' || value < lowest || value > highest) return false;
+    *out = static_cast<int>(value);
+    return true;
+}
+
+/// @return  -1, or the exit status of a program that has nothing more to do
+int parse(int argc, char** argv, Options* options) {
+    bool options_end = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view word = argv[i];
+        const char* const value = i + 1 < argc ? argv[i + 1] : "";
+        if (options_end || !word.starts_with('-')) {
+            if (word.empty() || !options->file.empty()) return refuse("one file, please");
+            options->file = word;
+        } else if (word == "--") {
+            options_end = true;
+        } else if (word == "--serial") {
+            if (*value == '\0') return refuse("--serial takes a serial number");
+            options->flash.serial = value;
+            ++i;
+        } else if (word == "--wait") {
+            if (!parseNumber(value, 1, 86400, &options->flash.wait_s))
+                return refuse("--wait takes a number of seconds");
+            ++i;
+        } else if (word == "--loglevel") {
+            int level = 0;
+            if (!parseNumber(value, kovgui::log_fatal_error, kovgui::log_verbose, &level))
+                return refuse("--loglevel takes a number from 0 to 5");
+            kovgui::setLogLevel(level);
+            ++i;
+        } else if (word == "--help" || word == "-h") {
+            std::fputs(usage, stdout);
+            return 0;
+        } else if (word == "--version") {
+            std::puts("oabr-flash " OABR_VERSION);
+            return 0;
+        } else {
+            return refuse("unknown option " + std::string(word));
+        }
+    }
+    return options->file.empty() ? refuse("which file?") : -1;
+}
+
+/// @return false, with a message, when the file is not to be flashed
+bool openFirmware(const std::string& path, kovgui::IFFFile* file, kovgui::FirmwareCheck* check) {
+    std::string why;
+    if (file->openFile(path.c_str()) != 1) {
+        why = file->errorText();
+    } else {
+        *check = kovgui::checkFirmware(file->programHex());
+        why = check->error;
+    }
+    if (why.empty()) return true;
+    std::fprintf(stderr, "oabr-flash: '%s' is not a valid Tarvane Firmware File: %s\n", path.c_str(),
+                 why.c_str());
+    return false;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    if (const int status = parse(argc, argv, &options); status >= 0) return status;
+
+    kovgui::platform::Event stop;
+    const kovgui::platform::Interrupts interrupts(stop);
+    const kovgui::ProgramGuard guard;
+    kovgui::IFFFile file;
+    kovgui::FirmwareCheck check;
+    if (!openFirmware(options.file, &file, &check)) return exit_unusable;
+    options.flash.serial = kovgui::cli::attachedDevice(options.flash.serial);
+    if (options.flash.serial.empty()) return exit_unusable;
+    return kovgui::FlashRun(file, check, options.flash, stop).run();
+}
