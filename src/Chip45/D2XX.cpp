@@ -53,6 +53,8 @@ int D2XX::open(const std::string& serial) {
         LOG_ERROR(50, "FT_Open failed: %d", failed);
         return 1;
     }
+    // A converter that was still open keeps its handle, but must not signal an event that may go away.
+    if (isConnected()) FT_SetEventNotification(handle_, 0, nullptr);
     handle_ = handle;
     return 0;
 }

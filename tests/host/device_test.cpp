@@ -1,0 +1,559 @@
+#include <wx/event.h>
+
+#include <thread>
+
+#include "lib/device_cmd.h"
+#include "lib/e2p.h"
+#include "lib/messages.h"
+#include "tests/host/host_fixture.h"
+
+namespace kovgui::oabr {
+namespace {
+
+using namespace kovgui::ftdi;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+class Window : public DeviceWindow {
+public:
+    std::string getSelectedDevice() override { return selected; }
+    void broadcastEvent(wxEvent& event) override {
+        types.push_back(event.GetEventType());
+        ids.push_back(event.GetId());
+    }
+    std::string selected;
+    std::vector<wxEventType> types;
+    std::vector<int> ids;
+};
+
+class DeviceTest : public HostTest {
+protected:
+    ~DeviceTest() override {
+        device.setMainFrame(nullptr);
+        device.setReceiverEndedEvent(nullptr);
+        device.setCanTrace(nullptr);
+    }
+    void plug() {
+        converter = driver->plug("OKVX0001");
+        firmware = std::make_unique<ScriptedFirmware>(converter);
+    }
+    /// Feeds the dispatch on this thread.
+    static void dispatch(const Bytes& frame) {
+        hdlc_on_rx_frame(frame.data(), static_cast<uint16_t>(frame.size()));
+    }
+    bool waitReceiverEnded() {
+        platform::Event ended;
+        device.setReceiverEndedEvent(&ended);
+        const bool did = device.receiverEnded() || ended.wait(5000);
+        device.setReceiverEndedEvent(nullptr);
+        return did;
+    }
+    Window window;
+};
+
+// ---- Enumeration ----
+
+TEST_F(DeviceTest, ListsOwnConvertersInTheDriversOrder) {
+    EXPECT_THAT(device.enumDevices(), IsEmpty());
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre("DEBUG: src/OABR-Switch/OABRDevice:782 Enum Devices",
+                    "DEBUG: src/OABR-Switch/OABRDevice:789 0 USB Devices found",
+                    "DEBUG: src/OABR-Switch/OABRDevice:825 No OKVX Device conneted",
+                    "DEBUG: src/OABR-Switch/OABRDevice:827 Enum Devices finished with 0 valid devices"));
+    driver->plug("B");
+    driver->plug("other", 0x04036001);
+    driver->plug("A");
+    const auto devices = device.enumDevices();
+    ASSERT_EQ(devices.size(), 2u);
+    EXPECT_EQ(devices[0].serial, "B");
+    EXPECT_EQ(devices[1].serial, "A");
+    EXPECT_EQ(log.lines().back(),
+              "DEBUG: src/OABR-Switch/OABRDevice:827 Enum Devices finished with 2 valid devices");
+}
+
+// ---- Connecting ----
+
+TEST_F(DeviceTest, AFirmwareConnectReadsWhoTheDeviceIs) {
+    plug();
+    ASSERT_EQ(device.connectWithFirmwareParams("OKVX0001"), 0);
+    EXPECT_TRUE(device.isFirmwareConnected());
+    EXPECT_EQ(device.getConnectedDevice(), "OKVX0001");
+    EXPECT_EQ(device.getFirmwareVersion().toString(), "01.06.00.00");
+    EXPECT_EQ(device.getFirmwareDate().toString(), "2021/07/14");
+    EXPECT_EQ(device.getBootloaderVersion().toString(), "02b05a");
+    EXPECT_EQ(device.getBootloaderDesc().toString(), "OABR_Korvex");
+    EXPECT_THAT(converter->calls(),
+                AllOf(Contains("setBaudRate 230400"), Contains("setFlowControl 0x0000 0x00 0x00")));
+    const std::string version = "DEBUG: src/OABR-Switch/OABRDevice:503 FirmwareVersion: ";
+    EXPECT_THAT(log.lines(),
+                ElementsAre("DEBUG: src/OABR-Switch/OABRDevice:446 Connecting with Firmware Parameters",
+                            "DEBUG: src/OABR-Switch/OABRDevice:518 OKVX0001 already disconnected\n",
+                            "DEBUG: src/Chip45/D2XX:121 Connected to Board via D2XX",
+                            "DEBUG: src/OABR-Switch/OABRDevice:541 receiver Thread started",
+                            version + std::string("\x01.\x06.\0.\0\n", 8)));
+    log.clear();
+    EXPECT_EQ(device.disconnect(), 0);
+    EXPECT_THAT(log.lines(), ElementsAre("DEBUG: src/OABR-Switch/OABRDevice:522 stopping Receiver Thread",
+                                         "DEBUG: src/OABR-Switch/OABRDevice:580 receiver Thread stopped",
+                                         "DEBUG: src/Chip45/D2XX:128 Disconnected from Board"));
+    EXPECT_FALSE(converter->isOpen());
+}
+
+TEST_F(DeviceTest, AVersionInDigitsIsNotLogged) {
+    plug();
+    firmware->answer(msg_type::read_request, msg_cmd::fwv_read, [](const Bytes&) {
+        return std::vector<Bytes>{{msg_type::data_reply, msg_cmd::fwv_read, '1', '2', '3', '4'}};
+    });
+    ASSERT_EQ(device.connectWithFirmwareParams("OKVX0001"), 0);
+    EXPECT_THAT(log.lines(), Not(Contains(HasSubstr(":503 "))));
+}
+
+TEST_F(DeviceTest, AnUnansweredIdentityRequestClosesTheConnection) {
+    const std::pair<uint8_t, const char*> requests[] = {
+        {msg_cmd::fwv_read, "ERROR: src/OABR-Switch/OABRDevice:479 Could not read FW version"},
+        {msg_cmd::fwd_read, "ERROR: src/OABR-Switch/OABRDevice:484 Could not read FW Date"},
+        {msg_cmd::blv_read, "ERROR: src/OABR-Switch/OABRDevice:489 Could not read BL version"},
+        {msg_cmd::bls_read, "ERROR: src/OABR-Switch/OABRDevice:494 Could not read BL description"},
+    };
+    for (const auto& [command, line] : requests) {
+        SCOPED_TRACE(line);
+        plug();
+        firmware->ignore(msg_type::read_request, command);
+        log.clear();
+        EXPECT_EQ(device.connectWithFirmwareParams("OKVX0001"), 1);
+        EXPECT_THAT(log.lines("ERROR"), ElementsAre(line));
+        EXPECT_FALSE(converter->isOpen());
+        EXPECT_FALSE(device.isFirmwareConnected());
+        EXPECT_THAT(device.connectFailure(), HasSubstr("does not answer"));
+        firmware.reset();
+        driver->unplug("OKVX0001");
+    }
+}
+
+TEST_F(DeviceTest, AFailedOpeningIsToldWithItsRemedyAndTheNextConnectWorks) {
+    EXPECT_EQ(device.connectWithFirmwareParams("OKVX0001"), 1);
+    EXPECT_THAT(device.connectFailure(), HasSubstr("no such device"));
+    plug();
+    converter->fail("open", FT_DEVICE_NOT_OPENED, 1);
+    EXPECT_EQ(device.connectWithFirmwareParams("OKVX0001"), 1);
+    EXPECT_THAT(device.connectFailure(), HasSubstr("in use by another program"));
+    converter->fail("setLatencyTimer", FT_IO_ERROR, 1);
+    EXPECT_EQ(device.connectWithFirmwareParams("OKVX0001"), 1);
+    EXPECT_TRUE(converter->isOpen());  // until whoever connects next
+    converter->fail("setBaudRate", FT_IO_ERROR, 1);
+    EXPECT_EQ(device.connectWithFirmwareParams("OKVX0001"), 1);
+    EXPECT_FALSE(converter->isOpen());
+    EXPECT_EQ(device.connectWithFirmwareParams("OKVX0001"), 0);
+    EXPECT_EQ(device.connectFailure(), "");
+}
+
+TEST_F(DeviceTest, ABootloaderConnectStartsNoReceiver) {
+    plug();
+    ASSERT_EQ(device.connectWithBootloaderParams("OKVX0001"), 0);
+    EXPECT_THAT(converter->calls(),
+                AllOf(Contains("setBaudRate 19200"), Contains("setFlowControl 0x0400 0x11 0x13")));
+    EXPECT_FALSE(device.isFirmwareConnected());
+    converter->receive("c45b2 v1");
+    std::string banner;
+    EXPECT_EQ(device.read(&banner, 64), FT_OK);
+    EXPECT_EQ(banner, "c45b2 v1");
+    EXPECT_THAT(log.lines(), Not(Contains(HasSubstr("receiver Thread started"))));
+    device.disconnect();
+    converter->fail("setFlowControl", FT_IO_ERROR, 1);
+    EXPECT_EQ(device.connectWithBootloaderParams("OKVX0001"), 1);
+    EXPECT_FALSE(converter->isOpen());
+}
+
+TEST_F(DeviceTest, WithoutASerialNothingIsOpened) {
+    plug();
+    EXPECT_EQ(device.connectWithFirmwareParams(), 1);
+    device.setMainFrame(&window);
+    EXPECT_EQ(device.connectWithFirmwareParams(), 1);
+    EXPECT_EQ(device.connectWithBootloaderParams(), 1);
+    EXPECT_EQ(device.connectWithFirmwareParams(""), 1);
+    EXPECT_THAT(converter->calls(), IsEmpty());
+    window.selected = "OKVX0001";
+    EXPECT_EQ(device.connectWithBootloaderParams(), 0);
+    EXPECT_EQ(device.connectWithFirmwareParams(), 0);
+}
+
+TEST(Identity, RecordsAreShownInTheirOrder) {
+    EXPECT_EQ((FirmwareVersion{{1, 2, 30, 4}}.toString()), "01.02.30.04");
+    EXPECT_LT((FirmwareVersion{{0, 0, 9, 98}}), (FirmwareVersion{{0, 0, 9, 99}}));
+    EXPECT_EQ((BootloaderVersion{{1, 'x', 12, 'y'}}.toString()), "01x12y");
+    EXPECT_EQ((BootloaderVersion{{1, 0x7F, 12, 'y'}}.toString()), "unknown");
+    EXPECT_EQ(BootloaderDesc{}.toString(), "unknown");
+    BootloaderDesc garbled{{'a', '\xE9'}};
+    EXPECT_EQ(garbled.toString(), "unknown");
+}
+
+// ---- Frames ----
+
+TEST_F(DeviceTest, ErrorReportsAreLoggedWithSignedBytes) {
+    dispatch({msg_type::error, 1, 0x12, 0x05});
+    dispatch({0x50, 0x10, 0xF1, 0x09, 0x55});
+    dispatch({msg_type::error, 1, 0x12});
+    EXPECT_THAT(log.lines(),
+                ElementsAre("ERROR: src/OABR-Switch/OABRDevice:127 ERROR in type(12) cmd(05)\n",
+                            "ERROR: src/OABR-Switch/OABRDevice:127 ERROR in type(FFFFFFF1) cmd(09)\n",
+                            "ERROR: src/OABR-Switch/OABRDevice:127 ERROR in type(FFFFFFE0)\n"));
+}
+
+TEST_F(DeviceTest, FramesOfNobodyAreDroppedWithoutAWord) {
+    for (const Bytes& frame : std::vector<Bytes>{{},
+                                                 {0xE0},
+                                                 {msg_type::ignored, 1, 2, 3},
+                                                 {msg_type::reply, 0x4B, 0},
+                                                 {msg_type::data_reply, 0x99},
+                                                 {msg_type::control_reply, 0x99},
+                                                 {msg_type::hardkey, 0x72, 1, 1, 1, 1},
+                                                 {msg_type::request, 0x05, 0}})
+        dispatch(frame);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(DeviceTest, DebugTextsEndWithTheirFrame) {
+    dispatch({msg_type::request, msg_cmd::debug, 'b', 'o', 'o', 't'});
+    dispatch({msg_type::reply, msg_cmd::debug, 'o', 'k', 0, 'x'});
+    dispatch({msg_type::reply, msg_cmd::debug});
+    EXPECT_THAT(log.lines(), ElementsAre("DEBUG: src/OABR-Switch/OABRDevice:28 DBG RQ: boot\n",
+                                         "DEBUG: src/OABR-Switch/OABRDevice:34 DBG: ok\n",
+                                         "DEBUG: src/OABR-Switch/OABRDevice:34 DBG: \n"));
+}
+
+TEST_F(DeviceTest, APingOfTheDeviceComesBackAsAReply) {
+    connect();
+    Bytes ping{msg_type::request, msg_cmd::ping, 1, 2, 3, 4, 5, 0x7E, 0x7D, 8};
+    converter->clearWritten();
+    converter->receive(framed(ping));
+    ping[0] = msg_type::reply;
+    ASSERT_TRUE(converter->waitWritten(framed(ping).size()));
+    EXPECT_THAT(framesIn(converter->written()), ElementsAre(ping));
+}
+
+TEST_F(DeviceTest, HardkeysAreKeptAndTheWindowIsTold) {
+    device.setMainFrame(&window);
+    dispatch({msg_type::hardkey, msg_cmd::hardkey_state, 1, 0, 0xFF, 0});
+    const auto* const keys = device.getHardkeyState();
+    EXPECT_TRUE(keys[0] && !keys[1] && keys[2] && !keys[3]);
+    dispatch({msg_type::hardkey, msg_cmd::hardkey_state, 0, 1});
+    EXPECT_TRUE(!keys[0] && keys[1] && !keys[2] && !keys[3]);
+    EXPECT_THAT(window.ids, ElementsAre(6019, 6019));
+    EXPECT_EQ(window.types[0], wxEVT_THREAD);
+    device.setMainFrame(nullptr);
+    dispatch({msg_type::hardkey, msg_cmd::hardkey_state, 0, 0, 0, 0});
+    EXPECT_EQ(window.ids.size(), 2u);
+}
+
+TEST_F(DeviceTest, CanRecordsGoToTheQueueOrElseArePrinted) {
+    const Bytes record{
+        msg_type::data_reply, msg_cmd::can_trace_record, 0, 1, 0, 0, 0, 0x24, 0x60, 0, 0, 2, 0xAB, 0xCD};
+    testing::internal::CaptureStdout();
+    dispatch(record);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "0000001 123 02 ABCD\n");
+
+    int woken = 0;
+    const auto queue = std::make_shared<CanTraceQueue>([&] { ++woken; }, 3);
+    device.setCanTrace(queue);
+    for (int i = 0; i < 5; ++i)
+        dispatch(record);
+    EXPECT_EQ(woken, 1);
+    const auto records = queue->take();
+    ASSERT_EQ(records.size(), 3u);
+    EXPECT_EQ(Bytes(records[0].frame.begin(), records[0].frame.begin() + records[0].length), record);
+    EXPECT_EQ(queue->takeDropped(), 2u);
+    dispatch(record);
+    EXPECT_EQ(woken, 2);
+}
+
+// ---- The receiver ----
+
+TEST_F(DeviceTest, ABurstLongerThanOneReadArrivesWhole) {
+    connect();
+    const auto queue = std::make_shared<CanTraceQueue>();
+    device.setCanTrace(queue);
+    std::string burst;
+    for (uint8_t i = 0; i < 20; ++i)
+        burst +=
+            framed({msg_type::data_reply, msg_cmd::can_trace_record, i, 0x7E, 0x7D, 0, 0, 0, 0, 0, 0, 0});
+    converter->receive("noise \x7D\x7E" + burst + framed({msg_type::request, msg_cmd::ping, 9}));
+    converter->clearWritten();
+    ASSERT_TRUE(converter->waitWritten(framed({msg_type::reply, msg_cmd::ping, 9}).size()));
+    EXPECT_EQ(queue->take().size(), 20u);
+}
+
+TEST_F(DeviceTest, AnUnpluggedDeviceEndsTheReceiverAndTheReplacementConnects) {
+    connect();
+    EXPECT_FALSE(device.receiverEnded());
+    driver->unplug("OKVX0001");
+    ASSERT_TRUE(waitReceiverEnded());
+    EXPECT_THAT(log.lines("ERROR"), ElementsAre("ERROR: src/Chip45/D2XX:189 FT_GetStatus failed: 4"));
+    firmware.reset();
+    connect();
+    EXPECT_FALSE(device.receiverEnded());
+    uint32_t microseconds = 0;
+    EXPECT_EQ(ping(&microseconds), 0);
+}
+
+TEST_F(DeviceTest, AConverterThatGoesWithoutAnEventIsNoticed) {
+    connect();
+    converter->fail("status", FT_IO_ERROR);
+    EXPECT_TRUE(waitReceiverEnded());
+}
+
+TEST_F(DeviceTest, AStopThatCameTooLateDoesNotEndTheNextReceiver) {
+    connect();
+    driver->unplug("OKVX0001");
+    ASSERT_TRUE(waitReceiverEnded());
+    device.disconnect();  // signals a receiver that has gone
+    firmware.reset();
+    connect();
+    uint32_t microseconds = 0;
+    EXPECT_EQ(ping(&microseconds), 0);
+    EXPECT_EQ(device.startReceiverThread(), 0);  // runs already
+    EXPECT_EQ(ping(&microseconds), 0);
+}
+
+// ---- Several threads ----
+
+TEST_F(DeviceTest, FramesOfSeveralThreadsDoNotMix) {
+    connect();
+    converter->clearWritten();
+    constexpr int threads = 4;
+    constexpr int frames = 200;
+    std::vector<std::thread> senders;
+    for (int thread = 0; thread < threads; ++thread)
+        senders.emplace_back([thread] {
+            const std::string text(static_cast<size_t>(10 + thread), static_cast<char>('a' + thread));
+            for (int i = 0; i < frames; ++i)
+                hdlc_dbg_send_rq(text.c_str());
+        });
+    for (std::thread& sender : senders)
+        sender.join();
+    EXPECT_EQ(framesIn(converter->written()).size(), static_cast<size_t>(threads * frames));
+}
+
+TEST_F(DeviceTest, ABrokenWriteDropsTheRestOfItsFrameAndFreesTheLine) {
+    connect();
+    converter->clearWritten();
+    converter->fail("write", FT_IO_ERROR, 1, 3);
+    hdlc_dbg_send_rq("lost");
+    EXPECT_THAT(log.lines("ERROR"), ElementsAre("ERROR: src/Chip45/D2XX:172 FT_Write failed: 4"));
+    EXPECT_EQ(converter->written().size(), 3u);
+    std::thread([] { hdlc_dbg_send_rq("whole"); }).join();
+    EXPECT_THAT(framesIn(converter->written()),
+                Contains(Bytes{msg_type::request, msg_cmd::debug, 'w', 'h', 'o', 'l', 'e'}));
+}
+
+TEST_F(DeviceTest, ThreadsOnAFaultyDeviceNeverGetAWrongValue) {
+    connect();
+    const auto mdio = [](const Bytes& asked) {
+        return Bytes{msg_type::reply, msg_cmd::mdio_read, asked[2],
+                     asked[3],        asked[3],           static_cast<uint8_t>(~asked[3])};
+    };
+    firmware->answer(msg_type::request, msg_cmd::mdio_read,
+                     [&](const Bytes& asked) { return std::vector<Bytes>{mdio(asked)}; });
+    firmware->answer(msg_type::request, msg_cmd::smi_read, [](const Bytes& asked) {
+        return std::vector<Bytes>{
+            {msg_type::reply, msg_cmd::smi_read, asked[2], static_cast<uint8_t>(asked[2] ^ 0x5A)}};
+    });
+    int count = 0;
+    Bytes late;
+    firmware->intercept([&](const Bytes& asked, std::vector<Bytes>* answer) {
+        ++count;
+        if (count < 6) return false;   // a device shows how it answers before it fails
+        if (count == 20) return true;  // dropped
+        if (asked[1] != msg_cmd::mdio_read) return false;
+        if (count % 7 == 0) *answer = {mdio(asked), mdio(asked)};  // doubled
+        if (count >= 30 && late.empty()) {                         // comes with the next one of its kind
+            late = mdio(asked);
+            return true;
+        }
+        if (!late.empty() && count < 60) {
+            *answer = {late, mdio(asked)};
+            late = {0};
+        }
+        return !answer->empty();
+    });
+    std::atomic<int> wrong{0};
+    std::atomic<int> failed{0};
+    const auto readPhy = [&](int first) {
+        for (int i = 0; i < 30; ++i) {
+            const auto reg = static_cast<uint8_t>(first + i);
+            uint16_t value = 0;
+            if (mdio_read(mdio_switch, reg, &value) != 0)
+                ++failed;
+            else if (value != static_cast<uint16_t>(reg | static_cast<uint8_t>(~reg) << 8))
+                ++wrong;
+        }
+    };
+    std::thread same([&] { readPhy(0); });
+    std::thread kind([&] { readPhy(100); });
+    for (int i = 0; i < 30; ++i) {
+        uint8_t value = 0;
+        if (smi_read(static_cast<uint8_t>(i), &value) != 0)
+            ++failed;
+        else if (value != (i ^ 0x5A))
+            ++wrong;
+    }
+    same.join();
+    kind.join();
+    EXPECT_EQ(wrong, 0);
+    EXPECT_GE(failed, 1);
+    EXPECT_LE(failed, 6);
+}
+
+// ---- Operations ----
+
+TEST_F(DeviceTest, ResetPulsesTheResetLine) {
+    connect();
+    converter->clearCalls();
+    EXPECT_EQ(device.resetDevice(), FT_OK);
+    std::vector<std::string> pins = converter->calls();
+    std::erase_if(pins, [](const std::string& call) { return !call.starts_with("setBitMode"); });
+    EXPECT_THAT(pins, ElementsAre("setBitMode 0xF0 0x20", "setBitMode 0xF1 0x20"));
+    EXPECT_EQ(log.lines().front(), "DEBUG: src/OABR-Switch/OABRDevice:586 Reset Device");
+    converter->fail("setBitMode", FT_IO_ERROR);
+    EXPECT_EQ(device.resetDevice(), FT_IO_ERROR);
+}
+
+TEST_F(DeviceTest, OperationsThatGetNoAnswerAreLoggedAndPassedOn) {
+    connect();
+    testing::internal::CaptureStderr();
+    const std::pair<std::function<int()>, const char*> operations[] = {
+        {[&] { return device.updateHardkeys(); }, "738 hk_status"},
+        {[&] {
+             uint8_t bytes[4];
+             return device.readE2P(0x200, 4, bytes);
+         },
+         "668 e2p_read failed"},
+        {[&] {
+             const uint8_t bytes[4] = {};
+             return device.writeE2P(0x200, 4, bytes);
+         },
+         "692 e2p_write failed\n"},
+        {[&] {
+             uint8_t value;
+             return device.readSMI(1, &value);
+         },
+         "704 smi_read"},
+        {[&] { return device.writeSMI(1, 2); }, "712 smi_write"},
+        {[&] {
+             uint16_t value;
+             return device.readMDIO(6, 1, &value);
+         },
+         "720 mdio_read"},
+        {[&] { return device.writeMDIO(6, 1, 2); }, "728 mdio_write"},
+        {[&] { return device.setPower(true); }, "613 setPower failed"},
+        {[&] { return device.setSniff(1, 0x80); }, "628 ksz_set_sniff failed"},
+        {[&] {
+             uint8_t mode;
+             return device.getSniff(2, &mode);
+         },
+         "640 ksz_set_sniff failed"},
+        {[&] { return device.setBootloaderFlag(true); }, nullptr},
+    };
+    // Each waits for a second; of different kinds, so they wait together.
+    std::vector<int> results(std::size(operations));
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < std::size(operations); ++i)
+        threads.emplace_back([&, i] { results[i] = operations[i].first(); });
+    for (std::thread& thread : threads)
+        thread.join();
+    for (size_t i = 0; i < std::size(operations); ++i) {
+        if (!operations[i].second) continue;
+        SCOPED_TRACE(operations[i].second);
+        EXPECT_NE(results[i], 0);
+        EXPECT_THAT(log.lines("ERROR"),
+                    Contains("ERROR: src/OABR-Switch/OABRDevice:" + std::string(operations[i].second)));
+    }
+    EXPECT_EQ(results.back(), 1);
+    EXPECT_THAT(log.lines("DEBUG"),
+                AllOf(Contains("DEBUG: src/OABR-Switch/OABRDevice:597 Setting Bootloader Flag"),
+                      Contains("DEBUG: src/OABR-Switch/OABRDevice:625 set Port 1 to mode 128")));
+    testing::internal::GetCapturedStderr();
+}
+
+TEST_F(DeviceTest, SniffBitsGoBothWays) {
+    connect();
+    uint8_t control = 0x1F;
+    firmware->answer(msg_type::request, msg_cmd::mdio_read, [&](const Bytes& asked) {
+        return std::vector<Bytes>{{msg_type::reply, msg_cmd::mdio_read, asked[2], asked[3], control, 0}};
+    });
+    firmware->answer(msg_type::request, msg_cmd::mdio_write, [&](const Bytes& asked) {
+        control = asked[4];
+        return std::vector<Bytes>{{msg_type::reply, msg_cmd::mdio_write, asked[2], asked[3], asked[4], 0}};
+    });
+    EXPECT_EQ(device.setSniff(3, 0x60), 0);
+    EXPECT_EQ(control, 0x7F);
+    uint8_t mode = 0;
+    EXPECT_EQ(device.getSniff(3, &mode), 0);
+    EXPECT_EQ(mode, 0x60);
+    EXPECT_EQ(log.lines().back(), "DEBUG: src/OABR-Switch/OABRDevice:644 get Port 3 = 96");
+}
+
+TEST_F(DeviceTest, AnEepromReadThatComesBackShortIsNoSuccess) {
+    connect();
+    firmware->answer(msg_type::request, msg_cmd::e2p_read, [](const Bytes& asked) {
+        Bytes answer{msg_type::reply, msg_cmd::e2p_read, asked[2], asked[3], 3, 0xA, 0xB, 0xC};
+        return std::vector<Bytes>{answer};
+    });
+    uint8_t bytes[57] = {};
+    EXPECT_EQ(device.readE2P(0x200, 3, bytes), 0);
+    EXPECT_EQ(bytes[2], 0xC);
+    EXPECT_NE(device.readE2P(0x200, 4, bytes), 0);
+    uint8_t large[300] = {};
+    EXPECT_NE(device.readE2P(0x200, 259, large), 0);  // the request counts in eight bits
+}
+
+TEST_F(DeviceTest, ConfigurationListsAreWrittenBetweenTheirMarkers) {
+    connect();
+    firmware->answer(msg_type::request, msg_cmd::e2p_write, [](const Bytes& asked) {
+        return std::vector<Bytes>{{msg_type::reply, msg_cmd::e2p_write, asked[2], asked[3], asked[4]}};
+    });
+    const e2p_cfg_cmd begin{0x03, {0xBB, 0xCC}};
+    const e2p_cfg_cmd end{0x13, {0xEE, 0xCC}};
+    const e2p_cfg_cmd body{0x45, {6, 44, 0x7F, 0}};
+    EXPECT_EQ(device.writeE2PConfig({body}, {}, {begin, body, end}), 0);
+    const auto at = [](uint16_t address, const e2p_cfg_cmd& record) {
+        Bytes out{msg_type::request,
+                  msg_cmd::e2p_write,
+                  static_cast<uint8_t>(address),
+                  static_cast<uint8_t>(address >> 8),
+                  static_cast<uint8_t>(record.length()),
+                  record.header};
+        out.insert(out.end(), record.body, record.body + record.length() - 1);
+        return out;
+    };
+    EXPECT_THAT(firmware->requests(msg_type::request, msg_cmd::e2p_write),
+                ElementsAre(at(512, begin), at(515, body), at(520, end), at(1568, begin), at(1571, end),
+                            at(1808, begin), at(1811, body), at(1816, end)));
+}
+
+TEST_F(DeviceTest, APingReplyThatNobodyWaitsForTellsHowLongItTook) {
+    const auto stamped = [](uint64_t age) {
+        const auto now = std::chrono::system_clock::now().time_since_epoch();
+        const uint64_t sent =
+            static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count()) - age;
+        Bytes frame{msg_type::reply, msg_cmd::ping, 0, 0, 0, 0, 0, 0, 0, 0};
+        put_le32(&frame[2], static_cast<uint32_t>(sent));
+        put_le32(&frame[6], static_cast<uint32_t>(sent >> 32));
+        return frame;
+    };
+    testing::internal::CaptureStdout();
+    const Bytes old = stamped(5'000'000);
+    hdlc_ping_process_rsp(old.data(), static_cast<uint16_t>(old.size()));
+    EXPECT_THAT(testing::internal::GetCapturedStdout(),
+                testing::MatchesRegex("PING: turn around 5[0-9][0-9][0-9]ms\n"));
+    testing::internal::CaptureStdout();
+    hdlc_ping_process_rsp(old.data(), 9);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+}  // namespace
+}  // namespace kovgui::oabr
