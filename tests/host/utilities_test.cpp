@@ -1,0 +1,86 @@
+#include "src/utilities.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <clocale>
+
+namespace kovgui {
+namespace {
+
+TEST(Utilities, HexDigitsAreNotValidatedByTheFirstPair) {
+    EXPECT_EQ(asciiToHex('7'), 7);
+    EXPECT_EQ(asciiToHex('b'), 11);
+    EXPECT_EQ(asciiToHex('F'), 15);
+    EXPECT_EQ(asciiToHex('G'), 16);
+    EXPECT_EQ(asciiToHex('/'), 0);
+    EXPECT_EQ(asciiToHex('A', '5'), 0xA5);
+    EXPECT_EQ(asciiToHex('z', 'f'), static_cast<unsigned char>((35 << 4) + 15));
+    EXPECT_EQ(hex2uchar('e'), 14);
+    EXPECT_EQ(hex2ascii("9C"), 0x9C);
+    EXPECT_EQ(hex2ascii(""), 0);
+}
+
+TEST(Utilities, DatesWithSlashesBecomeLocalMidnight) {
+    std::tm expected{};
+    expected.tm_year = 121;
+    expected.tm_mon = 6;
+    expected.tm_mday = 14;
+    EXPECT_EQ(to_seconds("2021/07/14"), std::mktime(&expected));
+    for (const char* text : {"2021-07-14", "2021/13/01", "2021/07", "", "yesterday"})
+        EXPECT_EQ(to_seconds(text), 0) << text;
+}
+
+TEST(Utilities, TimesAreReadByTheirFormat) {
+    std::tm time{};
+    const char* const rest = _strptime("  8:05:59 x", "%H:%M:%S", &time);
+    ASSERT_NE(rest, nullptr);
+    EXPECT_STREQ(rest, " x");
+    EXPECT_EQ(time.tm_hour * 10000 + time.tm_min * 100 + time.tm_sec, 80559);
+    EXPECT_EQ(_strptime("8", "%H:%M", &time), nullptr);
+    EXPECT_EQ(_strptime("8", "%Q", &time), nullptr);
+}
+
+TEST(Utilities, MacAddressesGetTheirNormalFormOrStayAsTheyAre) {
+    wxString mac = "1:a:Bc:0:ff:07";
+    EXPECT_TRUE(validateMac(mac));
+    EXPECT_EQ(mac, "01:0A:BC:00:FF:07");
+    for (const char* text :
+         {"", "1:2:3:4:5", "1:2:3:4:5:6:7", "1:2:3:4:5:", "1:2:3:4:5:100", "1:2:3:4:5:0x", "1:2:3:4:5:-1"}) {
+        wxString wrong = text;
+        EXPECT_FALSE(validateMac(wrong)) << text;
+        EXPECT_EQ(wrong, text);
+    }
+}
+
+TEST(Utilities, ReplaceGoesOnBehindWhatItInserted) {
+    std::string text = "aXbXX";
+    replace(text, "X", "XX");
+    EXPECT_EQ(text, "aXXbXXXX");
+    replace(text, "", "y");
+    EXPECT_EQ(text, "aXXbXXXX");
+}
+
+TEST(Utilities, WideAndNarrowTextsKeepWhatTheyCan) {
+    EXPECT_EQ(toAnsi(std::wstring(L"plain")), "plain");
+    EXPECT_EQ(toUnicode(std::string("plain")), L"plain");
+    EXPECT_EQ(toAnsi(L"a\u20AC"), "a?");  // the C locale knows no euro sign
+    const char* const utf8 = std::setlocale(LC_CTYPE, "C.UTF-8");
+    ASSERT_NE(utf8, nullptr);
+    EXPECT_EQ(toAnsi(L"a\u20AC"), "a\xE2\x82\xAC");
+    EXPECT_EQ(toUnicode("a\xE2\x82\xAC\xFF!"), L"a\u20AC?!");
+    std::setlocale(LC_CTYPE, "C");
+}
+
+TEST(Utilities, SystemErrorsStandWhereTheFormatWantsThem) {
+    errno = ENOENT;
+    EXPECT_EQ(getLastWindowsError("[%s]").substr(0, 8), "[No such");
+    EXPECT_EQ(getLastWindowsError("%d"), "%d");
+}
+
+TEST(Utilities, DeviceBytesCannotControlATerminal) {
+    EXPECT_EQ(printable(std::string_view("a\tb\n\x1B[31m\0\x80", 11)), "a\tb\n\\x1B[31m\\x00\\x80");
+}
+
+}  // namespace
+}  // namespace kovgui
