@@ -12,6 +12,13 @@ add_custom_command(
 add_library(oabr_gui STATIC
     ${embedded_source}
     Application.cpp
+    ConfigDlg/CounterPanel.cpp
+    ConfigDlg/CounterThread.cpp
+    ConfigDlg/CustomSettingsPanel.cpp
+    ConfigDlg/PortConfigPage.cpp
+    ConfigDlg/PortConfigPanel.cpp
+    ConfigDlg/SniffingPanel.cpp
+    ConfigDlg/sniffing.cpp
     Controls/OABRControl.cpp
     Controls/OABRControlFrame.cpp
     Controls/OABRRegCheckBox.cpp
@@ -19,6 +26,9 @@ add_library(oabr_gui STATIC
     Controls/OABRRegRadioButton.cpp
     Controls/OABRRegStaticText.cpp
     Controls/TabbedPage.cpp
+    Controls/bound_rows.cpp
+    FlashDlg/FlashPanel.cpp
+    FlashDlg/version_compare.cpp
     MainFrame.cpp
     ResourceManager.cpp
     cli/CLIDialog.cpp

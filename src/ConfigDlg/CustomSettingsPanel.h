@@ -1,0 +1,35 @@
+#pragma once
+
+#include "src/Controls/OABRControlFrame.h"
+
+namespace kovgui {
+
+/// The settings of the USB port, and what its link is like now.
+class CustomSettingsPanel : public controls::OABRControlFrame {
+public:
+    /// Identifiers of the controls.
+    enum Id {
+        ID_USB_AUTONEG = 1200,
+        ID_USB_DUPLEX,
+        ID_USB_FLOW,
+        ID_USB_SPEED,
+        ID_USB_LINK_DUPLEX,
+        ID_USB_LINK_FLOW,
+        ID_USB_LINK_SPEED,
+    };
+
+    explicit CustomSettingsPanel(wxWindow* parent);
+
+    void ReadAllRegisters() override;
+    void SetAllRegisters() override;
+    void OnValueChangedEvent(wxCommandEvent& event) override;
+
+private:
+    void enableForced();
+
+    wxCheckBox* negotiation_;
+    wxWindow* duplex_;
+    wxWindow* speed_;
+};
+
+}  // namespace kovgui

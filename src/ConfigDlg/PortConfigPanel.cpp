@@ -1,0 +1,116 @@
+#include "src/ConfigDlg/PortConfigPanel.h"
+
+#include <wx/sizer.h>
+
+#include "lib/port_config.h"
+#include "src/ConfigDlg/port_values.h"
+#include "src/Controls/bound_rows.h"
+
+namespace kovgui {
+namespace {
+
+using controls::RowBox;
+using controls::SettingRow;
+
+constexpr const char* role_tip = "Which end of the line gives the clock; fixed by the device";
+constexpr const char* flow_tip = "Whether the port asks its partner to pause when it cannot keep up";
+constexpr const char* forced_tip = "Acts only without auto negotiation";
+
+struct OabrRows {
+    const char* title;
+    SettingRow role, flow, speed;
+};
+
+constexpr OabrRows oabr_rows[] = {
+    {"OABR1",
+     {PortConfigPanel::ID_OABR1_ROLE, "Role:", role_tip, role_values, OABR1_role_get},
+     {PortConfigPanel::ID_OABR1_FLOW, "Flow &control:", flow_tip, flow_values, OABR1_flow_get, OABR1_flow_set,
+      OABR1_flow_store},
+     {PortConfigPanel::ID_OABR1_SPEED, "S&peed:", "Speed of the port OABR1", speed_values, OABR1_speed_get,
+      OABR1_speed_set, OABR1_speed_store}},
+    {"OABR2",
+     {PortConfigPanel::ID_OABR2_ROLE, "Role:", role_tip, role_values, OABR2_role_get},
+     {PortConfigPanel::ID_OABR2_FLOW, "Flow c&ontrol:", flow_tip, flow_values, OABR2_flow_get, OABR2_flow_set,
+      OABR2_flow_store},
+     {PortConfigPanel::ID_OABR2_SPEED, "Sp&eed:", "Speed of the port OABR2", speed_values, OABR2_speed_get,
+      OABR2_speed_set, OABR2_speed_store}},
+};
+
+constexpr SettingRow eth_negotiation = {PortConfigPanel::ID_ETH_AUTONEG,
+                                        "&Auto negotiation",
+                                        "The port agrees on speed and duplex with its partner",
+                                        negotiation_values,
+                                        ETH_autoneg_get,
+                                        ETH_autoneg_set,
+                                        ETH_autoneg_store};
+constexpr SettingRow eth_duplex = {PortConfigPanel::ID_ETH_DUPLEX,
+                                   "D&uplex:",
+                                   forced_tip,
+                                   duplex_values,
+                                   ETH_duplex_get,
+                                   ETH_duplex_set,
+                                   ETH_duplex_store};
+constexpr SettingRow eth_flow = {PortConfigPanel::ID_ETH_FLOW,
+                                 "Flow con&trol:",
+                                 flow_tip,
+                                 flow_values,
+                                 ETH_flow_get,
+                                 ETH_flow_set,
+                                 ETH_flow_store};
+constexpr SettingRow eth_speed = {PortConfigPanel::ID_ETH_SPEED,
+                                  "Spee&d:",
+                                  forced_tip,
+                                  speed_values,
+                                  ETH_speed_get,
+                                  ETH_speed_set,
+                                  ETH_speed_store};
+
+}  // namespace
+
+PortConfigPanel::PortConfigPanel(wxWindow* parent) : OABRControlFrame(parent, "Port Config") {
+    const wxSizerFlags flags = wxSizerFlags().Expand().Border(wxALL, FromDIP(8));
+    auto* oabr = new wxBoxSizer(wxHORIZONTAL);
+    for (const OabrRows& rows : oabr_rows) {
+        RowBox box(this, rows.title);
+        box.addState(rows.role);
+        box.addChoice(rows.flow);
+        box.addChoice(rows.speed);
+        oabr->Add(box.sizer(), wxSizerFlags(flags).Proportion(1));
+    }
+    RowBox eth(this, "100BaseTX");
+    negotiation_ = eth.addCheckBox(eth_negotiation);
+    duplex_ = eth.addChoice(eth_duplex);
+    eth.addChoice(eth_flow);
+    speed_ = eth.addChoice(eth_speed);
+
+    auto* ethernet = new wxBoxSizer(wxHORIZONTAL);
+    ethernet->Add(eth.sizer(), wxSizerFlags(flags).Proportion(1));
+    ethernet->AddStretchSpacer(1);
+    auto* content = new wxBoxSizer(wxVERTICAL);
+    content->Add(oabr, wxSizerFlags().Expand());
+    content->Add(ethernet, wxSizerFlags().Expand());
+    SetSizer(content);
+    OnValuesChanged100BaseTx();
+}
+
+void PortConfigPanel::ReadAllRegisters() {
+    OABRControlFrame::ReadAllRegisters();
+    OnValuesChanged100BaseTx();
+}
+
+void PortConfigPanel::SetAllRegisters() {
+    OnValuesChanged100BaseTx();
+    OABRControlFrame::SetAllRegisters();
+}
+
+void PortConfigPanel::OnValueChangedEvent(wxCommandEvent& event) {
+    OnValuesChanged100BaseTx();
+    OABRControlFrame::OnValueChangedEvent(event);
+}
+
+void PortConfigPanel::OnValuesChanged100BaseTx() {
+    duplex_->Enable(!negotiation_->GetValue());
+    speed_->Enable(!negotiation_->GetValue());
+}
+
+}  // namespace kovgui

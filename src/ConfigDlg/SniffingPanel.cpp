@@ -1,0 +1,151 @@
+#include "src/ConfigDlg/SniffingPanel.h"
+
+#include <wx/html/htmlwin.h>
+#include <wx/settings.h>
+#include <wx/sizer.h>
+#include <wx/stattext.h>
+
+#include "lib/comm_obj.h"
+#include "lib/port_config.h"
+#include "src/ConfigDlg/sniffing.h"
+#include "src/Controls/bound_rows.h"
+#include "src/accessible.h"
+
+namespace kovgui {
+namespace {
+
+using controls::OABRControl;
+using controls::RowBox;
+using controls::SettingRow;
+
+constexpr OABRControl::ValuePair sniff_port_values[] = {{"Disabled", sniff_on_none},
+                                                        {"OABR1", sniff_on_oabr1},
+                                                        {"OABR2", sniff_on_oabr2},
+                                                        {"100BaseTX", sniff_on_100basetx},
+                                                        {"USB", sniff_on_usb}};
+constexpr OABRControl::ValuePair mode_values[] = {{"off", sniff_none},
+                                                  {"TX only", sniff_value_transmit},
+                                                  {"RX only", sniff_value_receive},
+                                                  {"TX and RX", sniff_value_both}};
+
+constexpr const char* mode_tip = "Which traffic of this port is forwarded to the sniff port";
+
+// By sniff port value; crossed as that is, or a mode written for one port would take the mark of the sniff
+// port from the other.
+constexpr SettingRow mode_rows[] = {
+    {SniffingPanel::ID_SNIFF_OABR1, "OABR&1:", mode_tip, mode_values, OABR2_sniff_get, OABR2_sniff_set,
+     OABR2_sniff_store},
+    {SniffingPanel::ID_SNIFF_OABR2, "OABR&2:", mode_tip, mode_values, OABR1_sniff_get, OABR1_sniff_set,
+     OABR1_sniff_store},
+    {SniffingPanel::ID_SNIFF_100BASETX, "100&BaseTx:", mode_tip, mode_values, ETH_sniff_get, ETH_sniff_set,
+     ETH_sniff_store},
+    {SniffingPanel::ID_SNIFF_USB, "&USB:", mode_tip, mode_values, USB_sniff_get, USB_sniff_set,
+     USB_sniff_store},
+};
+
+constexpr SettingRow sniff_port_row = {SniffingPanel::ID_SNIFF_PORT,
+                                       "Sniff &on Port:", "The port to which the traffic will be forwarded",
+                                       sniff_port_values};
+
+constexpr const char* help_text =
+    "<h4>How to use Port Mirroring</h4>"
+    "<p>Port mirroring copies the traffic of ports to one other port, where an analyser records it.</p>"
+    "<p><b>Sniff on Port:</b> the port to which the traffic will be forwarded. With <i>Disabled</i> nothing "
+    "is mirrored.</p>"
+    "<p><b>Ports:</b> for every other port, what of its traffic is mirrored:</p>"
+    "<ul>"
+    "<li><b>off</b>: nothing</li>"
+    "<li><b>TX only</b>: the frames that the port sends</li>"
+    "<li><b>RX only</b>: the frames that the port receives</li>"
+    "<li><b>TX and RX</b>: the frames that it sends and those that it receives</li>"
+    "</ul>"
+    "<p>A port cannot be mirrored onto itself. A change acts at once; <i>Store</i> keeps it over the next "
+    "start of the device.</p>";
+
+}  // namespace
+
+SniffingPanel::SniffingPanel(wxWindow* parent) : OABRControlFrame(parent, "Sniffing") {
+    const int gap = FromDIP(8);
+    auto* title = new wxStaticBoxSizer(wxHORIZONTAL, this, "Sniffing");
+    auto* choices = new wxBoxSizer(wxVERTICAL);
+
+    auto* label = new wxStaticText(title->GetStaticBox(), wxID_ANY, sniff_port_row.label);
+    sniff_port_ = new controls::OABRRegComboBox(this, sniff_port_row.id, sniff_port_row.label,
+                                                wxDefaultPosition, wxDefaultSize, title->GetStaticBox());
+    sniff_port_->Append(sniff_port_values, static_cast<int>(std::size(sniff_port_values)));
+    sniff_port_->bind({getSniffing, setSniffing, storeSniffing});
+    sniff_port_->SetToolTip(sniff_port_row.tooltip);
+    auto* line = new wxBoxSizer(wxHORIZONTAL);
+    line->Add(label, wxSizerFlags().CenterVertical().Border(wxRIGHT, gap));
+    line->Add(sniff_port_, wxSizerFlags(1).CenterVertical());
+    choices->Add(line, wxSizerFlags().Expand().Border(wxALL, gap));
+
+    RowBox box(this, "Ports", title->GetStaticBox());
+    for (size_t port = 0; port < ports; ++port) {
+        modes_[port] = box.addChoice(mode_rows[port]);
+        mode_labels_[port] = box.lastLabel();
+    }
+    choices->Add(box.sizer(), wxSizerFlags().Expand().Border(wxALL, gap));
+    title->Add(choices);
+
+    auto* help = new wxHtmlWindow(title->GetStaticBox(), wxID_ANY, wxDefaultPosition,
+                                  FromDIP(wxSize(240, 200)), wxHW_DEFAULT_STYLE, "htmlWindow");
+    setAccessibleName(help, "How to use Port Mirroring");
+    OnHelpText(help);
+    title->Add(help, wxSizerFlags(1).Expand().Border(wxALL, gap));
+
+    auto* content = new wxBoxSizer(wxVERTICAL);
+    content->Add(title, wxSizerFlags(1).Expand().Border(wxALL, gap));
+    SetSizer(content);
+    OnDisableSelected();
+}
+
+void SniffingPanel::OnHelpText(wxHtmlWindow* pane) {
+    const auto colour = [](wxSystemColour index) {
+        return wxSystemSettings::GetColour(index).GetAsString(wxC2S_HTML_SYNTAX);
+    };
+    pane->SetPage("<html><body bgcolor=\"" + colour(wxSYS_COLOUR_WINDOW) + "\" text=\"" +
+                  colour(wxSYS_COLOUR_WINDOWTEXT) + "\">" + help_text + "</body></html>");
+}
+
+/// A port cannot mirror onto itself, and without a sniff port there is nothing to mirror to.
+void SniffingPanel::OnDisableSelected() {
+    const int sniff_port = sniff_port_->selectedValue().value_or(sniff_on_none);
+    if (sniff_port < sniff_on_none || sniff_port > sniff_on_usb) return;
+    for (int port = sniff_on_oabr1; port <= sniff_on_usb; ++port) {
+        const auto index = static_cast<size_t>(port - sniff_on_oabr1);
+        const bool can_mirror = sniff_port != sniff_on_none && sniff_port != port;
+        if (!can_mirror) modes_[index]->selectValue(sniff_none);
+        modes_[index]->Enable(can_mirror);
+        mode_labels_[index]->Enable(can_mirror);
+    }
+}
+
+void SniffingPanel::ReadAllRegisters() {
+    OABRControlFrame::ReadAllRegisters();
+    OnDisableSelected();
+}
+
+/// What a port's sniff function is to be given for the page to hold on the device.
+int SniffingPanel::libraryValue(int port) const {
+    if (sniff_port_->selectedValue() == port) return sniff_sniffer_port;
+    return modes_[static_cast<size_t>(port - sniff_on_oabr1)]->selectedValue().value_or(sniff_none);
+}
+
+void SniffingPanel::SetAllRegisters() {
+    const comm_run run;
+    OnDisableSelected();
+    OABRControlFrame::SetAllRegisters();
+    OABR1_sniff_set(libraryValue(sniff_on_oabr2));
+    OABR2_sniff_set(libraryValue(sniff_on_oabr1));
+    ETH_sniff_set(libraryValue(sniff_on_100basetx));
+}
+
+void SniffingPanel::OnValueChangedEvent(wxCommandEvent& event) {
+    OnDisableSelected();
+    OABRControlFrame::OnValueChangedEvent(event);
+}
+
+void SniffingPanel::OnDeviceStatusUpdate(wxThreadEvent&) {}
+
+}  // namespace kovgui

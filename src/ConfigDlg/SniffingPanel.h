@@ -1,0 +1,49 @@
+#pragma once
+
+#include <array>
+
+#include "src/Controls/OABRControlFrame.h"
+
+class wxHtmlWindow;
+class wxStaticText;
+
+namespace kovgui::controls {
+class OABRRegComboBox;
+}
+
+namespace kovgui {
+
+/// Port mirroring: where mirrored traffic goes, and what of each port is mirrored.
+class SniffingPanel : public controls::OABRControlFrame {
+public:
+    /// Identifiers of the controls. The sniff port comes last when all are written: writing a port's mode
+    /// takes the mark of the sniff port from that port.
+    enum Id {
+        ID_SNIFF_OABR1 = 1300,
+        ID_SNIFF_OABR2,
+        ID_SNIFF_100BASETX,
+        ID_SNIFF_USB,
+        ID_SNIFF_PORT,
+    };
+
+    explicit SniffingPanel(wxWindow* parent);
+
+    void ReadAllRegisters() override;
+    void SetAllRegisters() override;
+    void OnValueChangedEvent(wxCommandEvent& event) override;
+    void OnDeviceStatusUpdate(wxThreadEvent& event) override;
+
+    /// Fills the help pane.
+    void OnHelpText(wxHtmlWindow* pane);
+
+private:
+    void OnDisableSelected();
+    int libraryValue(int port) const;
+
+    static constexpr int ports = 4;
+    std::array<controls::OABRRegComboBox*, ports> modes_{};  // by sniff port value - 1
+    std::array<wxStaticText*, ports> mode_labels_{};
+    controls::OABRRegComboBox* sniff_port_ = nullptr;
+};
+
+}  // namespace kovgui

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "lib/e2p.h"
+
+namespace kovgui {
+
+// The port that mirrored traffic is forwarded to, as the sniffing page counts them. The two BroadR-Reach
+// ports are crossed against the device library: what the page calls OABR1 is the library's OABR2, and the
+// other way round.
+enum SniffPort : int {
+    sniff_on_none = 0,
+    sniff_on_oabr1 = 1,
+    sniff_on_oabr2 = 2,
+    sniff_on_100basetx = 3,
+    sniff_on_usb = 4,
+};
+
+/// Reads which port it is: of several the one with the highest number. Where there is none the value is left
+/// as it is.
+bool getSniffing(int* value);
+/// Makes it that port; sniff_on_none takes the flags of all four.
+bool setSniffing(int value);
+/// The records for it; null for sniff_on_none and for a value that is none of these.
+e2p_cfg_cmd_array* storeSniffing(int value);
+
+}  // namespace kovgui

@@ -1,0 +1,65 @@
+#include "src/Controls/bound_rows.h"
+
+#include <wx/stattext.h>
+
+namespace kovgui::controls {
+namespace {
+
+constexpr int gap_px = 8;
+
+Binding bindingOf(const SettingRow& row) {
+    return {row.get, row.set, row.store};
+}
+
+int countOf(const SettingRow& row) {
+    return static_cast<int>(row.values.size());
+}
+
+}  // namespace
+
+RowBox::RowBox(OABRControlFrame* page, const wxString& title, wxWindow* parent)
+    : page_(page),
+      box_(new wxStaticBoxSizer(wxVERTICAL, parent ? parent : page, title)),
+      grid_(new wxFlexGridSizer(2, page->FromDIP(wxSize(gap_px, gap_px)))) {
+    grid_->AddGrowableCol(1);
+    box_->Add(grid_, wxSizerFlags().Expand().Border(wxALL, page->FromDIP(gap_px)));
+}
+
+void RowBox::addLabel(const SettingRow& row) {
+    // Made before its control: the toolkit ties a label's mnemonic to the control that follows.
+    last_label_ = new wxStaticText(window(), wxID_ANY, row.label);
+    grid_->Add(last_label_, wxSizerFlags().CenterVertical());
+}
+
+OABRRegComboBox* RowBox::addChoice(const SettingRow& row) {
+    addLabel(row);
+    auto* choice = new OABRRegComboBox(page_, row.id, row.label, wxDefaultPosition, wxDefaultSize, window());
+    choice->Append(row.values.data(), countOf(row));
+    choice->bind(bindingOf(row));
+    choice->SetToolTip(row.tooltip);
+    grid_->Add(choice, wxSizerFlags().Expand().CenterVertical());
+    return choice;
+}
+
+OABRRegStaticText* RowBox::addState(const SettingRow& row) {
+    addLabel(row);
+    auto* state = new OABRRegStaticText(page_, row.id, "-", wxDefaultPosition, wxDefaultSize, window());
+    state->Append(row.values.data(), countOf(row));
+    state->bind(bindingOf(row));
+    state->SetToolTip(row.tooltip);
+    grid_->Add(state, wxSizerFlags().Expand().CenterVertical());
+    return state;
+}
+
+OABRRegCheckBox* RowBox::addCheckBox(const SettingRow& row) {
+    grid_->AddSpacer(0);
+    auto* box = new OABRRegCheckBox(page_, row.id, row.label, wxDefaultPosition, wxDefaultSize,
+                                    static_cast<unsigned>(row.values[0].value),
+                                    static_cast<unsigned>(row.values[1].value), window());
+    box->bind(bindingOf(row));
+    box->SetToolTip(row.tooltip);
+    grid_->Add(box, wxSizerFlags().CenterVertical());
+    return box;
+}
+
+}  // namespace kovgui::controls

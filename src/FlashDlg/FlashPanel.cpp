@@ -1,0 +1,309 @@
+#include "src/FlashDlg/FlashPanel.h"
+
+#include <wx/button.h>
+#include <wx/filedlg.h>
+#include <wx/filename.h>
+#include <wx/msgdlg.h>
+#include <wx/progdlg.h>
+#include <wx/settings.h>
+#include <wx/sizer.h>
+#include <wx/statbox.h>
+#include <wx/stattext.h>
+#include <wx/wfstream.h>
+
+#include <algorithm>
+
+#include "src/FlashDlg/FlashThread.h"
+#include "src/OABR-Switch/OABRDevice.h"
+#include "src/device_text.h"
+#include "src/page_host.h"
+
+namespace kovgui {
+namespace {
+
+using oabr::DeviceUse;
+using oabr::OABRDevice;
+
+constexpr const char* no_value = "-";
+constexpr const char* warning_text =
+    "After flashing the device, you lost all GUI configuration. Please save first the configuration to a "
+    "file.";
+constexpr const char* stopping_text = "Stopping ...";
+
+/// Above what a job sends: the dialog never takes a job for finished by itself.
+constexpr int progress_range = 101;
+constexpr int most_progress = 100;
+
+uint8_t byteOf(uint32_t packed, int byte) {
+    return static_cast<uint8_t>(packed >> 8 * byte);
+}
+
+oabr::FirmwareVersion fileVersion(const IFFFile& file) {
+    const uint32_t packed = file.buildVersion();
+    return {{byteOf(packed, 0), byteOf(packed, 1), byteOf(packed, 2), byteOf(packed, 3)}};
+}
+
+oabr::FirmwareDate fileDate(const IFFFile& file) {
+    const uint32_t packed = file.buildDate();
+    return {{byteOf(packed, 3), byteOf(packed, 2), byteOf(packed, 1), byteOf(packed, 0)}};
+}
+
+oabr::BootloaderVersion fileBootloader(const IFFFile& file) {
+    const uint32_t packed = file.bootloaderVersion();
+    return {{byteOf(packed, 3), byteOf(packed, 2), byteOf(packed, 1), byteOf(packed, 0)}};
+}
+
+/// Readable on the window's background, be it light or dark.
+wxColour verdictColour(FirmwareComparison comparison) {
+    const bool dark = wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOW).GetLuminance() < 0.5;
+    switch (comparison) {
+        case FirmwareComparison::newer:
+            return dark ? wxColour(0x7C, 0xD9, 0x92) : wxColour(0x1B, 0x6B, 0x33);
+        case FirmwareComparison::older:
+            return dark ? wxColour(0xF2, 0xB3, 0x5B) : wxColour(0x8A, 0x4B, 0x00);
+        case FirmwareComparison::other_target:
+            return dark ? wxColour(0xFF, 0x8A, 0x80) : wxColour(0xB0, 0x1E, 0x1E);
+        default:
+            return wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOWTEXT);
+    }
+}
+
+}  // namespace
+
+// clang-format off
+wxBEGIN_EVENT_TABLE(FlashPanel, controls::OABRControlFrame)
+    EVT_BUTTON(ID_LOAD_FILE, FlashPanel::OnLoadFile)
+    EVT_BUTTON(ID_FLASH, FlashPanel::OnFlash)
+    EVT_THREAD(WorkerThread::id_progress, FlashPanel::OnThreadUpdate)
+    EVT_THREAD(WorkerThread::id_finished, FlashPanel::OnThreadCompleted)
+wxEND_EVENT_TABLE()
+    // clang-format on
+
+    FlashPanel::FlashPanel(wxWindow* parent)
+    : OABRControlFrame(parent, "Firmware Update") {
+    const int gap = FromDIP(8);
+    const wxSizerFlags boxed = wxSizerFlags().Expand().Border(wxALL, gap);
+    auto* program = new wxStaticBoxSizer(wxVERTICAL, this, "Program Flash");
+    wxWindow* const box = program->GetStaticBox();
+    auto* versions = new wxBoxSizer(wxHORIZONTAL);
+    versions->Add(addVersions("Current Version", &device_texts_, nullptr), wxSizerFlags(boxed).Proportion(1));
+    versions->Add(addVersions("Flash File Version", &file_texts_, &file_name_),
+                  wxSizerFlags(boxed).Proportion(1));
+
+    verdict_ = new wxStaticText(box, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, 0, "verdict");
+    verdict_->SetFont(verdict_->GetFont().Bold());
+    auto* buttons = new wxBoxSizer(wxHORIZONTAL);
+    auto* load = new wxButton(box, ID_LOAD_FILE, "L&oad File");
+    load->SetToolTip("Choose the firmware file (.iff)");
+    auto* flash = new wxButton(box, ID_FLASH, "Fl&ash");
+    flash->SetToolTip("Write the firmware of the file into the device");
+    buttons->Add(load, wxSizerFlags().Border(wxRIGHT, gap));
+    buttons->Add(flash);
+    auto* warning = new wxBoxSizer(wxHORIZONTAL);
+    auto* word = new wxStaticText(box, wxID_ANY, "Warning:");
+    word->SetFont(word->GetFont().Bold());
+    auto* text = new wxStaticText(box, wxID_ANY, warning_text);
+    text->Wrap(FromDIP(520));
+    warning->Add(word, wxSizerFlags().Border(wxRIGHT, gap));
+    warning->Add(text, wxSizerFlags(1));
+    program->Add(verdict_, boxed);
+    program->Add(buttons, boxed);
+    program->Add(warning, boxed);
+
+    auto* content = new wxBoxSizer(wxVERTICAL);
+    content->Add(versions, wxSizerFlags().Expand());
+    content->Add(program, boxed);
+    SetSizer(content);
+    Enable();
+}
+
+FlashPanel::~FlashPanel() {
+    cancelJob();
+    joinJob();
+}
+
+wxSizer* FlashPanel::addVersions(const wxString& title, Versions* versions, wxStaticText** file) {
+    auto* box = new wxStaticBoxSizer(wxVERTICAL, this, title);
+    auto* grid = new wxFlexGridSizer(2, FromDIP(wxSize(8, 8)));
+    grid->AddGrowableCol(1);
+    const auto add = [&](const wxString& label, wxStaticText** value) {
+        grid->Add(new wxStaticText(box->GetStaticBox(), wxID_ANY, label));
+        *value = new wxStaticText(box->GetStaticBox(), wxID_ANY, no_value, wxDefaultPosition, wxDefaultSize,
+                                  wxST_ELLIPSIZE_MIDDLE | wxST_NO_AUTORESIZE);
+        grid->Add(*value, wxSizerFlags().Expand());
+    };
+    if (file) add("File:", file);
+    add("Target System:", &versions->target);
+    add("Bootloader Version:", &versions->bootloader);
+    add("Firmware Version:", &versions->firmware);
+    add("Firmware Date:", &versions->date);
+    box->Add(grid, wxSizerFlags().Expand().Border(wxALL, FromDIP(8)));
+    return box;
+}
+
+// ---- Versions ----
+
+void FlashPanel::showDevice() {
+    const OABRDevice& device = *OABRDevice::instance();
+    const bool connected = device.isFirmwareConnected();
+    const auto show = [connected](wxStaticText* text, const std::string& value) {
+        text->SetLabelText(connected ? deviceText(value) : wxString(no_value));
+    };
+    show(device_texts_.target, device.getBootloaderDesc().toString());
+    show(device_texts_.bootloader, device.getBootloaderVersion().toString());
+    show(device_texts_.firmware, device.getFirmwareVersion().toString());
+    show(device_texts_.date, device.getFirmwareDate().toString());
+    CompareVersions();
+}
+
+void FlashPanel::CompareVersions() {
+    comparison_ = FirmwareComparison::no_device;
+    verdict_->SetLabelText("");
+    if (!file_.isValid()) return;
+    const OABRDevice& device = *OABRDevice::instance();
+    if (device.isFirmwareConnected())
+        comparison_ = compareFirmware({file_.targetSystem(), fileVersion(file_)},
+                                      {device.getBootloaderDesc().toString(), device.getFirmwareVersion()});
+    verdict_->SetLabelText(comparisonText(comparison_));
+    verdict_->SetForegroundColour(verdictColour(comparison_));
+    Layout();
+}
+
+void FlashPanel::OnDeviceConnected(wxThreadEvent&) {
+    showDevice();
+}
+
+void FlashPanel::OnDeviceDisConnected(wxThreadEvent&) {
+    for (wxStaticText* text :
+         {device_texts_.target, device_texts_.bootloader, device_texts_.firmware, device_texts_.date})
+        text->SetLabelText(no_value);
+    CompareVersions();
+}
+
+// ---- File ----
+
+void FlashPanel::OnLoadFile(wxCommandEvent&) {
+    wxFileDialog dialog(this, "Open iff file", "", "", "IFF files (*.iff)|*.iff",
+                        wxFD_OPEN | wxFD_FILE_MUST_EXIST);
+    if (dialog.ShowModal() == wxID_OK) loadFile(dialog.GetPath());
+}
+
+void FlashPanel::loadFile(const wxString& path) {
+    wxString failure;
+    if (!wxFileName::IsFileReadable(path)) {
+        failure.Printf("Cannot open file '%s'.", path);
+    } else if (!file_.openFile(path.fn_str())) {
+        failure.Printf("'%s' is not a valid Tarvane Firmware File", path);
+    }
+    if (!failure.empty()) {
+        wxMessageDialog box(this, failure, "Error", wxOK | wxICON_ERROR);
+        if (!file_.errorText().empty()) box.SetExtendedMessage(deviceText(file_.errorText()));
+        box.ShowModal();
+    }
+    const auto show = [this](wxStaticText* text, const std::string& value) {
+        text->SetLabelText(file_.isValid() ? deviceText(value) : wxString(no_value));
+    };
+    if (failure.empty() || !file_.isValid()) {
+        file_name_->SetLabelText(file_.isValid() ? wxFileName(path).GetFullName() : wxString(no_value));
+        file_name_->SetToolTip(file_.isValid() ? path : wxString());
+    }
+    show(file_texts_.target, file_.targetSystem());
+    show(file_texts_.bootloader, fileBootloader(file_).toString());
+    show(file_texts_.firmware, fileVersion(file_).toString());
+    show(file_texts_.date, fileDate(file_).toString());
+    CompareVersions();
+}
+
+// ---- Flash ----
+
+void FlashPanel::OnFlash(wxCommandEvent&) {
+    if (hasJob()) return;
+    if (!file_.isValid()) {
+        wxMessageBox("Please select a Firmware File", "Error", wxOK | wxICON_ERROR, this);
+        return;
+    }
+    if (comparison_ == FirmwareComparison::other_target && !confirmOtherTarget()) return;
+    flash();
+}
+
+bool FlashPanel::confirmOtherTarget() {
+    return wxMessageBox("The file is for another target system than the device.\nFlash it all the same?",
+                        "Firmware Update", wxYES_NO | wxNO_DEFAULT | wxICON_EXCLAMATION, this) == wxYES;
+}
+
+void FlashPanel::flash() {
+    const OABRDevice& device = *OABRDevice::instance();
+    PageHost* const host = pageHost(this);
+    std::string serial = device.isFirmwareConnected() ? device.getConnectedDevice() : std::string();
+    if (serial.empty() && host != nullptr) serial = host->deviceForRecovery();
+    if (serial.empty()) {
+        wxMessageBox("There is no device to flash: attach one first.", "Error", wxOK | wxICON_ERROR, this);
+        return;
+    }
+    DeviceUse use = DeviceUse::take("the firmware update");
+    if (!use) {
+        wxMessageBox("The device is in use by " + wxString::FromUTF8(DeviceUse::user()) + ".", "Error",
+                     wxOK | wxICON_ERROR, this);
+        return;
+    }
+    job_status_.clear();
+    if (host != nullptr) host->announceDisconnected();
+    if (!startJob(std::make_unique<FlashThread>(this, this, 0, file_.programHex(), serial))) {
+        use.release();
+        afterFlash();
+        wxMessageBox("The update cannot be started: the system gave no thread.", "Error", wxOK | wxICON_ERROR,
+                     this);
+        return;
+    }
+    use_ = std::move(use);
+}
+
+void FlashPanel::OnThreadUpdate(wxThreadEvent& event) {
+    if (!hasJob()) return;
+    if (!event.GetString().empty()) job_status_ = event.GetString();
+    if (!progress_) {
+        progress_ =
+            std::make_unique<wxProgressDialog>("Progress dialog", "Connecting to Device...", progress_range,
+                                               this, wxPD_APP_MODAL | wxPD_CAN_ABORT | wxPD_ELAPSED_TIME);
+        if (wxWindow* const stop = progress_->FindWindow(wxID_CANCEL)) stop->SetLabel("&Stop");
+    }
+    const bool go_on = progress_->Update(std::clamp(event.GetInt(), 0, most_progress), job_status_);
+    if (!go_on) {
+        cancelJob();
+        progress_->Update(std::clamp(event.GetInt(), 0, most_progress), stopping_text);
+    }
+}
+
+void FlashPanel::closeProgress() {
+    progress_.reset();
+}
+
+/// Gives the connection back to the window, as far as there is one.
+void FlashPanel::afterFlash() {
+    OABRDevice& device = *OABRDevice::instance();
+    if (!device.isFirmwareConnected()) return;
+    if (device.getFirmwareVersion() < oabr::oldest_supported_firmware) {
+        device.disconnect();
+        return;
+    }
+    if (PageHost* const host = pageHost(this)) host->announceConnected();
+}
+
+void FlashPanel::OnThreadCompleted(wxThreadEvent& event) {
+    joinJob();
+    closeProgress();
+    use_.release();
+    afterFlash();
+    switch (event.GetInt()) {
+        case WorkerThread::finished:
+            wxMessageBox("Device successfully flashed", "Succeed", wxOK | wxICON_INFORMATION, this);
+            break;
+        case WorkerThread::go_on:
+            wxMessageBox("Stoped by User", "Firmware Update", wxOK | wxICON_INFORMATION, this);
+            break;
+        default:
+            wxMessageBox(deviceText(job_status_.utf8_string()), "Error", wxOK | wxICON_ERROR, this);
+    }
+}
+
+}  // namespace kovgui
