@@ -199,7 +199,7 @@ void firmware::replay(uint16_t address, uint16_t limit) {
         const uint8_t* record = &eeprom[address];
         const int length = record[0] & 0x0F;
         // Where a list has no end marker the replay stops at the first thing that is no record.
-        if (length < 2 || length > table_length || record[0] == erased || address + length > limit) return;
+        if (length < 1 || length > table_length || address + length > limit) return;
         if (is_control(record, kind_end, end_value)) return;
         replay_record(record, length);
         address = static_cast<uint16_t>(address + length);
