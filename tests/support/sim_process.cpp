@@ -1,0 +1,485 @@
+#include "tests/support/sim_process.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <condition_variable>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+extern char** environ;
+
+namespace sim_process {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+namespace {
+
+std::runtime_error failure(const std::string& what) {
+    return std::runtime_error(what + ": " + std::strerror(errno));
+}
+
+std::string read_whole(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+void ignore_broken_pipes() {
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+}  // namespace
+
+TemporaryDirectory::TemporaryDirectory() {
+    std::string path = (std::filesystem::temp_directory_path() / "oabr-test-XXXXXX").string();
+    if (!mkdtemp(path.data())) throw failure("cannot make a temporary directory");
+    path_ = path;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::string program_path(const std::string& name) {
+    return std::string(OABR_BIN_DIR) + "/" + name;
+}
+
+std::ostream& operator<<(std::ostream& stream, const Result& result) {
+    return stream << "status " << result.status << (result.timed_out ? ", killed at the deadline" : "")
+                  << "\n--- out\n"
+                  << result.out << "--- err\n"
+                  << result.err;
+}
+
+/// The process and what its pipes brought. A thread reads the pipes, so the program never blocks on them.
+struct Running::Child {
+    pid_t pid = -1;
+    int input = -1;
+    std::shared_ptr<TemporaryDirectory> directory;  ///< a device directory that lives as long as the program
+
+    std::mutex mutex;  // guards the rest
+    std::condition_variable changed;
+    std::string out, err;
+    bool closed = false;  ///< both pipes have ended
+    bool reaped = false;
+    int wait_status = 0;
+
+    std::thread reader;
+
+    ~Child() {
+        close_input();
+        end();
+        if (reader.joinable()) reader.join();
+    }
+
+    void close_input() {
+        if (input >= 0) close(input);
+        input = -1;
+    }
+
+    /// Takes the exit status when there is one.
+    bool reap(int options) {
+        std::lock_guard lock(mutex);
+        if (!reaped && waitpid(pid, &wait_status, options) == pid) reaped = true;
+        return reaped;
+    }
+
+    void end() {
+        if (pid < 0 || reap(WNOHANG)) return;
+        ::kill(pid, SIGKILL);
+        reap(0);
+    }
+
+    void read(int out_end, int err_end);
+};
+
+void Running::Child::read(int out_end, int err_end) {
+    struct Pipe {
+        int end;
+        std::string* text;
+    };
+    Pipe pipes[] = {{out_end, &out}, {err_end, &err}};
+    const auto drain = [this](Pipe& pipe) {
+        char buffer[4096];
+        const ssize_t got = ::read(pipe.end, buffer, sizeof buffer);
+        if (got < 0 && errno == EINTR) return;
+        std::lock_guard lock(mutex);
+        if (got > 0) {
+            pipe.text->append(buffer, static_cast<size_t>(got));
+        } else {
+            close(pipe.end);
+            pipe.end = -1;
+        }
+        changed.notify_all();
+    };
+    while (pipes[0].end >= 0 || pipes[1].end >= 0) {
+        fd_set ready;
+        FD_ZERO(&ready);
+        for (const Pipe& pipe : pipes)
+            if (pipe.end >= 0) FD_SET(pipe.end, &ready);
+        if (select(std::max(pipes[0].end, pipes[1].end) + 1, &ready, nullptr, nullptr, nullptr) < 0) continue;
+        for (Pipe& pipe : pipes)
+            if (pipe.end >= 0 && FD_ISSET(pipe.end, &ready)) drain(pipe);
+    }
+    std::lock_guard lock(mutex);
+    closed = true;
+    changed.notify_all();
+}
+
+Running::Running(std::unique_ptr<Child> child) : child_(std::move(child)) {}
+Running::Running(Running&&) noexcept = default;
+Running& Running::operator=(Running&&) noexcept = default;
+Running::~Running() = default;
+
+pid_t Running::pid() const {
+    return child_->pid;
+}
+
+void Running::write(const std::string& text) {
+    size_t written = 0;
+    while (child_->input >= 0 && written < text.size()) {
+        const ssize_t part = ::write(child_->input, text.data() + written, text.size() - written);
+        if (part < 0 && errno == EINTR) continue;
+        if (part < 0) return;
+        written += static_cast<size_t>(part);
+    }
+}
+
+void Running::close_input() {
+    child_->close_input();
+}
+
+void Running::signal(int number) {
+    if (running()) ::kill(child_->pid, number);
+}
+
+void Running::kill() {
+    child_->end();
+}
+
+std::string Running::out() const {
+    std::lock_guard lock(child_->mutex);
+    return child_->out;
+}
+
+std::string Running::err() const {
+    std::lock_guard lock(child_->mutex);
+    return child_->err;
+}
+
+namespace {
+
+/// Waits until `text` stands in `output`, which the reader thread fills.
+bool wait_text(std::mutex& mutex, std::condition_variable& changed, const std::string& output,
+               const bool& closed, const std::string& text, size_t from, milliseconds limit) {
+    std::unique_lock lock(mutex);
+    const auto came = [&] { return output.find(text, from) != std::string::npos; };
+    changed.wait_for(lock, limit, [&] { return came() || closed; });
+    return came();
+}
+
+}  // namespace
+
+bool Running::wait_out(const std::string& text, size_t from, milliseconds limit) {
+    return wait_text(child_->mutex, child_->changed, child_->out, child_->closed, text, from, limit);
+}
+
+bool Running::wait_err(const std::string& text, size_t from, milliseconds limit) {
+    return wait_text(child_->mutex, child_->changed, child_->err, child_->closed, text, from, limit);
+}
+
+bool Running::running() const {
+    return !child_->reap(WNOHANG);
+}
+
+Result Running::wait(milliseconds limit) {
+    const auto deadline = steady_clock::now() + limit;
+    Result result;
+    {
+        // A program that ends closes its output; one that closed it and goes on is caught below.
+        std::unique_lock lock(child_->mutex);
+        child_->changed.wait_until(lock, deadline, [&] { return child_->closed; });
+    }
+    while (running() && steady_clock::now() < deadline)
+        std::this_thread::sleep_for(milliseconds(1));
+    if (running()) {
+        result.timed_out = true;
+        child_->end();
+    }
+    if (child_->reader.joinable()) child_->reader.join();
+    const int status = child_->wait_status;
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    result.out = child_->out;
+    result.err = child_->err;
+    return result;
+}
+
+Program::Program(const std::string& name)
+    : path_(name.find('/') == std::string::npos ? program_path(name) : name) {
+    environment_["OABR_VIRTUAL_ONLY"] = "1";
+}
+
+Program& Program::arg(const std::string& text) {
+    arguments_.push_back(text);
+    return *this;
+}
+
+Program& Program::args(const std::vector<std::string>& texts) {
+    arguments_.insert(arguments_.end(), texts.begin(), texts.end());
+    return *this;
+}
+
+Program& Program::in(const Device& device) {
+    return in(device.directory());
+}
+
+Program& Program::in(const std::string& device_directory) {
+    return env("OABR_VIRTUAL_DEVICES", device_directory);
+}
+
+Program& Program::env(const std::string& name, const std::string& value) {
+    environment_[name] = value;
+    return *this;
+}
+
+Program& Program::working_directory(const std::string& path) {
+    working_directory_ = path;
+    return *this;
+}
+
+Program& Program::input(const std::string& text) {
+    input_ = text;
+    has_input_ = true;
+    return *this;
+}
+
+Program& Program::deadline(milliseconds limit) {
+    deadline_ = limit;
+    return *this;
+}
+
+Result Program::run() {
+    has_input_ = true;
+    return start().wait(deadline_);
+}
+
+Running Program::start() {
+    ignore_broken_pipes();
+    auto child = std::make_unique<Running::Child>();
+    if (!environment_.contains("OABR_VIRTUAL_DEVICES")) {
+        child->directory = std::make_shared<TemporaryDirectory>();
+        environment_["OABR_VIRTUAL_DEVICES"] = child->directory->path();
+    }
+
+    std::vector<std::string> variables;
+    for (char** variable = environ; *variable; ++variable) {
+        const std::string text = *variable;
+        if (!environment_.contains(text.substr(0, text.find('=')))) variables.push_back(text);
+    }
+    for (const auto& [name, value] : environment_)
+        variables.push_back(name + "=" + value);
+    const auto pointers = [](std::vector<std::string>& texts) {
+        std::vector<char*> out;
+        for (std::string& text : texts)
+            out.push_back(text.data());
+        out.push_back(nullptr);
+        return out;
+    };
+    std::vector<std::string> words = {path_};
+    words.insert(words.end(), arguments_.begin(), arguments_.end());
+
+    // Closed on exec: a child that held another one's input open would keep it alive.
+    int in[2], out[2], err[2];
+    if (pipe2(in, O_CLOEXEC) || pipe2(out, O_CLOEXEC) || pipe2(err, O_CLOEXEC))
+        throw failure("cannot make pipes");
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+    if (!working_directory_.empty())
+        posix_spawn_file_actions_addchdir_np(&actions, working_directory_.c_str());
+    // Signals as a shell would give them to the program, whatever this process did to its own.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t defaults, none;
+    sigemptyset(&defaults);
+    sigaddset(&defaults, SIGPIPE);
+    sigemptyset(&none);
+    posix_spawnattr_setsigdefault(&attributes, &defaults);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    errno = posix_spawn(&child->pid, path_.c_str(), &actions, &attributes, pointers(words).data(),
+                        pointers(variables).data());
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    close(in[0]);
+    close(out[1]);
+    close(err[1]);
+    child->input = in[1];
+    if (errno != 0) {
+        child->pid = -1;
+        close(out[0]);
+        close(err[0]);
+        throw failure("cannot start " + path_);
+    }
+    child->reader = std::thread(
+        [target = child.get(), out_end = out[0], err_end = err[0]] { target->read(out_end, err_end); });
+    Running running(std::move(child));
+    if (has_input_) {
+        running.write(input_);
+        running.close_input();
+    }
+    return running;
+}
+
+SimulatedDevice::SimulatedDevice(const std::string& serial) : serial_(serial) {}
+
+SimulatedDevice& SimulatedDevice::speed(const std::string& which) {
+    return option("--speed").option(which);
+}
+
+SimulatedDevice& SimulatedDevice::turnaround(std::chrono::microseconds time) {
+    turnaround_ = std::to_string(time.count());
+    return *this;
+}
+
+SimulatedDevice& SimulatedDevice::fault(const std::string& text) {
+    return option("--fault").option(text);
+}
+
+SimulatedDevice& SimulatedDevice::quiet() {
+    return option("--quiet");
+}
+
+SimulatedDevice& SimulatedDevice::option(const std::string& text) {
+    options_.push_back(text);
+    return *this;
+}
+
+SimulatedDevice& SimulatedDevice::in(const std::string& device_directory) {
+    directory_ = device_directory;
+    return *this;
+}
+
+SimulatedDevice& SimulatedDevice::in(const Device& other) {
+    return in(other.directory());
+}
+
+Device SimulatedDevice::start() {
+    Device device;
+    device.home_ = std::make_unique<Device::Home>();
+    device.serial_ = serial_;
+    device.directory_ = directory_.empty() ? device.home_->announcements.path() : directory_;
+    device.options_ = {"--control",         "--serial",  serial_,
+                       "--turnaround-us",   turnaround_, "--state",
+                       device.state_file(), "--journal", device.home_->files.path() + "/journal"};
+    device.options_.insert(device.options_.end(), options_.begin(), options_.end());
+    device.launch();
+    return device;
+}
+
+const std::string& Device::serial() const {
+    return serial_;
+}
+
+const std::string& Device::directory() const {
+    return directory_;
+}
+
+std::string Device::announcement() const {
+    return directory_ + "/" + serial_ + ".device";
+}
+
+std::string Device::state_file() const {
+    return home_->files.path() + "/state";
+}
+
+pid_t Device::pid() const {
+    return running_->pid();
+}
+
+void Device::launch() {
+    running_ = std::make_unique<Running>(Program("oabr-sim").args(options_).in(directory_).start());
+    if (!running_->wait_out("ready\n")) {
+        std::ostringstream why;
+        why << "oabr-sim did not start: " << running_->wait(milliseconds(1000));
+        throw std::runtime_error(why.str());
+    }
+}
+
+std::string Device::control(const std::string& line) {
+    const size_t before = running_->out().size();
+    running_->write(line + "\n");
+    if (!running_->wait_out("\n", before)) return "error: no answer";
+    const std::string answer = running_->out().substr(before);
+    return answer.substr(0, answer.find('\n'));
+}
+
+std::vector<std::string> Device::journal() const {
+    return journal("");
+}
+
+std::vector<std::string> Device::journal(const std::string& text) const {
+    std::vector<std::string> found;
+    std::istringstream lines(read_whole(home_->files.path() + "/journal"));
+    for (std::string line; std::getline(lines, line);)
+        if (line.find(text) != std::string::npos) found.push_back(line);
+    return found;
+}
+
+bool Device::wait_journal(const std::string& text, size_t lines, milliseconds limit) const {
+    const auto deadline = steady_clock::now() + limit;
+    while (journal(text).size() < lines) {
+        if (steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(milliseconds(2));
+    }
+    return true;
+}
+
+std::string Device::read_file(const std::string& command, const std::string& name) {
+    const std::string path = home_->files.path() + "/" + name;
+    const std::string answer = control(command + " " + path);
+    if (answer != "ok") throw std::runtime_error(command + ": " + answer);
+    return read_whole(path);
+}
+
+std::string Device::eeprom() {
+    return read_file("dump-eeprom", "eeprom.bin");
+}
+
+std::string Device::flash() {
+    return read_file("dump-flash", "flash.bin");
+}
+
+Result Device::stop() {
+    running_->signal(SIGTERM);
+    return running_->wait();
+}
+
+void Device::kill() {
+    running_->kill();
+}
+
+void Device::restart(const std::vector<std::string>& more_options) {
+    if (running_->running()) stop();
+    options_.insert(options_.end(), more_options.begin(), more_options.end());
+    launch();
+}
+
+}  // namespace sim_process
