@@ -76,8 +76,7 @@ ScriptedFirmware::ScriptedFirmware(std::shared_ptr<ScriptedConverter> converter)
         },
         this);
     converter_->onWrite([this](std::string_view written) {
-        for (const char byte : written)
-            framing_.receive(static_cast<uint8_t>(byte));
+        take(written);
         return std::string();
     });
     thread_ = std::thread([this] { run(); });
@@ -91,6 +90,11 @@ ScriptedFirmware::~ScriptedFirmware() {
         arrived_.notify_one();
     }
     thread_.join();
+}
+
+void ScriptedFirmware::take(std::string_view written) {
+    for (const char byte : written)
+        framing_.receive(static_cast<uint8_t>(byte));
 }
 
 void ScriptedFirmware::answer(uint8_t type, uint8_t command, Answer answer) {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -29,6 +30,9 @@ class ScriptedFirmware {
 public:
     explicit ScriptedFirmware(std::shared_ptr<ScriptedConverter> converter);
     ~ScriptedFirmware();
+
+    /// Takes what was written to the converter: for a test that puts a function of its own in front.
+    void take(std::string_view written);
 
     /// What a request is answered by: the frames, or none.
     using Answer = std::function<std::vector<Bytes>(const Bytes& request)>;

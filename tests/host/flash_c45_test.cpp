@@ -1,0 +1,171 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <string>
+#include <thread>
+
+#include "src/Chip45/C45Device.h"
+#include "src/platform/event.h"
+#include "tests/host/host_fixture.h"
+
+namespace kovgui::c45 {
+namespace {
+
+using testing::ElementsAre;
+using testing::Not;
+
+constexpr const char* record = ":0100000011EE\n";
+
+/// A bootloader of which the test writes down each answer: the n-th write gets the n-th.
+class Bootloader : public HostTest {
+protected:
+    Bootloader() {
+        converter = driver->plug("BL");
+        EXPECT_EQ(client.connect("BL"), 0);
+    }
+    void answers(std::deque<std::string> to_writes) {
+        left = std::move(to_writes);
+        converter->onWrite([this](std::string_view) {
+            if (left.empty()) return std::string();
+            const std::string answer = left.front();
+            left.pop_front();
+            return answer;
+        });
+        converter->clearWritten();
+        converter->clearCalls();
+        log.clear();
+    }
+
+    C45Device client;
+    std::deque<std::string> left;
+};
+
+TEST_F(Bootloader, IsGreetedUntilItAnswers) {
+    answers({"", "", "c45b2 v2.9d\r\n"});
+    EXPECT_EQ(client.blHandshake(), 0);
+    EXPECT_EQ(converter->written(), "UUUUUU\r\nUUUUUU\r\nUUUUUU\r\n");
+    EXPECT_EQ(converter->calls().front(), "purge 3");
+    EXPECT_EQ(converter->queued(), 0u);
+}
+
+TEST_F(Bootloader, IsKnownByAnyOfItsIdentitiesAnywhere) {
+    for (const char* identity : {"Quadrel-ORC CAN v", "c45b2 v", "OABR_Korvex"}) {
+        answers({std::string("\xFE\x80noise ") + identity + " more"});
+        EXPECT_EQ(client.blHandshake(), 0) << identity;
+    }
+}
+
+TEST_F(Bootloader, IsNotFoundInSilenceOrOtherTexts) {
+    answers({});
+    EXPECT_EQ(client.blHandshake(), C45Device::handshake_no_bootloader);
+    EXPECT_EQ(client.lastMessage(), "No Data received");
+    EXPECT_EQ(converter->written().size(), 20u * 8);
+    EXPECT_THAT(log.lines("WARNING"), ElementsAre("WARNING: src/Chip45/C45Device:57 No Data received"));
+
+    answers({"c45b3 v2\x01"});
+    EXPECT_EQ(client.blHandshake(), C45Device::handshake_no_bootloader);
+    EXPECT_EQ(client.lastMessage(), "Unexpected Data received: c45b3 v2\\x01");
+    EXPECT_THAT(log.lines("WARNING"),
+                ElementsAre("WARNING: src/Chip45/C45Device:52 Unexpected Data received: c45b3 v2\\x01"));
+}
+
+TEST_F(Bootloader, GreetingTellsTransportErrorsApart) {
+    for (const char* call : {"purge", "write", "status"}) {
+        converter->fail(call, ftdi::FT_IO_ERROR, 1);
+        EXPECT_EQ(client.blHandshake(), C45Device::handshake_transport_error) << call;
+    }
+}
+
+TEST_F(Bootloader, CommandsNeedTheirEcho) {
+    converter->receive("left over");
+    answers({"", "pf+\r\n"});
+    EXPECT_EQ(client.blInitFirmwareUpdate(), 0);
+    EXPECT_EQ(converter->written(), "pf\r\n");
+    answers({"", "g+ and more"});
+    EXPECT_EQ(client.blStartFirmware(), 0);
+    EXPECT_EQ(converter->written(), "g\r\n");
+    EXPECT_EQ(converter->calls().front(), "purge 1");
+}
+
+TEST_F(Bootloader, CommandsWithAnotherEchoFail) {
+    answers({"", "pf-"});
+    EXPECT_EQ(client.blInitFirmwareUpdate(), 1);
+    EXPECT_THAT(log.lines("ERROR"),
+                ElementsAre("ERROR: src/Chip45/C45Device:177 Wrong response: \"pf-\" should be \"pf+\""));
+    answers({});
+    EXPECT_EQ(client.blStartFirmware(), 1);
+    EXPECT_THAT(log.lines("ERROR"),
+                ElementsAre("ERROR: src/Chip45/C45Device:177 Wrong response: \"\" should be \"g+\""));
+    converter->fail("status", ftdi::FT_IO_ERROR, 1);
+    log.clear();
+    EXPECT_EQ(client.writeCmd("g"), 1);
+    EXPECT_EQ(log.lines("ERROR").back(), "ERROR: src/Chip45/C45Device:167 Read failed");
+}
+
+TEST_F(Bootloader, RecordsAreAcceptedUnlessRejected) {
+    answers({".", ".*", "?", "-", ".-"});
+    for (const int expected : {0, 0, 0, 1, 1})
+        EXPECT_EQ(client.blWriteToFlash(record), expected);
+    EXPECT_EQ(log.lines("ERROR").front(), "ERROR: src/Chip45/C45Device:94 Wrong response while programming");
+    EXPECT_EQ(converter->written(), std::string(record) + record + record + record + record);
+}
+
+TEST_F(Bootloader, APageCosts100Milliseconds) {
+    platform::setPauseScale(1);
+    answers({".", ".*"});
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(client.blWriteToFlash(record), 0);
+    const auto plain = std::chrono::steady_clock::now() - start;
+    start = std::chrono::steady_clock::now();
+    EXPECT_EQ(client.blWriteToFlash(record), 0);
+    const auto page = std::chrono::steady_clock::now() - start;
+    platform::setPauseScale(0);
+    EXPECT_LT(plain, std::chrono::milliseconds(100));
+    EXPECT_GE(page, std::chrono::milliseconds(100));
+}
+
+TEST_F(Bootloader, ARecordWithoutAnAnswerFails) {
+    answers({});
+    EXPECT_EQ(client.blWriteToFlash(record), 1);
+}
+
+TEST_F(Bootloader, AnEventLeftOverAnswersNoRecord) {
+    // The echo of the command before has set the event; nobody answers the record.
+    answers({"", "pf+"});
+    EXPECT_EQ(client.blInitFirmwareUpdate(), 0);
+    EXPECT_EQ(client.blWriteToFlash(record), 1);
+}
+
+TEST_F(Bootloader, AnEventWithoutBytesWaitsOn) {
+    answers({});
+    std::thread late([this] {
+        EXPECT_TRUE(converter->waitWritten(std::string(record).size()));
+        client.receiveEvent().set();  // a change of the line's status
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        converter->receive("-");
+    });
+    EXPECT_EQ(client.blWriteToFlash(record), 1);
+    late.join();
+    EXPECT_THAT(log.lines("ERROR"), Not(testing::IsEmpty()));
+}
+
+TEST_F(Bootloader, ReadUntilKeepsWhatStandsBeforeTheTerminator) {
+    std::string text = "old";
+    converter->receive("one\ntwo");
+    EXPECT_EQ(client.readUntil('\n', 0, &text), 0);
+    EXPECT_EQ(text, "");
+    EXPECT_EQ(converter->queued(), 7u);
+    EXPECT_EQ(client.readUntil('\n', 1, &text), 0);
+    EXPECT_EQ(text, "one");
+    EXPECT_EQ(client.readUntil('\n', 9, &text), 0);
+    EXPECT_EQ(text, "two");
+    converter->receive("dropped\n.");
+    EXPECT_EQ(client.readUntil('\n', 1, nullptr), 0);
+    EXPECT_EQ(converter->queued(), 1u);
+    converter->fail("read", ftdi::FT_IO_ERROR, 1);
+    EXPECT_EQ(client.readUntil('\n', 1, &text), 1);
+}
+
+}  // namespace
+}  // namespace kovgui::c45

@@ -1,0 +1,382 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <wx/event.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "lib/messages.h"
+#include "src/FlashDlg/FlashThread.h"
+#include "src/platform/event.h"
+#include "tests/host/host_fixture.h"
+
+namespace kovgui {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::IsEmpty;
+
+/// Notes the events of a job as "id", "id:value" or "id:value text", and sets an event at the last one.
+class Listener : public wxEvtHandler {
+public:
+    void QueueEvent(wxEvent* event) override {
+        const std::unique_ptr<wxEvent> owned(event);
+        const auto& said = dynamic_cast<const wxThreadEvent&>(*event);
+        const std::lock_guard lock(mutex_);
+        ids_.push_back(said.GetId());
+        if (said.GetId() == WorkerThread::id_progress) {
+            progress_.push_back(said.GetInt());
+            if (!said.GetString().empty()) texts_.push_back(said.GetString().utf8_string());
+        }
+        if (said.GetId() != WorkerThread::id_finished) return;
+        result_ = said.GetInt();
+        finished.set();
+    }
+    std::vector<int> ids() const { return guarded(ids_); }
+    std::vector<int> progress() const { return guarded(progress_); }
+    std::vector<std::string> texts() const { return guarded(texts_); }
+    int result() const { return guarded(result_); }
+
+    platform::Event finished;
+
+private:
+    template <typename T>
+    T guarded(const T& member) const {
+        const std::lock_guard lock(mutex_);
+        return member;
+    }
+
+    mutable std::mutex mutex_;  // guards the rest
+    std::vector<int> ids_, progress_;
+    std::vector<std::string> texts_;
+    int result_ = 99;
+};
+
+// ---- The skeleton ----
+
+class Counting : public WorkerThread {
+public:
+    using WorkerThread::WorkerThread;
+    std::function<int()> at_init = [] { return go_on; };
+    std::function<int(int)> at_step = [](int) { return finished; };
+    int at_clean_up = 0;
+
+protected:
+    int init() override { return at_init(); }
+    int doStep() override {
+        progress_ = ++steps_;
+        message_ = steps_ == 1 ? "first" : "";
+        return at_step(steps_);
+    }
+    int cleanUp() override { return at_clean_up; }
+
+private:
+    int steps_ = 0;
+};
+
+class Job : public HostTest {
+protected:
+    void runToTheEnd(std::unique_ptr<WorkerThread> job) {
+        ASSERT_TRUE(owner.startJob(std::move(job)));
+        ASSERT_TRUE(listener.finished.wait(30000));
+        owner.joinJob();
+        EXPECT_FALSE(owner.hasJob());
+    }
+    std::unique_ptr<Counting> counting() { return std::make_unique<Counting>(&owner, &listener, 7); }
+
+    Listener listener;
+    WorkerThreadHandler owner;
+};
+
+TEST_F(Job, RunsItsStepsAndReports) {
+    auto job = counting();
+    job->at_step = [](int step) { return step < 3 ? WorkerThread::go_on : WorkerThread::finished; };
+    runToTheEnd(std::move(job));
+    EXPECT_THAT(listener.ids(), ElementsAre(137, 137, 137, 137, 136, 135));
+    EXPECT_THAT(listener.progress(), ElementsAre(0, 1, 2, 3));
+    EXPECT_THAT(listener.texts(), ElementsAre("first"));
+    EXPECT_EQ(listener.result(), WorkerThread::finished);
+}
+
+TEST_F(Job, SkipsTheStepsAfterAnInitThatEndsItAndWhenCancelledBefore) {
+    auto job = counting();
+    job->at_init = [] { return 5; };
+    runToTheEnd(std::move(job));
+    EXPECT_THAT(listener.ids(), ElementsAre(137, 136, 135));
+    EXPECT_EQ(listener.result(), 5);
+
+    job = counting();
+    job->cancel();
+    runToTheEnd(std::move(job));
+    EXPECT_THAT(listener.ids(), ElementsAre(137, 136, 135, 137, 136, 135));
+    EXPECT_EQ(listener.result(), WorkerThread::go_on);
+}
+
+TEST_F(Job, EndsAfterTheStepAtWhichItWasCancelled) {
+    auto job = counting();
+    job->at_step = [this](int step) {
+        if (step == 2) owner.cancelJob();
+        return WorkerThread::go_on;
+    };
+    runToTheEnd(std::move(job));
+    EXPECT_THAT(listener.progress(), ElementsAre(0, 1, 2));
+    EXPECT_EQ(listener.result(), WorkerThread::go_on);
+}
+
+TEST_F(Job, FailsWhenItsCleanUpFails) {
+    auto job = counting();
+    job->at_clean_up = WorkerThread::failed;
+    runToTheEnd(std::move(job));
+    EXPECT_EQ(listener.result(), WorkerThread::failed);
+}
+
+TEST_F(Job, IsOneAtATimeAndEndsWithItsOwner) {
+    platform::Event entered;
+    {
+        WorkerThreadHandler short_lived;
+        auto job = std::make_unique<Counting>(&short_lived, &listener, 0);
+        job->at_step = [&](int) {
+            entered.set();
+            return WorkerThread::go_on;
+        };
+        ASSERT_TRUE(short_lived.startJob(std::move(job)));
+        ASSERT_TRUE(entered.wait(30000));
+        EXPECT_FALSE(short_lived.startJob(std::make_unique<Counting>(&short_lived, &listener, 0)));
+        EXPECT_TRUE(short_lived.hasJob());
+    }
+    EXPECT_EQ(listener.result(), WorkerThread::go_on);
+}
+
+// ---- The flashing job ----
+
+constexpr const char* program = ":0100000011EE\n:0100200022BD\n:00000001FF\n";
+constexpr const char* hold_reset = "Please push and hold the reset button";
+
+/// A device with firmware and bootloader behind a scripted converter. Frames come byte by byte, the
+/// bootloader's greetings and records do not.
+class Flash : public Job {
+protected:
+    Flash() {
+        converter = driver->plug("OKVX0001");
+        firmware = std::make_unique<ftdi::ScriptedFirmware>(converter);
+        using namespace msg_type;
+        for (const uint8_t command_code : {msg_cmd::bl_enable, msg_cmd::bl_disable})
+            firmware->answer(control_request, command_code, [=](const ftdi::Bytes&) {
+                return std::vector<ftdi::Bytes>{{control_reply, command_code, 0}};
+            });
+        firmware->answer(request, msg_cmd::e2p_write, [this](const ftdi::Bytes& asked) {
+            std::copy(asked.begin() + 5, asked.end(), eeprom.begin() + (asked[2] | asked[3] << 8));
+            return std::vector<ftdi::Bytes>{{reply, msg_cmd::e2p_write, asked[2], asked[3], asked[4]}};
+        });
+        firmware->answer(request, msg_cmd::e2p_read, [this](const ftdi::Bytes& asked) {
+            ftdi::Bytes answer{reply, msg_cmd::e2p_read, asked[2], asked[3], asked[4]};
+            const auto start = eeprom.begin() + (asked[2] | asked[3] << 8);
+            answer.insert(answer.end(), start, start + asked[4]);
+            return std::vector<ftdi::Bytes>{answer};
+        });
+        converter->onWrite(
+            [this](std::string_view written) { return written_to_device(std::string(written)); });
+    }
+    ~Flash() override { owner.joinJob(); }
+
+    std::string written_to_device(const std::string& written) {
+        if (written.size() == 1 && firmware_runs) firmware->take(written);
+        if (written == "g" || written == "pf") command = written;
+        if (written == "\r\n") {
+            if (command == "g" && firmware_starts) firmware_runs = true;
+            return std::exchange(command, "") + "+\r\n";
+        }
+        if (written.starts_with("UUUUUU")) {
+            firmware_runs = false;
+            return silent_greetings-- > 0 ? "" : "c45b2 v2.9 OABR_Korvex\r\n";
+        }
+        return written[0] == ':' ? record(written) : "";
+    }
+    std::string record(const std::string& line) {
+        records.push_back(line);
+        const int number = static_cast<int>(records.size());
+        if (at_record) at_record(number);
+        return number == rejected_record ? "-" : line == ":00000001FF\n" ? last_answer : ".";
+    }
+
+    void flash(const char* hex = program) {
+        runToTheEnd(std::make_unique<FlashThread>(&owner, &listener, 0, hex, "OKVX0001"));
+    }
+    void expectFailure(const std::string& text) {
+        EXPECT_EQ(listener.result(), WorkerThread::failed);
+        ASSERT_FALSE(listener.texts().empty());
+        EXPECT_EQ(listener.texts().back(), text);
+    }
+    bool hasDefaultConfig() const {
+        const std::string markers("\x03\xBB\xCC\x13\xEE\xCC", 6);
+        for (const size_t area : {0x200, 0x620, 0x710})
+            if (std::string(eeprom.begin() + area, eeprom.begin() + area + markers.size()) != markers)
+                return false;
+        return true;
+    }
+    size_t flagsSet() const {
+        return firmware->requests(msg_type::control_request, msg_cmd::bl_enable).size();
+    }
+    size_t flagsCleared() const {
+        return firmware->requests(msg_type::control_request, msg_cmd::bl_disable).size();
+    }
+
+    std::atomic<bool> firmware_runs{true};
+    bool firmware_starts = true;  // when the bootloader is told so
+    int silent_greetings = 0;
+    int rejected_record = 0;
+    std::string last_answer = ".";
+    std::function<void(int)> at_record;
+    std::string command;
+    std::vector<std::string> records;
+    std::array<char, 4096> eeprom{};
+};
+
+TEST_F(Flash, WritesStartsAndConfigures) {
+    flash();
+    EXPECT_EQ(listener.result(), WorkerThread::finished);
+    EXPECT_THAT(records, ElementsAre(":1000000011000000000000000000000000000000DF\n", ":0100200022BD\n",
+                                     ":00000001FF\n"));
+    EXPECT_THAT(listener.texts(),
+                ElementsAre("Connecting to Device...", "Writing Firmware", "Resetting device..."));
+    EXPECT_THAT(listener.progress(), ElementsAre(0, 0, 0, 33, 66));
+    EXPECT_EQ(flagsSet(), 1u);
+    EXPECT_EQ(flagsCleared(), 1u);
+    EXPECT_TRUE(hasDefaultConfig());
+    EXPECT_TRUE(device.isFirmwareConnected());
+    EXPECT_THAT(converter->calls(),
+                testing::IsSupersetOf({"setBaudRate 19200", "setFlowControl 0x0400 0x11 0x13"}));
+    EXPECT_THAT(
+        log.lines("DEBUG"),
+        testing::IsSupersetOf({"DEBUG: src/FlashDlg/FlashThread:30 Initiate: connecting to Bootloader",
+                               "DEBUG: src/FlashDlg/FlashThread:202 Initiate: writing the FW",
+                               "DEBUG: src/FlashDlg/FlashThread:272 3 lines written to flash"}));
+}
+
+TEST_F(Flash, AsksForTheResetButtonUntilTheBootloaderAnswers) {
+    silent_greetings = 45;
+    flash();
+    EXPECT_EQ(listener.result(), WorkerThread::finished);
+    EXPECT_THAT(listener.texts(), ElementsAre("Connecting to Device...", hold_reset, "Writing Firmware",
+                                              "Resetting device..."));
+}
+
+TEST_F(Flash, FlashesADeviceThatSitsInItsBootloader) {
+    firmware_runs = false;
+    flash();
+    EXPECT_EQ(listener.result(), WorkerThread::finished);
+    EXPECT_EQ(flagsSet(), 0u);
+    EXPECT_TRUE(hasDefaultConfig());
+    EXPECT_THAT(log.lines("WARNING"),
+                Contains("WARNING: src/FlashDlg/FlashThread:34 Could not connect to firmware"));
+}
+
+TEST_F(Flash, EndsWhenTheFlagCannotBeSetAndLeavesTheDeviceAsItIs) {
+    firmware->ignore(msg_type::control_request, msg_cmd::bl_enable);
+    flash();
+    expectFailure("Unable to set the device to Flash Mode");
+    EXPECT_THAT(records, IsEmpty());
+    EXPECT_FALSE(hasDefaultConfig());
+    EXPECT_THAT(log.lines("ERROR"),
+                ElementsAre("ERROR: src/FlashDlg/FlashThread:45 Unable to set the device to Flash Mode"));
+    EXPECT_TRUE(device.isFirmwareConnected());
+}
+
+TEST_F(Flash, EndsWithoutAConverter) {
+    driver->unplug("OKVX0001");
+    flash();
+    expectFailure("Could not connect to device");
+}
+
+TEST_F(Flash, EndsAtARejectedRecordAndTellsTheFirstFailure) {
+    rejected_record = 2;
+    firmware_starts = false;
+    flash();
+    EXPECT_EQ(records.size(), 2u);
+    expectFailure("Error occurred during write");
+    EXPECT_THAT(log.lines("ERROR"),
+                Contains("ERROR: src/FlashDlg/FlashThread:111 Could not connect to Firmware"));
+    EXPECT_FALSE(device.isConnected());
+}
+
+TEST_F(Flash, TakesNoRejectionForSuccess) {
+    for (const char* answer : {"-", ".-", ".*-"}) {
+        records.clear();
+        last_answer = answer;
+        flash();
+        expectFailure("Error occurred during write");
+    }
+}
+
+TEST_F(Flash, EndsWhenTheConverterIsPulledOut) {
+    at_record = [this](int number) {
+        if (number == 2) converter->unplug();
+    };
+    flash();
+    expectFailure("Error occurred during write");
+}
+
+TEST_F(Flash, IsNoSuccessUntilTheFirmwareAnswers) {
+    firmware_starts = false;
+    flash();
+    EXPECT_EQ(records.size(), 3u);
+    expectFailure("Could not connect to Firmware");
+    EXPECT_FALSE(device.isConnected());
+}
+
+TEST_F(Flash, IsNoSuccessWithoutTheConfiguration) {
+    firmware->ignore(msg_type::request, msg_cmd::e2p_write);
+    flash();
+    expectFailure("ERROR while refreshing config");
+    EXPECT_THAT(log.lines("ERROR"), Contains(EndsWith("FlashThread:131 ERROR while refreshing config")));
+}
+
+TEST_F(Flash, LeavesTheConfigurationOfAnOldFirmwareAlone) {
+    firmware->answer(msg_type::read_request, msg_cmd::fwv_read, [](const ftdi::Bytes&) {
+        return std::vector<ftdi::Bytes>{{msg_type::data_reply, msg_cmd::fwv_read, 0, 0, 9, 98}};
+    });
+    flash();
+    EXPECT_EQ(listener.result(), WorkerThread::finished);
+    EXPECT_EQ(flagsCleared(), 1u);
+    EXPECT_FALSE(hasDefaultConfig());
+}
+
+TEST_F(Flash, StopsBetweenTwoRecords) {
+    at_record = [this](int number) {
+        if (number == 2) owner.cancelJob();
+    };
+    flash();
+    EXPECT_EQ(listener.result(), WorkerThread::go_on);
+    EXPECT_EQ(records.size(), 2u);
+    EXPECT_EQ(flagsCleared(), 1u);
+}
+
+TEST_F(Flash, StoppedBeforeItWritesBringsTheFirmwareBackAndKeepsTheConfiguration) {
+    auto job = std::make_unique<FlashThread>(&owner, &listener, 0, program, "OKVX0001");
+    job->cancel();
+    runToTheEnd(std::move(job));
+    EXPECT_EQ(listener.result(), WorkerThread::go_on);
+    EXPECT_THAT(records, IsEmpty());
+    EXPECT_FALSE(hasDefaultConfig());
+    EXPECT_EQ(flagsCleared(), 1u);
+    EXPECT_TRUE(device.isFirmwareConnected());
+}
+
+TEST_F(Flash, WritesNothingOfABrokenProgram) {
+    flash(":0100000011EF\n");
+    expectFailure("The firmware file holds no valid Intel HEX text");
+    EXPECT_THAT(records, IsEmpty());
+    EXPECT_FALSE(hasDefaultConfig());
+}
+
+}  // namespace
+}  // namespace kovgui
