@@ -33,10 +33,17 @@ OKVXConsole::~OKVXConsole() {
 }
 
 bool OKVXConsole::CreateConsole() {
+    {
+        const std::lock_guard lock(open().mutex);
+        if (open().console) return false;
+    }
+    return CreateConsole(platform::TextConsole::open(title_));
+}
+
+bool OKVXConsole::CreateConsole(std::unique_ptr<platform::TextConsole> console) {
     const std::lock_guard lock(open().mutex);
-    if (open().console) return false;
-    console_ = platform::TextConsole::open(title_);
-    if (!console_) return false;
+    if (open().console || !console) return false;
+    console_ = std::move(console);
     open().console = this;
     return true;
 }

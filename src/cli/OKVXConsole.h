@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "lib/console_cmd.h"
 #include "src/platform/event.h"
 #include "src/platform/textconsole.h"
 
@@ -30,6 +31,9 @@ public:
     /// Opens the text console that the standard streams go to from then on.
     /// @return false when there is none to be had, or one is open already
     bool CreateConsole();
+    /// Takes a text console that is there already.
+    /// @return false when one is open already
+    bool CreateConsole(std::unique_ptr<platform::TextConsole> console);
     /// Closes it.
     void DeleteConsole();
     /// Shows or hides its window. @return false when it has none of its own

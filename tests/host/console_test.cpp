@@ -1,0 +1,122 @@
+#include "src/cli/OKVXConsole.h"
+
+#include <unistd.h>
+
+#include <future>
+#include <string_view>
+
+#include "tests/host/host_fixture.h"
+
+namespace kovgui::cli {
+namespace {
+
+/// A pipe in the place of standard input.
+class TypedInput {
+public:
+    TypedInput() : saved_(dup(STDIN_FILENO)) {
+        int ends[2];
+        if (pipe(ends) != 0) std::abort();
+        dup2(ends[0], STDIN_FILENO);
+        close(ends[0]);
+        keyboard_ = ends[1];
+    }
+    ~TypedInput() {
+        end();
+        dup2(saved_, STDIN_FILENO);
+        close(saved_);
+    }
+    void type(std::string_view text) const {
+        ASSERT_EQ(write(keyboard_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    }
+    void end() {
+        if (keyboard_ >= 0) close(keyboard_);
+        keyboard_ = -1;
+    }
+
+private:
+    const int saved_;
+    int keyboard_ = -1;
+};
+
+class ConsoleTest : public HostTest, public ConsoleOwner {
+protected:
+    void showConsole(bool visible) override { shown.set_value(visible); }
+
+    /// A console on standard input, running.
+    OKVXConsole* start() {
+        auto* const console = new OKVXConsole("Console", this);
+        EXPECT_TRUE(console->CreateConsole(platform::TextConsole::standard()));
+        EXPECT_EQ(console->Run(), wxTHREAD_NO_ERROR);
+        return console;
+    }
+    /// What it prints from the start to its end.
+    template <typename During>
+    std::string session(During during) {
+        testing::internal::CaptureStdout();
+        start();
+        during();
+        OKVXConsole::stopAndWait();
+        return testing::internal::GetCapturedStdout();
+    }
+    static bool waitClosed() {
+        for (int i = 0; i < 500 && OKVXConsole::showOpen(); ++i)
+            usleep(10000);
+        return !OKVXConsole::showOpen();
+    }
+
+    TypedInput input;
+    std::promise<bool> shown;
+};
+
+TEST_F(ConsoleTest, SaysAtItsEndHowTheLastCommandEnded) {
+    const std::pair<const char*, const char*> sessions[] = {
+        {"reset x\n", "# # "},                               // a command that succeeded
+        {"nonsense\n", "# # invalid command (nonsense)\n"},  // the result before any command
+        {"reset x\nnonsense\n\n", "# # # # "},               // unmatched words leave the last result
+        {"power\n", "# # invalid command (power)\n"},
+        {"", "# invalid command ()\n"},
+    };
+    for (const auto& [typed, printed] : sessions) {
+        SCOPED_TRACE(typed);
+        TypedInput keyboard;
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(session([&] {
+                      keyboard.type(typed);
+                      keyboard.end();
+                      EXPECT_TRUE(waitClosed());
+                  }),
+                  printed);
+        testing::internal::GetCapturedStderr();
+    }
+}
+
+TEST_F(ConsoleTest, StopEndsAWaitForALine) {
+    EXPECT_THAT(session([] {}), testing::EndsWith("invalid command ()\n"));
+    EXPECT_FALSE(OKVXConsole::showOpen());
+    OKVXConsole::stopAndWait();
+}
+
+TEST_F(ConsoleTest, OnlyOneIsOpenAtATime) {
+    session([] {
+        OKVXConsole second("Second");
+        EXPECT_FALSE(second.CreateConsole());
+        EXPECT_TRUE(OKVXConsole::showOpen());
+    });
+}
+
+TEST_F(ConsoleTest, ExitEndsTheLoopAndHidesTheOwnersConsole) {
+    EXPECT_EQ(process_cmd_exit(nullptr), cmd_ok);
+    session([&] {
+        EXPECT_EQ(process_cmd_exit(nullptr), cmd_ok);
+        EXPECT_FALSE(shown.get_future().get());
+    });
+}
+
+TEST_F(ConsoleTest, ControlEventsOnlyPrintTheirLine) {
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(ConsoleHandler(2), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "ConsoleHandler called (00000002)\n");
+}
+
+}  // namespace
+}  // namespace kovgui::cli
