@@ -81,7 +81,7 @@ void FakeDevice::run() {
         const Bytes request = std::move(pending_.front());
         pending_.pop_front();
         lock.unlock();
-        for (const Bytes& reply : answer(request))
+        for (const Bytes& reply : answer.get()(request))
             deliver(reply);
         lock.lock();
     }

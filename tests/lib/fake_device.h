@@ -14,6 +14,26 @@
 
 using Bytes = std::vector<uint8_t>;
 
+/// The contents of the frames to send back to a request, in order. Assigned by the test, called by the
+/// device's thread.
+class AnswerFunction {
+public:
+    using Function = std::function<std::vector<Bytes>(const Bytes& request)>;
+
+    void operator=(Function function) {
+        const std::lock_guard lock(mutex_);
+        function_ = std::move(function);
+    }
+    Function get() const {
+        const std::lock_guard lock(mutex_);
+        return function_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    Function function_;
+};
+
 /// A device on the process's link, in the process. It answers on a thread of its own, which stands for the
 /// receiver as well, and hands a reply over only when its requester waits: one that came earlier would be
 /// lost, by design.
@@ -24,8 +44,7 @@ public:
     FakeDevice(const FakeDevice&) = delete;
     FakeDevice& operator=(const FakeDevice&) = delete;
 
-    /// The contents of the frames to send back, in order. Runs on the device's thread; `firmware` unless set.
-    std::function<std::vector<Bytes>(const Bytes& request)> answer;
+    AnswerFunction answer;  ///< `firmware` unless set
     /// What a good device replies.
     std::vector<Bytes> firmware(const Bytes& request);
     /// Answers the next requests with these payloads under the reply's type and command.

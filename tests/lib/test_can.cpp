@@ -168,7 +168,7 @@ TEST_F(Can, WritesNoCrcAfterAFailedWrite) {
     // acknowledged.
     for (const unsigned failing : {0x800U, 0x80BU, 0x81AU, 0x82DU}) {
         device.eeprom.fill(0xFF);
-        device.answer = [&](const Bytes& request) {
+        device.answer = [this, failing](const Bytes& request) {
             if (get_le16(&request[2]) != failing) return device.firmware(request);
             if (failing == 0x800) return std::vector<Bytes>{};
             return std::vector<Bytes>{{0xF1, 0x08, request[2], request[3], 0}};
