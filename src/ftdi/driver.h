@@ -78,6 +78,8 @@ private:
 
 /// The driver behind the FT_ functions. Until one is set it is the default one: the real converters of this
 /// system, and the simulated ones; with OABR_VIRTUAL_ONLY=1 in the environment only the simulated ones.
+/// It reads the environment when it is first asked for, so a program that changes its working directory asks
+/// for it before. Null goes back to the default one.
 void setDriver(std::shared_ptr<Driver> driver);
 std::shared_ptr<Driver> driver();
 

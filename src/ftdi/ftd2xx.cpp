@@ -1,6 +1,7 @@
 #include "src/ftdi/ftd2xx.h"
 
 #include <algorithm>
+#include <exception>
 #include <mutex>
 #include <string>
 #include <unordered_map>
@@ -43,9 +44,26 @@ FT_STATUS call(FT_HANDLE handle, FT_STATUS (Port::*function)(Parameters...), Arg
     return port ? (port.get()->*function)(arguments...) : FT_INVALID_HANDLE;
 }
 
+/// Drivers throw only when the system has no descriptor, thread or memory left to give.
+template <class Function>
+FT_STATUS guarded(Function function) {
+    try {
+        return function();
+    } catch (const std::exception&) {
+        return FT_INSUFFICIENT_RESOURCES;
+    }
+}
+
+FT_STATUS enumerate(std::vector<DeviceNode>* nodes) {
+    return guarded([nodes] {
+        *nodes = driver()->enumerate();
+        return FT_OK;
+    });
+}
+
 FT_STATUS open(const std::string& serial, FT_HANDLE* handle) {
     std::unique_ptr<Port> port;
-    if (const FT_STATUS failed = driver()->open(serial, &port)) return failed;
+    if (const FT_STATUS failed = guarded([&] { return driver()->open(serial, &port); })) return failed;
     std::lock_guard lock(table().mutex);
     *handle = reinterpret_cast<FT_HANDLE>(++table().last_handle);
     table().ports[*handle] = {std::move(port), serial};
@@ -78,7 +96,8 @@ FT_DEVICE_LIST_INFO_NODE listed(const DeviceNode& node) {
 
 FT_STATUS FT_CreateDeviceInfoList(DWORD* count) {
     if (!count) return FT_INVALID_PARAMETER;
-    const std::vector<DeviceNode> nodes = driver()->enumerate();
+    std::vector<DeviceNode> nodes;
+    if (const FT_STATUS failed = enumerate(&nodes)) return failed;
     std::lock_guard lock(table().mutex);
     table().list.clear();
     for (const DeviceNode& node : nodes)
@@ -97,7 +116,8 @@ FT_STATUS FT_GetDeviceInfoList(FT_DEVICE_LIST_INFO_NODE* list, DWORD* count) {
 
 FT_STATUS FT_Open(int index, FT_HANDLE* handle) {
     if (!handle) return FT_INVALID_PARAMETER;
-    const std::vector<DeviceNode> nodes = driver()->enumerate();
+    std::vector<DeviceNode> nodes;
+    if (const FT_STATUS failed = enumerate(&nodes)) return failed;
     if (index < 0 || static_cast<size_t>(index) >= nodes.size()) return FT_DEVICE_NOT_FOUND;
     return open(nodes[static_cast<size_t>(index)].serial, handle);
 }

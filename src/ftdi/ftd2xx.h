@@ -72,6 +72,8 @@ FT_STATUS FT_SetDataCharacteristics(FT_HANDLE handle, UCHAR bits, UCHAR stop_bit
 FT_STATUS FT_SetChars(FT_HANDLE handle, UCHAR event, UCHAR event_on, UCHAR error, UCHAR error_on);
 FT_STATUS FT_SetTimeouts(FT_HANDLE handle, ULONG read_ms, ULONG write_ms);
 FT_STATUS FT_SetLatencyTimer(FT_HANDLE handle, UCHAR milliseconds);
+/// Signals the event when one of the mask's events happens, and once when the converter is unplugged. The
+/// event must live until the handle is closed or another event, or null, is set.
 FT_STATUS FT_SetEventNotification(FT_HANDLE handle, DWORD mask, platform::Event* event);
 FT_STATUS FT_SetBaudRate(FT_HANDLE handle, ULONG rate);
 FT_STATUS FT_SetFlowControl(FT_HANDLE handle, USHORT mode, UCHAR xon, UCHAR xoff);

@@ -122,16 +122,18 @@ FT_STATUS QueuedPort::write(const uint8_t* data, uint32_t count, uint32_t* writt
         const size_t take = std::min<size_t>(count - *written, send_room - to_send_.size() - sending_);
         to_send_.insert(to_send_.end(), data + *written, data + *written + take);
         *written += static_cast<uint32_t>(take);
-        wakeWriter();
+        wakeWriter(lock);
     }
     return usable();
 }
 
-/// The lock is held.
-void QueuedPort::wakeWriter() {
+/// The lock is held before and after, but not while waking: the writer would run into it.
+void QueuedPort::wakeWriter(std::unique_lock<std::mutex>& lock) {
     if (!writer_sleeps_) return;
     writer_sleeps_ = false;
+    lock.unlock();
     writer_wake_.notify_one();
+    lock.lock();
 }
 
 /// Lets the caller of write hand over the rest of its frame: waits as long as the queue grows from look to
@@ -234,7 +236,7 @@ FT_STATUS QueuedPort::perform(std::function<FT_STATUS(Wire&, uint8_t*)> act, uin
     std::unique_lock lock(mutex_);
     if (const FT_STATUS failed = usable()) return failed;
     commands_.push_back(command);
-    wakeWriter();
+    wakeWriter(lock);
     sent_more_.wait_for(lock, command_limit, [&] { return command->done || writer_ended_; });
     if (!command->done) {
         std::erase(commands_, command);

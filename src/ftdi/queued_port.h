@@ -105,7 +105,7 @@ private:
     FT_STATUS perform(std::function<FT_STATUS(Wire&, uint8_t*)> act, uint8_t* value = nullptr);
     FT_STATUS usable() const;
     size_t readable() const { return received_.size() - read_position_; }
-    void wakeWriter();
+    void wakeWriter(std::unique_lock<std::mutex>& lock);
     void gather(std::unique_lock<std::mutex>& lock);
     void runWriter();
     void runReader();
