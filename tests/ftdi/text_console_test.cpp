@@ -103,7 +103,7 @@ namespace {
 
 /// What a program with windows does with its console: greets, and answers each line.
 [[noreturn]] void runProgram() {
-    const auto console = TextConsole::open("Bench");
+    auto console = TextConsole::open("Bench");
     if (!console) _exit(2);
     Event stop;
     std::printf("hello\n");
@@ -111,7 +111,10 @@ namespace {
     for (std::string line; console->readLine(&line, stop) == Input::line;) {
         std::printf("<%s>\n", line.c_str());
         std::fflush(stdout);
-        if (line == "bye") _exit(console->show(false) ? 1 : 0);
+        if (line != "bye") continue;
+        const bool hidden = console->show(false);
+        console.reset();  // takes its window along
+        _exit(hidden ? 1 : 0);
     }
     _exit(3);
 }
