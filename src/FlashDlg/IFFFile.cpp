@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string_view>
 
@@ -32,7 +33,10 @@ int saidByTheCaller(const char*, ...) {
 std::string readFile(const char* path, std::string& text) {
     std::ifstream file(path, std::ios::binary);
     if (!file) return "it cannot be opened";
+    std::error_code unknown;
+    const uintmax_t size = std::filesystem::file_size(path, unknown);
     constexpr size_t chunk = 64 * 1024;
+    if (!unknown && size <= IFFFile::max_file_size) text.reserve(size + chunk);
     size_t got = chunk;
     while (got == chunk) {
         const size_t old_size = text.size();
@@ -114,7 +118,9 @@ int IFFFile::openFile(const char* path) {
     dictionary_ = loadIni(parts.rest);
     if (!dictionary_) return fail("it is not the INI text of a firmware file");
     if (parts.program_hex) iniparser_set(dictionary_, key_program, parts.program_hex->c_str());
+    parts.program_hex.reset();
     if (parts.data_hex) iniparser_set(dictionary_, key_data, parts.data_hex->c_str());
+    parts.data_hex.reset();
 
     for (const char* key : {key_target, key_bootloader, key_build, key_date, key_program})
         if (!iniparser_getstring(dictionary_, key, nullptr)) return fail(std::string("it has no ") + key);

@@ -116,6 +116,7 @@ private:
     }
 
     void takeBare(std::string& value) {
+        value.reserve(text_.size() - position_);
         bool goes_on = true;
         while (goes_on && !atEnd()) {
             const std::string_view line = nextLine();
