@@ -28,9 +28,11 @@ std::vector<uint8_t> decode_record(const std::string& line) {
         if (high < 0 || low < 0) return {};
         bytes.push_back(static_cast<uint8_t>(high << 4 | low));
     }
-    if (line.size() % 2 == 0 || bytes.size() < frame_bytes || bytes.size() != bytes[0] + frame_bytes) return {};
+    if (line.size() % 2 == 0 || bytes.size() < frame_bytes || bytes.size() != bytes[0] + frame_bytes)
+        return {};
     uint8_t sum = 0;
-    for (const uint8_t byte : bytes) sum = static_cast<uint8_t>(sum + byte);
+    for (const uint8_t byte : bytes)
+        sum = static_cast<uint8_t>(sum + byte);
     return sum == 0 ? bytes : std::vector<uint8_t>{};
 }
 
@@ -123,7 +125,8 @@ bootloader_step bootloader::take_record(const std::string& line) {
     switch (bytes[3]) {
         case data:
             if (address + count > flash_size) return end_programming("-");
-            for (uint32_t i = 0; i < count; ++i) step.page_written |= store(address + i, bytes[4 + i]);
+            for (uint32_t i = 0; i < count; ++i)
+                step.page_written |= store(address + i, bytes[4 + i]);
             step.reply = ".";
             break;
         case extended_segment:

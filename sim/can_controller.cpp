@@ -8,7 +8,8 @@ namespace oabr_sim {
 
 namespace {
 
-// The block in the EEPROM: speed record, mask/filter record, 16 bytes of life-cycle settings, CRC (low byte first).
+// The block in the EEPROM: speed record, mask/filter record, 16 bytes of life-cycle settings, CRC (low byte
+// first).
 constexpr size_t block_at = 0x800;
 constexpr size_t filter_at = block_at + can_speed_size;
 constexpr size_t extra_at = filter_at + can_filter_size;
@@ -61,7 +62,9 @@ std::vector<uint8_t> can_controller::trace_record(uint32_t number, uint32_t time
     constexpr uint32_t extended_id = 0x18FF50E5;
     constexpr uint8_t data_length = 8;
 
-    std::vector<uint8_t> record = {msg_type::data_reply, msg_cmd::can_trace_record, kind_frame, 0, 0, 0, 0};
+    std::vector<uint8_t> record;
+    record.reserve(hdlc_msg_header_size + hdlc_msg_max_payload);
+    record = {msg_type::data_reply, msg_cmd::can_trace_record, kind_frame, 0, 0, 0, 0};
     put_le32(&record[3], time_stamp);
     if (number % 20 == 19) {
         record[2] = kind_can_error;
@@ -69,15 +72,18 @@ std::vector<uint8_t> can_controller::trace_record(uint32_t number, uint32_t time
         return record;
     }
     if (number % 2 == 0) {
-        record.insert(record.end(), {static_cast<uint8_t>(standard_id >> 3), static_cast<uint8_t>(standard_id << 5), 0, 0});
+        record.insert(record.end(),
+                      {static_cast<uint8_t>(standard_id >> 3), static_cast<uint8_t>(standard_id << 5), 0, 0});
     } else {
         constexpr uint32_t standard_part = extended_id >> 18;
-        record.insert(record.end(), {static_cast<uint8_t>(standard_part >> 3),
-                                     static_cast<uint8_t>((standard_part & 7) << 5 | 0x08 | (extended_id >> 16 & 3)),
-                                     static_cast<uint8_t>(extended_id >> 8), static_cast<uint8_t>(extended_id)});
+        record.insert(record.end(),
+                      {static_cast<uint8_t>(standard_part >> 3),
+                       static_cast<uint8_t>((standard_part & 7) << 5 | 0x08 | (extended_id >> 16 & 3)),
+                       static_cast<uint8_t>(extended_id >> 8), static_cast<uint8_t>(extended_id)});
     }
     record.push_back(data_length);
-    for (uint32_t i = 0; i < data_length; ++i) record.push_back(static_cast<uint8_t>(number + i));
+    for (uint32_t i = 0; i < data_length; ++i)
+        record.push_back(static_cast<uint8_t>(number + i));
     return record;
 }
 

@@ -19,7 +19,9 @@ constexpr uint8_t purge_receive = 1;
 constexpr uint8_t purge_transmit = 2;
 
 /// What arrives when the two ends disagree about the rate.
-uint8_t garbled(uint8_t byte) { return static_cast<uint8_t>((byte >> 3 | byte << 5) ^ 0x9B); }
+uint8_t garbled(uint8_t byte) {
+    return static_cast<uint8_t>((byte >> 3 | byte << 5) ^ 0x9B);
+}
 
 }  // namespace
 
@@ -33,7 +35,9 @@ void converter::attach(to_device device, reset_pin pin) {
     pin_ = std::move(pin);
 }
 
-void converter::connected(to_tool tool) { tool_ = std::move(tool); }
+void converter::connected(to_tool tool) {
+    tool_ = std::move(tool);
+}
 
 void converter::disconnected() {
     tool_ = nullptr;
@@ -53,7 +57,8 @@ void converter::power_up() {
 }
 
 sim_clock::duration converter::byte_time(uint32_t rate) const {
-    return fast_ ? sim_clock::duration::zero() : sim_clock::duration(std::chrono::seconds(bits_per_byte)) / rate;
+    return fast_ ? sim_clock::duration::zero()
+                 : sim_clock::duration(std::chrono::seconds(bits_per_byte)) / rate;
 }
 
 void converter::write(const uint8_t* data, size_t count) {
@@ -64,7 +69,8 @@ void converter::write(const uint8_t* data, size_t count) {
     if (!out_timer_armed_) deliver_next_chunk();
 }
 
-/// Waits for the end of the first chunk, then gives its bytes to the device, each with its own time of arrival.
+/// Waits for the end of the first chunk, then gives its bytes to the device, each with its own time of
+/// arrival.
 void converter::deliver_next_chunk() {
     out_timer_armed_ = false;
     if (outgoing_.empty() || stopped_) return;
@@ -72,7 +78,8 @@ void converter::deliver_next_chunk() {
     out_timer_.expires_at(outgoing_.front().end);
     out_timer_.async_wait([this](const asio::error_code&) {
         // A cancelled wait means that the queue or the flow has changed: look again.
-        if (outgoing_.empty() || stopped_ || sim_clock::now() < outgoing_.front().end) return deliver_next_chunk();
+        if (outgoing_.empty() || stopped_ || sim_clock::now() < outgoing_.front().end)
+            return deliver_next_chunk();
         const sent_chunk chunk = std::move(outgoing_.front());
         outgoing_.pop_front();
         time_point at = chunk.end - byte_time(chunk.rate) * static_cast<long>(chunk.bytes.size());
@@ -147,7 +154,8 @@ void converter::obey_flow_character(uint8_t byte) {
     if (!out_timer_armed_) deliver_next_chunk();
 }
 
-/// Bytes go to the tool when the latency timer, counted from the first that waits, runs out, or when a packet is full.
+/// Bytes go to the tool when the latency timer, counted from the first that waits, runs out, or when a packet
+/// is full.
 void converter::schedule_hand_over() {
     if (incoming_.empty()) return;
     time_point due = fast_ ? incoming_.front().at : incoming_.front().at + latency_;

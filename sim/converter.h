@@ -13,8 +13,8 @@ namespace oabr_sim {
 using sim_clock = std::chrono::steady_clock;
 using time_point = sim_clock::time_point;
 
-/// The USB-serial converter: line rate in both directions, latency timer, CBUS pins and flow control. The serial line's
-/// other end is given by `attach`, the tool's end by `connected`.
+/// The USB-serial converter: line rate in both directions, latency timer, CBUS pins and flow control. The
+/// serial line's other end is given by `attach`, the tool's end by `connected`.
 class converter {
 public:
     /// A byte that has crossed the line to the microcontroller, at the rate it was sent with.
@@ -28,7 +28,8 @@ public:
     void attach(to_device device, reset_pin pin);
     /// A tool opened the converter; what comes from the device goes to `tool`.
     void connected(to_tool tool);
-    /// The tool has gone: rate, flow control, latency and line settings go back to their defaults, waiting bytes are lost.
+    /// The tool has gone: rate, flow control, latency and line settings go back to their defaults, waiting
+    /// bytes are lost.
     void disconnected();
     /// Power-up or replug: the pins go back too.
     void power_up();

@@ -33,9 +33,9 @@ struct fault_plan {
     std::optional<uint8_t> e2p_most;  ///< most bytes that an EEPROM write takes
     place reject_record;
     bool reject_last_record = false;
-    place flash_power_loss;           ///< record line
+    place flash_power_loss;  ///< record line
     int silent_greetings = 0;
-    bool silent = false;              ///< the firmware answers nothing
+    bool silent = false;  ///< the firmware answers nothing
     bool dynamic_not_ready = false;
     bool counter_not_valid = false;
 

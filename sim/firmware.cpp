@@ -1,6 +1,7 @@
 #include "sim/firmware.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "lib/messages.h"
 
@@ -29,23 +30,25 @@ bool is_control(const uint8_t* record, uint8_t kind, uint16_t value) {
     return (record[0] & 0x0F) == control_length && record[0] >> 4 == kind && get_le16(record + 1) == value;
 }
 
-std::vector<uint8_t> with_le16(std::initializer_list<uint8_t> head, uint16_t value) {
-    std::vector<uint8_t> out(head);
-    out.push_back(static_cast<uint8_t>(value));
-    out.push_back(static_cast<uint8_t>(value >> 8));
-    return out;
-}
-
 std::vector<uint8_t> le32(uint32_t value) {
     std::vector<uint8_t> out(4);
     put_le32(out.data(), value);
     return out;
 }
 
+std::vector<uint8_t> with_header(uint8_t type, uint8_t command, const std::vector<uint8_t>& payload) {
+    std::vector<uint8_t> out;
+    out.reserve(hdlc_msg_header_size + payload.size());
+    out.push_back(type);
+    out.push_back(command);
+    out.insert(out.end(), payload.begin(), payload.end());
+    return out;
+}
+
 }  // namespace
 
-/// One row for each request: its codes, the payload it needs at least, the type of its reply, and what it does. The
-/// reply carries the request's command; `run` gives the payload.
+/// One row for each request: its codes, the payload it needs at least, the type of its reply, and what it
+/// does. The reply carries the request's command; `run` gives the payload.
 struct firmware::request {
     uint8_t type;
     uint8_t command;
@@ -54,126 +57,145 @@ struct firmware::request {
     bytes (*run)(firmware& self, const uint8_t* in, size_t length);
 };
 
-#define OABR_RUN [](firmware & self, [[maybe_unused]] const uint8_t* in, [[maybe_unused]] size_t length) -> bytes
 const firmware::request firmware::requests[] = {
-    {msg_type::request, msg_cmd::mdio_write, 4, msg_type::reply, OABR_RUN { return self.mdio_write(in); }},
-    {msg_type::request, msg_cmd::mdio_read, 2, msg_type::reply, OABR_RUN { return self.mdio_read(in); }},
+    {msg_type::request, msg_cmd::mdio_write, 4, msg_type::reply,
+     [](firmware& self, const uint8_t* in, size_t) -> bytes { return self.mdio_write(in); }},
+    {msg_type::request, msg_cmd::mdio_read, 2, msg_type::reply,
+     [](firmware& self, const uint8_t* in, size_t) -> bytes { return self.mdio_read(in); }},
     {msg_type::request, msg_cmd::ping, 0, msg_type::reply,
-     [](firmware&, const uint8_t* in, size_t length) -> bytes { return {in, in + length}; }},
-    {msg_type::request, msg_cmd::smi_write, 2, msg_type::reply, OABR_RUN { return self.smi_write(in); }},
-    {msg_type::request, msg_cmd::smi_read, 1, msg_type::reply, OABR_RUN { return self.smi_read(in); }},
-    {msg_type::request, msg_cmd::e2p_write, 3, msg_type::reply, OABR_RUN { return self.e2p_write(in, length); }},
-    {msg_type::request, msg_cmd::e2p_read, 3, msg_type::reply, OABR_RUN { return self.e2p_read(in); }},
+     [](firmware&, const uint8_t* in, size_t length) -> bytes {
+         return {in, in + length};
+     }},
+    {msg_type::request, msg_cmd::smi_write, 2, msg_type::reply,
+     [](firmware& self, const uint8_t* in, size_t) -> bytes { return self.smi_write(in); }},
+    {msg_type::request, msg_cmd::smi_read, 1, msg_type::reply,
+     [](firmware& self, const uint8_t* in, size_t) -> bytes { return self.smi_read(in); }},
+    {msg_type::request, msg_cmd::e2p_write, 3, msg_type::reply,
+     [](firmware& self, const uint8_t* in, size_t length) -> bytes { return self.e2p_write(in, length); }},
+    {msg_type::request, msg_cmd::e2p_read, 3, msg_type::reply,
+     [](firmware& self, const uint8_t* in, size_t) -> bytes { return self.e2p_read(in); }},
     {msg_type::request, msg_cmd::can_set_speed, can_speed_size, msg_type::reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t* in, size_t) -> bytes {
          std::copy_n(in, can_speed_size, self.device_.can.speed.begin());
          return {};
      }},
     {msg_type::request, msg_cmd::can_get_speed, 0, msg_type::data_reply,
-     OABR_RUN { return {self.device_.can.speed.begin(), self.device_.can.speed.end()}; }},
+     [](firmware& self, const uint8_t*, size_t) -> bytes {
+         return {self.device_.can.speed.begin(), self.device_.can.speed.end()};
+     }},
     {msg_type::request, msg_cmd::can_set_filter_mask, can_filter_size, msg_type::reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t* in, size_t) -> bytes {
          std::copy_n(in, can_filter_size, self.device_.can.filter.begin());
          return {};
      }},
     {msg_type::request, msg_cmd::can_get_filter_mask, 0, msg_type::data_reply,
-     OABR_RUN { return {self.device_.can.filter.begin(), self.device_.can.filter.end()}; }},
+     [](firmware& self, const uint8_t*, size_t) -> bytes {
+         return {self.device_.can.filter.begin(), self.device_.can.filter.end()};
+     }},
     {msg_type::request, msg_cmd::can_trace_enable, 0, msg_type::reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t*, size_t) -> bytes {
          self.device_.can.trace = true;
          return {};
      }},
     {msg_type::request, msg_cmd::can_trace_disable, 0, msg_type::reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t*, size_t) -> bytes {
          self.device_.can.trace = false;
          return {};
      }},
     {msg_type::request, msg_cmd::can_set_mode, 1, msg_type::reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t* in, size_t) -> bytes {
          self.device_.can.mode = in[0];
          return {};
      }},
-    {msg_type::request, msg_cmd::can_get_mode, 0, msg_type::reply, OABR_RUN { return {self.device_.can.mode}; }},
+    {msg_type::request, msg_cmd::can_get_mode, 0, msg_type::reply,
+     [](firmware& self, const uint8_t*, size_t) -> bytes { return {self.device_.can.mode}; }},
     {msg_type::request, msg_cmd::can_reset, 0, msg_type::reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t*, size_t) -> bytes {
          constexpr uint8_t configuration_mode = 0x80;
          self.device_.can.reset();
          self.device_.can.mode = configuration_mode;
          return {};
      }},
     {msg_type::request, msg_cmd::can_reinit, 0, msg_type::reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t*, size_t) -> bytes {
          self.device_.can.load(self.device_.memory.eeprom);
          return {};
      }},
     {msg_type::request, msg_cmd::can_get_wakeup, 0, msg_type::reply,
-     OABR_RUN {
-         bytes out = le32(self.device_.can.wakeup_id);
-         out.push_back(self.device_.can.wakeup_flag);
+     [](firmware& self, const uint8_t*, size_t) -> bytes {
+         bytes out(5);
+         put_le32(out.data(), self.device_.can.wakeup_id);
+         out[4] = self.device_.can.wakeup_flag;
          return out;
      }},
     {msg_type::request, msg_cmd::can_set_wakeup, 5, msg_type::reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t* in, size_t) -> bytes {
          self.device_.can.wakeup_id = get_le32(in);
          self.device_.can.wakeup_flag = in[4];
          return {};
      }},
     {msg_type::request, msg_cmd::get_eth_wakeup, 0, msg_type::reply,
-     OABR_RUN {
-         bytes out = le32(self.device_.can.eth_wakeup[0]);
-         const bytes second = le32(self.device_.can.eth_wakeup[1]);
-         out.insert(out.end(), second.begin(), second.end());
+     [](firmware& self, const uint8_t*, size_t) -> bytes {
+         bytes out(8);
+         put_le32(out.data(), self.device_.can.eth_wakeup[0]);
+         put_le32(&out[4], self.device_.can.eth_wakeup[1]);
          return out;
      }},
     {msg_type::request, msg_cmd::set_eth_wakeup, 8, msg_type::reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t* in, size_t) -> bytes {
          self.device_.can.eth_wakeup[0] = get_le32(in);
          self.device_.can.eth_wakeup[1] = get_le32(in + 4);
          return {};
      }},
     {msg_type::request, msg_cmd::can_set_lcmode, 1, msg_type::reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t* in, size_t) -> bytes {
          self.device_.can.lifecycle_mode = in[0];
          return {};
      }},
     {msg_type::read_request, msg_cmd::can_get_lcmode, 0, msg_type::data_reply,
-     OABR_RUN { return {self.device_.can.lifecycle_mode}; }},
-    {msg_type::read_request, msg_cmd::hk_status, 0, msg_type::data_reply, OABR_RUN { return le32(self.device_.hardkeys); }},
+     [](firmware& self, const uint8_t*, size_t) -> bytes { return {self.device_.can.lifecycle_mode}; }},
+    {msg_type::read_request, msg_cmd::hk_status, 0, msg_type::data_reply,
+     [](firmware& self, const uint8_t*, size_t) -> bytes { return le32(self.device_.hardkeys); }},
     {msg_type::read_request, msg_cmd::fwv_read, 0, msg_type::data_reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t*, size_t) -> bytes {
          const firmware_identity identity = find_firmware_identity(self.device_.memory.flash);
          return {std::begin(identity.version), std::end(identity.version)};
      }},
     {msg_type::read_request, msg_cmd::fwd_read, 0, msg_type::data_reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t*, size_t) -> bytes {
          const firmware_identity identity = find_firmware_identity(self.device_.memory.flash);
          return {std::begin(identity.date), std::end(identity.date)};
      }},
     {msg_type::read_request, msg_cmd::bls_read, 0, msg_type::data_reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t*, size_t) -> bytes {
          const std::string& text = self.bootloader_description_;
-         bytes out(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(std::min<size_t>(text.size(), bls_max_length)));
+         bytes out(text.begin(),
+                   text.begin() + static_cast<std::ptrdiff_t>(std::min<size_t>(text.size(), bls_max_length)));
          out.resize(bls_max_length, 0);
          return out;
      }},
     {msg_type::read_request, msg_cmd::blv_read, 0, msg_type::data_reply,
-     OABR_RUN { return {std::begin(bootloader_version), std::end(bootloader_version)}; }},
-    {msg_type::control_request, msg_cmd::power_on, 0, msg_type::control_reply, OABR_RUN { return self.power(true); }},
-    {msg_type::control_request, msg_cmd::power_off, 0, msg_type::control_reply, OABR_RUN { return self.power(false); }},
+     [](firmware&, const uint8_t*, size_t) -> bytes {
+         return {std::begin(bootloader_version), std::end(bootloader_version)};
+     }},
+    {msg_type::control_request, msg_cmd::power_on, 0, msg_type::control_reply,
+     [](firmware& self, const uint8_t*, size_t) -> bytes { return self.power(true); }},
+    {msg_type::control_request, msg_cmd::power_off, 0, msg_type::control_reply,
+     [](firmware& self, const uint8_t*, size_t) -> bytes { return self.power(false); }},
     {msg_type::control_request, msg_cmd::bl_enable, 0, msg_type::control_reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t*, size_t) -> bytes {
          self.device_.memory.bootloader_flag = self.device_.memory_changed = true;
          return {};
      }},
     {msg_type::control_request, msg_cmd::bl_disable, 0, msg_type::control_reply,
-     OABR_RUN {
+     [](firmware& self, const uint8_t*, size_t) -> bytes {
          self.device_.memory.bootloader_flag = false;
          self.device_.memory_changed = true;
          return {};
      }},
-    {msg_type::control_request, msg_cmd::wup_ctl, 1, msg_type::control_reply, OABR_RUN { return self.wakeup(in[0]); }},
+    {msg_type::control_request, msg_cmd::wup_ctl, 1, msg_type::control_reply,
+     [](firmware& self, const uint8_t* in, size_t) -> bytes { return self.wakeup(in[0]); }},
 };
-#undef OABR_RUN
 
 firmware::firmware(hardware& device, fault_plan& faults, std::string bootloader_description)
     : device_(device), faults_(faults), bootloader_description_(std::move(bootloader_description)) {}
@@ -189,7 +211,8 @@ void firmware::start() {
     device_.ethernet_power = true;
     device_.wakeup_line = false;
     replayed_ = 0;
-    for (const area& each : areas) replay(each.first, each.limit);
+    for (const area& each : areas)
+        replay(each.first, each.limit);
 }
 
 void firmware::replay(uint16_t address, uint16_t limit) {
@@ -211,7 +234,8 @@ void firmware::replay_record(const uint8_t* record, int length) {
     if (length == mdio_length && (kind == kind_and || kind == kind_or)) {
         const uint16_t value = get_le16(record + 3);
         const uint16_t now = device_.mdio.read(record[1], record[2]);
-        device_.mdio.write(record[1], record[2], static_cast<uint16_t>(kind == kind_and ? now & value : now | value));
+        device_.mdio.write(record[1], record[2],
+                           static_cast<uint16_t>(kind == kind_and ? now & value : now | value));
         ++replayed_;
     } else if (length == table_length && kind == kind_table) {
         table_data data{};
@@ -221,7 +245,9 @@ void firmware::replay_record(const uint8_t* record, int length) {
     }
 }
 
-bool firmware::take_power_loss() { return std::exchange(power_lost_, false); }
+bool firmware::take_power_loss() {
+    return std::exchange(power_lost_, false);
+}
 
 std::vector<uint8_t> firmware::answer(const uint8_t* frame, uint16_t length) {
     if (length < hdlc_msg_header_size) return {};
@@ -231,19 +257,13 @@ std::vector<uint8_t> firmware::answer(const uint8_t* frame, uint16_t length) {
     const size_t payload_length = length - static_cast<size_t>(hdlc_msg_header_size);
 
     if (type == msg_type::reply || (type == msg_type::request && command == msg_cmd::debug)) return {};
-    bytes reply;
     if (type == msg_type::remote_request) {
-        reply = remote(command, payload, payload_length);
-        if (!reply.empty()) {
-            reply.insert(reply.begin(), {msg_type::remote_reply, command});
-            return reply;
-        }
+        const bytes reply = remote(command, payload, payload_length);
+        if (!reply.empty()) return with_header(msg_type::remote_reply, command, reply);
     }
     for (const request& row : requests) {
         if (row.type != type || row.command != command || payload_length < row.least) continue;
-        reply = row.run(*this, payload, payload_length);
-        reply.insert(reply.begin(), {row.reply_type, command});
-        return reply;
+        return with_header(row.reply_type, command, row.run(*this, payload, payload_length));
     }
     return {msg_type::error, msg_cmd::error_report, type, command};
 }
@@ -255,7 +275,9 @@ firmware::bytes firmware::mdio_write(const uint8_t* in) {
 
 firmware::bytes firmware::mdio_read(const uint8_t* in) {
     constexpr uint16_t unpowered = 0xFFFF;
-    return with_le16({in[0], in[1]}, device_.ethernet_power ? device_.mdio.read(in[0], in[1]) : unpowered);
+    bytes out = {in[0], in[1], 0, 0};
+    put_le16(&out[2], device_.ethernet_power ? device_.mdio.read(in[0], in[1]) : unpowered);
+    return out;
 }
 
 firmware::bytes firmware::smi_write(const uint8_t* in) {
@@ -265,7 +287,8 @@ firmware::bytes firmware::smi_write(const uint8_t* in) {
 
 firmware::bytes firmware::smi_read(const uint8_t* in) {
     constexpr uint8_t unpowered = 0xFF;
-    return {in[0], device_.ethernet_power ? static_cast<uint8_t>(device_.mdio.read(switch_address, in[0])) : unpowered};
+    return {in[0], device_.ethernet_power ? static_cast<uint8_t>(device_.mdio.read(switch_address, in[0]))
+                                          : unpowered};
 }
 
 bool firmware::write_eeprom(size_t address, const uint8_t* data, size_t count) {
@@ -293,9 +316,11 @@ firmware::bytes firmware::e2p_read(const uint8_t* in) {
     const uint16_t address = get_le16(in);
     size_t count = std::min<size_t>(in[2], e2p_max_data);
     count = address < eeprom_size ? std::min<size_t>(count, eeprom_size - address) : 0;
-    bytes out = {in[0], in[1], static_cast<uint8_t>(count)};
-    const auto from = device_.memory.eeprom.begin() + address;
-    if (count > 0) out.insert(out.end(), from, from + static_cast<std::ptrdiff_t>(count));
+    bytes out(3 + count);
+    out[0] = in[0];
+    out[1] = in[1];
+    out[2] = static_cast<uint8_t>(count);
+    if (count > 0) std::copy_n(&device_.memory.eeprom[address], count, &out[3]);
     return out;
 }
 
@@ -303,7 +328,8 @@ firmware::bytes firmware::power(bool on) {
     if (on && !device_.ethernet_power) {
         device_.chip.reset();
         device_.mdio.reset();
-        for (const area& each : areas) replay(each.first, each.limit);
+        for (const area& each : areas)
+            replay(each.first, each.limit);
     }
     device_.ethernet_power = on;
     return {};
@@ -334,7 +360,9 @@ firmware::bytes firmware::write_table(const uint8_t* in) {
     table_data data{};
     std::copy_n(in + ind_tab_address_size, data.size(), data.begin());
     const bool known = selector <= static_cast<uint16_t>(table::mib) && device_.ethernet_power;
-    return {known && device_.chip.write_entry(static_cast<table>(selector), get_le16(in + 2), data) ? done : refused};
+    return {known && device_.chip.write_entry(static_cast<table>(selector), get_le16(in + 2), data)
+                ? done
+                : refused};
 }
 
 /// Remote functions: a header with the data length and the length of the reply wanted, then the data.

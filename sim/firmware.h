@@ -9,16 +9,18 @@
 
 namespace oabr_sim {
 
-/// The firmware's answers: contents of a request frame in, contents of the reply frame out. It knows no time and no line.
+/// The firmware's answers: contents of a request frame in, contents of the reply frame out. It knows no time
+/// and no line.
 class firmware {
 public:
     firmware(hardware& device, fault_plan& faults, std::string bootloader_description);
 
-    /// What happens after a reset: defaults everywhere, the EEPROM's records replayed onto the registers, the CAN block
-    /// taken over when its CRC is right.
+    /// What happens after a reset: defaults everywhere, the EEPROM's records replayed onto the registers, the
+    /// CAN block taken over when its CRC is right.
     void start();
 
-    /// @return contents of the reply, an error report for a request that is unknown or too short, or nothing for what is
+    /// @return contents of the reply, an error report for a request that is unknown or too short, or nothing
+    /// for what is
     ///         not to be answered
     std::vector<uint8_t> answer(const uint8_t* frame, uint16_t length);
 
@@ -33,10 +35,10 @@ private:
     using bytes = std::vector<uint8_t>;
     static const request requests[];
 
-    bytes mdio_write(const uint8_t* in), mdio_read(const uint8_t* in), ping(const uint8_t* in);
-    bytes smi_write(const uint8_t* in), smi_read(const uint8_t* in);
-    bytes e2p_write(const uint8_t* in, size_t length), e2p_read(const uint8_t* in);
-    bytes read_table(const uint8_t* in), write_table(const uint8_t* in);
+    bytes mdio_write(const uint8_t*in), mdio_read(const uint8_t*in), ping(const uint8_t*in);
+    bytes smi_write(const uint8_t*in), smi_read(const uint8_t*in);
+    bytes e2p_write(const uint8_t*in, size_t length), e2p_read(const uint8_t*in);
+    bytes read_table(const uint8_t*in), write_table(const uint8_t*in);
     bytes power(bool on);
     bytes wakeup(uint8_t value);
     bytes remote(uint8_t command, const uint8_t* payload, size_t length);

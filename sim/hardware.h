@@ -13,9 +13,9 @@ struct hardware {
     switch_chip chip;
     mdio_bus mdio{chip};
     can_controller can;
-    uint32_t hardkeys = 0;      ///< bit n: hardkey n is pressed
+    uint32_t hardkeys = 0;  ///< bit n: hardkey n is pressed
     bool ethernet_power = true;
-    bool wakeup_line = false;   ///< true: battery voltage
+    bool wakeup_line = false;  ///< true: battery voltage
     bool memory_changed = false;
 };
 

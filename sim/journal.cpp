@@ -39,7 +39,8 @@ void journal::note(const char* event, std::initializer_list<field> fields) {
         if (const auto* number = std::get_if<int64_t>(&each.value))
             std::fprintf(file_, ",\"%s\":%lld", each.name, static_cast<long long>(*number));
         else
-            std::fprintf(file_, ",\"%s\":\"%s\"", each.name, escaped(std::get<std::string>(each.value)).c_str());
+            std::fprintf(file_, ",\"%s\":\"%s\"", each.name,
+                         escaped(std::get<std::string>(each.value)).c_str());
     }
     std::fputs("}\n", file_);
     std::fflush(file_);

@@ -26,8 +26,10 @@ bool load_memory(const std::string& path, device_memory* memory, std::string* er
     std::ifstream file(path, std::ios::binary);
     std::vector<uint8_t> bytes(file_size + 1);
     file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    if (static_cast<size_t>(file.gcount()) != file_size || !std::equal(magic.begin(), magic.end(), bytes.begin())) {
-        *error = "'" + path + "' is not a state file of this program (or cannot be read); move it away to start afresh";
+    if (static_cast<size_t>(file.gcount()) != file_size ||
+        !std::equal(magic.begin(), magic.end(), bytes.begin())) {
+        *error = "'" + path +
+                 "' is not a state file of this program (or cannot be read); move it away to start afresh";
         return false;
     }
     const auto flags = bytes[magic.size()];

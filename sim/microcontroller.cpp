@@ -47,7 +47,8 @@ microcontroller::microcontroller(asio::io_context& io, converter& line, hardware
     repeat(aging_timer_, aging_period, [this] { device_.chip.age(); });
     repeat(trace_timer_, trace_period, [this] {
         if (mode_ != mode::firmware || !device_.can.trace) return;
-        const auto now = std::chrono::duration_cast<std::chrono::milliseconds>(sim_clock::now().time_since_epoch());
+        const auto now =
+            std::chrono::duration_cast<std::chrono::milliseconds>(sim_clock::now().time_since_epoch());
         send_contents(device_.can.trace_record(trace_number_++, static_cast<uint32_t>(now.count())));
     });
     if (!options_.quiet) repeat(traffic_timer_, traffic_period, [this] { make_traffic(); });
@@ -58,14 +59,17 @@ microcontroller::microcontroller(asio::io_context& io, converter& line, hardware
 void microcontroller::repeat(asio::steady_timer& timer, std::chrono::milliseconds period,
                              std::function<void()> action) {
     timer.expires_after(period);
-    timer.async_wait([this, &timer, period, action = std::move(action)](const asio::error_code& cancelled) mutable {
-        if (cancelled) return;
-        action();
-        repeat(timer, period, std::move(action));
-    });
+    timer.async_wait(
+        [this, &timer, period, action = std::move(action)](const asio::error_code& cancelled) mutable {
+            if (cancelled) return;
+            action();
+            repeat(timer, period, std::move(action));
+        });
 }
 
-void microcontroller::power_on() { restart(); }
+void microcontroller::power_on() {
+    restart();
+}
 
 void microcontroller::power_off() {
     mode_ = mode::off;
@@ -85,12 +89,15 @@ void microcontroller::hold_button() {
     if (mode_ != mode::off) restart();
 }
 
-void microcontroller::release_button() { button_held_ = false; }
+void microcontroller::release_button() {
+    button_held_ = false;
+}
 
 void microcontroller::restart() {
     ++start_number_;
     busy_until_ = {};
-    const bool enter_bootloader = button_held_ || device_.memory.bootloader_flag || !device_.memory.firmware_whole;
+    const bool enter_bootloader =
+        button_held_ || device_.memory.bootloader_flag || !device_.memory.firmware_whole;
     mode_ = enter_bootloader ? mode::bootloader : mode::firmware;
     if (enter_bootloader) {
         bootloader_.start();
@@ -152,9 +159,10 @@ std::vector<uint8_t> microcontroller::framed(std::span<const uint8_t> contents) 
 /// The bytes leave at `at`, unless the device was restarted before.
 void microcontroller::send_at(time_point at, std::vector<uint8_t> bytes, uint32_t rate) {
     auto timer = std::make_shared<asio::steady_timer>(io_, at);
-    timer->async_wait([this, timer, at, bytes = std::move(bytes), rate, start = start_number_](const asio::error_code&) {
-        if (start == start_number_) line_.from_device(bytes, rate, at);
-    });
+    timer->async_wait(
+        [this, timer, at, bytes = std::move(bytes), rate, start = start_number_](const asio::error_code&) {
+            if (start == start_number_) line_.from_device(bytes, rate, at);
+        });
 }
 
 void microcontroller::take_bootloader_byte(uint8_t byte, time_point at) {
@@ -173,7 +181,8 @@ void microcontroller::take_bootloader_byte(uint8_t byte, time_point at) {
     busy_until_ = ready;
     send_at(ready, std::move(bytes), bootloader_rate);
     if (!step.start_firmware) return;
-    auto timer = std::make_shared<asio::steady_timer>(io_, ready + std::chrono::milliseconds(options_.fast ? 1 : 20));
+    auto timer =
+        std::make_shared<asio::steady_timer>(io_, ready + std::chrono::milliseconds(options_.fast ? 1 : 20));
     timer->async_wait([this, timer, start = start_number_](const asio::error_code&) {
         if (start != start_number_) return;
         // Leaving the bootloader looks at the flash, not at the flag that led here.
@@ -202,7 +211,9 @@ void microcontroller::press_hardkeys(const uint8_t (&keys)[4]) {
 
 void microcontroller::send_debug(const std::string& text) {
     std::vector<uint8_t> contents = {msg_type::request, msg_cmd::debug};
-    contents.insert(contents.end(), text.begin(), text.begin() + static_cast<std::ptrdiff_t>(std::min<size_t>(text.size(), hdlc_msg_max_payload)));
+    contents.insert(
+        contents.end(), text.begin(),
+        text.begin() + static_cast<std::ptrdiff_t>(std::min<size_t>(text.size(), hdlc_msg_max_payload)));
     send_contents(contents);
 }
 
@@ -225,7 +236,9 @@ void microcontroller::make_traffic() {
     if (mode_ != mode::firmware || !device_.ethernet_power) return;
     const uint32_t number = traffic_number_++;
     const int port = static_cast<int>(number % port_count) + 1;
-    const auto station = [](int at) { return mac_address{static_cast<uint8_t>(at), 0x00, 0x5E, 0x00, 0x00, 0x02}; };
+    const auto station = [](int at) {
+        return mac_address{static_cast<uint8_t>(at), 0x00, 0x5E, 0x00, 0x00, 0x02};
+    };
     constexpr mac_address everybody = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
     constexpr uint16_t lengths[] = {64, 90, 200, 400, 800, 1518};
     const bool broadcast = number % 16 == 0;

@@ -19,8 +19,8 @@ struct microcontroller_options {
     std::string description = "OABR_Korvex";
 };
 
-/// The device's microcontroller: reset, firmware or bootloader, turn-around times, unsolicited frames, and the traffic
-/// that passes through the switch meanwhile.
+/// The device's microcontroller: reset, firmware or bootloader, turn-around times, unsolicited frames, and
+/// the traffic that passes through the switch meanwhile.
 class microcontroller {
 public:
     microcontroller(asio::io_context& io, converter& line, hardware& device, fault_plan& faults, journal& log,
@@ -33,7 +33,8 @@ public:
     void power_off();
     bool in_bootloader() const { return mode_ == mode::bootloader; }
 
-    /// The operator's reset button: pressed, it restarts the device; held at a start, it leads into the bootloader.
+    /// The operator's reset button: pressed, it restarts the device; held at a start, it leads into the
+    /// bootloader.
     void hold_button();
     void release_button();
 

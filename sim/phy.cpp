@@ -29,23 +29,26 @@ struct mii_view {
     uint8_t port_bit;
     bool inverted;
 };
-constexpr mii_view control_views[] = {
-    {13, 12, 6, false}, {12, 12, 7, true}, {11, 13, 3, false}, {10, 15, 5, false}, {9, 13, 5, false},
-    {8, 12, 5, false},  {5, 9, 7, false},  {4, 13, 1, false},  {3, 13, 2, false},  {1, 13, 6, false},
-    {0, 13, 7, false},  {15, 15, 4, false}};
+constexpr mii_view control_views[] = {{13, 12, 6, false}, {12, 12, 7, true}, {11, 13, 3, false},
+                                      {10, 15, 5, false}, {9, 13, 5, false}, {8, 12, 5, false},
+                                      {5, 9, 7, false},   {4, 13, 1, false}, {3, 13, 2, false},
+                                      {1, 13, 6, false},  {0, 13, 7, false}, {15, 15, 4, false}};
 constexpr mii_view status_views[] = {{5, 14, 6, false}, {2, 14, 5, false}};
 constexpr mii_view advertisement_views[] = {
     {10, 12, 4, false}, {8, 12, 3, false}, {7, 12, 2, false}, {6, 12, 1, false}, {5, 12, 0, false}};
 constexpr uint16_t status_abilities = 0x7808;
 constexpr uint16_t advertisement_selector = 0x0001;
 
-constexpr uint8_t bank(int port) { return static_cast<uint8_t>(16 * port + 16); }
+constexpr uint8_t bank(int port) {
+    return static_cast<uint8_t>(16 * port + 16);
+}
 
 template <size_t n>
 uint16_t read_views(switch_chip& chip, int port, const mii_view (&views)[n]) {
     uint16_t value = 0;
     for (const mii_view& view : views) {
-        const bool set = (chip.read(static_cast<uint8_t>(bank(port) + view.offset)) >> view.port_bit & 1) != 0;
+        const bool set =
+            (chip.read(static_cast<uint8_t>(bank(port) + view.offset)) >> view.port_bit & 1) != 0;
         if (set != view.inverted) value = static_cast<uint16_t>(value | 1u << view.mii_bit);
     }
     return value;
@@ -63,7 +66,9 @@ void write_views(switch_chip& chip, int port, const mii_view (&views)[n], uint16
 
 }  // namespace
 
-mdio_bus::mdio_bus(switch_chip& chip) : chip_(chip) { reset(); }
+mdio_bus::mdio_bus(switch_chip& chip) : chip_(chip) {
+    reset();
+}
 
 void mdio_bus::reset() {
     for (phy_registers& phy : internal_) {
@@ -101,7 +106,8 @@ uint16_t mdio_bus::read_internal(int port, uint8_t reg) {
 void mdio_bus::write_internal(int port, uint8_t reg, uint16_t value) {
     switch (reg) {
         case mii_control:
-            write_views(chip_, port, control_views, value & static_cast<uint16_t>(~(mii_reset | mii_restart)));
+            write_views(chip_, port, control_views,
+                        value & static_cast<uint16_t>(~(mii_reset | mii_restart)));
             return;
         case mii_advertisement:
             write_views(chip_, port, advertisement_views, value);

@@ -7,8 +7,8 @@
 
 namespace oabr_sim {
 
-/// The device's MDIO bus: the switch's register file at address 6, its two internal PHYs at 2 and 3 (views of the
-/// switch's port registers), the two BroadR-Reach PHYs at 24 and 25. Other addresses read as an idle bus.
+/// The device's MDIO bus: the switch's register file at address 6, its two internal PHYs at 2 and 3 (views of
+/// the switch's port registers), the two BroadR-Reach PHYs at 24 and 25. Other addresses read as an idle bus.
 class mdio_bus {
 public:
     explicit mdio_bus(switch_chip& chip);

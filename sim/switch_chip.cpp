@@ -28,7 +28,8 @@ constexpr uint8_t reg_indirect_data_last = 120;
 
 // offsets in a port's bank
 constexpr uint8_t port_control1 = 1;  ///< 7 sniffer, 6 receive sniff, 5 transmit sniff, 4..0 membership
-constexpr uint8_t port_control2 = 2;  ///< 6 ingress filter, 5 discard non-PVID, 2 transmit, 1 receive, 0 learning off
+constexpr uint8_t port_control2 =
+    2;  ///< 6 ingress filter, 5 discard non-PVID, 2 transmit, 1 receive, 0 learning off
 constexpr uint8_t port_control3 = 3;  ///< 3..0 PVID bits 11..8
 constexpr uint8_t port_control4 = 4;  ///< PVID bits 7..0
 constexpr uint8_t port_status0 = 9;
@@ -71,27 +72,36 @@ enum : uint8_t {
 constexpr uint8_t start_age = 4;
 constexpr size_t dynamic_capacity = 1024;
 
-constexpr uint8_t bank(int port) { return static_cast<uint8_t>(16 * port + 16); }
+constexpr uint8_t bank(int port) {
+    return static_cast<uint8_t>(16 * port + 16);
+}
 /// The tool's port n is bit n in the chip's masks.
-constexpr uint8_t chip_bit(int port) { return static_cast<uint8_t>(1 << port); }
+constexpr uint8_t chip_bit(int port) {
+    return static_cast<uint8_t>(1 << port);
+}
 bool is_broadcast(const mac_address& mac) {
     return std::all_of(mac.begin(), mac.end(), [](uint8_t byte) { return byte == 0xFF; });
 }
-bool is_multicast(const mac_address& mac) { return (mac[5] & 1) != 0; }
+bool is_multicast(const mac_address& mac) {
+    return (mac[5] & 1) != 0;
+}
 
 table_data from_bits(uint64_t bits) {
     table_data data{};
-    for (size_t i = 0; i < 8; ++i) data[i] = static_cast<uint8_t>(bits >> (8 * i));
+    for (size_t i = 0; i < 8; ++i)
+        data[i] = static_cast<uint8_t>(bits >> (8 * i));
     return data;
 }
 uint64_t to_bits(const table_data& data) {
     uint64_t bits = 0;
-    for (size_t i = 0; i < 8; ++i) bits |= static_cast<uint64_t>(data[i]) << (8 * i);
+    for (size_t i = 0; i < 8; ++i)
+        bits |= static_cast<uint64_t>(data[i]) << (8 * i);
     return bits;
 }
 uint64_t mac_bits(const mac_address& mac) {
     uint64_t bits = 0;
-    for (size_t i = 0; i < mac.size(); ++i) bits |= static_cast<uint64_t>(mac[i]) << (8 * i);
+    for (size_t i = 0; i < mac.size(); ++i)
+        bits |= static_cast<uint64_t>(mac[i]) << (8 * i);
     return bits;
 }
 
@@ -105,7 +115,9 @@ uint64_t static_read_layout(uint64_t written) {
 
 }  // namespace
 
-switch_chip::switch_chip() { reset(); }
+switch_chip::switch_chip() {
+    reset();
+}
 
 void switch_chip::reset() {
     regs_.fill(0);
@@ -128,7 +140,9 @@ void switch_chip::reset() {
     counters_.fill({});
 }
 
-uint8_t switch_chip::port_bits(int port, uint8_t offset) const { return regs_[bank(port) + offset]; }
+uint8_t switch_chip::port_bits(int port, uint8_t offset) const {
+    return regs_[bank(port) + offset];
+}
 
 /// Link and negotiation results of the two ports with a PHY; the partner can do everything, the link is up.
 uint8_t switch_chip::read_live_status(int port, uint8_t offset) const {
@@ -208,7 +222,8 @@ void switch_chip::start_transfer() {
 table_data switch_chip::read_entry(table which, uint16_t entry) {
     switch (which) {
         case table::static_mac:
-            return entry < static_mac_.size() ? from_bits(static_read_layout(static_mac_[entry])) : table_data{};
+            return entry < static_mac_.size() ? from_bits(static_read_layout(static_mac_[entry]))
+                                              : table_data{};
         case table::vlan:
             return entry < vlan_.size() ? from_bits(vlan_[entry]) : table_data{};
         case table::dynamic_mac:
@@ -256,8 +271,10 @@ table_data switch_chip::dynamic_data(uint16_t entry) {
 uint32_t switch_chip::take_mib(uint16_t entry) {
     constexpr uint16_t tx_drops_at = 0x100;
     constexpr uint16_t rx_drops_at = 0x105;
-    if (entry > tx_drops_at && entry <= tx_drops_at + port_count) return counters_[entry - tx_drops_at].tx_drops;
-    if (entry > rx_drops_at && entry <= rx_drops_at + port_count) return counters_[entry - rx_drops_at].rx_drops;
+    if (entry > tx_drops_at && entry <= tx_drops_at + port_count)
+        return counters_[entry - tx_drops_at].tx_drops;
+    if (entry > rx_drops_at && entry <= rx_drops_at + port_count)
+        return counters_[entry - rx_drops_at].rx_drops;
     const int port = entry >> 5;
     const size_t index = entry & 0x1F;
     if (port < 1 || port > port_count) return mib_valid;
@@ -349,7 +366,8 @@ void switch_chip::receive_frame(int port, const traffic_frame& frame) {
     count_received(port, frame);
     if (frame.length < 64 || frame.length > 1522) return;
 
-    const auto pvid = static_cast<uint16_t>((port_bits(port, port_control3) & 0x0F) << 8 | port_bits(port, port_control4));
+    const auto pvid =
+        static_cast<uint16_t>((port_bits(port, port_control3) & 0x0F) << 8 | port_bits(port, port_control4));
     const uint16_t vid = frame.vid && *frame.vid != 0 ? *frame.vid : pvid;
     port_counters& counters = counters_[static_cast<size_t>(port)];
     uint8_t fid = 0;
@@ -371,7 +389,8 @@ void switch_chip::receive_frame(int port, const traffic_frame& frame) {
     uint8_t targets = 0x1E;
     const uint64_t wanted = mac_bits(frame.destination);
     const auto fixed = std::find_if(static_mac_.begin(), static_mac_.end(), [&](uint64_t entry) {
-        const bool same_fid = (entry & static_write_use_fid) == 0 || (entry >> static_fid_write_at & 0x7F) == fid;
+        const bool same_fid =
+            (entry & static_write_use_fid) == 0 || (entry >> static_fid_write_at & 0x7F) == fid;
         return (entry & static_valid) != 0 && (entry & 0xFFFFFFFFFFFFull) == wanted && same_fid;
     });
     const auto learned = std::find_if(dynamic_.begin(), dynamic_.end(), [&](const dynamic_entry& entry) {

@@ -26,8 +26,8 @@ struct traffic_frame {
     std::optional<uint16_t> vid;  ///< of an 802.1Q tag
 };
 
-/// Four-port switch chip: 256 registers of eight bits with their side effects, the indirect tables behind registers 110
-/// to 120, and what frames do to tables and counters.
+/// Four-port switch chip: 256 registers of eight bits with their side effects, the indirect tables behind
+/// registers 110 to 120, and what frames do to tables and counters.
 class switch_chip {
 public:
     switch_chip();
@@ -44,8 +44,8 @@ public:
     /// @return false when the table or entry does not exist or is read only
     bool write_entry(table which, uint16_t entry, const table_data& data);
 
-    /// The counter of a port: index 0x00..0x1F, 0x20 transmit drops, 0x25 receive drops. Drops come with the valid bit,
-    /// which the firmware adds.
+    /// The counter of a port: index 0x00..0x1F, 0x20 transmit drops, 0x25 receive drops. Drops come with the
+    /// valid bit, which the firmware adds.
     uint32_t read_counter(int port, uint8_t index);
 
     /// A frame arrives: it is counted, learned, forwarded, mirrored or dropped.
