@@ -1,0 +1,88 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <wx/checkbox.h>
+#include <wx/choice.h>
+#include <wx/frame.h>
+#include <wx/radiobut.h>
+
+#include <string>
+#include <vector>
+
+#include "src/Controls/OABRControlFrame.h"
+#include "src/page_host.h"
+#include "tests/gui/gui_fixture.h"
+
+namespace kovgui {
+
+/// A window that stands in for the main window and remembers what pages ask of it.
+class HostFrame : public wxFrame, public PageHost {
+public:
+    HostFrame() : wxFrame(nullptr, wxID_ANY, "host", wxDefaultPosition, wxSize(1000, 700)) {}
+
+    void setSettingsChanged(bool is) override { changed = is; }
+    void OnChangedStore() override { ++told; }
+    void showActivity(const wxString& text) override {
+        if (!text.empty()) activities.push_back(text.utf8_string());
+    }
+    void announceConnected() override { ++connected; }
+    void announceDisconnected() override { ++disconnected; }
+    std::string deviceForRecovery() override { return recovery; }
+
+    bool changed = false;
+    int told = 0;
+    int connected = 0;
+    int disconnected = 0;
+    std::vector<std::string> activities;
+    std::string recovery;
+};
+
+/// One page in such a window.
+class PageTest : public testing::Test {
+protected:
+    ~PageTest() override {
+        host_->Destroy();
+        drainEvents();
+    }
+
+    void tell(wxWindow* page, int id) {
+        wxThreadEvent event(wxEVT_THREAD, id);
+        page->GetEventHandler()->ProcessEvent(event);
+    }
+    void connect(wxWindow* page) { tell(page, oabr::device_connected); }
+    void disconnect(wxWindow* page) { tell(page, oabr::device_disconnected); }
+
+    /// As the operator does.
+    static void choose(wxWindow* page, int id, const wxString& text) {
+        auto* choice = dynamic_cast<wxChoice*>(page->FindWindow(id));
+        ASSERT_NE(choice, nullptr);
+        ASSERT_TRUE(choice->IsEnabled());
+        ASSERT_TRUE(choice->SetStringSelection(text)) << text;
+        wxCommandEvent event(wxEVT_CHOICE, id);
+        event.SetEventObject(choice);
+        choice->GetEventHandler()->ProcessEvent(event);
+    }
+    static void check(wxWindow* page, int id, bool on) {
+        auto* box = dynamic_cast<wxCheckBox*>(page->FindWindow(id));
+        ASSERT_NE(box, nullptr);
+        box->SetValue(on);
+        wxCommandEvent event(wxEVT_CHECKBOX, id);
+        event.SetEventObject(box);
+        box->GetEventHandler()->ProcessEvent(event);
+    }
+    static void press(wxWindow* page, int id) {
+        wxWindow* button = page->FindWindow(id);
+        ASSERT_TRUE(button->IsEnabled());
+        wxCommandEvent event(wxEVT_BUTTON, id);
+        event.SetEventObject(button);
+        button->GetEventHandler()->ProcessEvent(event);
+    }
+    static std::string shown(controls::OABRControlFrame* page, int id) {
+        return page->control(id)->shownText().utf8_string();
+    }
+
+    Answers answers_;
+    HostFrame* host_ = new HostFrame;
+};
+
+}  // namespace kovgui
