@@ -1,5 +1,6 @@
 #include "src/ConfigDlg/CustomSettingsPanel.h"
 
+#include <wx/checkbox.h>
 #include <wx/sizer.h>
 
 #include "lib/port_config.h"

@@ -2,6 +2,8 @@
 
 #include "src/Controls/OABRControlFrame.h"
 
+class wxCheckBox;
+
 namespace kovgui {
 
 /// The settings of the USB port, and what its link is like now.

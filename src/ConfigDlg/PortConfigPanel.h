@@ -2,6 +2,8 @@
 
 #include "src/Controls/OABRControlFrame.h"
 
+class wxCheckBox;
+
 namespace kovgui {
 
 /// The settings of the ports OABR1, OABR2 and 100BaseTX.
