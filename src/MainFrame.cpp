@@ -185,11 +185,12 @@ void MainFrame::Init(bool console) {
         icons.AddIcon(icon);
     }
     SetIcons(icons);
+    restoreSize();
     buildMenus();
     buildStatusBar();
     buildToolBar(console);
     buildPages();
-    restoreLayout();
+    restorePage();
 
     OABRDevice::instance()->setMainFrame(this);
     DeviceUse::listen([this] { CallAfter(&MainFrame::updateCommands); });
@@ -257,7 +258,7 @@ void MainFrame::buildToolBar(bool console) {
 }
 
 void MainFrame::buildPages() {
-    book_ = new wxListbook(this, wxID_ANY, wxDefaultPosition, wxDefaultSize, wxLB_LEFT);
+    book_ = new wxListbook(this, wxID_ANY, wxDefaultPosition, wxDefaultSize, wxLB_LEFT, "pages");
     wxBookCtrlBase::Images pictures;
     for (const PageRow& row : pageRows())
         pictures.push_back(picture(row.picture));
@@ -266,27 +267,33 @@ void MainFrame::buildPages() {
     for (const PageRow& row : pageRows())
         book_->AddPage(row.create(book_), row.title, false, image++);
     setAccessibleName(book_, "Pages");
+    auto* content = new wxBoxSizer(wxVERTICAL);
+    content->Add(book_, wxSizerFlags(1).Expand());
+    SetSizer(content);
 }
 
-void MainFrame::restoreLayout() {
+void MainFrame::restoreSize() {
     const wxConfigBase* config = wxConfigBase::Get(false);
     const wxSize least = FromDIP(wxSize(760, 520));
     wxSize size = FromDIP(wxSize(1000, 700));
     if (config != nullptr) {
         size.x = static_cast<int>(config->ReadLong("/MainWindow/Width", size.x));
         size.y = static_cast<int>(config->ReadLong("/MainWindow/Height", size.y));
-        const wxString last = config->Read("/MainWindow/Page", "");
-        for (size_t page = 0; page < book_->GetPageCount(); ++page) {
-            if (book_->GetPageText(page) == last) book_->ChangeSelection(page);
-        }
     }
-    const wxSize screen = wxDisplay(this).GetClientArea().GetSize();
-    size.DecTo(screen);
+    size.DecTo(wxDisplay(this).GetClientArea().GetSize());
     size.IncTo(least);
     SetMinSize(least);
     SetSize(size);
-    Centre();
     if (config != nullptr && config->ReadBool("/MainWindow/Maximised", false)) Maximize();
+}
+
+void MainFrame::restorePage() {
+    const wxConfigBase* config = wxConfigBase::Get(false);
+    if (config == nullptr) return;
+    const wxString last = config->Read("/MainWindow/Page", "");
+    for (size_t page = 0; page < book_->GetPageCount(); ++page) {
+        if (book_->GetPageText(page) == last) book_->ChangeSelection(page);
+    }
 }
 
 void MainFrame::saveLayout() {

@@ -87,7 +87,8 @@ private:
     void buildStatusBar();
     void buildToolBar(bool console);
     void buildPages();
-    void restoreLayout();
+    void restoreSize();
+    void restorePage();
     void saveLayout();
     void placeStoreIndicator();
     void enableDeviceFunctions();

@@ -1,5 +1,7 @@
 #include "tests/gui/display.h"
 
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -7,13 +9,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 namespace {
 
-constexpr int server_deadline_ms = 60'000;
+constexpr int deadline_ms = 60'000;
 
 pid_t start(const char* const arguments[]) {
     const pid_t child = fork();
@@ -29,6 +33,26 @@ pid_t start(const char* const arguments[]) {
 [[noreturn]] void fail(const char* what) {
     std::fprintf(stderr, "no display for the test: %s\n", what);
     std::exit(1);
+}
+
+/// A window that is shown before there is a manager never gets the focus.
+void waitForManager() {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(deadline_ms);
+    Display* const display = XOpenDisplay(nullptr);
+    if (display == nullptr) fail("Xvfb cannot be reached");
+    const Atom check = XInternAtom(display, "_NET_SUPPORTING_WM_CHECK", False);
+    Atom type = None;
+    while (type == None && std::chrono::steady_clock::now() < end) {
+        int format;
+        unsigned long count, rest;
+        unsigned char* value = nullptr;
+        XGetWindowProperty(display, DefaultRootWindow(display), check, 0, 1, False, XA_WINDOW, &type, &format,
+                           &count, &rest, &value);
+        if (value != nullptr) XFree(value);
+        if (type == None) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    XCloseDisplay(display);
+    if (type == None) fail("the window manager did not start");
 }
 
 void stop(pid_t child) {
@@ -51,7 +75,7 @@ TestDisplay::TestDisplay(Manager manager) {
     std::string number;
     pollfd wanted = {ready[0], POLLIN, 0};
     char byte;
-    while (poll(&wanted, 1, server_deadline_ms) == 1 && read(ready[0], &byte, 1) == 1 && byte != '\n')
+    while (poll(&wanted, 1, deadline_ms) == 1 && read(ready[0], &byte, 1) == 1 && byte != '\n')
         number += byte;
     close(ready[0]);
     if (number.empty()) fail("Xvfb did not start");
@@ -62,6 +86,7 @@ TestDisplay::TestDisplay(Manager manager) {
     if (manager == Manager::none) return;
     const char* const openbox[] = {"openbox", "--sm-disable", nullptr};
     manager_ = start(openbox);
+    waitForManager();
 }
 
 TestDisplay::~TestDisplay() {

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <wx/choice.h>
+#include <wx/config.h>
+#include <wx/fileconf.h>
+#include <wx/menu.h>
+#include <wx/sstream.h>
+#include <wx/statusbr.h>
+#include <wx/toolbar.h>
+
+#include <string>
+#include <vector>
+
+#include "src/Controls/OABRControlFrame.h"
+#include "src/MainFrame.h"
+#include "src/platform/event.h"
+#include "tests/gui/gui_fixture.h"
+
+namespace kovgui {
+
+/// A page of the test: counts what it hears and yields as many records as it is told.
+class TestPage : public controls::OABRControlFrame {
+public:
+    explicit TestPage(wxWindow* parent) : OABRControlFrame(parent, "TestPage") {
+        Bind(wxEVT_THREAD, [this](wxThreadEvent& event) {
+            heard.push_back(event.GetId());
+            event.Skip();
+        });
+    }
+    void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>&,
+                           std::vector<e2p_cfg_cmd>&) override {
+        e2p_cfg_cmd record = {};
+        get_cfg_cmd_mdio(&record, e2p_kind::or_mask, 6, 44, 0x0020);
+        switch_records.insert(switch_records.end(), records, record);
+    }
+
+    std::vector<int> heard;
+    size_t records = 1;
+};
+
+class MainWindow : public testing::Test {
+protected:
+    MainWindow() {
+        platform::setPauseScale(0.1);
+        wxStringInputStream nothing("");
+        delete wxConfigBase::Set(new wxFileConfig(nothing));
+        frame_ = new MainFrame("OABR Korvex 1.6.0");
+        frame_->Init(true);
+        frame_->Show();
+        page_ = new TestPage(frame_);
+        page_->Hide();
+        drainEvents();
+    }
+    ~MainWindow() override {
+        if (frame_ != nullptr) {
+            frame_->Destroy();
+            drainEvents();
+        }
+        platform::setPauseScale(1);
+    }
+
+    bool closed() const {
+        return wxPendingDelete.Member(frame_) || wxTopLevelWindows.Find(frame_) == nullptr;
+    }
+    wxChoice* chooser() { return static_cast<wxChoice*>(frame_->FindWindow(ID_DEVICE_CHOICE)); }
+    wxString status(int field) { return frame_->GetStatusBar()->GetStatusText(field); }
+    bool toolEnabled(int id) { return frame_->GetToolBar()->GetToolEnabled(id); }
+    bool menuEnabled(int id) { return frame_->GetMenuBar()->IsEnabled(id); }
+    bool indicatorShown() { return wxWindow::FindWindowByName("storeIndicator", frame_)->IsShown(); }
+
+    bool listed(size_t devices) {
+        return waitFor([=, this] { return chooser()->GetCount() == devices; });
+    }
+    /// As the operator does: picks the entry of the chooser.
+    void choose(unsigned entry) {
+        chooser()->SetSelection(static_cast<int>(entry));
+        wxCommandEvent event(wxEVT_CHOICE, ID_DEVICE_CHOICE);
+        event.SetInt(static_cast<int>(entry));
+        event.SetString(chooser()->GetString(entry));
+        event.SetEventObject(chooser());
+        frame_->GetEventHandler()->AddPendingEvent(event);
+    }
+    bool connectedTo(const std::string& text) {
+        return waitFor([&] { return status(2) == text; });
+    }
+    bool connectFirst() {
+        if (!listed(1)) return false;
+        choose(0);
+        return connectedTo("Connected");
+    }
+    void edit() {
+        frame_->setSettingsChanged(true);
+        frame_->OnChangedStore();
+    }
+
+    Answers answers_;
+    MainFrame* frame_ = nullptr;
+    TestPage* page_ = nullptr;
+};
+
+}  // namespace kovgui
