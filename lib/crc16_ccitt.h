@@ -27,12 +27,16 @@ inline constexpr std::array<uint16_t, 256> crc16_ccitt_table = [] {
 /// that.
 void crc16_ccitt_init();
 
+/// One step of a CRC that is known to have nothing above its 16 bits.
+inline uint32_t crc16_ccitt_step(uint32_t crc, uint8_t byte) {
+    return (crc >> 8) ^ crc16_ccitt_table[(crc ^ byte) & 0xFF];
+}
+
 /// One step of the CRC.
-/// @param crc  the running CRC in the low 16 bits; the upper half passes through the shift, so callers keep
-/// the low half
+/// @param crc  the running CRC in the low 16 bits; the upper half passes through unchanged
 /// @return     the new running CRC
 inline uint32_t crc16_ccitt_calc_byte(uint32_t crc, uint8_t byte) {
-    return (crc >> 8) ^ crc16_ccitt_table[(crc ^ byte) & 0xFF];
+    return (crc & 0xFFFF0000) | crc16_ccitt_step(crc & 0xFFFF, byte);
 }
 
 /// The CRC over `length` bytes, not complemented. A length of 0 returns `crc` unchanged.

@@ -173,10 +173,9 @@ int e2p_read_config(e2p_cfg_cmd* records, uint16_t address, uint16_t limit, size
     size_t ignored = 0;
     size_t& read = count ? *count : ignored;
     read = 0;
-    for (unsigned at = address; at < limit && read < capacity;) {
+    for (unsigned at = address; at + 1 < limit && read < capacity;) {
         e2p_cfg_cmd& rec = records[read];
-        rec = {};
-        if (at + 1 < limit && fetch_record(at, rec, limit) != req_ok) return -1;
+        if (fetch_record(at, rec, limit) != req_ok) return -1;
         if (read == 0 && !e2p_check_cfg_begin(&rec)) return -1;
         ++read;
         if (e2p_check_cfg_end(&rec) || rec.length() == 0) return 0;

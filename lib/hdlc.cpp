@@ -24,7 +24,7 @@ void put_escaped(Put put, uint8_t byte) {
 template <typename Put>
 uint32_t put_contents(Put put, uint32_t crc, const uint8_t* data, int length) {
     for (int i = 0; i < length; ++i) {
-        crc = crc16_ccitt_calc_byte(crc, data[i]);
+        crc = crc16_ccitt_step(crc, data[i]);
         put_escaped(put, data[i]);
     }
     return crc;
@@ -84,7 +84,7 @@ inline void hdlc_framing::start_frame(uint16_t crc) {
 inline void hdlc_framing::take_crc() {
     uint32_t crc = crc_;
     for (unsigned i = crc_taken_; i < write_index_; ++i)
-        crc = crc16_ccitt_calc_byte(crc, buffer_[i]);
+        crc = crc16_ccitt_step(crc, buffer_[i]);
     crc_ = static_cast<uint16_t>(crc);
     crc_taken_ = static_cast<uint8_t>(write_index_);
 }
