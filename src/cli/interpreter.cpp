@@ -16,17 +16,24 @@ constexpr Command console_commands[] = {
     {"blstring", 3, process_cmd_blstring}, {"sreg", 2, process_cmd_smi_reg},
     {"mreg", 2, process_cmd_mdio_reg},     {"power", 3, process_cmd_power},
     {"reset", 2, process_cmd_reset},       {"creset", 2, process_cmd_can_reset},
-    {"cbus", 2, process_cmd_cbus},         {"sniff", 2, process_cmd_sniff},
-    {"wup", 2, process_cmd_wup},           {"echo", 2, process_cmd_echo},
-    {"hdlc", 2, process_cmd_hdlc},         {"raw", 2, process_cmd_hdlc},
-    {"canmode", 2, process_cmd_can_mode},  {"help", 2, process_cmd_help, false},
+    {"cbus", 2, process_cmd_cbus},         {"eep", 2, process_cmd_e2p},
+    {"e2p", 2, process_cmd_e2p},           {"sniff", 2, process_cmd_sniff},
+    {"mib", 3, process_cmd_mib},           {"wup", 2, process_cmd_wup},
+    {"cfg", 2, process_cmd_cfg},           {"echo", 2, process_cmd_echo},
+    {"mac", 2, process_cmd_mac},           {"hdlc", 2, process_cmd_hdlc},
+    {"raw", 2, process_cmd_hdlc},          {"canmode", 2, process_cmd_can_mode},
+    {"tab", 2, process_cmd_ind_tab},       {"pvlan", 2, process_cmd_pvlan},
+    {"smac", 2, process_cmd_smac},         {"vlan", 2, process_cmd_vlan},
+    {"port", 3, process_cmd_port},         {"test", 4, process_cmd_test},
+    {"help", 2, process_cmd_help, false},
 };
 
 constexpr Command dialog_commands[] = {
     {"ping", 2, process_cmd_ping},     {"version", 1, process_cmd_version}, {"sreg", 2, process_cmd_smi_reg},
-    {"mreg", 2, process_cmd_mdio_reg}, {"power", 2, process_cmd_power},     {"sniff", 2, process_cmd_sniff},
-    {"wup", 2, process_cmd_wup},       {"echo", 2, process_cmd_echo},       {"hdlc", 2, process_cmd_hdlc},
-    {"raw", 2, process_cmd_hdlc},
+    {"mreg", 2, process_cmd_mdio_reg}, {"power", 2, process_cmd_power},     {"eep", 2, process_cmd_e2p},
+    {"sniff", 2, process_cmd_sniff},   {"mib", 3, process_cmd_mib},         {"wup", 2, process_cmd_wup},
+    {"cfg", 2, process_cmd_cfg},       {"echo", 2, process_cmd_echo},       {"mac", 2, process_cmd_mac},
+    {"hdlc", 2, process_cmd_hdlc},     {"raw", 2, process_cmd_hdlc},
 };
 
 constexpr bool prefixesFit(std::span<const Command> commands) {

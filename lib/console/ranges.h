@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string_view>
+
+// Entry numbers of the console's lists: "7" or "7-10".
+
+struct entry_range {
+    int first;
+    int last;
+
+    bool single() const { return first == last; }
+};
+
+/// @return false when it is none, or reaches above `highest`, or runs backwards
+bool parse_range(std::string_view word, int highest, entry_range* out);
+
+/// Reads "yes" or "no" (also 1 and 0, true and false, on and off).
+bool parse_yes_no(std::string_view word, bool* out);
+/// "yes" or "no", padded to the same width.
+const char* yes_no(bool value);
+
+/// Reads six groups of one or two hexadecimal digits.
+/// @param mac  six bytes, least significant first
+bool parse_mac(std::string_view word, unsigned char* mac);
