@@ -49,38 +49,40 @@ void bootloader::start() {
 bootloader_step bootloader::receive(uint8_t byte) {
     if (byte == '\r' || byte == '\n') {
         const std::string line = std::exchange(line_, {});
-        return line.empty() ? bootloader_step{} : take_line(line);
+        if (line.empty()) return {};
+        bootloader_step step = take_line(line);
+        step.line = line;
+        return step;
     }
     if (line_.size() < longest_line) line_.push_back(static_cast<char>(byte));
     return {};
 }
 
 bootloader_step bootloader::take_line(const std::string& line) {
-    if (line == "UUUUUU") {
+    constexpr const char* greeting = "UUUUUU";
+    if (programming_) return line[0] == ':' ? take_record(line) : end_programming("-");
+    // Whatever noise came before the greeting does not spoil it.
+    if (greeted_ ? line == greeting : line.ends_with(greeting)) {
         if (faults_.silent_greetings > 0) {
             --faults_.silent_greetings;
             return {};
         }
         greeted_ = true;
-        programming_ = false;
         return {"c45b2 v2.1 " + description_ + "\r\n>"};
     }
     if (!greeted_) return {};
-    if (programming_) return line[0] == ':' ? take_record(line) : end_programming("-");
     if (line == "pf") {
         programming_ = true;
         page_open_ = false;
         segment_ = 0;
-        device_.memory.firmware_whole = false;
-        device_.memory_changed = true;
         return {"pf+\r\n"};
     }
     if (line == "g") {
-        bootloader_step step{"g+\r\n"};
+        bootloader_step step{"g+"};
         step.start_firmware = true;
         return step;
     }
-    return {line + "-\r\n"};
+    return {line + "-"};
 }
 
 bootloader_step bootloader::end_programming(const char* reply) {
@@ -93,6 +95,7 @@ bool bootloader::write_page() {
     if (!page_open_) return false;
     page_open_ = false;
     std::copy(std::begin(page_), std::end(page_), device_.memory.flash.begin() + page_at_);
+    device_.memory.firmware_whole = false;  // until the end-of-file record
     device_.memory_changed = true;
     return true;
 }
@@ -140,7 +143,7 @@ bootloader_step bootloader::take_record(const std::string& line) {
                 return end_programming("-");
             }
             step.page_written = write_page();
-            device_.memory.firmware_whole = true;
+            device_.memory.firmware_whole = !is_blank(device_.memory.flash);
             device_.memory_changed = true;
             step.reply = ".";
             programming_ = false;

@@ -11,6 +11,7 @@ namespace oabr_sim {
 /// What the bootloader does about one byte or line.
 struct bootloader_step {
     std::string reply;
+    std::string line = {};        ///< the line that was ended; empty within one
     bool page_written = false;    ///< the line was busy with a flash page
     bool start_firmware = false;  ///< after the reply has left
     bool power_lost = false;

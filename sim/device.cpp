@@ -2,14 +2,15 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 
 namespace oabr_sim {
 
 namespace {
 
-constexpr auto time_away = std::chrono::milliseconds(300);
-constexpr auto save_period = std::chrono::milliseconds(200);
+using std::chrono::milliseconds;
 
 bool parse_mac(const std::string& text, mac_address* mac) {
     unsigned groups[6];
@@ -23,29 +24,180 @@ bool parse_mac(const std::string& text, mac_address* mac) {
 }
 
 bool parse_hex(const std::string& text, std::vector<uint8_t>* bytes) {
-    for (size_t i = 0; i + 1 < text.size(); i += 2) {
-        unsigned value = 0;
-        if (std::sscanf(text.substr(i, 2).c_str(), "%2x", &value) != 1) return false;
-        bytes->push_back(static_cast<uint8_t>(value));
-    }
-    return !text.empty() && text.size() % 2 == 0;
+    constexpr const char* digits = "0123456789abcdefABCDEF";
+    if (text.empty() || text.size() % 2 != 0 || text.find_first_not_of(digits) != std::string::npos)
+        return false;
+    for (size_t i = 0; i < text.size(); i += 2)
+        bytes->push_back(static_cast<uint8_t>(std::stoul(text.substr(i, 2), nullptr, 16)));
+    return true;
+}
+
+std::string rest_of(std::istream& words) {
+    std::string rest;
+    std::getline(words >> std::ws, rest);
+    return rest;
+}
+
+milliseconds time_or(std::istream& words, int usual) {
+    int ms = 0;
+    return milliseconds(words >> ms && ms > 0 ? ms : usual);
 }
 
 }  // namespace
 
+/// A command of the control input, and what it does with the words behind it.
+struct device::command {
+    const char* name;
+    std::string (*run)(device& self, std::istream& words);
+};
+
+const device::command device::commands[] = {
+    {"unplug",
+     [](device& self, std::istream&) {
+         self.time_.cancel(self.return_);
+         self.link_.unplug();
+         return std::string();
+     }},
+    {"plug",
+     [](device& self, std::istream&) {
+         std::string error;
+         self.plug(&error);
+         return error;
+     }},
+    {"replug",
+     [](device& self, std::istream& words) {
+         self.link_.unplug();
+         self.come_back_after(time_or(words, 100), false);
+         return std::string();
+     }},
+    {"power-off",
+     [](device& self, std::istream&) {
+         self.time_.cancel(self.return_);
+         self.power_off();
+         return std::string();
+     }},
+    {"power-on",
+     [](device& self, std::istream&) {
+         std::string error;
+         self.power_on(&error);
+         return error;
+     }},
+    {"power-cycle",
+     [](device& self, std::istream& words) {
+         self.power_off();
+         self.come_back_after(time_or(words, 50), true);
+         return std::string();
+     }},
+    {"press-reset",
+     [](device& self, std::istream&) {
+         self.controller_.press_button();
+         return std::string();
+     }},
+    {"hold-reset",
+     [](device& self, std::istream&) {
+         self.controller_.hold_button();
+         return std::string();
+     }},
+    {"release-reset",
+     [](device& self, std::istream&) {
+         self.controller_.release_button();
+         return std::string();
+     }},
+    {"hardkey",
+     [](device& self, std::istream& words) -> std::string {
+         uint8_t keys[4] = {};
+         for (uint8_t& key : keys) {
+             int value = 0;
+             if (!(words >> value) || value < 0 || value > 0xFF) return "hardkey needs four numbers";
+             key = static_cast<uint8_t>(value);
+         }
+         self.controller_.press_hardkeys(keys);
+         return {};
+     }},
+    {"debug",
+     [](device& self, std::istream& words) {
+         self.controller_.send_debug(rest_of(words));
+         return std::string();
+     }},
+    {"ping",
+     [](device& self, std::istream&) {
+         self.controller_.send_ping();
+         return std::string();
+     }},
+    {"frame",
+     [](device& self, std::istream& words) -> std::string {
+         std::vector<uint8_t> bytes;
+         if (!parse_hex(rest_of(words), &bytes) || bytes.size() > 0xFF) return "frame needs pairs of hexadecimal digits";
+         self.controller_.send_contents(bytes);
+         return {};
+     }},
+    {"raw",
+     [](device& self, std::istream& words) -> std::string {
+         std::vector<uint8_t> bytes;
+         if (!parse_hex(rest_of(words), &bytes)) return "raw needs pairs of hexadecimal digits";
+         self.controller_.send_bytes(bytes);
+         return {};
+     }},
+    {"noise",
+     [](device& self, std::istream&) {
+         self.controller_.send_noise();
+         return std::string();
+     }},
+    {"event",
+     [](device& self, std::istream& words) -> std::string {
+         int mask = 0;
+         if (!(words >> mask) || mask < 0 || mask > 0xFF) return "event needs a number";
+         self.link_.send_event(static_cast<uint8_t>(mask));
+         return {};
+     }},
+    {"receive", [](device& self, std::istream& words) { return self.receive_frame(words); }},
+    {"traffic",
+     [](device& self, std::istream& words) -> std::string {
+         const std::string which = rest_of(words);
+         if (which != "on" && which != "off") return "traffic is on or off";
+         self.controller_.set_quiet(which == "off");
+         return {};
+     }},
+    {"fault",
+     [](device& self, std::istream& words) {
+         std::string error;
+         self.options_.faults.add(rest_of(words), &error);
+         return error;
+     }},
+    {"dump-eeprom",
+     [](device& self, std::istream& words) {
+         return self.write_file(rest_of(words), self.hardware_.memory.eeprom);
+     }},
+    {"dump-flash",
+     [](device& self, std::istream& words) {
+         return self.write_file(rest_of(words), self.hardware_.memory.flash);
+     }},
+    {"quit",
+     [](device& self, std::istream&) {
+         self.io_.stop();
+         return std::string();
+     }},
+};
+
 device::device(asio::io_context& io, options what)
     : io_(io),
       options_(std::move(what)),
-      line_(io, options_.device.fast),
-      controller_(io, line_, hardware_, options_.faults, journal_, options_.device),
-      link_(io, line_, options_.faults, journal_,
+      time_(sim_clock::now()),
+      line_(time_, options_.device.fast),
+      controller_(time_, line_, hardware_, options_.faults, journal_, options_.device),
+      link_(io, time_, line_, options_.faults, journal_,
             {options_.directory, options_.serial, options_.description, options_.usb_id}),
-      power_timer_(io),
-      save_timer_(io) {
-    controller_.on_power_lost = [this] { power_cycle(time_away); };
-    link_.on_unplug_fault = [this] {
+      alarm_(io) {
+    // Both come from deep within the device; the rest of it follows when that has come to its end.
+    controller_.on_power_lost = [this](milliseconds away) {
+        time_.after({}, [this, away] {
+            power_off();
+            come_back_after(away, true);
+        });
+    };
+    link_.on_unplug = [this](milliseconds away) {
         link_.unplug();
-        replug_later();
+        come_back_after(away, false);
     };
 }
 
@@ -54,69 +206,101 @@ device::~device() {
 }
 
 bool device::start(std::string* error) {
+    if (!link_.claim(error)) return false;
     if (!options_.journal_file.empty() && !journal_.open(options_.journal_file)) {
         *error = "cannot write the journal '" + options_.journal_file + "'";
         return false;
     }
-    if (!link_.claim(error)) return false;
+    device_memory& memory = hardware_.memory;
     if (!options_.state_file.empty()) {
-        if (!load_memory(options_.state_file, &hardware_.memory, error)) return false;
+        if (!load_memory(options_.state_file, &memory, error)) return false;
         // Better to hear now than after an hour of settings that the place cannot be written to.
-        if (!save_memory(options_.state_file, hardware_.memory, error)) return false;
+        if (!save_memory(options_.state_file, memory, error)) return false;
+    }
+    if (options_.firmware_version) {
+        firmware_identity identity = find_firmware_identity(memory.flash);
+        std::copy_n(options_.firmware_version->begin(), 4, identity.version);
+        install_firmware(&memory, identity);
     }
     if (options_.no_firmware) {
-        std::fill(hardware_.memory.flash.begin(), hardware_.memory.flash.end(), 0xFF);
-        hardware_.memory.firmware_whole = false;
+        std::fill(memory.flash.begin(), memory.flash.end(), 0xFF);
+        memory.firmware_whole = false;
     }
-    if (options_.start_in_bootloader) hardware_.memory.bootloader_flag = true;
-    controller_.power_on();
-    if (!link_.plug(error)) return false;
+    if (options_.start_in_bootloader) memory.bootloader_flag = true;
+    hardware_.memory_changed = true;
     started_ = true;
-    save_now_and_then();
-    return true;
-}
-
-void device::save() {
-    if (!hardware_.memory_changed || options_.state_file.empty()) return;
-    std::string error;
-    hardware_.memory_changed = !save_memory(options_.state_file, hardware_.memory, &error);
-    if (hardware_.memory_changed) std::fprintf(stderr, "oabr-sim: %s\n", error.c_str());
-}
-
-void device::save_now_and_then() {
-    save_timer_.expires_after(save_period);
-    save_timer_.async_wait([this](const asio::error_code& cancelled) {
-        if (cancelled) return;
-        save();
-        save_now_and_then();
-    });
-}
-
-void device::replug_later() {
-    power_timer_.expires_after(time_away);
-    power_timer_.async_wait([this](const asio::error_code& cancelled) {
-        std::string error;
-        if (cancelled) return;
-        line_.power_up();
-        if (!link_.plug(&error)) std::fprintf(stderr, "oabr-sim: %s\n", error.c_str());
-    });
-}
-
-void device::power_cycle(std::chrono::milliseconds off_time) {
-    link_.unplug();
-    controller_.power_off();
+    power_on(error);
     save();
-    power_timer_.expires_after(off_time);
-    power_timer_.async_wait([this](const asio::error_code& cancelled) {
-        std::string error;
-        if (cancelled) return;
-        line_.power_up();
-        controller_.power_on();
-        if (!link_.plug(&error)) std::fprintf(stderr, "oabr-sim: %s\n", error.c_str());
+    return link_.plugged();
+}
+
+void device::run() {
+    while (!io_.stopped()) {
+        time_.run_until(sim_clock::now());
+        save();
+        wait_for_next();
+        io_.run_one();
+    }
+}
+
+/// Sees to it that the I/O context wakes up when something is due.
+void device::wait_for_next() {
+    const time_point next = time_.next().value_or(time_point::max());
+    if (next == alarm_at_) return;
+    alarm_at_ = next;
+    alarm_.expires_at(next);
+    alarm_.async_wait([this](const asio::error_code& cancelled) {
+        if (!cancelled) alarm_at_ = time_point::min();
     });
 }
 
-std::string device::control_receive(std::istream& words) {
+/// At once and before any reply leaves: whatever the tool was told to be stored is stored.
+void device::save() {
+    if (!hardware_.memory_changed) return;
+    hardware_.memory_changed = false;
+    if (options_.state_file.empty()) return;
+    std::string error;
+    if (!save_memory(options_.state_file, hardware_.memory, &error))
+        std::fprintf(stderr, "oabr-sim: %s\n", error.c_str());
+}
+
+void device::power_off() {
+    controller_.power_off();
+    link_.unplug();
+    journal_.note("power", {{"level", "off"}});
+}
+
+void device::power_on(std::string* error) {
+    if (controller_.powered()) return;
+    journal_.note("power", {{"level", "on"}});
+    line_.power_up();
+    controller_.power_on();
+    link_.plug(error);
+}
+
+void device::plug(std::string* error) {
+    if (link_.plugged()) return;
+    if (!controller_.powered()) return power_on(error);
+    line_.power_up();
+    link_.plug(error);
+}
+
+/// @param away  0: not by itself
+void device::come_back_after(milliseconds away, bool with_power) {
+    time_.cancel(return_);
+    if (away == milliseconds(0)) return;
+    return_ = time_.after(away, [this, with_power] {
+        std::string error;
+        if (with_power)
+            power_on(&error);
+        else
+            plug(&error);
+        if (!error.empty()) std::fprintf(stderr, "oabr-sim: %s\n", error.c_str());
+    });
+}
+
+std::string device::receive_frame(std::istream& words) {
+    constexpr int most_vid = 0x0FFF;
     int port = 0;
     std::string destination;
     std::string source;
@@ -126,61 +310,28 @@ std::string device::control_receive(std::istream& words) {
         !parse_mac(source, &frame.source))
         return "receive needs a port (1 to 4) and two MAC addresses";
     int vid = 0;
-    if (words >> vid) frame.vid = static_cast<uint16_t>(vid & 0x0FFF);
+    if (words >> vid) frame.vid = static_cast<uint16_t>(vid & most_vid);
     controller_.receive_frame(port, frame);
     return {};
 }
 
+std::string device::write_file(const std::string& path, const std::vector<uint8_t>& content) const {
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
+    file.close();
+    return file ? "" : "cannot write '" + path + "'";
+}
+
 std::string device::control(const std::string& line) {
+    time_.run_until(sim_clock::now());
     std::istringstream words(line);
-    std::string command;
-    words >> command;
-    std::string rest;
-    std::string error;
-    if (command == "unplug") {
-        power_timer_.cancel();
-        link_.unplug();
-    } else if (command == "plug") {
-        line_.power_up();
-        link_.plug(&error);
-    } else if (command == "power-cycle") {
-        power_cycle(std::chrono::milliseconds(50));
-    } else if (command == "hold-reset") {
-        controller_.hold_button();
-    } else if (command == "release-reset") {
-        controller_.release_button();
-    } else if (command == "hardkey") {
-        uint8_t keys[4] = {};
-        for (uint8_t& key : keys) {
-            int value = 0;
-            words >> value;
-            key = static_cast<uint8_t>(value);
-        }
-        controller_.press_hardkeys(keys);
-    } else if (command == "debug") {
-        std::getline(words >> std::ws, rest);
-        controller_.send_debug(rest);
-    } else if (command == "ping") {
-        controller_.send_ping();
-    } else if (command == "frame") {
-        std::vector<uint8_t> bytes;
-        words >> rest;
-        if (!parse_hex(rest, &bytes)) return "frame needs pairs of hexadecimal digits";
-        controller_.send_contents(bytes);
-    } else if (command == "noise") {
-        controller_.send_noise();
-    } else if (command == "event") {
-        int mask = 0;
-        words >> mask;
-        link_.send_event(static_cast<uint8_t>(mask));
-    } else if (command == "receive") {
-        return control_receive(words);
-    } else if (command == "quit") {
-        io_.stop();
-    } else {
-        return "unknown command '" + command + "'";
-    }
-    return error;
+    std::string name;
+    words >> name;
+    const auto row = std::find_if(std::begin(commands), std::end(commands),
+                                  [&](const command& each) { return name == each.name; });
+    if (row == std::end(commands)) return "unknown command '" + name + "' (--help lists them)";
+    journal_.note("control", {{"line", line}});
+    return row->run(*this, words);
 }
 
 }  // namespace oabr_sim

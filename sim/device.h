@@ -1,6 +1,7 @@
 #pragma once
 
 #include <asio.hpp>
+#include <istream>
 #include <string>
 
 #include "sim/link_server.h"
@@ -19,25 +20,37 @@ public:
     /// @param error  what went wrong, for the user
     bool start(std::string* error);
 
+    /// Lets time pass until somebody stops the I/O context.
+    void run();
+
     /// Runs one command of the control input.
     /// @return empty for success, else what is wrong with it
     std::string control(const std::string& line);
 
 private:
-    void power_cycle(std::chrono::milliseconds off_time);
-    void replug_later();
-    void save_now_and_then();
+    struct command;
+    static const command commands[];
+
+    void wait_for_next();
     void save();
-    std::string control_receive(std::istream& words);
+    void power_off();
+    void power_on(std::string* error);
+    void plug(std::string* error);
+    void come_back_after(std::chrono::milliseconds away, bool with_power);
+    std::string receive_frame(std::istream& words);
+    std::string write_file(const std::string& path, const std::vector<uint8_t>& content) const;
 
     asio::io_context& io_;
     options options_;
+    timeline time_;
     journal journal_;
     hardware hardware_;
     converter line_;
     microcontroller controller_;
     link_server link_;
-    asio::steady_timer power_timer_, save_timer_;
+    asio::steady_timer alarm_;
+    time_point alarm_at_ = time_point::min();  ///< what `alarm_` waits for
+    timeline::ticket return_ = 0;              ///< the cable or the power coming back
     bool started_ = false;
 };
 

@@ -1,7 +1,6 @@
 #include "sim/faults.h"
 
 #include <charconv>
-#include <functional>
 
 namespace oabr_sim {
 
@@ -12,31 +11,79 @@ const char* const fault_help =
     "  corrupt-reply=N      a bit of the N-th reply is wrong\n"
     "  double-reply=N       the N-th reply is sent twice\n"
     "  noise=MS             noise on the line every MS milliseconds\n"
-    "  silent               the firmware answers nothing\n"
-    "  unplug-at-byte=N     unplugged after the N-th byte from the tool, back after 300 ms\n"
-    "  unplug-at-sent-byte=N  the same for the N-th byte to the tool\n"
-    "  eeprom-power-loss=N  power is lost before the N-th byte is written to the EEPROM, and back after 300 "
-    "ms\n"
+    "  silent               nothing is answered at all\n"
+    "  unplug-at-byte=N[:MS]       unplugged after the N-th byte from the tool, back after MS (300; 0 "
+    "never)\n"
+    "  unplug-at-sent-byte=N[:MS]  the same for the N-th byte to the tool\n"
+    "  eeprom-power-loss=N[:MS]    power is lost before the N-th byte is written to the EEPROM, back after "
+    "MS\n"
     "  e2p-most=N           an EEPROM write takes at most N bytes\n"
     "  reject-record=N      the bootloader rejects the N-th record\n"
-    "  reject-last-record   the bootloader rejects the end-of-file record\n"
-    "  flash-power-loss=N   power is lost at the N-th record, and back after 300 ms\n"
-    "  silent-greetings=N   the bootloader misses the first N greetings\n"
-    "  dynamic-not-ready    the first dynamic MAC entry read is not ready\n"
-    "  counter-not-valid    the first counter read is not valid\n";
+    "  reject-last-record   the bootloader rejects the next end-of-file record\n"
+    "  flash-power-loss=N[:MS]     power is lost at the N-th record, back after MS\n"
+    "  silent-greetings=N   the bootloader misses the next N greetings\n"
+    "  dynamic-not-ready    the next dynamic MAC entry read is not ready\n"
+    "  counter-not-valid    the next counter read is not valid\n"
+    "  none                 forgets the faults before it\n";
 
 namespace {
 
-bool parse_number(const std::string& text, uint64_t* number) {
+bool parse_number(const std::string& text, int least, int* number) {
+    constexpr int most = 100'000'000;
     const auto [end, failed] = std::from_chars(text.data(), text.data() + text.size(), *number);
-    return failed == std::errc() && end == text.data() + text.size() && *number > 0;
+    return failed == std::errc() && end == text.data() + text.size() && *number >= least && *number <= most;
 }
 
-bool parse_int(const std::string& text, int* number) {
-    uint64_t wide = 0;
-    if (!parse_number(text, &wide) || wide > 1'000'000) return false;
-    *number = static_cast<int>(wide);
-    return true;
+struct place_row {
+    const char* name;
+    place fault_plan::*where;
+};
+constexpr place_row places[] = {{"drop-reply", &fault_plan::drop_reply},
+                                {"delay-reply", &fault_plan::delay_reply},
+                                {"corrupt-reply", &fault_plan::corrupt_reply},
+                                {"double-reply", &fault_plan::double_reply},
+                                {"unplug-at-byte", &fault_plan::unplug_at_byte},
+                                {"unplug-at-sent-byte", &fault_plan::unplug_at_sent_byte},
+                                {"eeprom-power-loss", &fault_plan::eeprom_power_loss},
+                                {"reject-record", &fault_plan::reject_record},
+                                {"flash-power-loss", &fault_plan::flash_power_loss}};
+
+struct flag_row {
+    const char* name;
+    bool fault_plan::*flag;
+};
+constexpr flag_row flags[] = {{"silent", &fault_plan::silent},
+                              {"reject-last-record", &fault_plan::reject_last_record},
+                              {"dynamic-not-ready", &fault_plan::dynamic_not_ready},
+                              {"counter-not-valid", &fault_plan::counter_not_valid}};
+
+struct number_row {
+    const char* name;
+    int fault_plan::*number;
+};
+constexpr number_row numbers[] = {{"noise", &fault_plan::noise_ms},
+                                  {"silent-greetings", &fault_plan::silent_greetings}};
+
+enum class taken { good, bad_value, unknown };
+
+taken take(fault_plan& plan, const std::string& name, const std::string& value, bool has_value) {
+    constexpr int most_e2p_bytes = 57;
+    const auto judged = [](bool good) { return good ? taken::good : taken::bad_value; };
+    for (const place_row& row : places)
+        if (name == row.name) return judged((plan.*row.where).parse(value));
+    for (const number_row& row : numbers)
+        if (name == row.name) return judged(parse_number(value, 1, &(plan.*row.number)));
+    for (const flag_row& row : flags)
+        if (name == row.name) return judged(plan.*row.flag = !has_value);
+    if (name == "e2p-most") {
+        int most = 0;
+        if (!parse_number(value, 0, &most) || most > most_e2p_bytes) return taken::bad_value;
+        plan.e2p_most = static_cast<uint8_t>(most);
+        return taken::good;
+    }
+    if (name != "none") return taken::unknown;
+    plan = {};
+    return judged(!has_value);
 }
 
 }  // namespace
@@ -47,69 +94,35 @@ bool place::strikes() {
 }
 
 bool place::parse(const std::string& text) {
+    const size_t colon = text.find(':');
+    int at = 0;
     every_ = text.starts_with('/');
-    return parse_number(text.substr(every_ ? 1 : 0), &at_);
+    const size_t from = every_ ? 1 : 0;
+    if (colon != std::string::npos && !parse_number(text.substr(colon + 1), 0, &time_ms_)) return false;
+    if (colon < from ||
+        !parse_number(text.substr(from, colon == std::string::npos ? colon : colon - from), 1, &at))
+        return false;
+    at_ = static_cast<uint64_t>(at);
+    counted_ = 0;
+    return true;
 }
 
 bool fault_plan::add(const std::string& text, std::string* error) {
     const size_t equals = text.find('=');
     const std::string name = text.substr(0, equals);
-    const std::string value = equals == std::string::npos ? "" : text.substr(equals + 1);
-
-    struct placed {
-        const char* name;
-        place* where;
-    };
-    const placed places[] = {{"drop-reply", &drop_reply},
-                             {"corrupt-reply", &corrupt_reply},
-                             {"double-reply", &double_reply},
-                             {"unplug-at-byte", &unplug_at_byte},
-                             {"unplug-at-sent-byte", &unplug_at_sent_byte},
-                             {"eeprom-power-loss", &eeprom_power_loss},
-                             {"reject-record", &reject_record},
-                             {"flash-power-loss", &flash_power_loss}};
-    struct flagged {
-        const char* name;
-        bool* flag;
-    };
-    const flagged flags[] = {{"silent", &silent},
-                             {"reject-last-record", &reject_last_record},
-                             {"dynamic-not-ready", &dynamic_not_ready},
-                             {"counter-not-valid", &counter_not_valid}};
-
-    bool good = false;
-    bool known = true;
-    if (name == "delay-reply") {
-        const size_t colon = value.find(':');
-        good = delay_reply.parse(value.substr(0, colon)) &&
-               (colon == std::string::npos || parse_int(value.substr(colon + 1), &delay_ms));
-    } else if (name == "noise") {
-        good = parse_int(value, &noise_ms);
-    } else if (name == "silent-greetings") {
-        good = parse_int(value, &silent_greetings);
-    } else if (name == "e2p-most") {
-        int most = 0;
-        good = parse_int(value, &most) && most <= 57;
-        e2p_most = static_cast<uint8_t>(most);
-    } else {
-        known = false;
-        for (const placed& row : places)
-            if (name == row.name) {
-                known = true;
-                good = row.where->parse(value);
-            }
-        for (const flagged& row : flags)
-            if (name == row.name) {
-                known = true;
-                good = equals == std::string::npos;
-                *row.flag = true;
-            }
+    const bool has_value = equals != std::string::npos;
+    const std::string value = has_value ? text.substr(equals + 1) : "";
+    switch (take(*this, name, value, has_value)) {
+        case taken::good:
+            return true;
+        case taken::bad_value:
+            *error = "fault '" + name + "' cannot have the value '" + value + "'";
+            return false;
+        case taken::unknown:
+            *error = "unknown fault '" + name + "' (--help lists them)";
+            return false;
     }
-    if (!known)
-        *error = "unknown fault '" + name + "'";
-    else if (!good)
-        *error = "fault '" + name + "' cannot have the value '" + value + "'";
-    return known && good;
+    return false;
 }
 
 }  // namespace oabr_sim

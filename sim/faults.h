@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -9,37 +10,46 @@ namespace oabr_sim {
 /// A place in a sequence, counted from 1: the n-th once, or every n-th.
 class place {
 public:
+    place() = default;
+    explicit place(int default_ms) : time_ms_(default_ms) {}
+
     /// Counts one more.
     /// @return whether the fault strikes now
     bool strikes();
-    bool asked_for() const { return at_ != 0; }
-    /// Reads "N" or "/N" (every N-th).
+    /// The time that goes with the fault.
+    std::chrono::milliseconds time() const { return std::chrono::milliseconds(time_ms_); }
+    /// Reads "N" or "/N" (every N-th), with ":MS" behind it for another time than the usual one. Counts from
+    /// here.
     bool parse(const std::string& text);
 
 private:
     uint64_t at_ = 0;
     bool every_ = false;
+    int time_ms_ = 0;
     uint64_t counted_ = 0;
 };
 
 /// What goes wrong, and where.
 struct fault_plan {
-    place drop_reply, delay_reply, corrupt_reply, double_reply;
-    int delay_ms = 1500;
-    int noise_ms = 0;                 ///< a burst of noise this often; 0 none
-    place unplug_at_byte;             ///< byte from the tool
-    place unplug_at_sent_byte;        ///< byte to the tool
-    place eeprom_power_loss;          ///< byte written to the EEPROM
-    std::optional<uint8_t> e2p_most;  ///< most bytes that an EEPROM write takes
+    static constexpr int usual_delay_ms = 1500;
+    static constexpr int usual_absence_ms = 300;
+
+    place drop_reply, corrupt_reply, double_reply;
+    place delay_reply{usual_delay_ms};
+    int noise_ms = 0;                             ///< a burst of noise this often; 0 none
+    place unplug_at_byte{usual_absence_ms};       ///< byte from the tool
+    place unplug_at_sent_byte{usual_absence_ms};  ///< byte to the tool
+    place eeprom_power_loss{usual_absence_ms};    ///< byte written to the EEPROM
+    std::optional<uint8_t> e2p_most;              ///< most bytes that an EEPROM write takes
     place reject_record;
     bool reject_last_record = false;
-    place flash_power_loss;  ///< record line
+    place flash_power_loss{usual_absence_ms};  ///< record line
     int silent_greetings = 0;
-    bool silent = false;  ///< the firmware answers nothing
+    bool silent = false;  ///< nothing is answered at all
     bool dynamic_not_ready = false;
     bool counter_not_valid = false;
 
-    /// Takes one "--fault" text.
+    /// Takes one "--fault" text; "none" forgets those before it.
     /// @param error  what is wrong with it, for the user
     bool add(const std::string& text, std::string* error);
 };

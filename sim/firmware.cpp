@@ -203,9 +203,6 @@ firmware::firmware(hardware& device, fault_plan& faults, std::string bootloader_
 void firmware::start() {
     device_.chip.reset();
     device_.mdio.reset();
-    if (faults_.dynamic_not_ready) device_.chip.next_dynamic_not_ready();
-    if (faults_.counter_not_valid) device_.chip.next_counter_not_valid();
-    faults_.dynamic_not_ready = faults_.counter_not_valid = false;
     device_.can.reset();
     device_.can.load(device_.memory.eeprom);
     device_.ethernet_power = true;
@@ -255,6 +252,8 @@ std::vector<uint8_t> firmware::answer(const uint8_t* frame, uint16_t length) {
     const uint8_t command = frame[1];
     const uint8_t* payload = frame + hdlc_msg_header_size;
     const size_t payload_length = length - static_cast<size_t>(hdlc_msg_header_size);
+    if (std::exchange(faults_.dynamic_not_ready, false)) device_.chip.next_dynamic_not_ready();
+    if (std::exchange(faults_.counter_not_valid, false)) device_.chip.next_counter_not_valid();
 
     if (type == msg_type::reply || (type == msg_type::request && command == msg_cmd::debug)) return {};
     if (type == msg_type::remote_request) {

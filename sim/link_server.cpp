@@ -2,9 +2,12 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -20,10 +23,13 @@ namespace {
 
 namespace fs = std::filesystem;
 using asio::ip::tcp;
+using std::chrono::milliseconds;
 
 constexpr size_t header_size = 3;
 constexpr size_t longest_payload = 4096;
 constexpr size_t token_length = 32;
+constexpr size_t most_sessions = 32;
+constexpr milliseconds port_reset_time{100};
 
 enum op : uint8_t {
     op_hello = 0x01,
@@ -57,21 +63,57 @@ std::string system_error() {
     return std::strerror(errno);
 }
 
-/// Whether somebody listens where an announcement says.
-bool answers(const std::string& path) {
+/// Whether the device that left this announcement is alive: it knows its token. Another program may have got
+/// the port of a device that crashed.
+bool is_alive(const std::string& path) {
     std::ifstream file(path);
-    std::string line;
-    while (std::getline(file, line)) {
-        if (!line.starts_with("port=")) continue;
-        const int port = std::atoi(line.c_str() + 5);
-        if (port <= 0 || port > 0xFFFF) return false;
-        asio::io_context io;
-        tcp::socket probe(io);
-        asio::error_code failed;
-        probe.connect({asio::ip::address_v4::loopback(), static_cast<uint16_t>(port)}, failed);
-        return !failed;
+    int port = 0;
+    std::string token;
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with("port=")) port = std::atoi(line.c_str() + std::strlen("port="));
+        if (line.starts_with("token=")) token = line.substr(std::strlen("token="));
     }
-    return false;
+    if (port <= 0 || port > 0xFFFF || token.size() != token_length) return false;
+
+    asio::io_context io;
+    tcp::socket probe(io);
+    asio::error_code failed;
+    probe.connect({asio::ip::address_v4::loopback(), static_cast<uint16_t>(port)}, failed);
+    if (failed) return false;
+    const timeval limit{1, 0};
+    setsockopt(probe.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    std::array<uint8_t, header_size> hello{op_hello, token_length, 0};
+    asio::write(probe, std::array<asio::const_buffer, 2>{asio::buffer(hello), asio::buffer(token)}, failed);
+    std::array<uint8_t, header_size + 1> answer{};
+    size_t filled = 0;
+    while (!failed && filled < answer.size()) {
+        const ssize_t got = recv(probe.native_handle(), answer.data() + filled, answer.size() - filled, 0);
+        if (got <= 0) return false;
+        filled += static_cast<size_t>(got);
+    }
+    return !failed && answer[0] == op_hello_answer && answer[header_size] != wrong_token;
+}
+
+constexpr int is_locked = -1;
+constexpr int cannot_lock = -2;
+
+/// Locks a file for as long as this process lives. Its owner removes it at its end, so it may be another file
+/// by the time the lock is there.
+/// @return the open file, or one of the above
+int take_lock(const std::string& path) {
+    for (;;) {
+        const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        if (file < 0) return cannot_lock;
+        if (flock(file, LOCK_EX | LOCK_NB) != 0) {
+            close(file);
+            return is_locked;
+        }
+        struct stat locked {};
+        struct stat named {};
+        if (fstat(file, &locked) == 0 && stat(path.c_str(), &named) == 0 && locked.st_ino == named.st_ino)
+            return file;
+        close(file);
+    }
 }
 
 }  // namespace
@@ -90,100 +132,99 @@ struct link_server::session : std::enable_shared_from_this<session> {
     std::array<uint8_t, 2 * (header_size + longest_payload)> buffer;
     size_t filled = 0;
     std::deque<std::vector<uint8_t>> outgoing;
+    size_t backlog = 0;    ///< bytes in `outgoing`
     bool closing = false;  ///< after what is queued has left
 };
 
-/// A message from the tool: its code, the length it must have, what it does. Length 0xFFFF: any.
+/// A message from the tool: its code, the length it must have, what it does.
 struct link_server::operation {
+    static constexpr size_t any = SIZE_MAX;
     uint8_t code;
-    uint16_t length;
-    void (*run)(link_server& self, session& from, const uint8_t* payload, size_t length);
+    size_t length;
+    void (*run)(link_server& self, session& from, std::span<const uint8_t> in);
 };
 
 const link_server::operation link_server::operations[] = {
-    {
-        op_data, 0xFFFF,
-        [](link_server& self, session&, const uint8_t* in, size_t length) {
-            self.log_.note("write", {{"count", static_cast<int64_t>(length)}});
-            for (size_t i = 0; i < length; ++i)
-                if (self.faults_.unplug_at_byte.strikes()) {
-                    self.line_.write(in, i + 1);
-                    asio::post(self.io_, [&self] { self.on_unplug_fault(); });
-                    return;
-                }
-            self.line_.write(in, length);
-        }  // namespace oabr_sim
-    },
+    {op_data, operation::any,
+     [](link_server& self, session&, std::span<const uint8_t> in) { self.take_data(in); }},
     {op_baud, 4,
-     [](link_server& self, session&, const uint8_t* in, size_t) {
-         self.log_.note("baud", {{"rate", get_le32(in)}});
-         self.line_.set_baud(get_le32(in));
+     [](link_server& self, session&, std::span<const uint8_t> in) {
+         self.log_.note("baud", {{"rate", get_le32(in.data())}});
+         self.line_.set_baud(get_le32(in.data()));
      }},
     {op_flow, 4,
-     [](link_server& self, session&, const uint8_t* in, size_t) {
-         self.line_.set_flow(get_le16(in), in[2], in[3]);
+     [](link_server& self, session&, std::span<const uint8_t> in) {
+         self.log_.note("flow", {{"mode", get_le16(in.data())}});
+         self.line_.set_flow(get_le16(in.data()), in[2], in[3]);
      }},
     {op_bit_mode, 2,
-     [](link_server& self, session&, const uint8_t* in, size_t) { self.line_.set_bit_mode(in[0], in[1]); }},
+     [](link_server& self, session&, std::span<const uint8_t> in) {
+         self.log_.note("bit-mode", {{"mask", in[0]}, {"mode", in[1]}});
+         self.line_.set_bit_mode(in[0], in[1]);
+     }},
     {op_get_bit_mode, 0,
-     [](link_server& self, session& from, const uint8_t*, size_t) {
+     [](link_server& self, session& from, std::span<const uint8_t>) {
          const uint8_t pins = self.line_.bit_mode();
-         self.send(from, op_bit_mode_answer, &pins, 1);
+         self.send(from, op_bit_mode_answer, {&pins, 1});
      }},
     {op_purge, 1,
-     [](link_server& self, session& from, const uint8_t* in, size_t) {
+     [](link_server& self, session& from, std::span<const uint8_t> in) {
+         self.log_.note("purge", {{"mask", in[0]}});
          self.line_.purge(in[0]);
-         self.send(from, op_purged, nullptr, 0);
+         self.send(from, op_purged, {});
      }},
     {op_latency, 1,
-     [](link_server& self, session&, const uint8_t* in, size_t) { self.line_.set_latency(in[0]); }},
-    // The microcontroller only knows 8N1; other settings would garble, which nobody needs to try.
+     [](link_server& self, session&, std::span<const uint8_t> in) {
+         self.log_.note("latency", {{"ms", in[0]}});
+         self.line_.set_latency(in[0]);
+     }},
     {op_line, 3,
-     [](link_server& self, session&, const uint8_t* in, size_t) {
-         self.log_.note("line", {{"data", hex(in, 3)}});
+     [](link_server& self, session&, std::span<const uint8_t> in) {
+         self.log_.note("line-settings", {{"bits", in[0]}, {"stop", in[1]}, {"parity", in[2]}});
+         self.line_.set_line(in[0], in[1], in[2]);
      }},
     {op_reset_port, 0,
-     [](link_server& self, session&, const uint8_t*, size_t) {
-         asio::post(self.io_, [&self] {
-             std::string error;
-             self.unplug();
-             self.line_.power_up();
-             self.plug(&error);
-         });
-     }},
+     [](link_server& self, session&, std::span<const uint8_t>) { self.unplug_soon(port_reset_time); }},
 };
 
-link_server::link_server(asio::io_context& io, converter& line, fault_plan& faults, journal& log,
-                         link_identity identity)
-    : io_(io), line_(line), faults_(faults), log_(log), identity_(std::move(identity)) {}
+link_server::link_server(asio::io_context& io, timeline& time, converter& line, fault_plan& faults,
+                         journal& log, link_identity identity)
+    : io_(io), time_(time), line_(line), faults_(faults), log_(log), identity_(std::move(identity)) {}
 
 link_server::~link_server() {
     unplug();
-    if (lock_file_ >= 0) {
-        // Never unlinked: another process may hold the same file by then.
-        close(lock_file_);
-    }
+    if (lock_file_ < 0) return;
+    std::error_code ignored;
+    fs::remove(lock_path(), ignored);
+    close(lock_file_);
 }
 
 bool link_server::claim(std::string* error) {
     std::error_code failed;
-    if (!fs::exists(identity_.directory, failed)) {
-        fs::create_directories(fs::path(identity_.directory).parent_path(), failed);
-        if (mkdir(identity_.directory.c_str(), 0700) != 0 && errno != EEXIST) {
-            *error = "cannot create the device directory '" + identity_.directory + "': " + system_error();
-            return false;
-        }
+    fs::create_directories(fs::path(identity_.directory).parent_path(), failed);
+    if (mkdir(identity_.directory.c_str(), 0700) != 0 && errno != EEXIST) {
+        *error = "cannot create the device directory '" + identity_.directory + "': " + system_error();
+        return false;
     }
-    const std::string lock_path = identity_.directory + "/." + identity_.serial + ".lock";
-    lock_file_ = open(lock_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (lock_file_ < 0) {
+    struct stat found {};
+    if (stat(identity_.directory.c_str(), &found) != 0 || !S_ISDIR(found.st_mode) ||
+        found.st_uid != geteuid() || (found.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+        *error = "the device directory '" + identity_.directory +
+                 "' is not a directory of this user that nobody else may write to";
+        return false;
+    }
+    const int lock = take_lock(lock_path());
+    if (lock == cannot_lock) {
         *error = "cannot use the device directory '" + identity_.directory + "': " + system_error();
         return false;
     }
-    if (flock(lock_file_, LOCK_EX | LOCK_NB) != 0 || answers(announcement_path())) {
-        *error = "a device with the serial number '" + identity_.serial + "' is running already";
+    if (lock == is_locked || is_alive(announcement_path())) {
+        *error = "a device with the serial number '" + identity_.serial +
+                 "' is running already; another one needs another --serial";
+        if (lock >= 0) close(lock);
         return false;
     }
+    lock_file_ = lock;
     fs::remove(announcement_path(), failed);  // of a device that crashed
     return true;
 }
@@ -232,17 +273,28 @@ void link_server::unplug() {
     std::error_code ignored;
     fs::remove(announcement_path(), ignored);
     acceptor_.reset();
-    if (client_) end_session(client_);
+    while (!sessions_.empty()) {
+        const std::shared_ptr<session> each = *sessions_.begin();
+        end_session(each);
+    }
     log_.note("unplugged");
+}
+
+void link_server::unplug_soon(milliseconds away) {
+    time_.after({}, [this, away] {
+        if (on_unplug) on_unplug(away);
+    });
 }
 
 void link_server::accept() {
     acceptor_->async_accept([this](const asio::error_code& failed, tcp::socket socket) {
         if (failed == asio::error::operation_aborted || !plugged()) return;
-        if (!failed) {
+        if (!failed && sessions_.size() < most_sessions) {
             asio::error_code ignored;
             socket.set_option(tcp::no_delay(true), ignored);
-            read(std::make_shared<session>(std::move(socket)));
+            const auto connected = std::make_shared<session>(std::move(socket));
+            sessions_.insert(connected);
+            read(connected);
         }
         accept();
     });
@@ -250,10 +302,12 @@ void link_server::accept() {
 
 void link_server::end_session(const std::shared_ptr<session>& which) {
     asio::error_code ignored;
+    which->socket.shutdown(tcp::socket::shutdown_both, ignored);
     which->socket.close(ignored);
+    sessions_.erase(which);
     if (which != client_) return;
     client_.reset();
-    line_.disconnected();
+    line_.close();
     log_.note("closed");
 }
 
@@ -261,13 +315,14 @@ void link_server::read(const std::shared_ptr<session>& from) {
     from->socket.async_read_some(
         asio::buffer(&from->buffer[from->filled], from->buffer.size() - from->filled),
         [this, from](const asio::error_code& failed, size_t count) {
-            if (failed == asio::error::operation_aborted) return;
+            time_.run_until(sim_clock::now());  // what was due before this came
+            if (!from->socket.is_open()) return;
             from->filled += count;
             if (failed || !take_messages(*from)) {
-                if (!from->closing) end_session(from);
+                if (failed || !from->closing) end_session(from);
                 return;
             }
-            read(from);
+            if (from->socket.is_open()) read(from);
         });
 }
 
@@ -278,58 +333,75 @@ bool link_server::take_messages(session& from) {
         const size_t length = get_le16(&from.buffer[at + 1]);
         if (length > longest_payload) return false;
         if (from.filled - at < header_size + length) break;
-        if (!take_message(from, from.buffer[at], &from.buffer[at + header_size], length)) return false;
+        if (!take_message(from, from.buffer[at], {from.buffer.data() + at + header_size, length}))
+            return false;
         at += header_size + length;
     }
-    std::memmove(from.buffer.data(), &from.buffer[at], from.filled - at);
+    std::memmove(from.buffer.data(), from.buffer.data() + at, from.filled - at);
     from.filled -= at;
     return true;
 }
 
-bool link_server::take_message(session& from, uint8_t code, const uint8_t* payload, size_t length) {
-    if (&from != client_.get()) return code == op_hello && take_hello(from, payload, length);
-    for (const operation& row : operations) {
-        if (row.code != code) continue;
-        if (row.length != 0xFFFF && row.length != length) return false;
-        row.run(*this, from, payload, length);
-        return true;
-    }
-    return false;
+bool link_server::take_message(session& from, uint8_t code, std::span<const uint8_t> payload) {
+    if (&from != client_.get())
+        return code == op_hello && payload.size() == token_length && take_hello(from, payload);
+    const auto row = std::find_if(std::begin(operations), std::end(operations),
+                                  [&](const operation& each) { return each.code == code; });
+    if (row == std::end(operations)) return false;
+    if (row->length != operation::any && row->length != payload.size()) return false;
+    row->run(*this, from, payload);
+    return true;
 }
 
-bool link_server::take_hello(session& from, const uint8_t* payload, size_t length) {
+bool link_server::take_hello(session& from, std::span<const uint8_t> payload) {
     uint8_t status = accepted;
-    if (length != token_length || !std::equal(token_.begin(), token_.end(), payload))
+    if (!std::equal(payload.begin(), payload.end(), token_.begin(), token_.end()))
         status = wrong_token;
     else if (client_)
         status = in_use;
     log_.note("hello", {{"status", status}});
     from.closing = status != accepted;
-    send(from, op_hello_answer, &status, 1);
+    send(from, op_hello_answer, {&status, 1});
     if (from.closing) return false;
     client_ = from.shared_from_this();
-    line_.connected([this](const uint8_t* data, size_t count) { send_data(data, count); });
+    line_.open({[this](std::span<const uint8_t> data) { send_data(data); },
+                [this] { return client_ ? client_->backlog : 0; },
+                [this](uint8_t mask) { send_event(mask); }});
     return true;
 }
 
-void link_server::send_data(const uint8_t* data, size_t count) {
-    for (size_t i = 0; i < count; ++i)
-        if (faults_.unplug_at_sent_byte.strikes()) {
-            count = i + 1;
-            asio::post(io_, [this] { on_unplug_fault(); });
-        }
-    if (client_) send(*client_, op_data_from_device, data, count);
+void link_server::take_data(std::span<const uint8_t> data) {
+    log_.note("write", {{"data", hex(data.data(), data.size())}});
+    for (size_t i = 0; i < data.size(); ++i) {
+        if (!faults_.unplug_at_byte.strikes()) continue;
+        log_.note("fault", {{"what", "unplug-at-byte"}});
+        unplug_soon(faults_.unplug_at_byte.time());
+        data = data.first(i + 1);
+    }
+    line_.write(data);
+}
+
+void link_server::send_data(std::span<const uint8_t> data) {
+    if (!client_) return;
+    for (size_t i = 0; i < data.size(); ++i) {
+        if (!faults_.unplug_at_sent_byte.strikes()) continue;
+        log_.note("fault", {{"what", "unplug-at-sent-byte"}});
+        unplug_soon(faults_.unplug_at_sent_byte.time());
+        data = data.first(i + 1);
+    }
+    send(*client_, op_data_from_device, data);
 }
 
 void link_server::send_event(uint8_t mask) {
-    if (client_) send(*client_, op_event, &mask, 1);
+    if (client_) send(*client_, op_event, {&mask, 1});
 }
 
-void link_server::send(session& to, uint8_t code, const uint8_t* payload, size_t length) {
-    std::vector<uint8_t> message(header_size + length);
+void link_server::send(session& to, uint8_t code, std::span<const uint8_t> payload) {
+    std::vector<uint8_t> message(header_size);
     message[0] = code;
-    put_le16(&message[1], static_cast<uint16_t>(length));
-    if (length > 0) std::memcpy(&message[header_size], payload, length);
+    put_le16(&message[1], static_cast<uint16_t>(payload.size()));
+    message.insert(message.end(), payload.begin(), payload.end());
+    to.backlog += message.size();
     to.outgoing.push_back(std::move(message));
     if (to.outgoing.size() == 1) write_next(to.shared_from_this());
 }
@@ -337,12 +409,16 @@ void link_server::send(session& to, uint8_t code, const uint8_t* payload, size_t
 void link_server::write_next(const std::shared_ptr<session>& to) {
     asio::async_write(to->socket, asio::buffer(to->outgoing.front()),
                       [this, to](const asio::error_code& failed, size_t) {
+                          if (failed || !to->socket.is_open()) return;  // the reader sees it too
+                          time_.run_until(sim_clock::now());
+                          if (!to->socket.is_open()) return;
+                          to->backlog -= to->outgoing.front().size();
                           to->outgoing.pop_front();
-                          if (failed) return;  // the reader sees it too
                           if (!to->outgoing.empty())
                               write_next(to);
                           else if (to->closing)
                               end_session(to);
+                          if (to == client_) line_.taken();
                       });
 }
 

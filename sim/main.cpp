@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <asio.hpp>
 #include <csignal>
 #include <cstdio>
@@ -8,11 +10,12 @@
 
 namespace {
 
-/// Reads commands from standard input until its end; the device goes on without it.
+/// Reads commands from standard input. Its end is the device's end, so that no device outlives the program
+/// that started it.
 class control_input {
 public:
     control_input(asio::io_context& io, oabr_sim::device& device)
-        : input_(io, ::dup(STDIN_FILENO)), device_(device) {
+        : io_(io), input_(io, ::dup(STDIN_FILENO)), device_(device) {
         read();
     }
 
@@ -20,7 +23,7 @@ private:
     void read() {
         asio::async_read_until(input_, asio::dynamic_buffer(text_), '\n',
                                [this](const asio::error_code& failed, size_t count) {
-                                   if (failed) return;
+                                   if (failed) return io_.stop();
                                    const std::string error = device_.control(text_.substr(0, count - 1));
                                    std::cout << (error.empty() ? "ok" : "error: " + error) << std::endl;
                                    text_.erase(0, count);
@@ -28,10 +31,22 @@ private:
                                });
     }
 
+    asio::io_context& io_;
     asio::posix::stream_descriptor input_;
     oabr_sim::device& device_;
     std::string text_;
 };
+
+/// A descriptor that the I/O context can wait for; a file on a disk is none.
+bool can_be_waited_for(int descriptor) {
+    asio::io_context io;
+    asio::posix::stream_descriptor probe(io);
+    asio::error_code failed;
+    const int copy = ::dup(descriptor);
+    probe.assign(copy, failed);
+    if (failed && copy >= 0) ::close(copy);
+    return !failed;
+}
 
 }  // namespace
 
@@ -50,21 +65,27 @@ int main(int count, char** words) {
         case oabr_sim::parsed::run:
             break;
     }
+    if (options.control && !can_be_waited_for(STDIN_FILENO)) {
+        std::fputs("oabr-sim: --control needs a terminal or a pipe as standard input\n", stderr);
+        return bad_usage;
+    }
     options.directory = oabr_sim::default_device_directory();
     std::signal(SIGPIPE, SIG_IGN);
 
     asio::io_context io(1);
-    asio::signal_set signals(io, SIGINT, SIGTERM);
+    asio::signal_set signals(io, SIGINT, SIGTERM, SIGHUP);
     signals.async_wait([&](const asio::error_code&, int) { io.stop(); });
     const bool with_control = options.control;
+    const std::string serial = options.serial;
     oabr_sim::device device(io, std::move(options));
     std::string error;
     if (!device.start(&error)) {
         std::fprintf(stderr, "oabr-sim: %s\n", error.c_str());
         return failure;
     }
+    std::cout << "oabr-sim: " << serial << " is ready" << std::endl;
     std::optional<control_input> input;
     if (with_control) input.emplace(io, device);
-    io.run();
+    device.run();
     return 0;
 }

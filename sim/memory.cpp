@@ -8,17 +8,39 @@
 #include <fstream>
 #include <string_view>
 
+#include "lib/crc16_ccitt.h"
+#include "lib/messages.h"
+
 namespace oabr_sim {
 
 namespace {
 
-// The file: magic, flags, EEPROM, flash. The sizes are part of the magic's promise.
-constexpr std::string_view magic = "OABRSIM1";
+// The file: magic, flags, EEPROM, flash, CRC-16 of all that (low byte first). The sizes are part of the
+// magic's promise.
+constexpr std::string_view magic = "OABRSIM2";
 constexpr uint8_t flag_firmware_whole = 1;
 constexpr uint8_t flag_bootloader = 2;
-constexpr size_t file_size = magic.size() + 1 + eeprom_size + flash_size;
+constexpr size_t flags_at = magic.size();
+constexpr size_t eeprom_at = flags_at + 1;
+constexpr size_t flash_at = eeprom_at + eeprom_size;
+constexpr size_t crc_at = flash_at + flash_size;
+constexpr size_t file_size = crc_at + 2;
+
+constexpr std::string_view identity_mark = "OABR_FW v";
+constexpr firmware_identity factory_identity{{1, 6, 0, 0}, {20, 21, 7, 14}};
+
+uint16_t checksum(const std::vector<uint8_t>& file) {
+    uint32_t crc = crc16_initial;
+    for (size_t i = 0; i < crc_at; ++i)
+        crc = crc16_ccitt_calc_byte(crc, file[i]);
+    return static_cast<uint16_t>(crc);
+}
 
 }  // namespace
+
+device_memory::device_memory() {
+    install_firmware(this, factory_identity);
+}
 
 bool load_memory(const std::string& path, device_memory* memory, std::string* error) {
     std::error_code failed;
@@ -29,26 +51,33 @@ bool load_memory(const std::string& path, device_memory* memory, std::string* er
     if (static_cast<size_t>(file.gcount()) != file_size ||
         !std::equal(magic.begin(), magic.end(), bytes.begin())) {
         *error = "'" + path +
-                 "' is not a state file of this program (or cannot be read); move it away to start afresh";
+                 "' is no state file of this program, or cannot be read; move it away to start afresh";
         return false;
     }
-    const auto flags = bytes[magic.size()];
-    memory->firmware_whole = (flags & flag_firmware_whole) != 0;
-    memory->bootloader_flag = (flags & flag_bootloader) != 0;
-    const auto eeprom = bytes.begin() + magic.size() + 1;
-    std::copy_n(eeprom, eeprom_size, memory->eeprom.begin());
-    std::copy_n(eeprom + eeprom_size, flash_size, memory->flash.begin());
+    if (checksum(bytes) != get_le16(&bytes[crc_at])) {
+        *error = "the state file '" + path + "' is damaged; move it away to start afresh";
+        return false;
+    }
+    memory->firmware_whole = (bytes[flags_at] & flag_firmware_whole) != 0;
+    memory->bootloader_flag = (bytes[flags_at] & flag_bootloader) != 0;
+    std::copy_n(&bytes[eeprom_at], eeprom_size, memory->eeprom.begin());
+    std::copy_n(&bytes[flash_at], flash_size, memory->flash.begin());
     return true;
 }
 
 bool save_memory(const std::string& path, const device_memory& memory, std::string* error) {
+    std::vector<uint8_t> bytes(magic.begin(), magic.end());
+    bytes.reserve(file_size);
+    bytes.push_back((memory.firmware_whole ? flag_firmware_whole : 0) |
+                    (memory.bootloader_flag ? flag_bootloader : 0));
+    bytes.insert(bytes.end(), memory.eeprom.begin(), memory.eeprom.end());
+    bytes.insert(bytes.end(), memory.flash.begin(), memory.flash.end());
+    bytes.resize(file_size);
+    put_le16(&bytes[crc_at], checksum(bytes));
+
     const std::string temporary = path + ".new";
     std::ofstream file(temporary, std::ios::binary | std::ios::trunc);
-    file.write(magic.data(), magic.size());
-    file.put(static_cast<char>((memory.firmware_whole ? flag_firmware_whole : 0) |
-                               (memory.bootloader_flag ? flag_bootloader : 0)));
-    file.write(reinterpret_cast<const char*>(memory.eeprom.data()), eeprom_size);
-    file.write(reinterpret_cast<const char*>(memory.flash.data()), flash_size);
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     file.close();
     if (!file || std::rename(temporary.c_str(), path.c_str()) != 0) {
         *error = "cannot write the state file '" + path + "': " + std::strerror(errno);
@@ -58,11 +87,10 @@ bool save_memory(const std::string& path, const device_memory& memory, std::stri
 }
 
 firmware_identity find_firmware_identity(const std::vector<uint8_t>& flash) {
-    constexpr std::string_view mark = "OABR_FW v";
     firmware_identity identity;
-    const auto found = std::search(flash.begin(), flash.end(), mark.begin(), mark.end());
+    const auto found = std::search(flash.begin(), flash.end(), identity_mark.begin(), identity_mark.end());
     if (found == flash.end()) return identity;
-    const std::string text(found + static_cast<std::ptrdiff_t>(mark.size()),
+    const std::string text(found + static_cast<std::ptrdiff_t>(identity_mark.size()),
                            found + std::min<std::ptrdiff_t>(flash.end() - found, 48));
     unsigned version[4];
     unsigned year = 0;
@@ -76,6 +104,25 @@ firmware_identity find_firmware_identity(const std::vector<uint8_t>& flash) {
         std::copy_n(date, 4, identity.date);
     }
     return identity;
+}
+
+void install_firmware(device_memory* memory, const firmware_identity& identity) {
+    constexpr uint8_t reset_vector[] = {0x0C, 0x94, 0x20, 0x00};
+    constexpr size_t text_at = 0x40;
+    char text[64];
+    const auto& v = identity.version;
+    const auto& d = identity.date;
+    std::snprintf(text, sizeof text, "%s%u.%u.%u.%u %02u%02u/%02u/%02u", identity_mark.data(), v[0], v[1],
+                  v[2], v[3], d[0], d[1], d[2], d[3]);
+    memory->flash.assign(flash_size, 0xFF);
+    std::copy(std::begin(reset_vector), std::end(reset_vector), memory->flash.begin());
+    std::copy_n(text, std::strlen(text) + 1, memory->flash.begin() + text_at);
+    memory->firmware_whole = true;
+    memory->bootloader_flag = false;
+}
+
+bool is_blank(const std::vector<uint8_t>& flash) {
+    return std::all_of(flash.begin(), flash.end(), [](uint8_t byte) { return byte == 0xFF; });
 }
 
 }  // namespace oabr_sim

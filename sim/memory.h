@@ -13,6 +13,9 @@ constexpr size_t flash_page_size = 256;
 /// What a device keeps without power: configuration EEPROM, program flash, whether the flash holds a whole
 /// firmware, and the flag that sends the next start into the bootloader.
 struct device_memory {
+    /// As delivered: a firmware in the flash, the EEPROM erased.
+    device_memory();
+
     std::vector<uint8_t> eeprom = std::vector<uint8_t>(eeprom_size, 0xFF);
     std::vector<uint8_t> flash = std::vector<uint8_t>(flash_size, 0xFF);
     bool firmware_whole = true;
@@ -26,13 +29,16 @@ bool load_memory(const std::string& path, device_memory* memory, std::string* er
 /// Writes a state file beside its place and renames it, so that a crash leaves the old or the new one.
 bool save_memory(const std::string& path, const device_memory& memory, std::string* error);
 
-/// The version and date that a firmware carries in its flash image: the text "OABR_FW v<a>.<b>.<c>.<d>
-/// <Y>/<M>/<D>", ended by a zero byte or anything else. A flash without it is the firmware that the device
-/// was delivered with.
 struct firmware_identity {
-    uint8_t version[4] = {1, 6, 0, 0};
-    uint8_t date[4] = {20, 21, 7, 14};  ///< century, year, month, day
+    uint8_t version[4] = {1, 0, 0, 0};
+    uint8_t date[4] = {20, 20, 1, 1};  ///< century, year, month, day
 };
+/// The version and date that a program in the flash carries: the text "OABR_FW v<a>.<b>.<c>.<d> <Y>/<M>/<D>"
+/// anywhere in it. A program without that text passes for 1.0.0.0 of 2020/01/01.
 firmware_identity find_firmware_identity(const std::vector<uint8_t>& flash);
+/// Puts a firmware of that version into the flash, in place of what was there.
+void install_firmware(device_memory* memory, const firmware_identity& identity);
+/// Whether nothing is programmed.
+bool is_blank(const std::vector<uint8_t>& flash);
 
 }  // namespace oabr_sim

@@ -1,6 +1,8 @@
 #include "sim/options.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <functional>
 #include <map>
 
@@ -17,27 +19,36 @@ constexpr const char* usage =
     "  --serial S           serial number, 1 to 15 letters, digits, '-' or '_' (OKVX0001)\n"
     "  --state FILE         keeps EEPROM and flash in FILE between runs\n"
     "  --speed real|fast    as slow as a real device, or without line time and latency (real)\n"
-    "  --turnaround-us N    microseconds from a request to its reply, at least 1000 (1000)\n"
+    "  --turnaround-us N    microseconds from a request to its reply (1000; with less the tool loses "
+    "replies)\n"
     "  --fault FAULT        something that goes wrong; may be given several times\n"
     "  --journal FILE       one line of JSON for each event\n"
     "  --quiet              no traffic at the ports\n"
-    "  --control            takes commands on standard input\n"
+    "  --control            takes commands on standard input and ends with it\n"
     "  --description TEXT   what the bootloader says it is, at most 30 characters (OABR_Korvex)\n"
     "  --bootloader         starts in the bootloader\n"
     "  --no-firmware        starts with an empty flash\n"
+    "  --firmware-version A.B.C.D  starts with a firmware of that version in the flash\n"
     "  --usb-id HEX         vendor and product (04037F80)\n"
     "  --help, --version\n\n"
     "Commands on standard input (--control), one a line:\n"
     "  unplug, plug         the USB cable\n"
-    "  power-cycle          off and on again; what is not stored is lost\n"
-    "  hold-reset, release-reset  the reset button; held at a start it leads into the bootloader\n"
+    "  replug [MS]          out and in again after MS milliseconds (100)\n"
+    "  power-off, power-on  the device's power; what is not stored is lost\n"
+    "  power-cycle [MS]     off and on again after MS milliseconds (50)\n"
+    "  press-reset          the reset button\n"
+    "  hold-reset, release-reset  the same; held at a start it leads into the bootloader\n"
     "  hardkey A B C D      the state of the four keys, 0 or 1\n"
     "  debug TEXT           a debug message from the device\n"
     "  ping                 the device asks the tool for an answer\n"
     "  frame HEX            a frame with these contents\n"
+    "  raw HEX              these bytes, whatever they are\n"
     "  noise                noise on the line\n"
     "  event N              modem (2) or line (4) status changes\n"
     "  receive PORT DESTINATION SOURCE [VID]  a frame comes in at a port (six hexadecimal groups each)\n"
+    "  traffic on|off       the traffic at the ports\n"
+    "  fault FAULT          as --fault, from here on\n"
+    "  dump-eeprom FILE, dump-flash FILE  writes the contents to a file\n"
     "  quit\n"
     "Each is answered by 'ok' or 'error: ...' on standard output.\n\n"
     "A flashed program says which version it is by the text \"OABR_FW v1.2.3.4 2021/07/14\" anywhere in "
@@ -77,7 +88,7 @@ parsed parse_options(int count, char** words, options* out, std::string* text) {
         {"--turnaround-us",
          [&](const std::string& value) {
              uint32_t number = 0;
-             if (!parse_unsigned(value, 10, &number) || number < 1000 || number > 10'000'000) return false;
+             if (!parse_unsigned(value, 10, &number) || number > 10'000'000) return false;
              out->device.turnaround = std::chrono::microseconds(number);
              return true;
          }},
@@ -85,6 +96,17 @@ parsed parse_options(int count, char** words, options* out, std::string* text) {
         {"--description",
          [&](const std::string& value) {
              return (out->device.description = value).size() <= 30 && !value.empty();
+         }},
+        {"--firmware-version",
+         [&](const std::string& value) {
+             unsigned parts[4] = {};
+             char rest = 0;
+             const int read = std::sscanf(value.c_str(), "%3u.%3u.%3u.%3u%c", &parts[0], &parts[1], &parts[2],
+                                          &parts[3], &rest);
+             out->firmware_version.emplace();
+             std::copy_n(parts, 4, out->firmware_version->begin());
+             return read == 4 && std::all_of(std::begin(parts), std::end(parts),
+                                             [](unsigned part) { return part <= 0xFF; });
          }},
         {"--usb-id", [&](const std::string& value) { return parse_unsigned(value, 16, &out->usb_id); }},
     };

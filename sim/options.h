@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <optional>
 #include <string>
 
 #include "sim/faults.h"
@@ -17,6 +19,7 @@ struct options {
     bool control = false;
     bool start_in_bootloader = false;
     bool no_firmware = false;
+    std::optional<std::array<uint8_t, 4>> firmware_version;
     microcontroller_options device;
     fault_plan faults;
 };

@@ -343,14 +343,16 @@ void switch_chip::learn(int port, uint8_t fid, const mac_address& mac) {
     found->age = start_age - 1;
 }
 
-void switch_chip::age() {
+void switch_chip::age(std::chrono::milliseconds elapsed) {
+    constexpr std::chrono::milliseconds slow_step{75'000};
+    constexpr std::chrono::milliseconds fast_step{200};
+    since_aging_ += elapsed;
+    if (since_aging_ < ((regs_[reg_global1] & fast_aging) != 0 ? fast_step : slow_step)) return;
+    since_aging_ = {};
     if ((regs_[reg_global1] & aging_on) == 0) return;
-    const int step = (regs_[reg_global1] & fast_aging) != 0 ? 2 : 1;
-    std::erase_if(dynamic_, [&](dynamic_entry& entry) {
-        if (entry.age < step) return true;
-        entry.age = static_cast<uint8_t>(entry.age - step);
-        return false;
-    });
+    std::erase_if(dynamic_, [](const dynamic_entry& entry) { return entry.age == 0; });
+    for (dynamic_entry& entry : dynamic_)
+        --entry.age;
 }
 
 uint8_t switch_chip::mirror_ports() const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -50,8 +51,9 @@ public:
 
     /// A frame arrives: it is counted, learned, forwarded, mirrored or dropped.
     void receive_frame(int port, const traffic_frame& frame);
-    /// One step of the aging clock: entries not seen for four steps go (two when fast aging is on).
-    void age();
+    /// Lets learned entries get older: they go after about five minutes, with fast aging after less than a
+    /// second.
+    void age(std::chrono::milliseconds elapsed);
 
     /// Faults, once each.
     void next_dynamic_not_ready() { dynamic_not_ready_ = true; }
@@ -87,6 +89,7 @@ private:
     std::array<uint64_t, 32> static_mac_{};  ///< write layout
     std::array<uint64_t, 1024> vlan_{};
     std::vector<dynamic_entry> dynamic_;
+    std::chrono::milliseconds since_aging_{};
     std::array<port_counters, port_count + 1> counters_;
     bool dynamic_not_ready_ = false;
     bool counter_not_valid_ = false;

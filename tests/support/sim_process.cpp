@@ -416,7 +416,7 @@ pid_t Device::pid() const {
 
 void Device::launch() {
     running_ = std::make_unique<Running>(Program("oabr-sim").args(options_).in(directory_).start());
-    if (!running_->wait_out("ready\n")) {
+    if (!running_->wait_out("is ready\n")) {
         std::ostringstream why;
         why << "oabr-sim did not start: " << running_->wait(milliseconds(1000));
         throw std::runtime_error(why.str());
