@@ -56,14 +56,31 @@ int console_usage(const char* usage) {
     return cmd_invalid;
 }
 
+namespace {
+
+void print_error(const char* format, va_list arguments) {
+    vfprintf(stderr, format, arguments);
+    fputc('
+', stderr);
+    fflush(stderr);
+}
+
+}  // namespace
+
 int console_failure(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    vfprintf(stderr, format, arguments);
+    print_error(format, arguments);
     va_end(arguments);
-    fputc('\n', stderr);
-    fflush(stderr);
     return cmd_failed;
+}
+
+int console_invalid(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    print_error(format, arguments);
+    va_end(arguments);
+    return cmd_invalid;
 }
 
 char console_char(uint8_t byte) {

@@ -40,6 +40,9 @@ int console_usage(const char* usage);
 /// Prints the text and a line end on standard error.
 /// @return cmd_failed
 [[gnu::format(printf, 1, 2)]] int console_failure(const char* format, ...);
+/// The same for an argument that cannot be taken.
+/// @return cmd_invalid
+[[gnu::format(printf, 1, 2)]] int console_invalid(const char* format, ...);
 
 /// What is not printable ASCII becomes a question mark.
 char console_char(uint8_t byte);

@@ -73,7 +73,7 @@ int process_cmd_e2p(char* argument) {
     const auto address = static_cast<uint16_t>(numbers[0]);
     const unsigned long length = writes ? numbers.size() - 1 : numbers[1];
     if (length == 0 || address + length > address_limit)
-        return console_failure("there are no %lu bytes from 0x%03X on", length, address);
+        return console_invalid("there are no %lu bytes from 0x%03X on", length, address);
 
     if (writes) return write_bytes(address, {numbers.begin() + 1, numbers.end()});
     if (numbers.size() != 2) return console_usage(usage);

@@ -85,14 +85,14 @@ int list_raw(const raw_table& row, entry_range range) {
 }
 
 int write_raw(const raw_table& row, int entry, const argument_words& words, size_t first_value) {
-    if (!row.writable) return console_failure("the %s table cannot be written", row.word);
+    if (!row.writable) return console_invalid("the %s table cannot be written", row.word);
     ksz_entry_data data{};
     if (words.size() - first_value > data.size())
-        return console_failure("an entry has %zu bytes at most", data.size());
+        return console_invalid("an entry has %zu bytes at most", data.size());
     for (size_t i = first_value; i < words.size(); ++i) {
         unsigned long value = 0;
         if (!parse_number(words[i], 0xFF, &value))
-            return console_failure("'%.*s' is not a byte", static_cast<int>(words[i].size()),
+            return console_invalid("'%.*s' is not a byte", static_cast<int>(words[i].size()),
                                    words[i].data());
         data[i - first_value] = static_cast<uint8_t>(value);
     }
@@ -122,14 +122,14 @@ int set_smac(int index, const argument_words& words) {
     ksz_smac_entry entry{};
     unsigned long fid = 0;
     if (!parse_number(words[1], ksz_max_fid, &fid))
-        return console_failure("fid is a number from 0 to %d", ksz_max_fid);
+        return console_invalid("fid is a number from 0 to %d", ksz_max_fid);
     if (!parse_yes_no(words[2], &entry.use_fid) || !parse_yes_no(words[3], &entry.st_override) ||
         !parse_yes_no(words[4], &entry.valid))
-        return console_failure("use_fid, st_override and valid are yes or no");
+        return console_invalid("use_fid, st_override and valid are yes or no");
     if (!parse_ports(words[5], &entry.ports))
-        return console_failure("the forward ports are four digits 0 or 1, leftmost port 4");
+        return console_invalid("the forward ports are four digits 0 or 1, leftmost port 4");
     if (!parse_mac(words[6], entry.mac))
-        return console_failure("'%.*s' is not a MAC address of six bytes", static_cast<int>(words[6].size()),
+        return console_invalid("'%.*s' is not a MAC address of six bytes", static_cast<int>(words[6].size()),
                                words[6].data());
     entry.fid = static_cast<uint8_t>(fid);
     if (ksz_smac_write(index, entry)) return cmd_ok;
@@ -160,10 +160,10 @@ int set_vlan(int vid, const argument_words& words) {
     ksz_vlan_entry entry{};
     unsigned long fid = 0;
     if (!parse_number(words[1], ksz_max_fid, &fid))
-        return console_failure("fid is a number from 0 to %d", ksz_max_fid);
-    if (!parse_yes_no(words[2], &entry.valid)) return console_failure("valid is yes or no");
+        return console_invalid("fid is a number from 0 to %d", ksz_max_fid);
+    if (!parse_yes_no(words[2], &entry.valid)) return console_invalid("valid is yes or no");
     if (!parse_ports(words[3], &entry.ports))
-        return console_failure("the forward ports are four digits 0 or 1, leftmost port 4");
+        return console_invalid("the forward ports are four digits 0 or 1, leftmost port 4");
     entry.fid = static_cast<uint8_t>(fid);
     if (ksz_vlan_write(vid, entry)) return cmd_ok;
     return console_failure("writing VLAN %d failed", vid);
