@@ -68,8 +68,10 @@ TEST_F(MainWindow, KeysReachTheMenuCommands) {
     ASSERT_TRUE(
         waitFor([&] { return (about = wxWindow::FindWindowByLabel("About OABR Korvex")) != nullptr; }));
     about->Close();
-    ASSERT_TRUE(waitFor([this] { return frame_->IsActive(); }));
-    keys.Char('X', wxMOD_ALT);
+    ASSERT_TRUE(waitFor([this] {
+        return wxWindow::FindWindowByLabel("About OABR Korvex") == nullptr && frame_->IsActive();
+    }));
+    keys.Char('x', wxMOD_ALT);
     ASSERT_TRUE(waitFor([this] { return closed(); }));
     frame_ = nullptr;
 }
