@@ -1,0 +1,282 @@
+// oabr-console against simulated devices.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <thread>
+
+#include "tests/support/sim_process.h"
+
+namespace {
+
+using namespace sim_process;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+
+// Registers whose values are known.
+constexpr const char* chip_family = "mreg 0x0600\n";     // 0x0095
+constexpr const char* usb_membership = "mreg 0x0621\n";  // 0x001F
+
+Program console() {
+    return Program("oabr-console");
+}
+
+/// Waits until a device that was unplugged is there again.
+bool waitAnnounced(const Device& device) {
+    struct stat file {};
+    for (int i = 0; i < 3000; ++i) {
+        if (stat(device.announcement().c_str(), &file) == 0) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+size_t count(const std::string& text, const std::string& what) {
+    size_t found = 0;
+    for (size_t at = text.find(what); at != text.npos; at = text.find(what, at + what.size()))
+        ++found;
+    return found;
+}
+
+// ---- What it is for ----
+
+TEST(Console, RunsCommandsOnTheOnlyDevice) {
+    const auto device = SimulatedDevice().start();
+    const Result result = console().in(device).input("ping\nversion\nmreg 0x0600\n").run();
+    EXPECT_EQ(result.status, 0) << result;
+    EXPECT_THAT(result.out, MatchesRegex("PING: turn around [0-9]+ms\nFirmware [0-9.]+\n0x0095\n"));
+    EXPECT_EQ(result.err, "");
+}
+
+TEST(Console, TakesLinesAsTheyComeAndCountsFailures) {
+    const auto device = SimulatedDevice().speed("fast").start();
+    const std::pair<const char*, int> inputs[] = {
+        {"", 0},
+        {"\n  \n\r\n", 0},
+        {"sreg 0x00\r\n", 0},
+        {"sreg 0", 0},              // no line end
+        {"exit\nnonsense\n", 0},    // nothing after it runs
+        {"nonsense\nsreg 0\n", 1},  // goes on
+        {"sreg\nsreg 0\n", 1},
+    };
+    for (const auto& [input, status] : inputs) {
+        SCOPED_TRACE(input);
+        const Result result = console().in(device).arg(device.serial()).input(input).run();
+        EXPECT_EQ(result.status, status) << result;
+        const bool answers = std::string(input).find("sreg 0") != std::string::npos;
+        EXPECT_EQ(result.out, answers ? "0x95\n" : "");
+    }
+    const Result stopped = console().in(device).arg("-e").input("sreg 0\nnonsense\nsreg 0\n").run();
+    EXPECT_EQ(stopped.status, 1);
+    EXPECT_EQ(stopped.out, "0x95\n");
+    EXPECT_EQ(stopped.err, "invalid command (nonsense)\n");
+}
+
+TEST(Console, EveryCommandReachesTheDevice) {
+    const auto device = SimulatedDevice().speed("fast").start();
+    const Result result = console()
+                              .in(device)
+                              .input(
+                                  "date\nblversion\nblstring\n"
+                                  "mreg 0x0621=0x1F\nmreg 0x0621\n"
+                                  "sniff 3 mirror\nsniff 2 rxtx\nsniff 4 mirror\nsniff 2\nsniff 3\nsniff 4\n"
+                                  "wup on\nwup get\nwup off\nwup get\nwup trigger\npower off\npower on\n"
+                                  "echo hello\ncreset\ncanmode 0x60\ncanmode\nhelp\n")
+                              .run();
+    EXPECT_EQ(result.status, 0) << result;
+    EXPECT_THAT(result.out, HasSubstr("0x001F\nport 2: rxtx\nport 3: off\nport 4: mirror\n"));
+    EXPECT_EQ(count(result.out, "ETH_WUP("), 2u);
+    EXPECT_THAT(result.out, HasSubstr("68 65 6C 6C 6F 00"));
+    EXPECT_THAT(result.out, HasSubstr("canmode 0x60 (LISTENONLY)\nOABR Korvex Management Console\n"));
+}
+
+TEST(Console, AResetDeviceAnswersAgain) {
+    const auto device = SimulatedDevice().speed("fast").start();
+    const Result result = console().in(device).input("mreg 0x0621=3\nreset\nmreg 0x0621\ncbus 0\n").run();
+    EXPECT_EQ(result.status, 0) << result;
+    EXPECT_EQ(result.out, "0x001F\ncbus0(H)\n");
+}
+
+TEST(Console, CanTraceRecordsArePrintedAmongTheAnswers) {
+    const auto device = SimulatedDevice().speed("fast").start();
+    Running running = console().in(device).start();
+    running.write("raw F0 49\n");
+    ASSERT_TRUE(running.wait_out("\n")) << running.err();
+    EXPECT_THAT(running.out(), testing::ContainsRegex("[0-9]{7} [0-9A-FROE]+ "));
+    const size_t before = running.out().size();
+    running.write("raw F0 4A\nversion\n");
+    EXPECT_TRUE(running.wait_out("Firmware", before));
+    running.close_input();
+    EXPECT_EQ(running.wait().status, 0);
+}
+
+// ---- Which device ----
+
+TEST(Console, SaysWhichDeviceItCannotHave) {
+    const auto first = SimulatedDevice("OKVX0001").start();
+    const Result wrong = console().in(first).arg("OKVX0009").run();
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_THAT(wrong.err, AllOf(HasSubstr("Cannot connect to OKVX0009. There is no such device."),
+                                 HasSubstr("  OKVX0001\n")));
+
+    const auto second = SimulatedDevice("OKVX0002").in(first).start();
+    const Result choice = console().in(first).run();
+    EXPECT_EQ(choice.status, 2);
+    EXPECT_THAT(
+        choice.err,
+        HasSubstr("Several devices are attached. Name the one to connect to:\n  OKVX0001\n  OKVX0002\n"));
+    EXPECT_EQ(console().in(first).arg("OKVX0002").input("ping\n").run().status, 0);
+
+    const Result none = console().run();
+    EXPECT_EQ(none.status, 2);
+    EXPECT_THAT(none.err, HasSubstr("No device found."));
+}
+
+TEST(Console, ADeviceInUseIsRefusedAndTheOtherConsoleGoesOn) {
+    const auto device = SimulatedDevice().start();
+    Running first = console().in(device).start();
+    first.write(chip_family);
+    ASSERT_TRUE(first.wait_out("0x0095\n")) << first.err();
+    const Result second = console().in(device).input("ping\n").run();
+    EXPECT_EQ(second.status, 2);
+    EXPECT_THAT(second.err, HasSubstr("in use by another program"));
+    first.write(usb_membership);
+    EXPECT_TRUE(first.wait_out("0x001F\n")) << first.err();
+    first.close_input();
+    EXPECT_EQ(first.wait().status, 0);
+    EXPECT_EQ(console().in(device).input("ping\n").run().status, 0);
+}
+
+TEST(Console, ADeviceThatDoesNotAnswerIsNotConnected) {
+    const auto device = SimulatedDevice().fault("silent").start();
+    const Result result = console().in(device).input("ping\n").run();
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.err,
+                AllOf(HasSubstr(":479 Could not read FW version"), HasSubstr("The device does not answer.")));
+}
+
+TEST(Console, WrongOptionsAreExplained) {
+    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
+             {"-x"}, {"A", "B"}, {"--loglevel"}, {"--loglevel", "much"}, {""}}) {
+        const Result result = console().args(words).run();
+        EXPECT_EQ(result.status, 2);
+        EXPECT_THAT(result.err,
+                    AllOf(testing::StartsWith("oabr-console: "), HasSubstr("\nusage: oabr-console")));
+    }
+    EXPECT_THAT(console().arg("--version").run().out, testing::StartsWith("oabr-console 1."));
+    const auto device = SimulatedDevice().start();
+    const Result verbose = console().in(device).args({"--loglevel", "5"}).run();
+    EXPECT_EQ(verbose.status, 0);
+    EXPECT_THAT(verbose.err, HasSubstr("DEBUG: src/OABR-Switch/OABRDevice:541 receiver Thread started\n"));
+}
+
+// ---- Ends ----
+
+TEST(Console, AnInterruptEndsItAndFreesTheDevice) {
+    const auto device = SimulatedDevice().start();
+    for (const int signal : {SIGINT, SIGTERM}) {
+        Running running = console().in(device).start();
+        running.write(chip_family);
+        ASSERT_TRUE(running.wait_out("0x0095\n")) << running.err();
+        running.signal(signal);
+        EXPECT_EQ(running.wait().status, 128 + signal);
+    }
+    EXPECT_EQ(console().in(device).input("ping\n").run().status, 0);
+}
+
+TEST(Console, AReaderThatGoesAwayEndsIt) {
+    const auto device = SimulatedDevice().speed("fast").start();
+    const Result result =
+        Program("/bin/sh")
+            .args({"-c", "{ yes 'sreg 0' | " + program_path("oabr-console") + "; echo $? >&2; } | head -n 1"})
+            .in(device)
+            .run();
+    EXPECT_EQ(result.out, "0x95\n");
+    EXPECT_THAT(result.err, testing::EndsWith("1\n")) << result;
+}
+
+TEST(Console, UnpluggingWhileItWaitsForALineEndsIt) {
+    auto device = SimulatedDevice().start();
+    Running running = console().in(device).start();
+    running.write(chip_family);
+    ASSERT_TRUE(running.wait_out("0x0095\n")) << running.err();
+    device.unplug();
+    const Result result = running.wait();
+    EXPECT_EQ(result.status, 1) << result;
+    EXPECT_FALSE(result.timed_out);
+    EXPECT_THAT(result.err, HasSubstr("The connection to OKVX0001 is lost."));
+    device.plug();
+    ASSERT_TRUE(waitAnnounced(device));
+    EXPECT_EQ(console().in(device).input("ping\n").run().status, 0);
+}
+
+TEST(Console, UnpluggingInTheMiddleOfARequestEndsIt) {
+    // While connecting, in a request, between two, and in a reply.
+    for (const char* fault :
+         {"unplug-at-byte=9", "unplug-at-byte=45", "unplug-at-byte=50", "unplug-at-sent-byte=60"}) {
+        SCOPED_TRACE(fault);
+        const auto device = SimulatedDevice().speed("fast").fault(fault).start();
+        std::string lines;
+        for (int i = 0; i < 20; ++i)
+            lines += chip_family;
+        const Result result = console().in(device).input(lines).run();
+        EXPECT_TRUE(result.status == 1 || result.status == 2) << result;
+        EXPECT_THAT(result.err, HasSubstr("The device was unplugged or a transfer failed.")) << result;
+        EXPECT_LE(count(result.err, "timed out"), 1u) << result;
+        ASSERT_TRUE(waitAnnounced(device));
+        EXPECT_EQ(console().in(device).input("ping\n").run().status, 0);
+    }
+}
+
+// ---- A line and a device with faults ----
+
+TEST(Console, FaultsCostAtMostTheRequestTheyHit) {
+    const std::tuple<const char*, size_t, int> faults[] = {
+        {"drop-reply=6", 1, 1},
+        {"corrupt-reply=6", 1, 1},
+        {"delay-reply=6:1300", 1, 1},
+        {"double-reply=/2", 0, 0},
+    };
+    std::string lines;
+    std::string answers;
+    for (int i = 0; i < 5; ++i) {
+        lines += std::string(chip_family) + usb_membership;
+        answers += "0x0095\n0x001F\n";
+    }
+    for (const auto& [fault, lost, status] : faults) {
+        SCOPED_TRACE(fault);
+        const auto device = SimulatedDevice().speed("fast").fault(fault).start();
+        const Result result = console().in(device).input(lines).run();
+        EXPECT_EQ(result.status, status) << result;
+        EXPECT_EQ(count(result.err, "failed\n") / 2, lost) << result;
+        // Whatever was lost, no answer is another request's.
+        std::string expected = answers;
+        if (lost) expected.erase(7, 7);
+        EXPECT_EQ(result.out, expected);
+    }
+}
+
+TEST(Console, NoiseDoesNotWedgeIt) {
+    const auto device = SimulatedDevice().speed("fast").fault("noise=50").start();
+    std::string lines;
+    for (int i = 0; i < 20; ++i)
+        lines += chip_family;
+    const Result result = console().in(device).input(lines).run();
+    EXPECT_THAT(result.out, MatchesRegex("(0x0095\n)+")) << result;
+    EXPECT_GE(count(result.out, "0x0095\n"), 10u) << result;
+}
+
+TEST(Console, ARequestThatTheFirmwareDoesNotKnowIsReported) {
+    const auto device = SimulatedDevice().speed("fast").start();
+    Running running = console().in(device).start();
+    running.write("raw F0 3B 01\n");
+    EXPECT_TRUE(running.wait_err("ERROR in type(FFFFFFF0) cmd(3B)")) << running.err();
+    running.write(chip_family);
+    EXPECT_TRUE(running.wait_out("0x0095\n"));
+}
+
+}  // namespace
