@@ -60,8 +60,7 @@ namespace {
 
 void print_error(const char* format, va_list arguments) {
     vfprintf(stderr, format, arguments);
-    fputc('
-', stderr);
+    fputc('\n', stderr);
     fflush(stderr);
 }
 
