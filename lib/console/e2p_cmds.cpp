@@ -72,14 +72,13 @@ int process_cmd_e2p(char* argument) {
         return console_usage(usage);
     const auto address = static_cast<uint16_t>(numbers[0]);
     const unsigned long length = writes ? numbers.size() - 1 : numbers[1];
-    if (length == 0 || address + length > address_limit)
+    if (length == 0 || length == address_limit || address + length > address_limit)
         return console_invalid("there are no %lu bytes from 0x%03X on", length, address);
 
     if (writes) return write_bytes(address, {numbers.begin() + 1, numbers.end()});
     if (numbers.size() != 2) return console_usage(usage);
     if (equals_ignoring_case(word, "read")) return read_range(address, length);
     if (!equals_ignoring_case(word, "clear")) return console_usage(usage);
-    const bool cleared =
-        length < address_limit && e2p_erase_block(address, static_cast<uint16_t>(length)) == 0;
+    const bool cleared = e2p_erase_block(address, static_cast<uint16_t>(length)) == 0;
     return cleared ? cmd_ok : console_failure("clearing %lu bytes from 0x%03X on failed", length, address);
 }
