@@ -267,6 +267,11 @@ void MainFrame::buildPages() {
     for (const PageRow& row : pageRows())
         book_->AddPage(row.create(book_), row.title, false, image++);
     setAccessibleName(book_, "Pages");
+    // A page that reads as it is shown is painted once before it has its place; that would stay on the list.
+    book_->Bind(wxEVT_LISTBOOK_PAGE_CHANGED, [this](wxBookCtrlEvent& event) {
+        event.Skip();
+        CallAfter([this] { book_->Refresh(); });
+    });
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(book_, wxSizerFlags(1).Expand());
     SetSizer(content);

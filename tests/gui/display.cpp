@@ -2,6 +2,7 @@
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -92,4 +93,21 @@ TestDisplay::TestDisplay(Manager manager) {
 TestDisplay::~TestDisplay() {
     stop(manager_);
     stop(server_);
+}
+
+std::vector<unsigned char> shownPixels(int x, int y, int width, int height) {
+    Display* const display = XOpenDisplay(nullptr);
+    XImage* const image = XGetImage(display, DefaultRootWindow(display), x, y, static_cast<unsigned>(width),
+                                    static_cast<unsigned>(height), AllPlanes, ZPixmap);
+    std::vector<unsigned char> pixels;
+    for (int row = 0; row < height; ++row) {
+        for (int column = 0; column < width; ++column) {
+            const unsigned long pixel = XGetPixel(image, column, row);
+            for (const int shift : {16, 8, 0})
+                pixels.push_back(static_cast<unsigned char>(pixel >> shift));
+        }
+    }
+    XDestroyImage(image);
+    XCloseDisplay(display);
+    return pixels;
 }

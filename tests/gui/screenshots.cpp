@@ -4,12 +4,11 @@
 #include <wx/app.h>
 #include <wx/choice.h>
 #include <wx/config.h>
-#include <wx/dcmemory.h>
-#include <wx/dcscreen.h>
 #include <wx/evtloop.h>
 #include <wx/fileconf.h>
 #include <wx/image.h>
 #include <wx/listbook.h>
+#include <wx/modalhook.h>
 #include <wx/notebook.h>
 #include <wx/sstream.h>
 #include <wx/statusbr.h>
@@ -51,14 +50,9 @@ void settle(int milliseconds = settle_ms) {
 }
 
 void take(const wxRect& area, const std::string& name) {
-    wxBitmap bitmap(area.GetSize());
-    {
-        wxScreenDC screen;
-        wxMemoryDC memory(bitmap);
-        memory.Blit(wxPoint(0, 0), area.GetSize(), &screen, area.GetPosition());
-    }
     const std::string path = (directory / (name + ".png")).string();
-    bitmap.ConvertToImage().SaveFile(path, wxBITMAP_TYPE_PNG);
+    std::vector<unsigned char> pixels = shownPixels(area.x, area.y, area.width, area.height);
+    wxImage(area.GetSize(), pixels.data(), true).SaveFile(path, wxBITMAP_TYPE_PNG);
     std::printf("%s\n", path.c_str());
 }
 
@@ -71,14 +65,31 @@ void takeWindow(const wxTopLevelWindow* window, const std::string& name) {
     take(areaOf(window).Intersect(wxRect(wxGetDisplaySize())), name);
 }
 
-/// Runs what brings up a modal box, takes a picture of the window with the box, and sends it away.
+/// Takes a picture of the window with the modal box that comes up, and sends the box away.
+class ModalPicture : private wxModalDialogHook {
+public:
+    ModalPicture(const wxTopLevelWindow* window, std::string name) : window_(window), name_(std::move(name)) {
+        timer_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) {
+            take(areaOf(window_).Intersect(wxRect(wxGetDisplaySize())), name_);
+            wxUIActionSimulator().Char(WXK_ESCAPE);
+        });
+        Register();
+    }
+    ~ModalPicture() override { Unregister(); }
+
+private:
+    int Enter(wxDialog*) override {
+        timer_.StartOnce(settle_ms);
+        return wxID_NONE;
+    }
+
+    const wxTopLevelWindow* const window_;
+    const std::string name_;
+    wxTimer timer_;
+};
+
 void takeModal(const wxTopLevelWindow* window, const std::string& name, const std::function<void()>& action) {
-    wxTimer timer;
-    timer.Bind(wxEVT_TIMER, [&](wxTimerEvent&) {
-        take(areaOf(window).Intersect(wxRect(wxGetDisplaySize())), name);
-        wxUIActionSimulator().Char(WXK_ESCAPE);
-    });
-    timer.StartOnce(settle_ms);
+    const ModalPicture picture(window, name);
     action();
     settle(200);
 }
@@ -139,6 +150,10 @@ void takeMessages(MainFrame* frame) {
         takeModal(frame, "message-in-use", [&] { frame->Close(); });
     }
     takeModal(frame, "message-cannot-connect", [&] { frame->ConnectToDevice("OKVX9999"); });
+    takeModal(frame, "message-flash-without-file", [&] {
+        wxCommandEvent pressed(wxEVT_BUTTON, FlashPanel::ID_FLASH);
+        wxWindow::FindWindowById(FlashPanel::ID_FLASH, frame)->ProcessWindowEvent(pressed);
+    });
 }
 
 void takeConsole(MainFrame* frame) {
@@ -165,6 +180,7 @@ int run() {
     auto* frame = new MainFrame("OABR Korvex 1.6.0");
     frame->Init(true);
     frame->Show();
+    wxUIActionSimulator().MouseMove(wxGetDisplaySize().x - 1, wxGetDisplaySize().y - 1);  // no tooltips
     const std::string theme =
         std::getenv("OABR_SCREENSHOT_PREFIX") ? std::getenv("OABR_SCREENSHOT_PREFIX") : "";
     takeWindow(frame, theme + "not-connected");
