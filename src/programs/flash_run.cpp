@@ -17,7 +17,7 @@ using oabr::OABRDevice;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr int step_of_progress = 10;  // per cent, where no terminal shows them all
+constexpr int progress_step = 10;  // per cent, where no terminal shows them all
 
 /// The bytes of a packed version, the highest one first.
 std::array<uint8_t, 4> bytesDown(uint32_t packed) {
@@ -57,15 +57,17 @@ ProgressLine::ProgressLine() : terminal_(platform::standardErrorIsTerminal()) {}
 
 void ProgressLine::show(int lines_written, int line_count) {
     if (start_ == clock::time_point{}) start_ = clock::now();
+    if (lines_written == 0) return;
     const int percent = lines_written * 100 / line_count;
-    if (!terminal_ && percent / step_of_progress == shown_tenth_) return;
-    shown_tenth_ = percent / step_of_progress;
+    const bool shown = percent / progress_step == shown_tenth_;
+    if (shown && (!terminal_ || lines_written == line_count)) return;
+    shown_tenth_ = percent / progress_step;
 
     const double seconds = std::chrono::duration<double>(clock::now() - start_).count();
     const double rate = seconds > 0 ? lines_written / seconds : 0;
     std::string text = std::to_string(percent) + " %  " + std::to_string(lines_written) + "/" +
                        std::to_string(line_count) + " lines";
-    if (rate > 0) {
+    if (rate > 0 && lines_written < line_count) {
         const int left = static_cast<int>((line_count - lines_written) / rate + 0.5);
         char more[64];
         std::snprintf(more, sizeof more, "  %.0f lines/s  %d:%02d left", rate, left / 60, left % 60);
@@ -156,12 +158,12 @@ void FlashRun::takeEvents(const FlashThread& job) {
             ended_ = true;
         }
         if (said.GetId() != WorkerThread::id_progress) continue;
+        if (job.lineCount() > 0) progress_.show(job.linesWritten(), job.lineCount());
         const std::string text = said.GetString().utf8_string();
         if (!text.empty() && text != status_) {
             status_ = text;
             progress_.say(text);
         }
-        if (job.lineCount() > 0 && !ended_) progress_.show(job.linesWritten(), job.lineCount());
     }
 }
 
@@ -187,7 +189,7 @@ int FlashRun::reportFailure() {
                       " s.");
     else
         progress_.say("Failed: " + status_ + ".");
-    if (!programmed_ && !device.connectFailure().empty()) progress_.say(device.connectFailure());
+    if (!programmed_ && !stopped_ && !device.connectFailure().empty()) progress_.say(device.connectFailure());
 
     if (all_sent_) {
         progress_.say(

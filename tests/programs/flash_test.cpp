@@ -1,0 +1,235 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "tests/support/sim_process.h"
+
+using namespace sim_process;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+constexpr size_t block_size = 16;
+
+std::string contents(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(file)), {});
+}
+
+void shell(const std::string& command) {
+    const int status = std::system(command.c_str());
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
+}
+
+/// Firmware files made of C programs, with the tools that firmware is made with.
+class FlashProgram : public testing::Test {
+protected:
+    /// Compiles a program that says that it has this version, and packs it.
+    void build(const std::string& version, const std::string& more = "") {
+        std::ofstream(path("program.c"))
+            << "#include <avr/io.h>\n#include <avr/pgmspace.h>\n"
+               "const char version[] __attribute__((used)) = \"OABR_FW v"
+            << version << " 2024/5/6\";\n"
+            << more << "int main(void) { DDRB = 1; for (;;) PORTB ^= version[PINB & 7]; }\n";
+        shell("avr-gcc -mmcu=atmega328p -Os -o " + path("program.elf") + " " + path("program.c"));
+        shell("avr-objcopy -O ihex " + path("program.elf") + " " + path("program.hex"));
+        pack(version);
+    }
+    void pack(const std::string& version) {
+        shell(OABR_SOURCE_DIR "/tools/make-iff --target OABR_Korvex --bootloader v2a1b --version v" +
+              version + " --date 2024/5/6 " + path("program.hex") + " " + path("program.iff"));
+    }
+    /// A program of 3 KiB: enough to be stopped on the way.
+    void buildLarge(const std::string& version) {
+        build(version, "const char ballast[3000] PROGMEM __attribute__((used)) = {[0 ... 2999] = 5};\n");
+    }
+    std::string path(const std::string& name) const { return files_.path() + "/" + name; }
+
+    Program flash(const Device& device) {
+        return Program("oabr-flash").in(device).arg(path("program.iff")).deadline(std::chrono::seconds(120));
+    }
+    void expectFlashed(const Result& result, const std::string& version) {
+        EXPECT_EQ(result.status, 0) << result;
+        EXPECT_THAT(result.out, HasSubstr("runs firmware " + version + " of 2024/05/06"));
+    }
+
+    /// The flash holds what srecord sees in the program; all-zero blocks were never sent.
+    void expectHolds(Device& device) {
+        shell("srec_cat " + path("program.hex") + " -Intel -o " + path("image.bin") + " -Binary");
+        const std::string image = contents(path("image.bin"));
+        const std::string flash_now = device.flash();
+        ASSERT_GT(image.size(), 100u);
+        ASSERT_GE(flash_now.size(), image.size());
+        zero_blocks_ = 0;
+        for (size_t start = 0; start < image.size(); start += block_size) {
+            const std::string block = image.substr(start, block_size);
+            const bool zero = block.find_first_not_of('\0') == block.npos;
+            zero_blocks_ += zero;
+            const std::string expected = zero ? std::string(block.size(), '\xFF') : block;
+            ASSERT_EQ(flash_now.substr(start, block.size()), expected) << "at " << start;
+        }
+    }
+
+    TemporaryDirectory files_;
+    size_t zero_blocks_ = 0;
+};
+
+TEST_F(FlashProgram, WritesARealProgram) {
+    build("1.7.0.3", "const char gap[100] PROGMEM __attribute__((used)) = {1, [99] = 1};\n");
+    Device device = SimulatedDevice().speed("fast").start();
+    const Result result = flash(device).run();
+    expectFlashed(result, "01.07.00.03");
+    expectHolds(device);
+    EXPECT_GT(zero_blocks_, 3u);
+    EXPECT_THAT(result.out, HasSubstr("not sent: " + std::to_string(zero_blocks_) + " ("));
+    EXPECT_THAT(result.out, testing::ContainsRegex("Firmware version +01.07.00.03 +01.06.00.00"));
+    EXPECT_THAT(result.err, HasSubstr("100 %  "));
+    EXPECT_THAT(result.err, Not(HasSubstr("reset button")));
+
+    const std::string markers("\x03\xBB\xCC\x13\xEE\xCC", 6);
+    const std::string eeprom = device.eeprom();
+    for (const size_t area : {0x200, 0x620, 0x710})
+        EXPECT_EQ(eeprom.substr(area, markers.size()), markers);
+    device.restart();
+    const Result console = Program("oabr-console").in(device).input("version\n").run();
+    EXPECT_EQ(console.out, "Firmware 1.7.0.3\n") << console;
+}
+
+TEST_F(FlashProgram, LeavesTheDeviceAloneWhenTheFileIsBroken) {
+    build("1.7.0.3");
+    const std::string whole = contents(path("program.iff"));
+    auto with = [&](const std::string& from, const std::string& to) {
+        std::string text = whole;
+        text.replace(text.find(from), from.size(), to);
+        return text;
+    };
+    const std::string bare_hex = contents(path("program.hex"));
+    const std::string head = whole.substr(0, whole.find("[Program]")) + "[Program]\nhex =\n";
+    Device device = SimulatedDevice().speed("fast").start();
+    const struct {
+        const char* what;
+        std::string text;
+    } files[] = {
+        {"truncated", whole.substr(0, whole.size() - 200)},
+        {"truncated between two records", head + bare_hex.substr(0, bare_hex.rfind(":000"))},
+        {"wrong checksum", with(":00000001FF", ":00000001FE")},
+        {"unknown type", with(":00000001FF", ":0400000300000000F9\n:00000001FF")},
+        {"another segment", with(":00000001FF", ":020000021000EC\n:0100000011EE\n:00000001FF")},
+        {"no data", head + ":00000001FF\n"},
+        {"missing key", with("BL_VERSION", "VERSION_BL")},
+        {"a value that never ends", whole.substr(0, whole.rfind('"'))},
+        {"binary", std::string("\x7f"
+                               "ELF\0\1\2",
+                               7)},
+        {"empty", ""},
+        {"100 MB", whole + std::string(100'000'000, '\n')},
+    };
+    for (const auto& file : files) {
+        SCOPED_TRACE(file.what);
+        std::ofstream(path("program.iff"), std::ios::binary) << file.text;
+        const Result result = flash(device).run();
+        EXPECT_EQ(result.status, 2) << result;
+        EXPECT_THAT(result.err, HasSubstr("program.iff' is not a valid Tarvane Firmware File: "));
+    }
+    EXPECT_THAT(device.journal("\"event\":\"hello\""), testing::IsEmpty());
+}
+
+TEST_F(FlashProgram, NeedsAFileAndADevice) {
+    build("1.7.0.3");
+    Device one = SimulatedDevice("OKVX0001").speed("fast").start();
+    Device two = SimulatedDevice("OKVX0002").in(one).speed("fast").start();
+    Result result = flash(one).run();
+    EXPECT_EQ(result.status, 2) << result;
+    EXPECT_THAT(result.err, HasSubstr("OKVX0002"));
+    EXPECT_EQ(flash(one).args({"--serial", "OKVX0003"}).run().status, 2);
+    EXPECT_EQ(Program("oabr-flash").arg(path("program.iff")).run().status, 2);
+    EXPECT_EQ(Program("oabr-flash").in(one).run().status, 2);
+    expectFlashed(flash(one).args({"--serial", "OKVX0002"}).run(), "01.07.00.03");
+    EXPECT_EQ(one.flash().find("v1.7.0.3"), std::string::npos);
+}
+
+TEST_F(FlashProgram, CtrlCStopsBetweenTwoRecordsAndTheNextRunGoesOn) {
+    buildLarge("1.8.0.0");
+    Device device = SimulatedDevice().speed("fast").start();
+    Running running = flash(device).start();
+    ASSERT_TRUE(running.wait_err("10 % "));
+    running.signal(SIGINT);
+    const Result stopped = running.wait();
+    EXPECT_EQ(stopped.status, 1) << stopped;
+    EXPECT_THAT(stopped.err, HasSubstr("Stopped by the user."));
+    EXPECT_THAT(stopped.err, HasSubstr("hold the reset button when it asks"));
+    EXPECT_THAT(stopped.out, Not(HasSubstr("Flashed")));
+    expectFlashed(flash(device).run(), "01.08.00.00");
+    expectHolds(device);
+}
+
+TEST_F(FlashProgram, WaitsForTheBootloaderAndCanBeStoppedThere) {
+    build("1.7.0.3");
+    Device device = SimulatedDevice().speed("fast").fault("silent-greetings=1000").start();
+    Running running = flash(device).start();
+    ASSERT_TRUE(running.wait_err("Please push and hold the reset button"));
+    running.signal(SIGINT);
+    const Result stopped = running.wait();
+    EXPECT_EQ(stopped.status, 1) << stopped;
+    EXPECT_THAT(stopped.err, HasSubstr("Stopped by the user."));
+    EXPECT_THAT(stopped.err, HasSubstr("Nothing was written"));
+
+    const Result gave_up = flash(device).args({"--wait", "3"}).run();
+    EXPECT_EQ(gave_up.status, 1) << gave_up;
+    EXPECT_THAT(gave_up.err, HasSubstr("the bootloader did not answer within 3 s"));
+}
+
+// ---- Interruptions: each ends as a failure, and the next run as a success ----
+
+class Interrupted : public FlashProgram, public testing::WithParamInterface<const char*> {};
+
+TEST_P(Interrupted, IsAFailureAndTheNextRunSucceeds) {
+    build("1.7.0.3", "const char ballast[600] PROGMEM __attribute__((used)) = {[0 ... 599] = 5};\n");
+    Device device = SimulatedDevice().speed("fast").fault(GetParam()).start();
+    const Result first = flash(device).run();
+    EXPECT_EQ(first.status, 1) << first;
+    EXPECT_THAT(first.err, HasSubstr("Failed: "));
+    EXPECT_THAT(first.err, HasSubstr("run"));
+    EXPECT_THAT(first.out, Not(HasSubstr("Flashed")));
+    expectFlashed(flash(device).run(), "01.07.00.03");
+    expectHolds(device);
+}
+
+// The program has 52 lines; pages end at records 16, 32 and 48.
+INSTANTIATE_TEST_SUITE_P(Places, Interrupted,
+                         testing::Values("reject-record=1", "reject-record=16", "reject-record=51",
+                                         "reject-last-record", "flash-power-loss=1", "flash-power-loss=17",
+                                         "flash-power-loss=52", "unplug-at-byte=300", "unplug-at-byte=1000",
+                                         "unplug-at-byte=2000", "unplug-at-sent-byte=200",
+                                         "unplug-at-sent-byte=230"),
+                         [](const auto& test) {
+                             std::string name = test.param;
+                             for (char& c : name)
+                                 if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+                             return name;
+                         });
+
+TEST_F(FlashProgram, SucceedsWhenTheBootloaderMissesGreetings) {
+    build("1.7.0.3");
+    Device device = SimulatedDevice().speed("fast").fault("silent-greetings=25").start();
+    expectFlashed(flash(device).run(), "01.07.00.03");
+}
+
+TEST_F(FlashProgram, FlashesADeviceWithoutFirmware) {
+    build("1.7.0.3");
+    Device device = SimulatedDevice().speed("fast").option("--no-firmware").start();
+    const Result result = flash(device).run();
+    EXPECT_THAT(result.out, testing::ContainsRegex("Firmware version +01.07.00.03 +unknown"));
+    expectFlashed(result, "01.07.00.03");
+}
+
+}  // namespace
