@@ -70,7 +70,7 @@ void hdlc_framing::send_msg(const uint8_t* header, const uint8_t* payload, uint8
 // back from memory.
 
 namespace {
-constexpr unsigned crc_group = 16;
+constexpr unsigned crc_group = 8;
 }
 
 inline void hdlc_framing::start_frame(uint16_t crc) {
@@ -82,9 +82,16 @@ inline void hdlc_framing::start_frame(uint16_t crc) {
 }
 
 inline void hdlc_framing::take_crc() {
+    const uint8_t* const data = buffer_ + crc_taken_;
+    const unsigned length = write_index_ - crc_taken_;
     uint32_t crc = crc_;
-    for (unsigned i = crc_taken_; i < write_index_; ++i)
-        crc = crc16_ccitt_step(crc, buffer_[i]);
+    if (length == crc_group) {  // the usual case, with a count that the compiler and the processor know
+        for (unsigned i = 0; i < crc_group; ++i)
+            crc = crc16_ccitt_step(crc, data[i]);
+    } else {
+        for (unsigned i = 0; i < length; ++i)
+            crc = crc16_ccitt_step(crc, data[i]);
+    }
     crc_ = static_cast<uint16_t>(crc);
     crc_taken_ = static_cast<uint8_t>(write_index_);
 }
@@ -109,8 +116,8 @@ void hdlc_framing::receive_special(uint8_t byte) {
     take_crc();
     // A full buffer starts again from its beginning, and the complemented CRC spoils the frame that overran.
     if (write_index_ == hdlc_rx_buffer_size) return start_frame(static_cast<uint16_t>(~crc_));
-    buffer_[write_index_++] = byte;
     plain_until_ = static_cast<uint8_t>(std::min<unsigned>(write_index_ + crc_group, hdlc_rx_buffer_size));
+    buffer_[write_index_++] = byte;
 }
 
 inline void hdlc_framing::receive_byte(uint8_t byte) {
