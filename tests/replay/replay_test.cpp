@@ -1,0 +1,301 @@
+// Stored settings come back: what a store builds, written to the EEPROM and replayed by the simulated
+// firmware at its start, gives the same registers as the live call.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <vector>
+
+#include "lib/can.h"
+#include "lib/console_cmd.h"
+#include "lib/crc16_ccitt.h"
+#include "lib/ksz.h"
+#include "lib/port_config.h"
+#include "sim/firmware.h"
+#include "tests/lib/fake_device.h"
+
+namespace {
+
+/// A simulated device without line and time: a request in, its reply out.
+class Device {
+public:
+    Device() { start(); }
+
+    void start() { firmware_.start(); }
+    int replayed() const { return firmware_.replayed_records(); }
+
+    /// Answers the library from now on. Once a fault has taken the power no byte is written any more; that is
+    /// answered, so that a test need not wait a second for every request.
+    void answer(FakeDevice& link) {
+        link.answer = [this](const Bytes& request) -> std::vector<Bytes> {
+            const Bytes nothing_written = {msg_type::reply, msg_cmd::e2p_write, 0, 0, 0};
+            if (dead_) return {nothing_written};
+            Bytes reply = firmware_.answer(request.data(), static_cast<uint16_t>(request.size()));
+            dead_ = firmware_.take_power_loss();
+            return {dead_ ? nothing_written : std::move(reply)};
+        };
+    }
+
+    /// Everything that a setting can reach.
+    std::vector<uint16_t> registers() {
+        constexpr uint8_t status_registers[] = {41, 46, 47, 57, 62, 63};  // live
+        std::vector<uint16_t> all;
+        for (int reg = 0; reg < 110; ++reg)
+            if (std::find(std::begin(status_registers), std::end(status_registers), reg) ==
+                std::end(status_registers))
+                all.push_back(hardware.mdio.read(6, static_cast<uint8_t>(reg)));
+        for (int reg = 121; reg < 256; ++reg)
+            all.push_back(hardware.mdio.read(6, static_cast<uint8_t>(reg)));
+        for (const uint8_t phy : {24, 25})
+            for (uint8_t reg = 0; reg < 32; ++reg)
+                all.push_back(hardware.mdio.read(phy, reg));
+        for (const auto table : {oabr_sim::table::static_mac, oabr_sim::table::vlan})
+            for (uint16_t entry = 0; entry < 32; ++entry)
+                for (const uint8_t byte : hardware.chip.read_entry(table, entry))
+                    all.push_back(byte);
+        return all;
+    }
+
+    oabr_sim::hardware hardware;
+    oabr_sim::fault_plan faults;
+
+private:
+    oabr_sim::firmware firmware_{hardware, faults, "test"};
+    bool dead_ = false;
+};
+
+void appendAll(std::vector<e2p_cfg_cmd>& to, const e2p_cfg_cmd_list& list) {
+    to.insert(to.end(), list.records, list.records + list.count);
+}
+
+void writeArea(const std::vector<e2p_cfg_cmd>& body, e2p_area area) {
+    const std::vector<e2p_cfg_cmd> list = e2p_with_markers(body);
+    e2p_write_config(list.data(), area.address, area.limit);
+}
+
+/// Writes a set's records into their areas and frees it.
+void writeSet(e2p_cfg_cmd_array* set) {
+    ASSERT_NE(set, nullptr);
+    std::vector<e2p_cfg_cmd> lists[3];
+    appendAll(lists[0], set->switch_cfg);
+    appendAll(lists[1], set->phy1_cfg);
+    appendAll(lists[2], set->phy2_cfg);
+    writeArea(lists[0], e2p_switch_area);
+    writeArea(lists[1], e2p_phy1_area);
+    writeArea(lists[2], e2p_phy2_area);
+    e2p_cfg_cmd_array_delete(&set);
+}
+
+struct Setting {
+    const char* name;
+    std::function<int(int)> set;
+    std::function<e2p_cfg_cmd_array*(int)> store;
+    std::vector<int> values;
+};
+
+template <typename Set, typename Store>
+Setting ofPort(const char* name, int port, Set set, Store store, std::vector<int> values) {
+    return {name, [=](int value) { return set(port, static_cast<uint8_t>(value)); },
+            [=](int value) { return store(port, static_cast<uint8_t>(value)); }, std::move(values)};
+}
+
+std::vector<Setting> allSettings() {
+    std::vector<Setting> all = {
+        {"USB_autoneg", USB_autoneg_set, USB_autoneg_store, {0, 1}},
+        {"ETH_autoneg", ETH_autoneg_set, ETH_autoneg_store, {0, 1}},
+        {"USB_speed", USB_speed_set, USB_speed_store, {0, 1}},
+        {"ETH_speed", ETH_speed_set, ETH_speed_store, {0, 1}},
+        {"OABR1_speed", OABR1_speed_set, OABR1_speed_store, {0, 1}},
+        {"OABR2_speed", OABR2_speed_set, OABR2_speed_store, {0, 1}},
+        {"USB_flow", USB_flow_set, USB_flow_store, {0, 1}},
+        {"ETH_flow", ETH_flow_set, ETH_flow_store, {0, 1}},
+        {"OABR1_flow", OABR1_flow_set, OABR1_flow_store, {0, 1}},
+        {"OABR2_flow", OABR2_flow_set, OABR2_flow_store, {0, 1}},
+        {"USB_duplex", USB_duplex_set, USB_duplex_store, {0, 1}},
+        {"ETH_duplex", ETH_duplex_set, ETH_duplex_store, {0, 1}},
+        {"8021q", ksz_8021q_set, ksz_8021q_store, {0, 1}},
+        // A store cannot record "none".
+        {"USB_sniff", USB_sniff_set, USB_sniff_store, {1, 2, 3, 4}},
+        {"ETH_sniff", ETH_sniff_set, ETH_sniff_store, {1, 2, 3, 4}},
+        {"OABR1_sniff", OABR1_sniff_set, OABR1_sniff_store, {1, 2, 3, 4}},
+        {"OABR2_sniff", OABR2_sniff_set, OABR2_sniff_store, {1, 2, 3, 4}},
+    };
+    for (int port = 1; port <= ksz_port_count; ++port) {
+        all.push_back(ofPort("insert_tag", port, ksz_insert_tag_set, ksz_insert_tag_store, {0, 1}));
+        all.push_back(ofPort("remove_tag", port, ksz_remove_tag_set, ksz_remove_tag_store, {0, 1}));
+        all.push_back(ofPort("pvid_filter", port, ksz_pvid_filter_set, ksz_pvid_filter_store, {0, 1}));
+        all.push_back(ofPort("vtable_filter", port, ksz_vtable_filter_set, ksz_vtable_filter_store, {0, 1}));
+        all.push_back(ofPort("pvlan", port, ksz_pvlan_set, ksz_pvlan_store, {0, 5, 0x0F}));
+        all.push_back({"pvid",
+                       [port](int vid) { return ksz_pvid_set(port, vid); },
+                       [port](int vid) { return ksz_pvid_store(port, vid); },
+                       {0, 1, 0x0AB, 0xFFF}});
+    }
+    return all;
+}
+
+TEST(Replay, EverySettingComesBackAsItWasSetLive) {
+    FakeDevice link;
+    for (const Setting& setting : allSettings())
+        for (const int value : setting.values) {
+            SCOPED_TRACE(std::string(setting.name) + " " + std::to_string(value));
+            Device live;
+            live.answer(link);
+            ASSERT_EQ(setting.set(value), 1);
+
+            Device stored;
+            stored.answer(link);
+            writeSet(setting.store(value));
+            stored.start();
+            EXPECT_EQ(stored.registers(), live.registers());
+        }
+}
+
+TEST(Replay, AChangedSettingIsStoredAsItsLastValue) {
+    FakeDevice link;
+    for (const Setting& setting : allSettings()) {
+        if (setting.values.size() != 2) continue;
+        SCOPED_TRACE(setting.name);
+        Device live;
+        live.answer(link);
+        for (const int value : {1, 0})
+            ASSERT_EQ(setting.set(value), 1);
+        Device stored;
+        stored.answer(link);
+        writeSet(setting.store(0));
+        stored.start();
+        EXPECT_EQ(stored.registers(), live.registers());
+    }
+}
+
+TEST(Replay, MirroringForgetsWhichPortItWasTakenFrom) {
+    // A store records the chosen port alone, so a list that names two mirror ports replays both.
+    FakeDevice link;
+    Device stored;
+    stored.answer(link);
+    std::vector<e2p_cfg_cmd> body;
+    for (e2p_cfg_cmd_array* set : {ETH_sniff_store(1), OABR2_sniff_store(1)}) {
+        appendAll(body, set->switch_cfg);
+        e2p_cfg_cmd_array_delete(&set);
+    }
+    writeArea(body, e2p_switch_area);
+    stored.start();
+    int eth = 0;
+    int oabr2 = 0;
+    EXPECT_TRUE(ETH_sniff_get(&eth) && OABR2_sniff_get(&oabr2));
+    EXPECT_EQ(eth + oabr2, 2);
+}
+
+TEST(Replay, TablesComeBack) {
+    const ksz_smac_entry address{true, false, true, 10, 0b1001, {0x00, 0x04, 0x03, 0x02, 0x01, 0x80}};
+    const ksz_vlan_row rows[] = {{5, {true, 0b1001, 77}}, {6, {true, 0b0110, 3}}, {9, {true, 0b1111, 127}}};
+    FakeDevice link;
+    Device live;
+    live.answer(link);
+    ASSERT_TRUE(ksz_smac_write(5, address));
+    for (const ksz_vlan_row& row : rows)
+        ASSERT_TRUE(ksz_vlan_write(row.vid, row.entry));
+
+    Device stored;
+    stored.answer(link);
+    std::vector<e2p_cfg_cmd> body;
+    for (e2p_cfg_cmd_array* set : {ksz_smac_store(5, address), ksz_vlan_store(rows)}) {
+        appendAll(body, set->switch_cfg);
+        e2p_cfg_cmd_array_delete(&set);
+    }
+    writeArea(body, e2p_switch_area);
+    stored.start();
+    EXPECT_EQ(stored.registers(), live.registers());
+}
+
+// ---- A write that is interrupted ----
+
+/// Records that `cfg read` prints for what the firmware is to do: neither markers nor the rest of the
+/// listing.
+int listedRecords() {
+    testing::internal::CaptureStdout();
+    char argument[] = "read";
+    EXPECT_EQ(process_cmd_cfg(argument), cmd_ok);
+    const std::string out = testing::internal::GetCapturedStdout();
+    int found = 0;
+    for (size_t at = out.find(" mask "); at != out.npos; at = out.find(" mask ", at + 1))
+        ++found;
+    for (const char* table : {"static MAC entry", "VLAN set"})
+        for (size_t at = out.find(table); at != out.npos; at = out.find(table, at + 1))
+            ++found;
+    return found;
+}
+
+TEST(Replay, AnInterruptedWriteShowsAsTheFirmwareReplaysIt) {
+    FakeDevice link;
+    const ksz_vlan_row old_row{5, {true, 0b1001, 77}};
+    std::vector<e2p_cfg_cmd> old_body;
+    e2p_cfg_cmd_array* set = ksz_vlan_store({&old_row, 1});
+    appendAll(old_body, set->switch_cfg);
+    e2p_cfg_cmd_array_delete(&set);
+    std::vector<e2p_cfg_cmd> new_body;
+    for (e2p_cfg_cmd_array* each : {ETH_speed_store(0), ksz_pvid_store(2, 0xABC), OABR1_speed_store(0)}) {
+        appendAll(new_body, each->switch_cfg);
+        e2p_cfg_cmd_array_delete(&each);
+    }
+    size_t bytes = 0;
+    for (const e2p_cfg_cmd& record : e2p_with_markers(new_body))
+        bytes += static_cast<size_t>(record.length());
+
+    for (const bool over_an_old_list : {false, true})
+        for (size_t byte = 1; byte <= bytes; ++byte) {
+            SCOPED_TRACE(std::to_string(byte) +
+                         (over_an_old_list ? " over an old list" : " of an erased area"));
+            Device device;
+            device.answer(link);
+            if (over_an_old_list) writeArea(old_body, e2p_switch_area);
+            std::string error;
+            ASSERT_TRUE(device.faults.add("eeprom-power-loss=" + std::to_string(byte), &error)) << error;
+            writeArea(new_body, e2p_switch_area);
+
+            Device again;
+            again.hardware.memory = device.hardware.memory;
+            again.start();
+            again.answer(link);
+            EXPECT_EQ(listedRecords(), again.replayed());
+        }
+}
+
+// ---- CAN block ----
+
+TEST(CanBlock, IsTakenOverWhenItsCrcIsRight) {
+    FakeDevice link;
+    Device device;
+    device.answer(link);
+    can_speed speed{};
+    ASSERT_EQ(can_calc_params(16'000'000, 250'000, 1, &speed), 0);
+    can_mask_filter filter{};
+    filter.words0[1] = 0x123;
+    uint8_t extra[16] = {3, 0x20};
+    ASSERT_EQ(can_save_cfg_to_e2p(&speed, &filter, extra), 0);
+    device.start();
+    EXPECT_EQ(memcmp(device.hardware.can.speed.data(), &speed, sizeof speed), 0);
+    EXPECT_EQ(device.hardware.can.lifecycle_mode, 3);
+    EXPECT_EQ(device.hardware.can.mode, 0x20);
+
+    device.hardware.memory.eeprom[e2p_can_speed_address] ^= 1;
+    device.start();
+    EXPECT_EQ(device.hardware.can.lifecycle_mode, 0) << "a block with a wrong CRC is not taken";
+}
+
+TEST(CanBlock, AFailingWriteLeavesNoCrc) {
+    FakeDevice link;
+    Device device;
+    device.answer(link);
+    std::string error;
+    ASSERT_TRUE(device.faults.add("eeprom-power-loss=40", &error));
+    const can_speed speed{};
+    const can_mask_filter filter{};
+    const uint8_t extra[16] = {};
+    EXPECT_EQ(can_save_cfg_to_e2p(&speed, &filter, extra), -1);
+    EXPECT_EQ(get_le16(&device.hardware.memory.eeprom[e2p_can_crc_address]), 0xFFFF);
+}
+
+}  // namespace
