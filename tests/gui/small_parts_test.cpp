@@ -9,6 +9,8 @@
 #include "src/ResourceManager.h"
 #include "src/device_text.h"
 #include "src/embedded.h"
+#include "src/log.h"
+#include "src/log_start.h"
 #include "src/platform/captured_output.h"
 
 namespace kovgui {
@@ -73,6 +75,27 @@ TEST(CapturedOutput, TakesBothStreamsInOrderAndGivesThemBack) {
     }
     std::fputs("outside", stdout);
     EXPECT_EQ(outer.finish(), "outside");
+}
+
+class LogStart : public testing::Test {
+protected:
+    ~LogStart() override {
+        setLogSink(nullptr);
+        setLogLevel(log_error);
+    }
+};
+
+TEST_F(LogStart, WithoutWindowAndFileLogsFatalErrorsOnly) {
+    log_start(nullptr, nullptr, 5);
+    EXPECT_EQ(logLevel(), 0);
+}
+
+TEST_F(LogStart, AFileThatCannotBeOpenedIsLeftOutWithoutAWord) {
+    const wxFileName nowhere("/no/such/directory/oabr.log");
+    platform::CapturedOutput captured;
+    log_start(nullptr, &nowhere, 4);
+    EXPECT_EQ(captured.finish(), "");
+    EXPECT_EQ(logLevel(), 4);
 }
 
 class CommandLine : public testing::Test {
