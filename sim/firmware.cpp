@@ -27,7 +27,7 @@ constexpr uint8_t switch_address = 6;
 constexpr uint8_t erased = 0xFF;
 
 bool is_control(const uint8_t* record, uint8_t kind, uint16_t value) {
-    return (record[0] & 0x0F) == control_length && record[0] >> 4 == kind && get_le16(record + 1) == value;
+    return (record[0] & 0x0F) >= control_length && record[0] >> 4 == kind && get_le16(record + 1) == value;
 }
 
 std::vector<uint8_t> le32(uint32_t value) {
@@ -62,6 +62,10 @@ const firmware::request firmware::requests[] = {
      [](firmware& self, const uint8_t* in, size_t) -> bytes { return self.mdio_write(in); }},
     {msg_type::request, msg_cmd::mdio_read, 2, msg_type::reply,
      [](firmware& self, const uint8_t* in, size_t) -> bytes { return self.mdio_read(in); }},
+    {msg_type::request, msg_cmd::debug, 0, msg_type::reply,
+     [](firmware&, const uint8_t* in, size_t length) -> bytes {
+         return {in, in + length};
+     }},
     {msg_type::request, msg_cmd::ping, 0, msg_type::reply,
      [](firmware&, const uint8_t* in, size_t length) -> bytes {
          return {in, in + length};
@@ -255,13 +259,17 @@ std::vector<uint8_t> firmware::answer(const uint8_t* frame, uint16_t length) {
     if (std::exchange(faults_.dynamic_not_ready, false)) device_.chip.next_dynamic_not_ready();
     if (std::exchange(faults_.counter_not_valid, false)) device_.chip.next_counter_not_valid();
 
-    if (type == msg_type::reply || (type == msg_type::request && command == msg_cmd::debug)) return {};
+    if (type == msg_type::reply) return {};  // to a ping of ours
     if (type == msg_type::remote_request) {
         const bytes reply = remote(command, payload, payload_length);
         if (!reply.empty()) return with_header(msg_type::remote_reply, command, reply);
     }
     for (const request& row : requests) {
-        if (row.type != type || row.command != command || payload_length < row.least) continue;
+        if (row.type != type || row.command != command) continue;
+        size_t least = row.least;
+        if (type == msg_type::request && command == msg_cmd::e2p_write && payload_length >= least)
+            least += payload[2];  // the data
+        if (payload_length < least) break;
         return with_header(row.reply_type, command, row.run(*this, payload, payload_length));
     }
     return {msg_type::error, msg_cmd::error_report, type, command};

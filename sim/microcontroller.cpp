@@ -201,7 +201,8 @@ void microcontroller::take_bootloader_byte(uint8_t byte, time_point at) {
     send_at(ready, {step.reply.begin(), step.reply.end()});
     if (!step.start_firmware) return;
     // The firmware takes the line over when the answer has left.
-    const auto leaving = std::chrono::seconds(10) * static_cast<int64_t>(step.reply.size()) / bootloader_rate;
+    const auto leaving = std::chrono::nanoseconds(std::chrono::seconds(10)) *
+                         static_cast<int64_t>(step.reply.size()) / bootloader_rate;
     time_.at(ready + leaving + std::chrono::milliseconds(1), [this, run = run_] {
         if (run != run_) return;
         if (device_.memory.firmware_whole)

@@ -1,5 +1,8 @@
 #include "sim/phy.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace oabr_sim {
 
 namespace {
@@ -12,15 +15,30 @@ constexpr uint8_t address_oabr2 = 0x19;
 constexpr uint16_t idle_bus = 0xFFFF;
 constexpr uint8_t register_count = 32;
 
-constexpr uint16_t oabr1_control = 0x0208;  ///< 100 Mbit/s, master
-constexpr uint16_t oabr2_control = 0x0200;  ///< 100 Mbit/s, slave
+// The BroadR-Reach PHYs. Their partners have the role that goes with the default one: OABR1 is a master at
+// 100 Mbit/s, OABR2 a slave.
+constexpr uint16_t oabr_default_control[] = {0x0208, 0x0200};
 constexpr uint16_t oabr_reset = 0x8000;
+constexpr uint16_t oabr_restart = 0x2000;
+constexpr uint16_t oabr_power_down = 0x0800;
+constexpr uint16_t oabr_100 = 0x0200;
+constexpr uint16_t oabr_master = 0x0008;
+constexpr uint8_t oabr_control = 0;
+constexpr uint8_t oabr_status = 1;
+constexpr uint16_t oabr_status_link_down = 0x2000;
+constexpr uint16_t oabr_status_link = 0x0004;
+constexpr uint8_t oabr_link_details = 0x11;
+constexpr uint16_t oabr_link_details_up = 0x0D00;
+constexpr int first_oabr_port = 3;
 
 constexpr uint8_t mii_control = 0;
 constexpr uint8_t mii_status = 1;
 constexpr uint8_t mii_advertisement = 4;
 constexpr uint16_t mii_reset = 0x8000;
 constexpr uint16_t mii_restart = 0x0200;
+constexpr uint8_t mii_cable_test = 0x1D;
+constexpr uint16_t mii_cable_test_start = 0x8000;
+constexpr uint8_t mii_special = 0x1F;
 
 /// A bit of an internal PHY's register and the bit of the switch's port bank that it shows.
 struct mii_view {
@@ -33,6 +51,8 @@ constexpr mii_view control_views[] = {{13, 12, 6, false}, {12, 12, 7, true}, {11
                                       {10, 15, 5, false}, {9, 13, 5, false}, {8, 12, 5, false},
                                       {5, 9, 7, false},   {4, 13, 1, false}, {3, 13, 2, false},
                                       {1, 13, 6, false},  {0, 13, 7, false}, {15, 15, 4, false}};
+constexpr mii_view special_views[] = {{10, 15, 2, false}, {9, 15, 1, false}, {8, 15, 0, false},
+                                      {5, 9, 5, false},   {4, 14, 7, false}, {3, 15, 3, false}};
 constexpr mii_view status_views[] = {{5, 14, 6, false}, {2, 14, 5, false}};
 constexpr mii_view advertisement_views[] = {
     {10, 12, 4, false}, {8, 12, 3, false}, {7, 12, 2, false}, {6, 12, 1, false}, {5, 12, 0, false}};
@@ -76,18 +96,30 @@ void mdio_bus::reset() {
         phy[2] = 0x0022;
         phy[3] = 0x1450;
         phy[5] = 0x45E1;
-        phy[0x1F] = 0x0600;
     }
-    for (phy_registers& phy : oabr_) {
-        phy = {};
-        phy[1] = 0x2004;
-        phy[2] = 0x0362;
-        phy[3] = 0x5CC2;
-        phy[4] = phy[7] = 0x0020;
-        phy[0x11] = 0x0D00;
-    }
-    oabr_[0][0] = oabr1_control;
-    oabr_[1][0] = oabr2_control;
+    for (size_t which = 0; which < oabr_.size(); ++which)
+        reset_oabr(which);
+    link_was_lost_ = {};
+}
+
+void mdio_bus::reset_oabr(size_t which) {
+    phy_registers& phy = oabr_[which];
+    phy = {};
+    phy[oabr_control] = oabr_default_control[which];
+    phy[2] = 0x0362;
+    phy[3] = 0x5CC2;
+    phy[4] = phy[7] = 0x0020;
+    update_link(which);
+}
+
+/// A link needs a master and a slave at 100 Mbit/s.
+void mdio_bus::update_link(size_t which) {
+    constexpr uint16_t of_interest = oabr_power_down | oabr_100 | oabr_master;
+    const bool up = ((oabr_[which][oabr_control] ^ oabr_default_control[which]) & of_interest) == 0;
+    oabr_[which][oabr_status] = oabr_status_link_down | (up ? oabr_status_link : 0);
+    oabr_[which][oabr_link_details] = up ? oabr_link_details_up : 0;
+    if (!up) link_was_lost_[which] = true;
+    chip_.set_link(static_cast<int>(which) + first_oabr_port, up);
 }
 
 uint16_t mdio_bus::read_internal(int port, uint8_t reg) {
@@ -98,6 +130,9 @@ uint16_t mdio_bus::read_internal(int port, uint8_t reg) {
             return status_abilities | read_views(chip_, port, status_views);
         case mii_advertisement:
             return advertisement_selector | read_views(chip_, port, advertisement_views);
+        case mii_special:
+            return static_cast<uint16_t>(read_views(chip_, port, special_views) |
+                                         (internal_[static_cast<size_t>(port - usb_port)][reg] & 0x0007));
         default:
             return internal_[static_cast<size_t>(port - usb_port)][reg];
     }
@@ -117,15 +152,34 @@ void mdio_bus::write_internal(int port, uint8_t reg, uint16_t value) {
         case 3:
         case 5:
             return;  // read only
+        case mii_cable_test:
+            value &= static_cast<uint16_t>(~mii_cable_test_start);  // done at once
+            [[fallthrough]];
         default:
             internal_[static_cast<size_t>(port - usb_port)][reg] = value;
     }
 }
 
-void mdio_bus::write_oabr(phy_registers& phy, uint16_t default_control, uint8_t reg, uint16_t value) {
-    if (reg >= 1 && reg <= 3) return;  // status and identifier
-    if (reg == 0 && (value & oabr_reset) != 0) value = default_control;
-    phy[reg] = value;
+/// The link bit of the status stays down until it was read after a loss.
+uint16_t mdio_bus::read_oabr(size_t which, uint8_t reg) {
+    uint16_t value = oabr_[which][reg];
+    if (reg == oabr_status && link_was_lost_[which]) {
+        link_was_lost_[which] = (value & oabr_status_link) == 0;
+        value &= static_cast<uint16_t>(~oabr_status_link);
+    }
+    return value;
+}
+
+void mdio_bus::write_oabr(size_t which, uint8_t reg, uint16_t value) {
+    constexpr uint8_t read_only[] = {oabr_status, 2, 3, 7, oabr_link_details};
+    if (std::find(std::begin(read_only), std::end(read_only), reg) != std::end(read_only)) return;
+    if (reg != oabr_control) {
+        oabr_[which][reg] = value;
+        return;
+    }
+    if ((value & oabr_reset) != 0) return reset_oabr(which);
+    oabr_[which][oabr_control] = value & static_cast<uint16_t>(~oabr_restart);
+    update_link(which);
 }
 
 uint16_t mdio_bus::read(uint8_t phy, uint8_t reg) {
@@ -137,9 +191,9 @@ uint16_t mdio_bus::read(uint8_t phy, uint8_t reg) {
         case address_eth_phy:
             return read_internal(eth_port, reg);
         case address_oabr1:
-            return oabr_[0][reg];
+            return read_oabr(0, reg);
         case address_oabr2:
-            return oabr_[1][reg];
+            return read_oabr(1, reg);
         default:
             return idle_bus;
     }
@@ -157,9 +211,9 @@ void mdio_bus::write(uint8_t phy, uint8_t reg, uint16_t value) {
         case address_eth_phy:
             return write_internal(eth_port, reg, value);
         case address_oabr1:
-            return write_oabr(oabr_[0], oabr1_control, reg, value);
+            return write_oabr(0, reg, value);
         case address_oabr2:
-            return write_oabr(oabr_[1], oabr2_control, reg, value);
+            return write_oabr(1, reg, value);
         default:
             return;
     }

@@ -22,11 +22,15 @@ private:
 
     uint16_t read_internal(int port, uint8_t reg);
     void write_internal(int port, uint8_t reg, uint16_t value);
-    void write_oabr(phy_registers& phy, uint16_t default_control, uint8_t reg, uint16_t value);
+    uint16_t read_oabr(size_t which, uint8_t reg);
+    void write_oabr(size_t which, uint8_t reg, uint16_t value);
+    void reset_oabr(size_t which);
+    void update_link(size_t which);
 
     switch_chip& chip_;
     std::array<phy_registers, 2> internal_{};  ///< what is not a view of the switch
     std::array<phy_registers, 2> oabr_{};
+    std::array<bool, 2> link_was_lost_{};  ///< since the status was read
 };
 
 }  // namespace oabr_sim

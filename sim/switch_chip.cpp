@@ -16,7 +16,7 @@ constexpr uint8_t reg_global1 = 3;
 constexpr uint8_t aging_on = 0x04;
 constexpr uint8_t fast_aging = 0x02;
 constexpr uint8_t reg_global2 = 4;
-constexpr uint8_t mirroring_possible = 0x80;
+constexpr uint8_t boundary_for_all = 0x80;  ///< membership holds for known addresses too; mirroring needs it
 constexpr uint8_t reg_global3 = 5;
 constexpr uint8_t vlan_enable = 0x80;
 constexpr uint8_t sniff_and = 0x01;
@@ -38,10 +38,24 @@ constexpr uint8_t port_control6 = 13;  ///< 5 restart negotiation
 constexpr uint8_t port_status1 = 14;
 constexpr uint8_t port_status2 = 15;
 
+constexpr uint8_t sniffer = 0x80;
+constexpr uint8_t sniff_receive = 0x40;
+constexpr uint8_t sniff_transmit = 0x20;
+
+constexpr uint8_t ingress_filter = 0x40;
+constexpr uint8_t discard_non_pvid = 0x20;
+constexpr uint8_t transmit_on = 0x04;
+constexpr uint8_t receive_on = 0x02;
+constexpr uint8_t learning_off = 0x01;
+
 constexpr uint8_t negotiation_off = 0x80;
 constexpr uint8_t forced_100 = 0x40;
 constexpr uint8_t forced_full = 0x20;
+constexpr uint8_t advertise_pause = 0x10;
+constexpr uint8_t advertise_speeds = 0x0F;  ///< 100 full, 100 half, 10 full, 10 half
 constexpr uint8_t restart_negotiation = 0x20;
+constexpr uint8_t power_down = 0x08;
+constexpr uint8_t force_flow = 0x10;  ///< of control 2
 constexpr uint8_t phy_soft_reset = 0x10;
 
 constexpr uint64_t static_write_use_fid = 1ull << 55;
@@ -69,6 +83,9 @@ enum : uint8_t {
     tx_unicast = 0x1A,
 };
 
+constexpr uint8_t all_ports = 0x1E;  ///< of the chip's mask
+constexpr uint16_t shortest_frame = 64;
+constexpr uint16_t longest_frame = 1522;
 constexpr uint8_t start_age = 4;
 constexpr size_t dynamic_capacity = 1024;
 
@@ -144,20 +161,48 @@ uint8_t switch_chip::port_bits(int port, uint8_t offset) const {
     return regs_[bank(port) + offset];
 }
 
-/// Link and negotiation results of the two ports with a PHY; the partner can do everything, the link is up.
-uint8_t switch_chip::read_live_status(int port, uint8_t offset) const {
+/// What a port's PHY and its partner, which can do everything, agree on.
+struct switch_chip::phy_result {
+    bool link;
+    bool negotiated;
+    bool fast;
+    bool full;
+    bool flow;
+};
+
+switch_chip::phy_result switch_chip::negotiate(int port) const {
     const uint8_t control = port_bits(port, port_control5);
-    const bool forced = (control & negotiation_off) != 0;
-    const bool fast = !forced || (control & forced_100) != 0;
-    const bool full = !forced || (control & forced_full) != 0;
+    const bool flow_forced = (port_bits(port, port_control2) & force_flow) != 0;
+    const bool powered = (port_bits(port, port_control6) & power_down) == 0;
+    if ((control & negotiation_off) != 0)
+        return {powered, false, (control & forced_100) != 0, (control & forced_full) != 0, flow_forced};
+    const uint8_t speeds = control & advertise_speeds;
+    if (!powered || speeds == 0) return {false, false, false, false, false};
+    const bool fast = (speeds & 0x0C) != 0;
+    const bool full = (speeds & (fast ? 0x08 : 0x02)) != 0;
+    return {true, true, fast, full, flow_forced || (full && (control & advertise_pause) != 0)};
+}
+
+bool switch_chip::link(int port) const {
+    return port <= eth_port ? negotiate(port).link : outer_link_[static_cast<size_t>(port)];
+}
+
+uint8_t switch_chip::read_live_status(int port, uint8_t offset) const {
+    constexpr uint8_t auto_mdix = 0x80;
+    constexpr uint8_t partner_abilities = 0x1F;
+    constexpr uint8_t negotiating = 1;
+    const phy_result found = negotiate(port);
     switch (offset) {
         case port_status0:
-            return static_cast<uint8_t>(0x80 | (forced ? 0 : 0x18) | (fast ? 0x04 : 0) | (full ? 0x02 : 0));
+            return static_cast<uint8_t>(auto_mdix | (found.flow ? 0x18 : 0) | (found.fast ? 0x04 : 0) |
+                                        (found.full ? 0x02 : 0));
         case port_status1:
-            return forced ? 0x20 : 0x7F;
-        default:  // port_status2: the low three bits name the mode
-            return static_cast<uint8_t>((port_bits(port, port_status2) & 0xF8) |
-                                        (full ? (fast ? 6 : 5) : (fast ? 3 : 2)));
+            return static_cast<uint8_t>((found.negotiated ? 0x40 | partner_abilities : 0) |
+                                        (found.link ? 0x20 : 0));
+        default: {  // port_status2: the low three bits name the mode
+            const int mode = !found.link ? negotiating : (found.full ? 5 : 2) + (found.fast ? 1 : 0);
+            return static_cast<uint8_t>((port_bits(port, port_status2) & 0xF8) | mode);
+        }
     }
 }
 
@@ -275,6 +320,7 @@ uint32_t switch_chip::take_mib(uint16_t entry) {
         return counters_[entry - tx_drops_at].tx_drops;
     if (entry > rx_drops_at && entry <= rx_drops_at + port_count)
         return counters_[entry - rx_drops_at].rx_drops;
+    if (entry >= tx_drops_at) return 0;
     const int port = entry >> 5;
     const size_t index = entry & 0x1F;
     if (port < 1 || port > port_count) return mib_valid;
@@ -355,67 +401,73 @@ void switch_chip::age(std::chrono::milliseconds elapsed) {
         --entry.age;
 }
 
-uint8_t switch_chip::mirror_ports() const {
-    uint8_t ports = 0;
-    for (int port = 1; port <= port_count; ++port)
-        if ((port_bits(port, port_control1) & 0x80) != 0) ports |= chip_bit(port);
-    return ports;
-}
-
-void switch_chip::receive_frame(int port, const traffic_frame& frame) {
-    const uint8_t ingress = port_bits(port, port_control2);
-    if ((ingress & 0x02) == 0) return;
-    count_received(port, frame);
-    if (frame.length < 64 || frame.length > 1522) return;
-
-    const auto pvid =
-        static_cast<uint16_t>((port_bits(port, port_control3) & 0x0F) << 8 | port_bits(port, port_control4));
-    const uint16_t vid = frame.vid && *frame.vid != 0 ? *frame.vid : pvid;
-    port_counters& counters = counters_[static_cast<size_t>(port)];
-    uint8_t fid = 0;
-    uint8_t vlan_members = 0x1E;
-    if ((regs_[reg_global3] & vlan_enable) != 0) {
-        const auto slot = static_cast<uint32_t>(vlan_[vid / 4] >> (13 * (vid % 4)) & 0x1FFF);
-        const bool wrong_pvid = (ingress & 0x20) != 0 && vid != pvid;
-        const bool not_member = (ingress & 0x40) != 0 && (slot >> 7 & chip_bit(port)) == 0;
-        if ((slot & vlan_slot_valid) == 0 || wrong_pvid || not_member) {
-            ++counters.rx_drops;
-            return;
-        }
-        fid = slot & 0x7F;
-        vlan_members = slot >> 7 & 0x1F;
-    }
-    if ((ingress & 0x01) == 0 && !is_multicast(frame.source)) learn(port, fid, frame.source);
-
-    // Static entries come before learned ones, and both before flooding.
-    uint8_t targets = 0x1E;
-    const uint64_t wanted = mac_bits(frame.destination);
+/// The ports that a frame is to leave by. Static entries come before learned ones, and both before flooding.
+uint8_t switch_chip::targets_of(int port, uint8_t fid, uint8_t vlan_members,
+                                const mac_address& destination) const {
+    const uint64_t wanted = mac_bits(destination);
+    const uint8_t may_reach = port_bits(port, port_control1) & all_ports;
+    const uint8_t others = vlan_members & static_cast<uint8_t>(~chip_bit(port));
     const auto fixed = std::find_if(static_mac_.begin(), static_mac_.end(), [&](uint64_t entry) {
         const bool same_fid =
             (entry & static_write_use_fid) == 0 || (entry >> static_fid_write_at & 0x7F) == fid;
         return (entry & static_valid) != 0 && (entry & 0xFFFFFFFFFFFFull) == wanted && same_fid;
     });
-    const auto learned = std::find_if(dynamic_.begin(), dynamic_.end(), [&](const dynamic_entry& entry) {
-        return entry.fid == fid && entry.mac == frame.destination;
-    });
     if (fixed != static_mac_.end())
-        targets = *fixed >> static_ports_at & 0x1F;
-    else if (learned != dynamic_.end())
-        targets = chip_bit(learned->port);
-    targets &= vlan_members & port_bits(port, port_control1) & static_cast<uint8_t>(~chip_bit(port)) & 0x1E;
+        return static_cast<uint8_t>(*fixed >> static_ports_at) & others & may_reach;
+    const auto learned = std::find_if(dynamic_.begin(), dynamic_.end(), [&](const dynamic_entry& entry) {
+        return entry.fid == fid && entry.mac == destination;
+    });
+    if (learned == dynamic_.end()) return others & may_reach;
+    const bool bounded = (regs_[reg_global2] & boundary_for_all) != 0;
+    return chip_bit(learned->port) & others & (bounded ? may_reach : all_ports);
+}
 
-    const uint8_t mirrors = (regs_[reg_global2] & mirroring_possible) != 0 ? mirror_ports() : 0;
-    const bool received_sniffed = (port_bits(port, port_control1) & 0x40) != 0;
+void switch_chip::receive_frame(int port, const traffic_frame& frame) {
+    const uint8_t ingress = port_bits(port, port_control2);
+    if ((ingress & receive_on) == 0 || !link(port)) return;
+    count_received(port, frame);
+    if (frame.length < shortest_frame || frame.length > longest_frame) return;
+
+    const auto pvid =
+        static_cast<uint16_t>((port_bits(port, port_control3) & 0x0F) << 8 | port_bits(port, port_control4));
+    const uint16_t vid = frame.vid && *frame.vid != 0 ? *frame.vid : pvid;
+    uint8_t fid = 0;
+    uint8_t vlan_members = all_ports;
+    if ((regs_[reg_global3] & vlan_enable) != 0) {
+        const auto slot = static_cast<uint32_t>(vlan_[vid / 4] >> (13 * (vid % 4)) & 0x1FFF);
+        const bool wrong_pvid = (ingress & discard_non_pvid) != 0 && vid != pvid;
+        const bool not_member = (ingress & ingress_filter) != 0 && (slot >> 7 & chip_bit(port)) == 0;
+        if ((slot & vlan_slot_valid) == 0 || wrong_pvid || not_member) {
+            ++counters_[static_cast<size_t>(port)].rx_drops;
+            return;
+        }
+        fid = slot & 0x7F;
+        vlan_members = slot >> 7 & all_ports;
+    }
+    if ((ingress & learning_off) == 0 && !is_multicast(frame.source)) learn(port, fid, frame.source);
+
+    const uint8_t targets = targets_of(port, fid, vlan_members, frame.destination);
+    uint8_t sent = 0;
     bool sent_sniffed = false;
     for (int out = 1; out <= port_count; ++out) {
-        if ((targets & chip_bit(out)) == 0 || (port_bits(out, port_control2) & 0x04) == 0) continue;
+        if ((targets & chip_bit(out)) == 0 || !link(out)) continue;
+        if ((port_bits(out, port_control2) & transmit_on) == 0) {
+            ++counters_[static_cast<size_t>(out)].tx_drops;
+            continue;
+        }
         transmit(out, frame);
-        sent_sniffed = sent_sniffed || (port_bits(out, port_control1) & 0x20) != 0;
+        sent |= chip_bit(out);
+        sent_sniffed = sent_sniffed || (port_bits(out, port_control1) & sniff_transmit) != 0;
     }
+
+    const bool received_sniffed = (port_bits(port, port_control1) & sniff_receive) != 0;
     const bool both = (regs_[reg_global3] & sniff_and) != 0;
-    if (both ? received_sniffed && sent_sniffed : received_sniffed || sent_sniffed)
-        for (int out = 1; out <= port_count; ++out)
-            if ((mirrors & ~targets & chip_bit(out)) != 0) transmit(out, frame);
+    const bool mirrored = both ? received_sniffed && sent_sniffed : received_sniffed || sent_sniffed;
+    if (!mirrored || (regs_[reg_global2] & boundary_for_all) == 0) return;
+    for (int out = 1; out <= port_count; ++out)
+        if ((port_bits(out, port_control1) & sniffer) != 0 && out != port && (sent & chip_bit(out)) == 0 &&
+            link(out))
+            transmit(out, frame);
 }
 
 }  // namespace oabr_sim

@@ -55,6 +55,11 @@ public:
     /// second.
     void age(std::chrono::milliseconds elapsed);
 
+    /// Whether a port has a link. The two ports with a PHY of the chip's own see to it themselves.
+    bool link(int port) const;
+    /// The outer PHY of a port says whether it has a link.
+    void set_link(int port, bool up) { outer_link_[static_cast<size_t>(port)] = up; }
+
     /// Faults, once each.
     void next_dynamic_not_ready() { dynamic_not_ready_ = true; }
     void next_counter_not_valid() { counter_not_valid_ = true; }
@@ -73,6 +78,8 @@ private:
         uint16_t rx_drops = 0;
     };
 
+    struct phy_result;
+    phy_result negotiate(int port) const;
     uint8_t read_live_status(int port, uint8_t offset) const;
     void write_global_2(uint8_t value);
     void start_transfer();
@@ -82,7 +89,7 @@ private:
     void count_received(int port, const traffic_frame& frame);
     void transmit(int port, const traffic_frame& frame);
     void learn(int port, uint8_t fid, const mac_address& mac);
-    uint8_t mirror_ports() const;
+    uint8_t targets_of(int port, uint8_t fid, uint8_t vlan_members, const mac_address& destination) const;
     uint8_t port_bits(int port, uint8_t offset) const;
 
     std::array<uint8_t, 256> regs_{};
@@ -91,6 +98,7 @@ private:
     std::vector<dynamic_entry> dynamic_;
     std::chrono::milliseconds since_aging_{};
     std::array<port_counters, port_count + 1> counters_;
+    std::array<bool, port_count + 1> outer_link_{};
     bool dynamic_not_ready_ = false;
     bool counter_not_valid_ = false;
 };

@@ -1,0 +1,144 @@
+#include "sim/bootloader.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/sim/link_client.h"
+
+namespace oabr_sim {
+namespace {
+
+using sim_test::bytes;
+using sim_test::record;
+using ::testing::HasSubstr;
+
+constexpr uint8_t data = 0;
+constexpr uint8_t end_of_file = 1;
+constexpr uint8_t segment = 2;
+
+class Bootloader : public ::testing::Test {
+protected:
+    Bootloader() { loader.start(); }
+
+    bootloader_step step(const std::string& line, const std::string& end = "\r\n") {
+        bootloader_step last;
+        for (const char c : line + end)
+            if (bootloader_step now = loader.receive(static_cast<uint8_t>(c)); !now.line.empty()) last = now;
+        return last;
+    }
+    std::string say(const std::string& line, const std::string& end = "\r\n") {
+        return step(line, end).reply;
+    }
+    void start_programming() {
+        say("UUUUUU");
+        ASSERT_EQ(say("pf"), "pf+\r\n");
+    }
+
+    hardware device;
+    fault_plan faults;
+    bootloader loader{device, faults, "OABR_Korvex"};
+};
+
+TEST_F(Bootloader, SaysNothingBeforeTheGreeting) {
+    EXPECT_EQ(say("pf"), "");
+    EXPECT_EQ(say("g"), "");
+    EXPECT_EQ(say("UUUUU"), "");
+    EXPECT_THAT(say("UUUUUU"), HasSubstr("OABR_Korvex"));
+    EXPECT_EQ(say("pf"), "pf+\r\n");
+}
+
+TEST_F(Bootloader, TakesAnyLineEndAndNoiseBeforeTheGreeting) {
+    EXPECT_THAT(say("\xA5\x13zUUUUUU", "\r"), HasSubstr("OABR_Korvex"));
+    EXPECT_THAT(say("UUUUUU", "\n"), HasSubstr("OABR_Korvex"));
+    EXPECT_EQ(say("hello"), "hello-");
+    EXPECT_EQ(say("pf", "\n"), "pf+\r\n");
+}
+
+TEST_F(Bootloader, ProgramsPagesAndKeepsWhatNoRecordNames) {
+    device.memory.flash.assign(flash_size, 0x77);
+    start_programming();
+    for (uint16_t at = 0; at < 256; at += 16)
+        EXPECT_EQ(say(record(at, data, bytes(16, 0x21))), at == 240 ? ".*" : ".") << at;
+    EXPECT_FALSE(device.memory.firmware_whole) << "until the end-of-file record";
+    EXPECT_EQ(say(record(0x210, data, bytes(16, 0x22))), ".");
+    EXPECT_EQ(say(record(0x300, data, bytes(16, 0x23))), ".*") << "another page ends the one before";
+    EXPECT_EQ(say(record(0, end_of_file, {})), ".*");
+    EXPECT_TRUE(device.memory.firmware_whole);
+    const auto& flash = device.memory.flash;
+    EXPECT_EQ(flash[0xFF], 0x21);
+    EXPECT_EQ(flash[0x100], 0x77);
+    EXPECT_EQ(flash[0x20F], 0x77);
+    EXPECT_EQ(flash[0x210], 0x22);
+    EXPECT_EQ(flash[0x30F], 0x23);
+    EXPECT_EQ(flash[0x310], 0x77);
+}
+
+TEST_F(Bootloader, ARecordMayCrossPagesAndSegmentsCount) {
+    start_programming();
+    EXPECT_EQ(say(record(0x00F8, data, bytes(16, 0x31))), ".*");
+    EXPECT_EQ(say(record(0, segment, {0x10, 0x00})), ".");
+    EXPECT_EQ(say(record(0x0004, data, {0x32})), ".*");
+    EXPECT_EQ(say(record(0, end_of_file, {})), ".*");
+    EXPECT_EQ(device.memory.flash[0x107], 0x31);
+    EXPECT_EQ(device.memory.flash[0x10004], 0x32);
+}
+
+TEST_F(Bootloader, ABadRecordEndsProgramming) {
+    const std::string good = record(0x40, data, {1, 2, 3});
+    std::string wrong_sum = good;
+    wrong_sum.back() = wrong_sum.back() == '0' ? '1' : '0';
+    for (const std::string& bad :
+         {wrong_sum, good.substr(0, good.size() - 2), good + "00", std::string(":"), std::string(":zz"),
+          good.substr(0, good.size() - 1), record(0, 5, {1, 2, 3, 4}), record(0, segment, {1}),
+          std::string("hello"), std::string("UUUUUU"), ":" + std::string(2000, '0')}) {
+        SCOPED_TRACE(bad.substr(0, 40));
+        loader.start();
+        start_programming();
+        EXPECT_EQ(say(good), ".");
+        EXPECT_EQ(say(bad), "-");
+        EXPECT_EQ(say(good), good + "-") << "at the prompt again";
+    }
+    EXPECT_TRUE(device.memory.firmware_whole) << "no page was written";
+}
+
+TEST_F(Bootloader, NothingIsWrittenBeyondTheFlash) {
+    start_programming();
+    EXPECT_EQ(say(record(0, segment, {0x1F, 0xFF})), ".");
+    EXPECT_EQ(say(record(0x0008, data, bytes(9, 1))), "-");
+}
+
+TEST_F(Bootloader, AnEmptyProgramIsNoFirmware) {
+    device.memory.flash.assign(flash_size, 0xFF);
+    device.memory.firmware_whole = false;
+    start_programming();
+    EXPECT_EQ(say(record(0, end_of_file, {})), ".");
+    EXPECT_FALSE(device.memory.firmware_whole);
+}
+
+TEST_F(Bootloader, StartsTheFirmware) {
+    say("UUUUUU");
+    const bootloader_step started = step("g");
+    EXPECT_EQ(started.reply, "g+");
+    EXPECT_TRUE(started.start_firmware);
+}
+
+TEST_F(Bootloader, FaultsStrikeWhereTheyWereAskedFor) {
+    faults.silent_greetings = 2;
+    std::string error;
+    ASSERT_TRUE(faults.add("reject-record=2", &error));
+    ASSERT_TRUE(faults.add("flash-power-loss=4", &error));
+    faults.reject_last_record = true;
+    EXPECT_EQ(say("UUUUUU"), "");
+    EXPECT_EQ(say("UUUUUU"), "");
+    start_programming();
+    EXPECT_EQ(say(record(0, data, {1})), ".");
+    EXPECT_EQ(say(record(1, data, {1})), "-");
+    EXPECT_EQ(say("pf"), "pf+\r\n");
+    EXPECT_EQ(say(record(0, end_of_file, {})), "-");
+    EXPECT_EQ(say("pf"), "pf+\r\n");
+    EXPECT_TRUE(step(record(0, data, {1})).power_lost);
+    EXPECT_EQ(say(record(0, end_of_file, {})), ".");
+}
+
+}  // namespace
+}  // namespace oabr_sim

@@ -1,0 +1,73 @@
+#include "sim/memory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/support/sim_process.h"
+
+namespace oabr_sim {
+namespace {
+
+using ::testing::HasSubstr;
+
+class Memory : public ::testing::Test {
+protected:
+    const sim_process::TemporaryDirectory directory;
+    const std::string path = directory.path() + "/state";
+    std::string error;
+};
+
+TEST_F(Memory, ComesBackAsItWasSaved) {
+    device_memory saved;
+    saved.eeprom[0x200] = 0x03;
+    saved.flash[flash_size - 1] = 0x42;
+    saved.firmware_whole = false;
+    saved.bootloader_flag = true;
+    ASSERT_TRUE(save_memory(path, saved, &error)) << error;
+    device_memory loaded;
+    ASSERT_TRUE(load_memory(path, &loaded, &error)) << error;
+    EXPECT_EQ(loaded.eeprom, saved.eeprom);
+    EXPECT_EQ(loaded.flash, saved.flash);
+    EXPECT_FALSE(loaded.firmware_whole);
+    EXPECT_TRUE(loaded.bootloader_flag);
+}
+
+TEST_F(Memory, AMissingFileIsADeviceAsDelivered) {
+    device_memory memory;
+    EXPECT_TRUE(load_memory(path, &memory, &error));
+    EXPECT_TRUE(memory.firmware_whole);
+    EXPECT_FALSE(is_blank(memory.flash));
+}
+
+TEST_F(Memory, ADamagedFileIsRefusedAndLeftAlone) {
+    ASSERT_TRUE(save_memory(path, {}, &error));
+    const auto size = std::filesystem::file_size(path);
+    const auto spoil = [&](auto how) {
+        ASSERT_TRUE(save_memory(path, {}, &error));
+        how();
+        device_memory memory;
+        EXPECT_FALSE(load_memory(path, &memory, &error));
+        EXPECT_THAT(error, HasSubstr(path));
+        EXPECT_EQ(memory.eeprom, device_memory().eeprom);
+    };
+    spoil([&] { std::filesystem::resize_file(path, size - 1); });
+    spoil([&] { std::filesystem::resize_file(path, size + 1); });
+    spoil([&] { std::filesystem::resize_file(path, 0); });
+    spoil([&] {
+        std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
+        file.seekp(static_cast<std::streamoff>(size / 2));
+        file.put('!');
+    });
+    spoil([&] { std::ofstream(path) << "no state at all"; });
+}
+
+TEST_F(Memory, APlaceThatCannotBeWrittenToIsAnError) {
+    EXPECT_FALSE(save_memory(directory.path() + "/none/state", {}, &error));
+    EXPECT_THAT(error, HasSubstr("cannot write"));
+}
+
+}  // namespace
+}  // namespace oabr_sim
