@@ -96,13 +96,16 @@ int C45Device::writeCmd(const std::string& cmd) {
     if (flush(false, true)) return 1;
     if (write(cmd)) return 1;
     if (write("\r\n")) return 1;
-    std::string answer;
-    for (int i = 0; i < answer_polls && answer.empty(); ++i) {
+    std::string answer, arrived;
+    // An answer whose first bytes have come is waited for as well.
+    for (int i = 0; i < answer_polls && answer.size() < expected.size() && expected.starts_with(answer);
+         ++i) {
         pause(echo_pause_ms);
-        if (read(&answer, max_answer)) {
+        if (read(&arrived, max_answer)) {
             LOG_ERROR(167, "Read failed");
             return 1;
         }
+        answer += arrived;
     }
     if (answer.starts_with(expected)) return 0;
     LOG_ERROR(177, "Wrong response: \"%s\" should be \"%s\"", printable(answer).c_str(), expected.c_str());

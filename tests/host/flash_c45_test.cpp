@@ -88,6 +88,12 @@ TEST_F(Bootloader, CommandsNeedTheirEcho) {
     EXPECT_EQ(converter->calls().front(), "purge 1");
 }
 
+TEST_F(Bootloader, CommandsTakeAnEchoInPieces) {
+    answers({"", "g+"});
+    converter->limitReads(1);
+    EXPECT_EQ(client.blStartFirmware(), 0);
+}
+
 TEST_F(Bootloader, CommandsWithAnotherEchoFail) {
     answers({"", "pf-"});
     EXPECT_EQ(client.blInitFirmwareUpdate(), 1);
