@@ -32,7 +32,7 @@ using namespace kovgui;
 using Clock = std::chrono::steady_clock;
 
 constexpr int real_requests = 1000;
-constexpr int fast_requests = 5000;
+constexpr int fast_requests = 2000;
 constexpr int frame_bytes = 14;  // a ping
 constexpr int link_header = 3;
 
@@ -55,16 +55,11 @@ double processorTime() {
     std::exit(1);
 }
 
-/// A simulated device in a directory of its own.
+/// A simulated device that announces itself in that directory.
 class Simulator {
 public:
-    Simulator(const char* program, const std::string& speed) {
-        char name[] = "/tmp/round_trip.XXXXXX";
-        if (!mkdtemp(name)) die("no temporary directory");
-        directory_ = name;
-        setenv("OABR_VIRTUAL_DEVICES", name, 1);
-        setenv("OABR_VIRTUAL_ONLY", "1", 1);
-        std::string words[] = {program, "--serial", "BENCH", "--speed", speed};
+    Simulator(const char* program, const std::string& speed, const ftdi::DeviceDirectory& directory) {
+        std::string words[] = {program, "--serial", "BENCH", "--speed", speed, "--quiet"};
         std::vector<char*> arguments;
         for (std::string& word : words)
             arguments.push_back(word.data());
@@ -72,7 +67,7 @@ public:
         if (posix_spawn(&process_, program, nullptr, nullptr, arguments.data(), environ) != 0)
             die("cannot start " + words[0]);
         for (int i = 0; i < 500; ++i) {
-            if (std::filesystem::exists(directory_ + "/BENCH.device")) return;
+            if (std::filesystem::exists(directory.path() + "/BENCH.device")) return;
             usleep(10000);
         }
         die("the simulated device did not start");
@@ -80,11 +75,9 @@ public:
     ~Simulator() {
         kill(process_, SIGTERM);
         waitpid(process_, nullptr, 0);
-        std::filesystem::remove_all(directory_);
     }
 
 private:
-    std::string directory_;
     pid_t process_ = -1;
 };
 
@@ -115,8 +108,8 @@ void connect() {
     if (device.connectWithFirmwareParams("BENCH") != 0) die(device.connectFailure());
 }
 
-void measureWallTime(const char* simulator) {
-    const Simulator device(simulator, "real");
+void measureWallTime(const char* simulator, const ftdi::DeviceDirectory& directory) {
+    const Simulator device(simulator, "real", directory);
     connect();
     double ignored = 0;
     pingTimes(20, &ignored);
@@ -129,53 +122,77 @@ void measureWallTime(const char* simulator) {
     oabr::OABRDevice::instance()->disconnect();
 }
 
-double toolProcessorTime(const char* simulator) {
-    const Simulator device(simulator, "fast");
-    connect();
-    double ignored = 0;
-    pingTimes(20, &ignored);
-    const double before = processorTime();
-    pingTimes(fast_requests, &ignored);
-    const double spent = processorTime() - before;
-    oabr::OABRDevice::instance()->disconnect();
-    return spent / fast_requests;
-}
+/// The asking side of a ping-pong with another process, which answers after the given time. To be made before
+/// there are threads.
+class PingPong {
+public:
+    explicit PingPong(int turn_around_us) : socket_(context_) {
+        asio::ip::tcp::acceptor acceptor(context_, {asio::ip::address_v4::loopback(), 0});
+        answering_ = fork();
+        if (answering_ == 0) answer(acceptor, turn_around_us);
+        socket_.connect(acceptor.local_endpoint());
+        socket_.set_option(asio::ip::tcp::no_delay(true));
+    }
+    ~PingPong() {
+        socket_.close();
+        waitpid(answering_, nullptr, 0);
+    }
+    void run(int count) {
+        for (int i = 0; i < count; ++i) {
+            asio::write(socket_, asio::buffer(bytes_));
+            asio::read(socket_, asio::buffer(bytes_));
+        }
+    }
 
-/// The asking side of a ping-pong with another process, which answers after the given time.
-double pingPongProcessorTime(int turn_around_us) {
-    using asio::ip::tcp;
-    asio::io_context context;
-    tcp::acceptor acceptor(context, {asio::ip::address_v4::loopback(), 0});
-    std::array<char, frame_bytes + link_header> bytes{};
-    const pid_t answering = fork();
-    if (answering == 0) {
-        tcp::socket socket(context);
-        acceptor.accept(socket);
-        socket.set_option(tcp::no_delay(true));
+private:
+    [[noreturn]] void answer(asio::ip::tcp::acceptor& acceptor, int turn_around_us) {
+        acceptor.accept(socket_);
+        socket_.set_option(asio::ip::tcp::no_delay(true));
         asio::error_code ended;
-        while (asio::read(socket, asio::buffer(bytes), ended) == bytes.size() && !ended) {
+        while (asio::read(socket_, asio::buffer(bytes_), ended) == bytes_.size() && !ended) {
             if (turn_around_us > 0) usleep(static_cast<useconds_t>(turn_around_us));
-            asio::write(socket, asio::buffer(bytes), ended);
+            asio::write(socket_, asio::buffer(bytes_), ended);
         }
         _exit(0);
     }
-    tcp::socket socket(context);
-    socket.connect(acceptor.local_endpoint());
-    socket.set_option(tcp::no_delay(true));
+
+    asio::io_context context_;
+    asio::ip::tcp::socket socket_;
+    std::array<char, frame_bytes + link_header> bytes_{};
+    pid_t answering_ = -1;
+};
+
+template <typename Work>
+double processorTimeOf(Work work) {
     const double before = processorTime();
-    for (int i = 0; i < fast_requests; ++i) {
-        asio::write(socket, asio::buffer(bytes));
-        asio::read(socket, asio::buffer(bytes));
-    }
-    const double spent = processorTime() - before;
-    socket.close();
-    waitpid(answering, nullptr, 0);
-    return spent / fast_requests;
+    work();
+    return (processorTime() - before) / fast_requests;
 }
 
-void measureWrites() {
-    const ftdi::DeviceDirectory directory;
-    setenv("OABR_VIRTUAL_DEVICES", directory.path().c_str(), 1);
+/// The machine's speed changes as it runs, so the sides take turns and the middle one of the ratios counts.
+void measureProcessorTime(const char* simulator, const ftdi::DeviceDirectory& directory, PingPong& bare,
+                          PingPong& waiting) {
+    constexpr int rounds = 7;
+    const Simulator device(simulator, "fast", directory);
+    connect();
+    std::vector<double> tool_times, bare_ratios, waiting_ratios;
+    for (int round = 0; round < rounds; ++round) {
+        double ignored = 0;
+        tool_times.push_back(processorTimeOf([&] { pingTimes(fast_requests, &ignored); }));
+        bare_ratios.push_back(tool_times.back() / processorTimeOf([&] { bare.run(fast_requests); }));
+        waiting_ratios.push_back(tool_times.back() / processorTimeOf([&] { waiting.run(fast_requests); }));
+    }
+    const auto middle = [](std::vector<double> values) {
+        std::sort(values.begin(), values.end());
+        return values[values.size() / 2];
+    };
+    std::printf("processor time of a request           %7.1f us\n", middle(tool_times) * 1e6);
+    std::printf("  to a bare ping-pong                    ratio %.2f\n", middle(bare_ratios));
+    std::printf("  to one that is answered after 1 ms     ratio %.2f\n", middle(waiting_ratios));
+    oabr::OABRDevice::instance()->disconnect();
+}
+
+void measureWrites(const ftdi::DeviceDirectory& directory) {
     // Answers every frame it gets by a ping reply or identity of zeros.
     struct Line {
         hdlc_framing framing;
@@ -212,15 +229,13 @@ void measureWrites() {
 
 int main(int argc, char** argv) {
     if (argc != 2) die("usage: round_trip OABR-SIM");
-    // The other process of the ping-pong is made before there are threads.
-    const double bare = pingPongProcessorTime(0);
-    const double bare_waiting = pingPongProcessorTime(1000);
+    PingPong bare(0);
+    PingPong waiting(1000);
+    const ftdi::DeviceDirectory directory;
+    setenv("OABR_VIRTUAL_DEVICES", directory.path().c_str(), 1);
+    setenv("OABR_VIRTUAL_ONLY", "1", 1);
     const ProgramGuard guard;
-    measureWallTime(argv[1]);
-    const double tool = toolProcessorTime(argv[1]);
-    std::printf("processor time of a request           %7.1f us\n", tool * 1e6);
-    std::printf("  bare ping-pong                      %7.1f us, ratio %.2f\n", bare * 1e6, tool / bare);
-    std::printf("  bare, answered after 1 ms           %7.1f us, ratio %.2f\n", bare_waiting * 1e6,
-                tool / bare_waiting);
-    measureWrites();
+    measureWallTime(argv[1], directory);
+    measureProcessorTime(argv[1], directory, bare, waiting);
+    measureWrites(directory);
 }

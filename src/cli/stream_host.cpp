@@ -64,7 +64,11 @@ bool connectDevice(const std::string& serial) {
 
 StreamHost::StreamHost(platform::TextConsole& console, platform::Event& stop,
                        const platform::Interrupts& interrupts, bool stop_at_failure)
-    : console_(console), stop_(stop), interrupts_(interrupts), stop_at_failure_(stop_at_failure) {}
+    : console_(console),
+      stop_(stop),
+      interrupts_(interrupts),
+      stop_at_failure_(stop_at_failure),
+      terminal_(console.isTerminal()) {}
 
 int StreamHost::run() {
     std::string line;
@@ -76,14 +80,13 @@ int StreamHost::run() {
 }
 
 bool StreamHost::readLine(std::string* line) {
-    const bool terminal = console_.isTerminal();
-    if (terminal) {
+    if (terminal_) {
         std::printf("# ");
         std::fflush(stdout);
     }
     const auto input = console_.readLine(line, stop_);
     if (input == platform::TextConsole::Input::line) return true;
-    if (terminal) std::printf("\n");
+    if (terminal_) std::printf("\n");
     deviceLost();
     return false;
 }

@@ -41,6 +41,7 @@ private:
     platform::Event& stop_;
     const platform::Interrupts& interrupts_;
     const bool stop_at_failure_;
+    const bool terminal_;
     bool failed_ = false;
 };
 
