@@ -161,7 +161,7 @@ const device::command device::commands[] = {
     {"fault",
      [](device& self, std::istream& words) {
          std::string error;
-         self.options_.faults.add(rest_of(words), &error);
+         if (self.options_.faults.add(rest_of(words), &error)) self.controller_.look_at_faults();
          return error;
      }},
     {"dump-eeprom",

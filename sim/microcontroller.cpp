@@ -69,6 +69,8 @@ void microcontroller::halt(state next) {
     state_ = next;
     stopped_ = false;
     held_back_.clear();
+    for (timeline::ticket* each : {&aging_, &trace_, &noise_, &traffic_})
+        time_.cancel(*each);
     busy_until_ = time_.now();
     line_.cut_from_device();
 }
@@ -110,19 +112,41 @@ void microcontroller::start_firmware() {
         this);
     firmware_.start();
     log_.note("start", {{"program", "firmware"}, {"records", firmware_.replayed_records()}});
-    repeat(aging_period, [this] { device_.chip.age(aging_period); });
-    repeat(trace_period, [this] { send_trace_record(); });
-    repeat(traffic_period, [this] { make_traffic(); });
-    if (faults_.noise_ms > 0) repeat(std::chrono::milliseconds(faults_.noise_ms), [this] { send_noise(); });
+    grow_old();
+    set_quiet(quiet_);
+    look_at_faults();
 }
 
-/// Again and again as long as the present run lasts.
-void microcontroller::repeat(sim_clock::duration period, std::function<void()> action) {
-    time_.after(period, [this, period, action = std::move(action), run = run_] {
-        if (run != run_) return;
-        action();
-        if (run == run_) repeat(period, action);
+void microcontroller::schedule(timeline::ticket& slot, sim_clock::duration delay,
+                               void (microcontroller::*action)()) {
+    time_.cancel(slot);
+    slot = time_.after(delay, [this, &slot, action] {
+        slot = 0;
+        (this->*action)();
     });
+}
+
+void microcontroller::grow_old() {
+    device_.chip.age(aging_period);
+    schedule(aging_, aging_period, &microcontroller::grow_old);
+}
+
+void microcontroller::set_quiet(bool quiet) {
+    quiet_ = quiet;
+    time_.cancel(traffic_);
+    if (!quiet_ && state_ == state::firmware)
+        schedule(traffic_, traffic_period, &microcontroller::make_traffic);
+}
+
+void microcontroller::look_at_faults() {
+    time_.cancel(noise_);
+    if (faults_.noise_ms > 0 && state_ == state::firmware)
+        schedule(noise_, std::chrono::milliseconds(faults_.noise_ms), &microcontroller::make_noise);
+}
+
+void microcontroller::make_noise() {
+    send_noise();
+    look_at_faults();
 }
 
 void microcontroller::lose_power(std::chrono::milliseconds away) {
@@ -145,6 +169,7 @@ void microcontroller::take_frame(const uint8_t* frame, uint16_t length) {
     log_.note("request", {{"data", hex(frame, length)}});
     if (faults_.silent) return;
     const std::vector<uint8_t> reply = firmware_.answer(frame, length);
+    if (device_.can.trace && trace_ == 0) schedule(trace_, trace_period, &microcontroller::send_trace_record);
     if (firmware_.take_power_loss()) return lose_power(faults_.eeprom_power_loss.time());
     if (reply.empty()) return;
     busy_until_ = std::max(busy_until_, received_at_) + options_.turnaround;
@@ -254,16 +279,14 @@ void microcontroller::send_trace_record() {
     if (!device_.can.trace) return;
     const auto since = std::chrono::duration_cast<std::chrono::milliseconds>(time_.now() - started_at_);
     send_contents(device_.can.trace_record(trace_number_++, static_cast<uint32_t>(since.count())));
-}
-
-void microcontroller::set_quiet(bool quiet) {
-    quiet_ = quiet;
+    schedule(trace_, trace_period, &microcontroller::send_trace_record);
 }
 
 /// Stations talk: one behind each port, in turn to its neighbour, now and then to everybody, now and then
 /// with a tag.
 void microcontroller::make_traffic() {
-    if (quiet_ || !device_.ethernet_power) return;
+    schedule(traffic_, traffic_period, &microcontroller::make_traffic);
+    if (!device_.ethernet_power) return;
     const uint32_t number = traffic_number_++;
     const uint32_t round = number / port_count;
     const int port = static_cast<int>(number % port_count) + 1;

@@ -41,7 +41,10 @@ public:
     void hold_button();
     void release_button() { button_held_ = false; }
 
+    /// Stops or starts the traffic at the ports.
     void set_quiet(bool quiet);
+    /// The fault plan has changed.
+    void look_at_faults();
 
     // Unsolicited frames of the firmware; nothing while the bootloader runs.
     void press_hardkeys(const uint8_t (&keys)[4]);
@@ -68,8 +71,11 @@ private:
     void send_at(time_point at, std::vector<uint8_t> bytes);
     void send_when_free(std::span<const uint8_t> bytes);
     void lose_power(std::chrono::milliseconds away);
-    void repeat(sim_clock::duration period, std::function<void()> action);
+    /// Lets one of the following run after that time, unless the firmware ends before.
+    void schedule(timeline::ticket& slot, sim_clock::duration delay, void (microcontroller::*action)());
+    void grow_old();
     void send_trace_record();
+    void make_noise();
     void make_traffic();
 
     timeline& time_;
@@ -93,6 +99,7 @@ private:
     time_point received_at_{};
     time_point busy_until_{};
     time_point started_at_{};
+    timeline::ticket aging_ = 0, trace_ = 0, noise_ = 0, traffic_ = 0;
     uint32_t traffic_number_ = 0;
     uint32_t trace_number_ = 0;
     uint32_t noise_seed_ = 1;
