@@ -1,5 +1,6 @@
 #include <wx/event.h>
 
+#include <atomic>
 #include <thread>
 
 #include "lib/device_cmd.h"
@@ -281,8 +282,8 @@ TEST_F(DeviceTest, ABurstLongerThanOneReadArrivesWhole) {
     for (uint8_t i = 0; i < 20; ++i)
         burst +=
             framed({msg_type::data_reply, msg_cmd::can_trace_record, i, 0x7E, 0x7D, 0, 0, 0, 0, 0, 0, 0});
-    converter->receive("noise \x7D\x7E" + burst + framed({msg_type::request, msg_cmd::ping, 9}));
     converter->clearWritten();
+    converter->receive("noise \x7D\x7E" + burst + framed({msg_type::request, msg_cmd::ping, 9}));
     ASSERT_TRUE(converter->waitWritten(framed({msg_type::reply, msg_cmd::ping, 9}).size()));
     EXPECT_EQ(queue->take().size(), 20u);
 }
@@ -481,7 +482,7 @@ TEST_F(DeviceTest, OperationsThatGetNoAnswerAreLoggedAndPassedOn) {
 
 TEST_F(DeviceTest, SniffBitsGoBothWays) {
     connect();
-    uint8_t control = 0x1F;
+    std::atomic<uint8_t> control{0x1F};
     firmware->answer(msg_type::request, msg_cmd::mdio_read, [&](const Bytes& asked) {
         return std::vector<Bytes>{{msg_type::reply, msg_cmd::mdio_read, asked[2], asked[3], control, 0}};
     });

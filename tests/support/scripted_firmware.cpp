@@ -15,8 +15,10 @@ uint16_t pairOf(uint8_t type, uint8_t command) {
 }
 
 Bytes text(uint8_t type, uint8_t command, const std::string& characters) {
-    Bytes out{type, command};
-    out.insert(out.end(), characters.begin(), characters.end());
+    Bytes out(hdlc_msg_header_size + characters.size());
+    out[0] = type;
+    out[1] = command;
+    std::copy(characters.begin(), characters.end(), out.begin() + hdlc_msg_header_size);
     return out;
 }
 
