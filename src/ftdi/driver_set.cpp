@@ -1,6 +1,9 @@
+#include <cstdlib>
 #include <mutex>
+#include <string_view>
 
 #include "src/ftdi/driver.h"
+#include "src/ftdi/system_drivers.h"
 #include "src/ftdi/virtual_driver.h"
 
 namespace kovgui::ftdi {
@@ -46,9 +49,16 @@ Installed& installed() {
     return *one;
 }
 
+bool virtualOnly() {
+    const char* const set = std::getenv("OABR_VIRTUAL_ONLY");
+    return set && std::string_view(set) == "1";
+}
+
 std::shared_ptr<Driver> defaultDriver() {
-    return std::make_shared<DriverSet>(
-        std::vector<std::shared_ptr<Driver>>{std::make_shared<VirtualDriver>()});
+    std::vector<std::shared_ptr<Driver>> drivers;
+    if (!virtualOnly()) drivers = systemDrivers();
+    drivers.push_back(std::make_shared<VirtualDriver>());
+    return std::make_shared<DriverSet>(std::move(drivers));
 }
 
 }  // namespace

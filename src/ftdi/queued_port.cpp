@@ -63,6 +63,7 @@ void QueuedPort::close() {
     wire_->cut();
     writer_.join();
     reader_.join();
+    wire_->release();
 }
 
 /// FT_OK, or why nothing can be done any more. The lock is held.

@@ -25,7 +25,7 @@ public:
     virtual void dropReceived() = 0;
 };
 
-/// The way to one open converter, below the queues: what a driver writes. All but the last four functions are
+/// The way to one open converter, below the queues: what a driver writes. All but the last five functions are
 /// called from one thread, the port's writer, and may block for at most a second or two; they return FT_OK or
 /// FT_IO_ERROR.
 class Wire {
@@ -55,6 +55,8 @@ public:
     virtual void hangUp() = 0;
     /// From any thread: makes `receive`, and everything that blocks, return at once.
     virtual void cut() = 0;
+    /// The last call, when neither thread uses the wire any more: gives the converter free.
+    virtual void release() {}
 };
 
 /// An open converter with its two queues and the threads that move them. What is written is queued, and the
