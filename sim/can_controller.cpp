@@ -57,7 +57,9 @@ bool can_controller::load(const std::vector<uint8_t>& eeprom) {
 
 std::vector<uint8_t> can_controller::trace_record(uint32_t number, uint32_t time_stamp) const {
     constexpr uint8_t kind_frame = 0;
+    constexpr uint8_t kind_message_error = 1;
     constexpr uint8_t kind_can_error = 2;
+    constexpr uint8_t error_code = 4;
     constexpr uint16_t standard_id = 0x123;
     constexpr uint32_t extended_id = 0x18FF50E5;
     constexpr uint8_t data_length = 8;
@@ -66,9 +68,9 @@ std::vector<uint8_t> can_controller::trace_record(uint32_t number, uint32_t time
     record.reserve(hdlc_msg_header_size + hdlc_msg_max_payload);
     record = {msg_type::data_reply, msg_cmd::can_trace_record, kind_frame, 0, 0, 0, 0};
     put_le32(&record[3], time_stamp);
-    if (number % 20 == 19) {
-        record[2] = kind_can_error;
-        record[6] = 4;  // the error code stands in the time stamp's last byte
+    if (number % 20 == 19) {  // of both kinds in turn
+        record[2] = number % 40 == 19 ? kind_message_error : kind_can_error;
+        if (record[2] == kind_can_error) record[6] = error_code;  // in the time stamp's last byte
         return record;
     }
     if (number % 2 == 0) {

@@ -409,7 +409,8 @@ void link_server::send(session& to, uint8_t code, std::span<const uint8_t> paylo
 void link_server::write_next(const std::shared_ptr<session>& to) {
     asio::async_write(to->socket, asio::buffer(to->outgoing.front()),
                       [this, to](const asio::error_code& failed, size_t) {
-                          if (failed || !to->socket.is_open()) return;  // the reader sees it too
+                          if (!to->socket.is_open()) return;
+                          if (failed) return end_session(to);
                           time_.run_until(sim_clock::now());
                           if (!to->socket.is_open()) return;
                           to->backlog -= to->outgoing.front().size();
