@@ -87,24 +87,25 @@ private:
     const bool fast_;
     device_end device_;
     tool_end tool_;
-    bool open_ = false;
 
+    // What the tool has set.
+    sim_clock::duration latency_;
     uint32_t rate_;
+    bool open_ = false;
     bool plain_line_;  ///< 8 data bits, no parity
     bool flow_on_;
     uint8_t xon_, xoff_;
-    sim_clock::duration latency_;
     uint8_t pins_;
 
+    bool stopped_ = false;          ///< by the microcontroller's XOFF
+    bool device_stopped_ = false;   ///< by our XOFF
     std::deque<uint8_t> outgoing_;  ///< from the tool, not yet on the line
     std::vector<uint8_t> on_line_;  ///< on their way to the microcontroller
     timeline::ticket slice_ = 0;    ///< when they have arrived
-    bool stopped_ = false;          ///< by the microcontroller's XOFF
 
     std::deque<arriving_byte> incoming_;  ///< from the microcontroller, also those that are still on the line
     time_point incoming_free_{};          ///< when that direction of the line falls silent
     timeline::ticket hand_over_ = 0;
-    bool device_stopped_ = false;  ///< by our XOFF
 };
 
 }  // namespace oabr_sim

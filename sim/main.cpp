@@ -3,6 +3,7 @@
 #include <asio.hpp>
 #include <csignal>
 #include <cstdio>
+#include <exception>
 #include <iostream>
 #include <optional>
 
@@ -48,11 +49,10 @@ bool can_be_waited_for(int descriptor) {
     return !failed;
 }
 
-}  // namespace
+constexpr int failure = 1;
+constexpr int bad_usage = 2;
 
-int main(int count, char** words) {
-    constexpr int failure = 1;
-    constexpr int bad_usage = 2;
+int run(int count, char** words) {
     oabr_sim::options options;
     std::string text;
     switch (oabr_sim::parse_options(count, words, &options, &text)) {
@@ -88,4 +88,15 @@ int main(int count, char** words) {
     if (with_control) input.emplace(io, device);
     device.run();
     return 0;
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+    try {
+        return run(count, words);
+    } catch (const std::exception& error) {  // the system has no descriptors left, or no memory
+        std::fprintf(stderr, "oabr-sim: %s\n", error.what());
+        return failure;
+    }
 }

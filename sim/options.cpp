@@ -145,7 +145,9 @@ parsed parse_options(int count, char** words, options* out, std::string* text) {
             value = words[++i];
         }
         if (!found->second(value)) {
-            *text = why.empty() ? "option '" + word + "' cannot have the value '" + value + "'" : why;
+            if (why.empty())
+                why.append("option '").append(word).append("' cannot have the value '").append(value) += "'";
+            *text = why;
             return parsed::bad;
         }
     }

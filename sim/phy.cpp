@@ -17,7 +17,7 @@ constexpr uint8_t register_count = 32;
 
 // The BroadR-Reach PHYs. Their partners have the role that goes with the default one: OABR1 is a master at
 // 100 Mbit/s, OABR2 a slave.
-constexpr uint16_t oabr_default_control[] = {0x0208, 0x0200};
+constexpr std::array<uint16_t, 2> oabr_default_control = {0x0208, 0x0200};
 constexpr uint16_t oabr_reset = 0x8000;
 constexpr uint16_t oabr_restart = 0x2000;
 constexpr uint16_t oabr_power_down = 0x0800;
