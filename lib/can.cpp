@@ -152,7 +152,8 @@ can_speed* can_calc_config(can_speed* record) {
     return record;
 }
 
-int can_calc_params(uint32_t oscillator, uint32_t bit_rate, int triple, can_speed* record) {
+int can_find_params(uint32_t oscillator, uint32_t bit_rate, int triple, can_speed* record,
+                    unsigned long* quanta) {
     constexpr unsigned max_prescaler = 63;
     constexpr unsigned min_quanta = 5;
     constexpr unsigned max_quanta = 25;
@@ -167,17 +168,12 @@ int can_calc_params(uint32_t oscillator, uint32_t bit_rate, int triple, can_spee
     while (prescaler <= max_prescaler && quanta_at(prescaler) > max_quanta)
         ++prescaler;
     if (prescaler > max_prescaler) return -1;
-    const unsigned long quanta = quanta_at(prescaler);
-    if (quanta < min_quanta) return -1;
+    const unsigned long wanted = quanta_at(prescaler);
+    if (wanted < min_quanta) return -1;
 
-    const int phase = static_cast<int>(quanta * 32 + 50) / 100;
-    const int propagation = std::min(static_cast<int>(quanta) - 1 - 2 * phase, max_propagation);
+    const int phase = static_cast<int>(wanted * 32 + 50) / 100;
+    const int propagation = std::min(static_cast<int>(wanted) - 1 - 2 * phase, max_propagation);
     const int jump = std::min(phase - 1, max_jump);
-    printf("NTQ(%lu) BRP(%lu) ## SY(%d) PR(%d) PS1(%d) PS2(%d) ## SJW(%d) ## sum(%d)\n", quanta,
-           static_cast<unsigned long>(prescaler), 1, propagation, phase, phase, jump,
-           2 * phase + propagation + 1);
-    fflush(stdout);
-
     *record = {};
     record->sync_jump_width = static_cast<uint8_t>(jump - 1);
     record->prescaler = static_cast<uint8_t>(prescaler);
@@ -187,6 +183,20 @@ int can_calc_params(uint32_t oscillator, uint32_t bit_rate, int triple, can_spee
     record->propagation = static_cast<uint8_t>(propagation - 1);
     record->phase_segment2 = static_cast<uint8_t>(phase - 1);
     can_calc_config(record);
+    if (quanta) *quanta = wanted;
+    return 0;
+}
+
+int can_calc_params(uint32_t oscillator, uint32_t bit_rate, int triple, can_speed* record) {
+    unsigned long quanta = 0;
+    if (can_find_params(oscillator, bit_rate, triple, record, &quanta) != 0) return -1;
+    const auto length = [](uint8_t less_one) { return static_cast<int8_t>(less_one) + 1; };
+    const int phase = length(record->phase_segment1);
+    const int propagation = length(record->propagation);
+    printf("NTQ(%lu) BRP(%lu) ## SY(%d) PR(%d) PS1(%d) PS2(%d) ## SJW(%d) ## sum(%d)\n", quanta,
+           static_cast<unsigned long>(record->prescaler), 1, propagation, phase, phase,
+           length(record->sync_jump_width), 2 * phase + propagation + 1);
+    fflush(stdout);
     return 0;
 }
 

@@ -89,6 +89,10 @@ can_speed* can_calc_config(can_speed* record);
 /// @return        0, or -1 when no prescaler gives 5 to 25 quanta; the record is then untouched and nothing
 /// printed
 int can_calc_params(uint32_t oscillator, uint32_t bit_rate, int triple, can_speed* record);
+/// The same without the line.
+/// @param quanta  becomes the number of quanta that the calculation aimed at; may be null
+int can_find_params(uint32_t oscillator, uint32_t bit_rate, int triple, can_speed* record,
+                    unsigned long* quanta = nullptr);
 /// Prints the record, one field a line.
 void can_config_show(const can_speed* record);
 
