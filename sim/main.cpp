@@ -1,3 +1,4 @@
+#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <asio.hpp>
@@ -38,6 +39,16 @@ private:
     std::string text_;
 };
 
+/// A descriptor that can be read when somebody wants this program to end.
+int end_signals() {
+    sigset_t wanted;
+    sigemptyset(&wanted);
+    for (const int each : {SIGINT, SIGTERM, SIGHUP})
+        sigaddset(&wanted, each);
+    sigprocmask(SIG_BLOCK, &wanted, nullptr);
+    return signalfd(-1, &wanted, SFD_CLOEXEC);
+}
+
 /// A descriptor that the I/O context can wait for; a file on a disk is none.
 bool can_be_waited_for(int descriptor) {
     asio::io_context io;
@@ -73,8 +84,9 @@ int run(int count, char** words) {
     std::signal(SIGPIPE, SIG_IGN);
 
     asio::io_context io(1);
-    asio::signal_set signals(io, SIGINT, SIGTERM, SIGHUP);
-    signals.async_wait([&](const asio::error_code&, int) { io.stop(); });
+    asio::posix::stream_descriptor signals(io, end_signals());
+    signals.async_wait(asio::posix::stream_descriptor::wait_read,
+                       [&](const asio::error_code&) { io.stop(); });
     const bool with_control = options.control;
     const std::string serial = options.serial;
     oabr_sim::device device(io, std::move(options));
