@@ -404,6 +404,7 @@ std::string MainFrame::getSelectedDevice() {
 
 void MainFrame::ConnectToDevice(const std::string& serial) {
     if (serial.empty()) return;
+    if (connected_) DisconnectFromDevice();
     lastDevice_ = serial;
     int result;
     {
@@ -451,6 +452,7 @@ void MainFrame::announceConnected() {
 }
 
 void MainFrame::announceDisconnected() {
+    disableDeviceFunctions();
     notifyPages(ID_DEVICE_DISCONNECTED);
 }
 
@@ -534,9 +536,7 @@ void MainFrame::OnDeviceSelected(wxCommandEvent& event) {
         RefreshDevices();
         return;
     }
-    const std::string device = getSelectedDevice();
-    if (connected_) DisconnectFromDevice();
-    ConnectToDevice(device);
+    ConnectToDevice(getSelectedDevice());
 }
 
 void MainFrame::OnResetDevice(wxCommandEvent&) {

@@ -1,4 +1,10 @@
 #include <gmock/gmock.h>
+#include <wx/checkbox.h>
+#include <wx/listbook.h>
+#include <wx/notebook.h>
+#include <wx/stattext.h>
+
+#include <map>
 
 #include "src/OABR-Switch/OABRDevice.h"
 #include "tests/gui/main_window_fixture.h"
@@ -21,6 +27,17 @@ protected:
         device.in(std::getenv("OABR_VIRTUAL_DEVICES")).speed("fast").quiet();
         if (!fault.empty()) device.fault(fault);
         return device.start();
+    }
+    void showEveryPage() {
+        auto* book = static_cast<wxListbook*>(frame_->FindWindow("pages"));
+        for (size_t page = 0; page < book->GetPageCount(); ++page) {
+            book->SetSelection(page);
+            const wxWindowList& children = book->GetPage(page)->GetChildren();
+            auto* tabs = children.empty() ? nullptr : dynamic_cast<wxNotebook*>(children.front());
+            for (size_t tab = 0; tabs != nullptr && tab < tabs->GetPageCount(); ++tab)
+                tabs->SetSelection(tab);
+            drainEvents();
+        }
     }
     std::vector<uint8_t> eeprom(unsigned address, size_t size) {
         std::vector<uint8_t> bytes(size);
@@ -123,12 +140,115 @@ TEST_F(ConnectedWindow, AStoreThatTheDeviceDoesNotKeepIsNoSuccess) {
     auto device = plug();
     ASSERT_TRUE(connectFirst());
     edit();
-    device.unplug();
-    OABRDevice::instance()->setMainFrame(nullptr);
+    ASSERT_EQ(device.control("fault e2p-most=2").substr(0, 2), "ok");
     command(*frame_, ID_STORE);
     ASSERT_TRUE(waitFor([this] { return !answers_.boxes().empty(); }));
-    EXPECT_EQ(answers_.boxes()[0].title, "Store Settings");
+    EXPECT_THAT(answers_.boxes()[0].text, HasSubstr("differ from those written"));
     EXPECT_TRUE(indicatorShown());
+}
+
+TEST_F(ConnectedWindow, ASilentDeviceIsNotStoredTo) {
+    auto device = plug();
+    ASSERT_TRUE(connectFirst());
+    edit();
+    ASSERT_EQ(device.control("fault silent").substr(0, 2), "ok");
+    const auto begin = std::chrono::steady_clock::now();
+    command(*frame_, ID_STORE);
+    ASSERT_TRUE(waitFor([this] { return !answers_.boxes().empty(); }));
+    EXPECT_THAT(answers_.boxes()[0].text, HasSubstr("Nothing was stored"));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+    EXPECT_TRUE(indicatorShown());
+}
+
+TEST_F(ConnectedWindow, AnOldFirmwareIsRefused) {
+    const auto device = sim_process::SimulatedDevice("OKVX0001")
+                            .in(std::getenv("OABR_VIRTUAL_DEVICES"))
+                            .speed("fast")
+                            .option("--firmware-version")
+                            .option("0.0.9.98")
+                            .start();
+    ASSERT_TRUE(listed(1));
+    choose(0);
+    ASSERT_TRUE(waitFor([this] { return !answers_.boxes().empty(); }));
+    EXPECT_EQ(answers_.boxes()[0].title, "Wrong FW Version");
+    EXPECT_EQ(answers_.boxes()[0].text, "Please update your Firmware to Version 0.0.9.99");
+    EXPECT_EQ(status(2), "Not connected");
+    EXPECT_EQ(frame_->getSelectedDevice(), "");
+    EXPECT_FALSE(OABRDevice::instance()->isConnected());
+}
+
+TEST_F(ConnectedWindow, AFailedConnectShowsThatNothingIsConnected) {
+    auto device = plug();
+    ASSERT_TRUE(connectFirst());
+    frame_->ConnectToDevice("OKVX9999");
+    ASSERT_THAT(answers_.boxes(), testing::SizeIs(1));
+    EXPECT_EQ(answers_.boxes()[0].text, "Cannot connect to Device");
+    ASSERT_TRUE(connectedTo("Not connected"));
+    EXPECT_FALSE(toolEnabled(ID_STORE));
+}
+
+/// Every control of every page that can be changed, by page and identifier, with what it shows.
+using Shown = std::map<std::pair<std::string, int>, wxString>;
+
+Shown shownValues() {
+    Shown shown;
+    for (controls::OABRControlFrame* page : controls::OABRControlFrame::oabrControlFrames) {
+        for (int id = 0; id < 10'000; ++id) {
+            const controls::OABRControl* control = page->control(id);
+            const auto* window = dynamic_cast<const wxWindow*>(control);
+            if (window == nullptr || dynamic_cast<const wxStaticText*>(window) != nullptr) continue;
+            shown[{page->GetName().utf8_string(), id}] = control->shownText();
+        }
+    }
+    return shown;
+}
+
+/// Changes a control as an operator does: to its next choice, or the other state.
+void change(wxWindow* control) {
+    wxCommandEvent event(wxEVT_NULL, control->GetId());
+    event.SetEventObject(control);
+    if (auto* choice = dynamic_cast<wxChoice*>(control)) {
+        choice->SetSelection((choice->GetSelection() + 1) % static_cast<int>(choice->GetCount()));
+        event.SetEventType(wxEVT_CHOICE);
+        event.SetInt(choice->GetSelection());
+    } else if (auto* box = dynamic_cast<wxCheckBox*>(control)) {
+        box->SetValue(!box->GetValue());
+        event.SetEventType(wxEVT_CHECKBOX);
+        event.SetInt(box->GetValue());
+    }
+    control->ProcessWindowEvent(event);
+}
+
+TEST_F(ConnectedWindow, WhatIsStoredComesBackAfterAPowerCycle) {
+    auto device = plug();
+    ASSERT_TRUE(connectFirst());
+    showEveryPage();
+    page_->records = 0;
+    const Shown before = shownValues();
+    for (const auto& [key, text] : before) {
+        for (controls::OABRControlFrame* page : controls::OABRControlFrame::oabrControlFrames) {
+            if (page->GetName() != wxString::FromUTF8(key.first)) continue;
+            auto* window = dynamic_cast<wxWindow*>(page->control(key.second));
+            if (window->IsThisEnabled()) change(window);
+        }
+    }
+    const Shown changed = shownValues();
+    size_t different = 0;
+    for (const auto& [key, text] : changed)
+        different += text != before.at(key);
+    EXPECT_GE(different, 12u);
+    EXPECT_TRUE(indicatorShown());
+    command(*frame_, ID_STORE);
+    ASSERT_TRUE(waitFor([this] { return !indicatorShown() || !answers_.boxes().empty(); }));
+    ASSERT_THAT(answers_.boxes(), IsEmpty());
+    frame_->DisconnectFromDevice();
+    ASSERT_TRUE(connectedTo("Not connected"));
+    ASSERT_EQ(device.control("power-cycle").substr(0, 2), "ok");
+    ASSERT_TRUE(connectFirst());
+    showEveryPage();
+    const Shown after = shownValues();
+    for (const auto& [key, text] : changed)
+        EXPECT_EQ(after.at(key).utf8_string(), text.utf8_string()) << key.first << " " << key.second;
 }
 
 }  // namespace

@@ -87,7 +87,9 @@ protected:
     bool connectFirst() {
         if (!listed(1)) return false;
         choose(0);
-        return connectedTo("Connected");
+        if (!connectedTo("Connected")) return false;
+        drainEvents();  // the pages hear it after the window
+        return true;
     }
     void edit() {
         frame_->setSettingsChanged(true);

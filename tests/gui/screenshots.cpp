@@ -150,6 +150,7 @@ void takeMessages(MainFrame* frame) {
         takeModal(frame, "message-in-use", [&] { frame->Close(); });
     }
     takeModal(frame, "message-cannot-connect", [&] { frame->ConnectToDevice("OKVX9999"); });
+    chooseDevice(frame, "Connected");
     takeModal(frame, "message-flash-without-file", [&] {
         wxCommandEvent pressed(wxEVT_BUTTON, FlashPanel::ID_FLASH);
         wxWindow::FindWindowById(FlashPanel::ID_FLASH, frame)->ProcessWindowEvent(pressed);
@@ -197,9 +198,24 @@ int run() {
         takeMessages(frame);
     }
     frame->setSettingsChanged(false);
+    if (theme.empty()) {
+        frame->DisconnectFromDevice();
+        device.stop();
+        sim_process::Device old = sim_process::SimulatedDevice("OKVX0002")
+                                      .in(std::getenv("OABR_VIRTUAL_DEVICES"))
+                                      .speed("fast")
+                                      .option("--firmware-version")
+                                      .option("0.0.9.98")
+                                      .start();
+        takeModal(frame, "message-old-firmware", [&] { frame->ConnectToDevice("OKVX0002"); });
+        log_start(frame, nullptr, 5);
+        settle();
+        frame->RefreshDevices();
+        takeWindow(dynamic_cast<wxTopLevelWindow*>(wxWindow::FindWindowByLabel("LogWindow")), "log-window");
+        old.stop();
+    }
     frame->Close();
     drainEvents();
-    device.stop();
     return 0;
 }
 
