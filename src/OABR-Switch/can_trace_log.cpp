@@ -1,0 +1,210 @@
+#include "src/OABR-Switch/can_trace_log.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <ostream>
+#include <utility>
+
+namespace kovgui::oabr {
+namespace {
+
+// Positions in a trace record, counted from the frame's type byte.
+constexpr size_t kind_at = 2;
+constexpr size_t time_at = 3;
+constexpr size_t error_at = 6;  // in the time stamp's last byte
+constexpr size_t id_at = 7;
+constexpr size_t length_at = 11;
+constexpr size_t data_at = 12;
+constexpr uint8_t length_mask = 0x0F;
+constexpr uint8_t extended_flag = 0x08;
+
+constexpr uint32_t most_standard = 0x7FF;
+constexpr uint32_t most_extended = 0x1FFFFFFF;
+constexpr size_t standard_digits = 3;
+
+// Error frames as bus tools write them: a flag in the identifier, the class below it.
+constexpr uint32_t error_frame = 0x20000000;
+constexpr uint32_t error_controller = 0x4;
+constexpr uint32_t error_protocol = 0x8;
+
+uint32_t extendedIdentifier(const uint8_t* id) {
+    const uint32_t standard_part = static_cast<uint32_t>(id[0] << 3 | id[1] >> 5);
+    return standard_part << 18 | static_cast<uint32_t>((id[1] & 3) << 16 | id[2] << 8 | id[3]);
+}
+
+std::optional<CanTraceLine> decode(const CanTraceRecord& record) {
+    const uint8_t* frame = record.frame.data();
+    if (record.length < id_at || frame[kind_at] > static_cast<uint8_t>(CanTraceLine::Kind::can_error))
+        return std::nullopt;
+    CanTraceLine line{};
+    line.kind = static_cast<CanTraceLine::Kind>(frame[kind_at]);
+    line.stamp = get_le32(frame + time_at);
+    line.error = frame[error_at];
+    if (line.kind != CanTraceLine::Kind::frame) return line;
+    if (record.length < data_at) return std::nullopt;
+    const uint8_t* id = frame + id_at;
+    line.extended = (id[1] & extended_flag) != 0;
+    line.identifier = line.extended ? extendedIdentifier(id) : static_cast<uint32_t>(id[0] << 3 | id[1] >> 5);
+    line.length = static_cast<uint8_t>(std::min<size_t>(
+        {static_cast<size_t>(frame[length_at] & length_mask), sizeof line.data, record.length - data_at}));
+    std::copy_n(frame + data_at, line.length, line.data);
+    return line;
+}
+
+std::string hexData(const uint8_t* data, size_t length, const char* between) {
+    std::string text;
+    char digits[3];
+    for (size_t i = 0; i < length; ++i) {
+        if (i > 0) text += between;
+        std::snprintf(digits, sizeof digits, "%02X", data[i]);
+        text += digits;
+    }
+    return text;
+}
+
+}  // namespace
+
+// ---- Lines ----
+
+std::string CanTraceLine::identifierText() const {
+    if (kind != Kind::frame) return {};
+    char text[12];
+    std::snprintf(text, sizeof text, "%0*X", extended ? 8 : 3, identifier);
+    return text;
+}
+
+std::string CanTraceLine::dataText() const {
+    if (kind == Kind::message_error) return "Message Error";
+    if (kind == Kind::can_error) return "CAN Error: " + std::to_string(error);
+    return hexData(data, length, " ");
+}
+
+std::string CanTraceLine::candumpText() const {
+    char text[64];
+    std::snprintf(text, sizeof text, "(%lld.%06lld) can0 ", static_cast<long long>(time_us / 1'000'000),
+                  static_cast<long long>(time_us % 1'000'000));
+    if (kind == Kind::frame) return text + identifierText() + "#" + hexData(data, length, "");
+    const bool protocol = kind == Kind::message_error;
+    // What the device says of a CAN error stands where such frames carry the controller's own bytes.
+    const uint8_t details[8] = {0, 0, 0, 0, 0, protocol ? uint8_t{0} : error, 0, 0};
+    char id[12];
+    std::snprintf(id, sizeof id, "%08X", error_frame | (protocol ? error_protocol : error_controller));
+    return std::string(text) + id + "#" + hexData(details, sizeof details, "");
+}
+
+// ---- Filter ----
+
+namespace {
+
+struct Identifier {
+    uint32_t value;
+    bool extended;
+};
+
+std::optional<Identifier> readIdentifier(std::string_view text) {
+    uint32_t value = 0;
+    if (text.starts_with("0x") || text.starts_with("0X")) text.remove_prefix(2);
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    const bool extended = text.size() > standard_digits;
+    if (value > (extended ? most_extended : most_standard)) return std::nullopt;
+    return Identifier{value, extended};
+}
+
+}  // namespace
+
+std::optional<CanTraceFilter> CanTraceFilter::parse(std::string_view text, std::string* fault) {
+    constexpr std::string_view separators = " ,;\t";
+    CanTraceFilter filter;
+    while (true) {
+        const size_t begin = text.find_first_not_of(separators);
+        if (begin == std::string_view::npos) return filter;
+        text.remove_prefix(begin);
+        const std::string_view word = text.substr(0, text.find_first_of(separators));
+        text.remove_prefix(word.size());
+        const size_t dash = word.find('-');
+        const auto first = readIdentifier(word.substr(0, dash));
+        const auto last = dash == std::string_view::npos ? first : readIdentifier(word.substr(dash + 1));
+        if (!first || !last || first->extended != last->extended || first->value > last->value) {
+            *fault =
+                "\"" + std::string(word) +
+                "\" is no identifier: up to 3 hexadecimal digits, at most 7FF, for a standard one, 4 to 8, "
+                "at most 1FFFFFFF, for an extended one; 100-1FF for a range";
+            return std::nullopt;
+        }
+        filter.ranges_.push_back({first->value, last->value, first->extended});
+    }
+}
+
+bool CanTraceFilter::shows(const CanTraceLine& line) const {
+    if (ranges_.empty()) return true;
+    if (line.kind != CanTraceLine::Kind::frame) return false;
+    return std::any_of(ranges_.begin(), ranges_.end(), [&](const Range& range) {
+        return line.extended == range.extended && line.identifier >= range.first &&
+               line.identifier <= range.last;
+    });
+}
+
+// ---- Log ----
+
+int64_t CanTraceLog::timeOf(uint32_t stamp, bool dated, int64_t now_us) {
+    constexpr int64_t us_per_ms = 1000;
+    // An error code stands in its own time stamp: such a record is as late as the one before it.
+    if (!dated) stamp = last_stamp_;
+    if (!dated_ || stamp < last_stamp_) base_us_ = now_us - stamp * us_per_ms;
+    dated_ = true;
+    last_stamp_ = stamp;
+    return base_us_ + stamp * us_per_ms;
+}
+
+void CanTraceLog::add(const CanTraceRecord& record, int64_t now_us) {
+    std::optional<CanTraceLine> line = decode(record);
+    if (!line) return;
+    ++received_;
+    line->time_us = timeOf(line->stamp, line->kind != CanTraceLine::Kind::can_error, now_us);
+    if (!paused_) return append(*line);
+    held_.push_back(*line);
+    if (held_.size() <= capacity_) return;
+    held_.pop_front();
+    ++forgotten_;
+}
+
+void CanTraceLog::append(const CanTraceLine& line) {
+    if (filter_.shows(line)) shown_.push_back(first_ + lines_.size());
+    lines_.push_back(line);
+    if (lines_.size() <= capacity_) return;
+    if (!shown_.empty() && shown_.front() == first_) shown_.pop_front();
+    lines_.pop_front();
+    ++first_;
+    ++forgotten_;
+}
+
+void CanTraceLog::setPaused(bool paused) {
+    paused_ = paused;
+    if (paused_) return;
+    for (const CanTraceLine& line : std::exchange(held_, {}))
+        append(line);
+}
+
+void CanTraceLog::setFilter(CanTraceFilter filter) {
+    filter_ = std::move(filter);
+    shown_.clear();
+    for (size_t i = 0; i < lines_.size(); ++i) {
+        if (filter_.shows(lines_[i])) shown_.push_back(first_ + i);
+    }
+}
+
+void CanTraceLog::clear() {
+    lines_.clear();
+    held_.clear();
+    shown_.clear();
+    received_ = forgotten_ = 0;
+}
+
+void CanTraceLog::writeCandump(std::ostream& to) const {
+    for (size_t row = 0; row < shown(); ++row)
+        to << line(row).candumpText() << '\n';
+}
+
+}  // namespace kovgui::oabr
