@@ -595,9 +595,18 @@ wxString MainFrame::storeSettings() {
         collectLists(OABRControlFrame::oabrControlFrames, [this] { wxSafeYield(this, true); });
     const std::string overflow = describeOverflow(lists);
     if (!overflow.empty()) return wxString::FromUTF8(overflow) + "Nothing was stored.";
+    std::vector<controls::StoreStep> steps;
+    for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames) {
+        steps.push_back(page->StoreBesideRecords());
+        if (!steps.back().refusal.empty())
+            return wxString::FromUTF8(steps.back().refusal) + "\nNothing was stored.";
+    }
     std::string failure;
     runWhilePainting("Please wait while storing switch settings ...", "Wait...", [&] {
         failure = writeAndCompare(lists);
+        for (const controls::StoreStep& step : steps) {
+            if (failure.empty() && step.write) failure = step.write();
+        }
         return 0;
     });
     return wxString::FromUTF8(failure);

@@ -4,14 +4,24 @@
 #include <wx/panel.h>
 #include <wx/utils.h>
 
+#include <functional>
 #include <map>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "src/Controls/OABRControl.h"
 #include "src/OABR-Switch/device_window.h"
 
 namespace kovgui::controls {
+
+/// What a page stores beside its records.
+struct StoreStep {
+    std::string refusal;  ///< why the page cannot be stored as it stands, for the operator; empty when it can
+    /// Writes and compares, on the thread of the store; gives what went wrong, empty for nothing. Null where
+    /// there is nothing to write. It touches no window.
+    std::function<std::string()> write;
+};
 
 /// A page that edits or shows the device. It keeps its register-bound controls by identifier and works on all
 /// of them in ascending order. It is disabled while no device is connected, and reads the device when it is
@@ -37,6 +47,8 @@ public:
     virtual void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records,
                                    std::vector<e2p_cfg_cmd>& phy1_records,
                                    std::vector<e2p_cfg_cmd>& phy2_records);
+    /// What else the page stores, as it stands now.
+    virtual StoreStep StoreBesideRecords() { return {}; }
 
     /// Marks the page for reading.
     virtual void OnValuesChanged();
