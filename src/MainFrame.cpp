@@ -25,6 +25,7 @@
 #include <thread>
 
 #include "oabr_version.h"
+#include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/Controls/OABRControlFrame.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/OABR-Switch/device_use.h"
@@ -720,6 +721,7 @@ void MainFrame::OnClose(wxCloseEvent& event) {
     }
     saveLayout();
     connectionTimer_.Stop();
+    CanTraceWindow::shutDown();
     OABRDevice::instance()->disconnect();
     event.Skip();
 }

@@ -12,6 +12,8 @@ add_custom_command(
 add_library(oabr_gui STATIC
     ${embedded_source}
     Application.cpp
+    ConfigDlg/CanSettingsPanel.cpp
+    ConfigDlg/CanTraceWindow.cpp
     ConfigDlg/CounterPanel.cpp
     ConfigDlg/CounterThread.cpp
     ConfigDlg/CustomSettingsPanel.cpp

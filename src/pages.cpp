@@ -2,6 +2,7 @@
 
 #include <wx/notebook.h>
 
+#include "src/ConfigDlg/CanSettingsPanel.h"
 #include "src/ConfigDlg/CounterPanel.h"
 #include "src/ConfigDlg/PortConfigPage.h"
 #include "src/ConfigDlg/SniffingPanel.h"
@@ -19,6 +20,7 @@ constexpr PageRow rows[] = {
     {"Port Config", "PORTCONFIG", make<PortConfigPage>},
     {"Sniffing", "SNIFFING", make<SniffingPanel>},
     {"Counter", "COUNTER", make<CounterPanel>},
+    {"Life Cycle Settings", "CANSETTINGS", make<CanSettingsPanel>},
     {"Firmware Flash", "SOFTWAREUPDATE", make<FlashPanel>},
 };
 

@@ -21,6 +21,7 @@
 #include <fstream>
 
 #include "src/Application.h"
+#include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/ConfigDlg/CounterPanel.h"
 #include "src/FlashDlg/FlashPanel.h"
 #include "src/MainFrame.h"
@@ -157,6 +158,15 @@ void takeMessages(MainFrame* frame) {
     });
 }
 
+void takeTrace(MainFrame* frame) {
+    CanTraceWindow::open(frame, true);
+    CanTraceWindow* trace = CanTraceWindow::existing();
+    trace->start();
+    waitFor([trace] { return trace->log().shown() >= 40; });
+    takeWindow(trace, "can-trace");
+    trace->Close();
+}
+
 void takeConsole(MainFrame* frame) {
     auto* console = new cli::CLIDialog(frame);
     console->Show();
@@ -190,6 +200,7 @@ int run() {
     if (theme.empty()) {
         takeMenus(frame);
         takeConsole(frame);
+        takeTrace(frame);
         send(frame, wxID_ABOUT);
         settle();
         takeWindow(dynamic_cast<wxTopLevelWindow*>(wxWindow::FindWindowByLabel("About OABR Korvex")),

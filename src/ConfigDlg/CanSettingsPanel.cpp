@@ -1,0 +1,540 @@
+#include "src/ConfigDlg/CanSettingsPanel.h"
+
+#include <wx/button.h>
+#include <wx/checkbox.h>
+#include <wx/choice.h>
+#include <wx/radiobut.h>
+#include <wx/scrolwin.h>
+#include <wx/settings.h>
+#include <wx/sizer.h>
+#include <wx/spinctrl.h>
+#include <wx/statbox.h>
+#include <wx/stattext.h>
+#include <wx/textctrl.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "lib/comm_obj.h"
+#include "lib/device_cmd.h"
+#include "src/ConfigDlg/CanTraceWindow.h"
+#include "src/accessible.h"
+
+namespace kovgui {
+
+using controls::plainLabel;
+using controls::StoreStep;
+using oabr::betterTiming;
+using oabr::calculatedRate;
+using oabr::CanBlock;
+using oabr::CanCheck;
+using oabr::CanField;
+using oabr::CanForm;
+using oabr::canTiming;
+using oabr::describeTiming;
+
+namespace {
+
+constexpr int gap_px = 6;
+
+constexpr CanField number_fields[] = {CanField::traffic_time, CanField::ethernet_wakeup,
+                                      CanField::ethernet_threshold};
+constexpr CanField identifier_fields[] = {CanField::filter1, CanField::filter2, CanField::mask};
+constexpr CanField timing_fields[] = {
+    CanField::phase_segment1,  CanField::phase_segment2, CanField::prescaler,
+    CanField::sync_jump,       CanField::larger_phase,   CanField::own_phase,
+    CanField::triple_sampling, CanField::wakeup_filter,  CanField::propagation};
+
+template <size_t count>
+bool isOneOf(CanField field, const CanField (&fields)[count]) {
+    return std::find(std::begin(fields), std::end(fields), field) != std::end(fields);
+}
+
+template <size_t count>
+wxArrayString labelsOf(const std::array<oabr::CanChoice, count>& choices) {
+    wxArrayString labels;
+    for (const oabr::CanChoice& choice : choices)
+        labels.push_back(choice.label);
+    return labels;
+}
+
+wxArrayString choicesOf(CanField field) {
+    if (field == CanField::can_mode) return labelsOf(oabr::can_modes);
+    if (field == CanField::wakeup_mode) return labelsOf(oabr::wakeup_modes);
+    if (field != CanField::baud_rate) return {};
+    wxArrayString labels;
+    for (const oabr::CanRate& rate : oabr::can_rates)
+        labels.push_back(rate.label);
+    labels.push_back(oabr::can_custom_rate);
+    return labels;
+}
+
+wxColour colourOf(bool fault) {
+    if (!fault) return wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOWTEXT);
+    return wxSystemSettings::GetAppearance().IsDark() ? wxColour(0xFF, 0x80, 0x70)
+                                                      : wxColour(0xB0, 0x10, 0x10);
+}
+
+/// The label that a field has on the page.
+wxString shownName(const wxWindow* control) {
+    return plainLabel(control->GetLabel().empty() ? control->GetName() : control->GetLabel());
+}
+
+bool sameBytes(const auto& a, const auto& b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+/// Writes the block and reads it back.
+std::string storeBlock(const CanBlock& block) {
+    if (can_save_cfg_to_e2p(&block.speed, &block.filter, block.extra.data()) != 0)
+        return "The CAN and life-cycle settings could not be written.";
+    CanBlock stored{};
+    const int result = can_load_cfg_from_e2p(&stored.speed, &stored.filter, stored.extra.data());
+    if (result == can_cfg_bad_crc ||
+        (result == 0 && !(sameBytes(stored.speed, block.speed) && sameBytes(stored.filter, block.filter) &&
+                          stored.extra == block.extra)))
+        return "The CAN and life-cycle settings that the device holds differ from those written.";
+    return result == 0 ? "" : "The CAN and life-cycle settings could not be read back from the device.";
+}
+
+}  // namespace
+
+// ---- Content ----
+
+CanSettingsPanel::CanSettingsPanel(wxWindow* parent) : OABRControlFrame(parent, "Life Cycle Settings") {
+    const int gap = FromDIP(gap_px);
+    auto* scrolled = new wxScrolledWindow(this, wxID_ANY, wxDefaultPosition, wxDefaultSize,
+                                          wxVSCROLL | wxHSCROLL | wxTAB_TRAVERSAL);
+    scrolled->SetScrollRate(FromDIP(10), FromDIP(10));
+    const wxSizerFlags flags = wxSizerFlags(1).Expand().Border(wxALL, gap);
+    auto* right = new wxBoxSizer(wxVERTICAL);
+    right->Add(buildLifeCycle(scrolled), wxSizerFlags().Expand().Border(wxBOTTOM, gap));
+    right->Add(buildFilter(scrolled), wxSizerFlags().Expand());
+    auto* columns = new wxBoxSizer(wxHORIZONTAL);
+    columns->Add(buildTiming(scrolled), flags);
+    columns->Add(right, flags);
+
+    remarks_ = new wxStaticText(scrolled, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, wxST_NO_AUTORESIZE,
+                                "canRemarks");
+    auto* trace = new wxButton(scrolled, ID_TRACE, "CAN T&race...");
+    trace->SetToolTip("Shows what the device hears on the CAN bus");
+    trace->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { CanTraceWindow::open(this, IsEnabled()); });
+    auto* foot = new wxBoxSizer(wxHORIZONTAL);
+    foot->Add(remarks_, wxSizerFlags(1).Border(wxRIGHT, gap));
+    foot->Add(trace, wxSizerFlags().Top());
+
+    auto* inner = new wxBoxSizer(wxVERTICAL);
+    inner->Add(columns, wxSizerFlags().Expand());
+    inner->Add(foot, wxSizerFlags(1).Expand().Border(wxALL, gap));
+    scrolled->SetSizer(inner);
+    auto* content = new wxBoxSizer(wxVERTICAL);
+    content->Add(scrolled, wxSizerFlags(1).Expand());
+    SetSizer(content);
+
+    showForm(formOf(device_));
+}
+
+template <typename Control>
+Control* CanSettingsPanel::enterField(CanField field, Control* control, const char* tooltip) {
+    control->SetToolTip(tooltip);
+    windows_[static_cast<size_t>(field)] = control;
+    return control;
+}
+
+void CanSettingsPanel::addLabelled(wxSizer* grid, wxWindow* parent, const char* label, CanField field,
+                                   const char* tooltip) {
+    grid->Add(new wxStaticText(parent, wxID_ANY, label), wxSizerFlags().CenterVertical());
+    const int id = idOf(field);
+    const wxString name = plainLabel(label);
+    wxWindow* control;
+    if (const wxArrayString choices = choicesOf(field); !choices.empty()) {
+        control =
+            new wxChoice(parent, id, wxDefaultPosition, wxDefaultSize, choices, 0, wxDefaultValidator, name);
+    } else if (isOneOf(field, timing_fields)) {
+        const auto [least, most] = oabr::canRange(field);
+        auto* spin = new wxSpinCtrl(parent, id, "", wxDefaultPosition, wxDefaultSize, wxSP_ARROW_KEYS, least,
+                                    most, least, name);
+        spin->Bind(wxEVT_SPINCTRL, [this, field](wxSpinEvent&) { edited(field); });
+        control = spin;
+    } else {
+        auto* entry = new wxTextCtrl(parent, id, "", wxDefaultPosition, wxDefaultSize, wxTE_PROCESS_ENTER,
+                                     wxDefaultValidator, name);
+        entry->Bind(wxEVT_TEXT, [this, field](wxCommandEvent&) { typed(field); });
+        entry->Bind(wxEVT_TEXT_ENTER, [this, field](wxCommandEvent&) { leftText(field); });
+        entry->Bind(wxEVT_KILL_FOCUS, [this, field](wxFocusEvent& event) {
+            event.Skip();
+            leftText(field);
+        });
+        control = entry;
+    }
+    setAccessibleName(control, name);
+    grid->Add(enterField(field, control, tooltip), wxSizerFlags().Expand().CenterVertical());
+}
+
+namespace {
+
+wxFlexGridSizer* addGrid(wxWindow* page, wxSizer* box) {
+    auto* grid = new wxFlexGridSizer(2, page->FromDIP(wxSize(gap_px, gap_px)));
+    grid->AddGrowableCol(1);
+    box->Add(grid, wxSizerFlags().Expand().Border(wxALL, page->FromDIP(gap_px)));
+    return grid;
+}
+
+}  // namespace
+
+wxSizer* CanSettingsPanel::buildTiming(wxWindow* parent) {
+    auto* box = new wxStaticBoxSizer(wxVERTICAL, parent, "CAN bit timing");
+    wxWindow* inside = box->GetStaticBox();
+    const wxSizerFlags below = wxSizerFlags().Border(wxLEFT | wxRIGHT | wxBOTTOM, FromDIP(gap_px));
+    wxFlexGridSizer* grid = addGrid(this, box);
+    addLabelled(grid, inside, "Bit rat&e:", CanField::baud_rate,
+                "Sets the fields below to the calculated setting of the rate");
+    addLabelled(grid, inside, "&Prescaler:", CanField::prescaler,
+                "A time quantum is twice as many periods of the 16 MHz clock");
+    addLabelled(grid, inside, "Propa&gation delay:", CanField::propagation, "In time quanta");
+    addLabelled(grid, inside, "Phase segment &1:", CanField::phase_segment1,
+                "In time quanta; the bit is sampled behind it");
+    addLabelled(grid, inside, "Phase segment &2:", CanField::phase_segment2, "In time quanta");
+    addLabelled(grid, inside, "Sync &jump width:", CanField::sync_jump,
+                "By how many time quanta a bit may be moved to follow the sender");
+
+    auto* larger = new wxRadioButton(inside, idOf(CanField::larger_phase), "Phase 2 as long as p&hase 1",
+                                     wxDefaultPosition, wxDefaultSize, wxRB_GROUP);
+    box->Add(enterField(CanField::larger_phase, larger,
+                        "Phase segment 2 is as long as phase segment 1, and at least 2 time quanta"),
+             below);
+    auto* own = new wxRadioButton(inside, idOf(CanField::own_phase), "Phase 2 has its o&wn length");
+    box->Add(enterField(CanField::own_phase, own, "Phase segment 2 is as long as its field says"), below);
+    auto* triple = new wxCheckBox(inside, idOf(CanField::triple_sampling), "Sa&mple three times");
+    box->Add(enterField(CanField::triple_sampling, triple, "Takes the majority of three samples of each bit"),
+             below);
+
+    timing_ = new wxStaticText(inside, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, wxST_NO_AUTORESIZE,
+                               "canTiming");
+    box->Add(timing_, wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxBOTTOM, FromDIP(gap_px)));
+    offer_ = new wxStaticText(inside, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, wxST_NO_AUTORESIZE,
+                              "canOffer");
+    box->Add(offer_, wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxBOTTOM, FromDIP(gap_px)));
+    use_exact_ = new wxButton(inside, ID_USE_EXACT, "&Use exact setting");
+    use_exact_->SetToolTip("Takes the setting over that meets the rate");
+    use_exact_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { useExact(); });
+    box->Add(use_exact_, below);
+    return box;
+}
+
+wxSizer* CanSettingsPanel::buildLifeCycle(wxWindow* parent) {
+    auto* box = new wxStaticBoxSizer(wxVERTICAL, parent, "Life cycle");
+    wxWindow* inside = box->GetStaticBox();
+    const wxSizerFlags below = wxSizerFlags().Border(wxLEFT | wxRIGHT | wxBOTTOM, FromDIP(gap_px));
+    wxFlexGridSizer* grid = addGrid(this, box);
+    addLabelled(grid, inside, "CAN m&ode:", CanField::can_mode,
+                "What the CAN controller does; a change takes a second");
+    addLabelled(grid, inside, "Wa&ke-up mode:", CanField::wakeup_mode, "What wakes the device");
+    addLabelled(grid, inside, "Traffic t&ime (s):", CanField::traffic_time,
+                "Seconds without CAN traffic before the device sleeps; 0 for never");
+    addLabelled(grid, inside, "Ethernet wake-up:", CanField::ethernet_wakeup, "0 to 65535");
+    addLabelled(grid, inside, "Ethernet threshold:", CanField::ethernet_threshold, "0 to 65535");
+    auto* any = new wxRadioButton(inside, idOf(CanField::any_traffic), "Wake on an&y CAN traffic",
+                                  wxDefaultPosition, wxDefaultSize, wxRB_GROUP);
+    box->Add(enterField(CanField::any_traffic, any, "Every frame on the bus wakes the device"), below);
+    auto* selective = new wxRadioButton(inside, idOf(CanField::selective), "Wake on a mat&ching frame");
+    box->Add(
+        enterField(CanField::selective, selective, "Only a frame with the identifier of filter 1 wakes it"),
+        below);
+    auto* filter = new wxCheckBox(inside, idOf(CanField::wakeup_filter), "Wake-up low-pass filter");
+    box->Add(enterField(CanField::wakeup_filter, filter, "Short disturbances do not wake the CAN controller"),
+             below);
+    return box;
+}
+
+wxSizer* CanSettingsPanel::buildFilter(wxWindow* parent) {
+    auto* box = new wxStaticBoxSizer(wxVERTICAL, parent, "CAN receive buffer 1");
+    wxWindow* inside = box->GetStaticBox();
+    auto* line = new wxBoxSizer(wxHORIZONTAL);
+    auto* standard = new wxCheckBox(inside, idOf(CanField::standard_frames), "Stan&dard frames");
+    line->Add(enterField(CanField::standard_frames, standard, "Takes frames with 11-bit identifiers"),
+              wxSizerFlags().Border(wxRIGHT, FromDIP(gap_px)));
+    auto* extended = new wxCheckBox(inside, idOf(CanField::extended_frames), "Exte&nded frames");
+    line->Add(enterField(CanField::extended_frames, extended, "Takes frames with 29-bit identifiers"));
+    box->Add(line, wxSizerFlags().Border(wxALL, FromDIP(gap_px)));
+    wxFlexGridSizer* grid = addGrid(this, box);
+    const char* tooltip = "Hexadecimal: 3 digits for a standard identifier, 8 for an extended one";
+    addLabelled(grid, inside, "Filter 1:", CanField::filter1, tooltip);
+    addLabelled(grid, inside, "Filter 2:", CanField::filter2, tooltip);
+    addLabelled(grid, inside, "Mask:", CanField::mask,
+                "Hexadecimal: the bits in which a frame must match a filter; 0 takes every frame");
+    return box;
+}
+
+// ---- The controls' texts ----
+
+std::string CanSettingsPanel::text(CanField field) const {
+    const wxWindow* control = window(field);
+    if (const auto* choice = dynamic_cast<const wxChoice*>(control))
+        return choice->GetStringSelection().utf8_string();
+    if (const auto* spin = dynamic_cast<const wxSpinCtrl*>(control)) return std::to_string(spin->GetValue());
+    if (const auto* entry = dynamic_cast<const wxTextCtrl*>(control)) return entry->GetValue().utf8_string();
+    const auto* box = dynamic_cast<const wxCheckBox*>(control);
+    const bool on = box != nullptr ? box->GetValue() : static_cast<const wxRadioButton*>(control)->GetValue();
+    return on ? "true" : "false";
+}
+
+void CanSettingsPanel::show(CanField field, const std::string& text) {
+    wxWindow* control = window(field);
+    const wxString shown = wxString::FromUTF8(text);
+    if (auto* choice = dynamic_cast<wxChoice*>(control))
+        choice->SetSelection(choice->FindString(shown, true));
+    else if (auto* spin = dynamic_cast<wxSpinCtrl*>(control))
+        spin->SetValue(wxAtoi(shown));
+    else if (auto* entry = dynamic_cast<wxTextCtrl*>(control))
+        entry->ChangeValue(shown);
+    else if (auto* box = dynamic_cast<wxCheckBox*>(control))
+        box->SetValue(text == "true");
+    else if (text == "true")
+        static_cast<wxRadioButton*>(control)->SetValue(true);
+}
+
+CanForm CanSettingsPanel::form() const {
+    CanForm form;
+    for (size_t i = 0; i < oabr::can_field_count; ++i)
+        form[static_cast<CanField>(i)] = text(static_cast<CanField>(i));
+    return form;
+}
+
+void CanSettingsPanel::showForm(const CanForm& form) {
+    for (size_t i = 0; i < oabr::can_field_count; ++i)
+        show(static_cast<CanField>(i), form[static_cast<CanField>(i)]);
+    failure_.clear();
+    showCheck(check());
+}
+
+std::string CanSettingsPanel::load(const CanForm& form) {
+    const CanCheck check = checkForm(form, device_);
+    if (!check.faults.empty())
+        return std::string(canFieldName(check.faults[0].field)) + ": " + check.faults[0].text;
+    showForm(formOf(check.block));
+    SetAllRegisters();
+    noteChange();
+    return {};
+}
+
+// ---- Edits ----
+
+void CanSettingsPanel::OnValueChangedEvent(wxCommandEvent& event) {
+    const int index = event.GetId() - ID_FIELD;
+    if (index < 0 || index >= static_cast<int>(oabr::can_field_count)) return event.Skip();
+    edited(static_cast<CanField>(index));
+}
+
+void CanSettingsPanel::edited(CanField field) {
+    if (field == CanField::baud_rate)
+        useRate();
+    else if (isOneOf(field, timing_fields)) {
+        const auto rate = calculatedRate(check().block.speed);
+        show(CanField::baud_rate, rate ? rate->label : oabr::can_custom_rate);
+    }
+    noteChange();
+    apply();
+}
+
+void CanSettingsPanel::typed(CanField) {
+    failure_.clear();
+    showCheck(check());
+    noteChange();
+}
+
+void CanSettingsPanel::leftText(CanField field) {
+    if (!IsThisEnabled() || text(field) == formOf(device_)[field]) return;
+    if (isOneOf(field, number_fields) && !check().faultOf(field).empty()) show(field, formOf(device_)[field]);
+    apply();
+}
+
+void CanSettingsPanel::useRate() {
+    for (const oabr::CanRate& rate : oabr::can_rates) {
+        can_speed speed{};
+        if (text(CanField::baud_rate) == rate.label &&
+            can_calc_params(can_oscillator_hz, rate.bits_per_second, 1, &speed) == 0) {
+            speed.cnf3_upper = check().block.speed.cnf3_upper;
+            showTiming(speed);
+        }
+    }
+}
+
+void CanSettingsPanel::useExact() {
+    const auto better = betterTiming(check().block.speed);
+    if (!better) return;
+    showTiming(*better);
+    show(CanField::baud_rate, oabr::can_custom_rate);
+    noteChange();
+    apply();
+}
+
+void CanSettingsPanel::showTiming(const can_speed& speed) {
+    CanBlock block = device_;
+    block.speed = speed;
+    const CanForm form = formOf(block);
+    for (const CanField field : timing_fields)
+        show(field, form[field]);
+}
+
+void CanSettingsPanel::showCheck(const CanCheck& check) {
+    enableFields();
+    wxString remarks;
+    for (size_t i = 0; i < oabr::can_field_count; ++i) {
+        const auto field = static_cast<CanField>(i);
+        const bool wrong = !check.faultOf(field).empty();
+        window(field)->SetForegroundColour(colourOf(wrong));
+        window(field)->Refresh();
+    }
+    for (const auto& [field, text] : check.faults)
+        remarks += shownName(window(field)) + ": " + wxString::FromUTF8(text) + ".\n";
+    if (!check.faults.empty()) remarks += "Nothing of this page is sent or stored until that is put right.\n";
+    for (const auto& [field, text] : check.warnings)
+        remarks += "Note: " + shownName(window(field)) + ": " + wxString::FromUTF8(text) + ".\n";
+    remarks += wxString::FromUTF8(failure_);
+    remarks_->SetForegroundColour(colourOf(!check.faults.empty() || !failure_.empty()));
+    remarks_->SetLabelText(remarks);
+    remarks_->Wrap(remarks_->GetSize().x);
+
+    // Over two lines, so that it fits beside the other column.
+    wxString timing = describeTiming(check.block.speed);
+    timing.Replace(", sample", ",\nsample");
+    timing_->SetLabelText(timing);
+    const auto better = betterTiming(check.block.speed);
+    offer_->SetLabelText(
+        better ? wxString::Format("The setting misses %s by %.2f %%.\nExact: prescaler %d, %d TQ",
+                                  canTiming(check.block.speed).target->label,
+                                  100 * canTiming(check.block.speed).error, better->prescaler + 1,
+                                  canTiming(*better).quanta)
+               : wxString());
+    offer_->Show(better.has_value());
+    use_exact_->Show(better.has_value());
+    window(CanField::baud_rate)->GetGrandParent()->Layout();
+    Layout();
+}
+
+void CanSettingsPanel::enableFields() {
+    window(CanField::phase_segment2)->Enable(text(CanField::own_phase) == "true");
+}
+
+// ---- The device ----
+
+void CanSettingsPanel::apply() {
+    const CanCheck now = check();
+    failure_.clear();
+    if (now.faults.empty() && IsThisEnabled()) failure_ = send(now.block, Send::changed);
+    showCheck(now);
+}
+
+void CanSettingsPanel::SetAllRegisters() {
+    const CanCheck now = check();
+    if (!now.faults.empty()) return showCheck(now);
+    const Activity activity(this, "Writing");
+    failure_ = send(now.block, Send::everything);
+    showCheck(now);
+}
+
+std::string CanSettingsPanel::send(const CanBlock& block, Send what) {
+    const wxBusyCursor busy;
+    std::string refused;
+    {
+        const comm_run run;
+        const auto step = [&](bool changed, const char* name, auto request, auto taken) {
+            if (!changed && what == Send::changed) return;
+            if (request() == req_ok)
+                taken();
+            else
+                refused += (refused.empty() ? "" : ", ") + std::string(name);
+        };
+        const auto takeExtra = [&](size_t first, size_t end) {
+            std::copy(block.extra.begin() + static_cast<std::ptrdiff_t>(first),
+                      block.extra.begin() + static_cast<std::ptrdiff_t>(end),
+                      device_.extra.begin() + static_cast<std::ptrdiff_t>(first));
+        };
+        step(
+            !sameBytes(block.speed, device_.speed), "bit timing", [&] { return can_set_speed(&block.speed); },
+            [&] { device_.speed = block.speed; });
+        step(
+            !sameBytes(block.filter, device_.filter), "receive filter",
+            [&] { return can_set_filter_mask(&block.filter); }, [&] { device_.filter = block.filter; });
+        step(
+            block.wakeupFlag() != device_.wakeupFlag() ||
+                block.wakeupIdentifier() != device_.wakeupIdentifier(),
+            "wake-up frame", [&] { return can_set_wakeup(block.wakeupIdentifier(), block.wakeupFlag()); },
+            [&] { takeExtra(2, 8); });
+        step(
+            block.ethernetWakeup() != device_.ethernetWakeup() ||
+                block.ethernetThreshold() != device_.ethernetThreshold(),
+            "Ethernet wake-up",
+            [&] { return set_eth_wakeup(block.ethernetWakeup(), block.ethernetThreshold()); },
+            [&] { takeExtra(12, 16); });
+        step(
+            block.lifecycleMode() != device_.lifecycleMode(), "wake-up mode",
+            [&] { return can_set_lcmode(block.lifecycleMode()); }, [&] { takeExtra(0, 1); });
+        takeExtra(8, 10);  // the traffic time is only stored
+    }
+    if (!refused.empty()) return "The device did not take: " + refused + ".";
+    // Outside the run, for a request of the mode always ends as one that timed out.
+    return block.canMode() == device_.canMode() ? "" : sendMode(block.canMode());
+}
+
+std::string CanSettingsPanel::sendMode(uint8_t mode) {
+    (void)can_set_mode(mode);
+    uint8_t actual = 0;
+    if (can_get_mode(&actual) != req_ok) return "The device did not say which CAN mode it is in.";
+    device_.extra[1] = actual;
+    if (actual == mode) return {};
+    const std::string label = formOf(device_)[CanField::can_mode];
+    return "The device did not change its CAN mode; it is " + (label.empty() ? "an unknown one" : label) +
+           ".";
+}
+
+bool CanSettingsPanel::readDevice(CanBlock* block) {
+    const comm_run run;
+    const int stored = can_load_cfg_from_e2p(&block->speed, &block->filter, block->extra.data());
+    if (stored != 0 && stored != can_cfg_bad_crc) return false;
+    if (can_get_speed(&block->speed) != req_ok || can_get_filter_mask(&block->filter) != req_ok) return false;
+    uint32_t identifier = 0, wakeup = 0, threshold = 0;
+    uint8_t flag = 0, lifecycle = 0, mode = 0;
+    if (can_get_wakeup(&identifier, &flag) != req_ok || can_get_mode(&mode) != req_ok) return false;
+    get_eth_wakeup(&wakeup, &threshold);
+    can_get_lcmode(&lifecycle);
+    setLiveValues(block, lifecycle, mode, flag, wakeup, threshold);
+    put_le32(&block->extra[4], identifier);
+    return !run.timed_out();
+}
+
+void CanSettingsPanel::ReadAllRegisters() {
+    if (!needsRead()) return;
+    const Activity activity(this, "Reading");
+    CanBlock read = oabr::defaultCanBlock();
+    if (!readDevice(&read)) {
+        failure_ = "The settings could not be read from the device.";
+        return showCheck(check());
+    }
+    device_ = read;
+    showForm(formOf(read));
+    setNeedsRead(false);
+}
+
+StoreStep CanSettingsPanel::StoreBesideRecords() {
+    const CanCheck now = check();
+    if (!now.faults.empty()) {
+        const auto& [field, text] = now.faults[0];
+        return {(GetName() + ", " + shownName(window(field)) + ": ").utf8_string() + text + ".", nullptr};
+    }
+    apply();  // a text that is still being edited
+    return {{}, [block = now.block] { return storeBlock(block); }};
+}
+
+void CanSettingsPanel::OnDeviceConnected(wxThreadEvent& event) {
+    OABRControlFrame::OnDeviceConnected(event);
+    CanTraceWindow::setConnected(true);
+}
+
+void CanSettingsPanel::OnDeviceDisConnected(wxThreadEvent& event) {
+    OABRControlFrame::OnDeviceDisConnected(event);
+    CanTraceWindow::setConnected(false);
+}
+
+}  // namespace kovgui

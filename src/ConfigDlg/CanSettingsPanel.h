@@ -1,0 +1,80 @@
+#pragma once
+
+#include <array>
+#include <string>
+
+#include "src/Controls/OABRControlFrame.h"
+#include "src/OABR-Switch/can_settings.h"
+
+class wxButton;
+class wxRadioButton;
+class wxSizer;
+class wxStaticText;
+
+namespace kovgui {
+
+/// The page of the CAN controller and of what makes the device sleep and wake. Its values are read together
+/// and checked at every edit; while one is wrong none is sent and none is stored.
+class CanSettingsPanel : public controls::OABRControlFrame {
+public:
+    /// The control of a field has the identifier ID_FIELD + field.
+    enum Id { ID_FIELD = 1500, ID_USE_EXACT = 1540, ID_TRACE };
+    static int idOf(oabr::CanField field) { return ID_FIELD + static_cast<int>(field); }
+
+    explicit CanSettingsPanel(wxWindow* parent);
+
+    /// Sends everything; the CAN mode, which costs a second, only where it differs from the device's.
+    void SetAllRegisters() override;
+    void ReadAllRegisters() override;
+    controls::StoreStep StoreBesideRecords() override;
+    void OnDeviceConnected(wxThreadEvent& event) override;
+    void OnDeviceDisConnected(wxThreadEvent& event) override;
+    void OnValueChangedEvent(wxCommandEvent& event) override;
+
+    /// What the page shows.
+    oabr::CanForm form() const;
+    /// Shows the texts of a form, sends them and notes the change.
+    /// @return what is wrong with them, in words; then the page is as it was
+    std::string load(const oabr::CanForm& form);
+
+private:
+    enum class Send { changed, everything };
+
+    wxSizer* buildTiming(wxWindow* parent);
+    wxSizer* buildLifeCycle(wxWindow* parent);
+    wxSizer* buildFilter(wxWindow* parent);
+    template <typename Control>
+    Control* enterField(oabr::CanField field, Control* control, const char* tooltip);
+    void addLabelled(wxSizer* grid, wxWindow* parent, const char* label, oabr::CanField field,
+                     const char* tooltip);
+
+    wxWindow* window(oabr::CanField field) const { return windows_[static_cast<size_t>(field)]; }
+    std::string text(oabr::CanField field) const;
+    void show(oabr::CanField field, const std::string& text);
+    void showForm(const oabr::CanForm& form);
+    oabr::CanCheck check() const { return oabr::checkForm(form(), device_); }
+
+    void edited(oabr::CanField field);
+    void typed(oabr::CanField field);
+    void leftText(oabr::CanField field);
+    void useRate();
+    void useExact();
+    void showTiming(const can_speed& speed);
+    void showCheck(const oabr::CanCheck& check);
+    void enableFields();
+    void apply();
+    std::string send(const oabr::CanBlock& block, Send what);
+    std::string sendMode(uint8_t mode);
+    bool readDevice(oabr::CanBlock* block);
+
+    std::array<wxWindow*, oabr::can_field_count> windows_{};
+    wxStaticText* timing_ = nullptr;
+    wxStaticText* remarks_ = nullptr;
+    wxStaticText* offer_ = nullptr;
+    wxButton* use_exact_ = nullptr;
+
+    oabr::CanBlock device_ = oabr::defaultCanBlock();  // what the device was last seen to hold
+    std::string failure_;                              // of the last sending
+};
+
+}  // namespace kovgui
