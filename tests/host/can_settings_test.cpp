@@ -126,7 +126,7 @@ TEST(CanSettings, WhatThePageDoesNotShowStays) {
     base.speed.cnf3_upper = 2;  // the clock output
     const CanCheck check = checkForm(otherForm(), base);
     EXPECT_EQ(check.block.filter.mode1, 3);
-    EXPECT_EQ(check.block.filter.words1[4], 0x7FFu);
+    EXPECT_EQ(uint32_t{check.block.filter.words1[4]}, 0x7FFu);  // a copy: the record is packed
     EXPECT_EQ(check.block.speed.cnf3_upper, 3);
 }
 
