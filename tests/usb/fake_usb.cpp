@@ -1,0 +1,673 @@
+#include "tests/usb/fake_usb.h"
+
+#include <fcntl.h>
+#include <linux/usbdevice_fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <umockdev.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+#include <utility>
+
+namespace fake_usb {
+
+namespace {
+
+constexpr uint16_t vendor = 0x0403;
+constexpr uint8_t in_endpoint = 0x81;
+constexpr size_t packet_size = 64;
+constexpr size_t status_bytes = 2;
+
+enum Request : uint8_t {
+    request_reset = 0x00,
+    request_flow = 0x02,
+    request_baud = 0x03,
+    request_latency = 0x09,
+    request_bit_mode = 0x0B,
+    request_pins = 0x0C,
+};
+
+constexpr uint8_t device_descriptor[] = {18,   1,    0x00, 0x02, 0,    0, 0, 8, 0x03,
+                                         0x04, 0x80, 0x7F, 0x00, 0x06, 1, 2, 3, 1};
+constexpr size_t product_at = 10;
+constexpr uint8_t configuration[] = {9,    2, 32, 0, 1,    1, 0,  0xA0, 45, 9, 4, 0,    0, 2,  0xFF, 0xFF,
+                                     0xFF, 2, 7,  5, 0x81, 2, 64, 0,    0,  7, 5, 0x02, 2, 64, 0,    0};
+
+std::string descriptors(uint16_t product) {
+    std::string bytes(reinterpret_cast<const char*>(device_descriptor), sizeof device_descriptor);
+    bytes[product_at] = static_cast<char>(product);
+    bytes[product_at + 1] = static_cast<char>(product >> 8);
+    return bytes.append(reinterpret_cast<const char*>(configuration), sizeof configuration);
+}
+
+std::string hex(const std::string& bytes) {
+    std::string text;
+    char pair[3];
+    for (const char byte : bytes) {
+        std::snprintf(pair, sizeof pair, "%02X", static_cast<unsigned char>(byte));
+        text += pair;
+    }
+    return text;
+}
+
+/// The rate of a divisor: eighths in the bits 14 and 15 of the value and bit 0 of the index.
+double rateOf(uint16_t value, uint16_t index) {
+    constexpr int eighths[] = {0, 4, 2, 1, 3, 5, 6, 7};
+    const int whole = value & 0x3FFF;
+    const int part = eighths[value >> 14 | (index & 1) << 2];
+    if (whole == 0) return 3e6;
+    if (whole == 1) return 2e6;
+    return 3e6 / (whole + part / 8.0);
+}
+
+uint32_t usualRate(double rate) {
+    for (const uint32_t usual : {9600u, 19200u, 230400u})
+        if (std::abs(rate - usual) < usual * 0.02) return usual;
+    return static_cast<uint32_t>(rate);
+}
+
+uint16_t get16(const uint8_t* at) {
+    return static_cast<uint16_t>(at[0] | at[1] << 8);
+}
+
+}  // namespace
+
+void enterFakeUsb(char** arguments) {
+    const std::string library = "libumockdev-preload.so.0";
+    const auto variable = [](const char* name) {
+        const char* const value = std::getenv(name);
+        return std::string(value ? value : "");
+    };
+    if (variable("LD_PRELOAD").find(library) != std::string::npos) return;
+    setenv("LD_PRELOAD", (library + ":" + variable("LD_PRELOAD")).c_str(), 1);
+    setenv("ASAN_OPTIONS", (variable("ASAN_OPTIONS") + ":verify_asan_link_order=0").c_str(), 1);
+    std::signal(SIGHUP, SIG_IGN);  // of the terminal that an unplugged node was
+    execv("/proc/self/exe", arguments);
+    std::perror("cannot start anew");
+    std::exit(1);
+}
+
+void ScriptedLine::write(std::span<const uint8_t> bytes) {
+    if (!answer) return;
+    const std::string reply = answer(std::string(bytes.begin(), bytes.end()));
+    give({reinterpret_cast<const uint8_t*>(reply.data()), reply.size()});
+}
+
+void ScriptedLine::setBitMode(uint8_t mask, uint8_t mode) {
+    bits_ = mode == 0x20 ? mask : 0xF1;
+}
+
+/// A transfer that the host has submitted.
+struct Converter::Urb {
+    explicit Urb(UMockdevIoctlData* submitted)
+        : data(UMOCKDEV_IOCTL_DATA(g_object_ref(submitted))),
+          head(reinterpret_cast<usbdevfs_urb*>(submitted->data)) {
+        if (head->buffer_length == 0) return;
+        UMockdevIoctlData* const content = umockdev_ioctl_data_resolve(
+            data, offsetof(usbdevfs_urb, buffer), static_cast<gsize>(head->buffer_length), nullptr);
+        buffer = {content->data, static_cast<size_t>(head->buffer_length)};
+        g_object_unref(content);  // `data` holds it
+    }
+    ~Urb() { g_object_unref(data); }
+    Urb(const Urb&) = delete;
+    Urb& operator=(const Urb&) = delete;
+    bool isRead() const { return head->type == USBDEVFS_URB_TYPE_BULK && head->endpoint == in_endpoint; }
+
+    UMockdevIoctlData* data;
+    usbdevfs_urb* head;
+    std::span<uint8_t> buffer;
+};
+
+/// A node that a program has opened.
+struct Converter::Client {
+    std::deque<std::unique_ptr<Urb>> under_way;
+    std::deque<std::unique_ptr<Urb>> to_reap;
+};
+
+Converter::Converter(Bus& bus, Identity identity, std::unique_ptr<LineEnd> line)
+    : bus_(bus),
+      identity_(std::move(identity)),
+      address_(++bus.last_address_),
+      line_(line ? std::move(line) : std::make_unique<ScriptedLine>()),
+      kernel_driver_(identity_.kernel_driver) {
+    line_->give = [this](std::span<const uint8_t> bytes) {
+        incoming_.insert(incoming_.end(), bytes.begin(), bytes.end());
+        moveBytes();
+    };
+
+    // libusb waits on the node for writability (something to reap) and for an error (unplugged). A terminal
+    // can say both: by stopping its output, and by a hang-up.
+    master_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (master_ < 0 || grantpt(master_) || unlockpt(master_)) throw std::runtime_error("no pseudo-terminal");
+    const std::string terminal = ptsname(master_);
+    slave_ = open(terminal.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    tcflow(slave_, TCOOFF);
+
+    char name[64];
+    std::snprintf(name, sizeof name, "/dev/bus/usb/001/%03d", address_);
+    node_ = name;
+    std::snprintf(name, sizeof name, "%d", address_);
+    const std::string number = name;
+    device_path_ = "/devices/usb1/1-" + number;
+    g_mkdir_with_parents((bus_.root_ + "/dev/bus/usb/001").c_str(), 0755);
+    if (symlink(terminal.c_str(), (bus_.root_ + node_).c_str()) != 0) throw std::runtime_error("no node");
+
+    handler_ = umockdev_ioctl_base_new();
+    g_signal_connect(handler_, "handle-ioctl", G_CALLBACK(&Converter::onIoctl), this);
+    g_signal_connect(handler_, "client-connected", G_CALLBACK(&Converter::onConnected), this);
+    attached_ = umockdev_testbed_attach_ioctl(bus_.testbed_, node_.c_str(), handler_, nullptr);
+    life_ = std::thread([this] { run(); });
+
+    std::string record =
+        "P: " + device_path_ + "\nE: DEVNAME=" + node_ +
+        "\nE: DEVTYPE=usb_device\nE: SUBSYSTEM=usb\nA: busnum=1\\n\nA: devnum=" + number +
+        "\\n\nA: speed=12\\n\nA: bConfigurationValue=1\\n\nA: product=" + identity_.description +
+        "\\n\nH: descriptors=" + hex(descriptors(identity_.product)) + "\n";
+    if (identity_.serial_in_sysfs) record += "A: serial=" + identity_.serial + "\\n\n";
+    if (!umockdev_testbed_add_from_string(bus_.testbed_, record.c_str(), nullptr))
+        throw std::runtime_error("no device:\n" + record);
+}
+
+Converter::~Converter() {
+    {
+        std::lock_guard lock(mutex_);
+        ending_ = true;
+        changed_.notify_all();
+    }
+    life_.join();
+    g_object_unref(handler_);
+}
+
+void Converter::unplug() {
+    {
+        std::lock_guard lock(mutex_);
+        if (unplugged_) return;
+        unplugged_ = true;
+        line_->close();
+        for (auto& [key, client] : clients_)
+            while (!client->under_way.empty()) {
+                auto urb = std::move(client->under_way.front());
+                client->under_way.pop_front();
+                finish(*client, std::move(urb), -ESHUTDOWN);
+            }
+        close(master_);
+        close(slave_);
+        changed_.notify_all();
+    }
+    umockdev_testbed_uevent(bus_.testbed_, ("/sys" + device_path_).c_str(), "remove");
+    umockdev_testbed_remove_device(bus_.testbed_, ("/sys" + device_path_).c_str());
+    unlink((bus_.root_ + node_).c_str());
+}
+
+void Converter::forbid() {
+    // As in the real /sys, everybody may read what the system knows.
+    using namespace std::filesystem;
+    constexpr perms everybody =
+        perms::group_read | perms::group_exec | perms::others_read | perms::others_exec;
+    permissions(bus_.root_, everybody, perm_options::add);
+    for (const auto& entry : recursive_directory_iterator(bus_.root_ + "/sys"))
+        if (!entry.is_symlink()) permissions(entry.path(), everybody, perm_options::add);
+    permissions(bus_.root_ + "/ioctl/" + node_, perms::all);  // the emulation's own
+    fchmod(slave_, 0600);
+}
+
+void Converter::give(std::span<const uint8_t> bytes) {
+    std::lock_guard lock(mutex_);
+    line_->give(bytes);
+}
+
+void Converter::give(const std::string& bytes) {
+    give({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
+}
+
+void Converter::setStatus(uint8_t modem, uint8_t line) {
+    std::lock_guard lock(mutex_);
+    modem_ = modem;
+    line_status_ = line;
+}
+
+void Converter::stall(bool yes) {
+    std::lock_guard lock(mutex_);
+    stalled_ = yes;
+    moveBytes();
+}
+
+void Converter::failTransfers(bool yes) {
+    std::lock_guard lock(mutex_);
+    failing_ = yes;
+    moveBytes();
+}
+
+std::string Converter::written() const {
+    std::lock_guard lock(mutex_);
+    return written_;
+}
+
+bool Converter::waitWritten(size_t bytes, std::chrono::milliseconds limit) const {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, limit, [&] { return written_.size() >= bytes; });
+}
+
+bool Converter::waitReads(size_t at_least, std::chrono::milliseconds limit) const {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, limit, [&] {
+        size_t reads = 0;
+        for (const auto& [key, client] : clients_)
+            for (const auto& urb : client->under_way)
+                reads += urb->isRead();
+        return reads >= at_least;
+    });
+}
+
+bool Converter::waitSending(std::chrono::milliseconds limit) const {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, limit, [&] {
+        return std::any_of(clients_.begin(), clients_.end(), [](const auto& each) {
+            const auto& urbs = each.second->under_way;
+            return std::any_of(urbs.begin(), urbs.end(), [](const auto& urb) { return !urb->isRead(); });
+        });
+    });
+}
+
+size_t Converter::sends() const {
+    std::lock_guard lock(mutex_);
+    return sends_;
+}
+
+std::vector<std::string> Converter::requests() const {
+    std::lock_guard lock(mutex_);
+    return requests_;
+}
+
+void Converter::clearRequests() {
+    std::lock_guard lock(mutex_);
+    requests_.clear();
+}
+
+double Converter::rate() const {
+    std::lock_guard lock(mutex_);
+    return rate_;
+}
+
+bool Converter::claimed() const {
+    std::lock_guard lock(mutex_);
+    return owner_ != nullptr;
+}
+
+bool Converter::waitFree(std::chrono::milliseconds limit) const {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, limit, [this] { return !owner_; });
+}
+
+bool Converter::kernelDriver() const {
+    std::lock_guard lock(mutex_);
+    return kernel_driver_;
+}
+
+int Converter::opened() const {
+    std::lock_guard lock(mutex_);
+    return opened_;
+}
+
+int Converter::resets() const {
+    std::lock_guard lock(mutex_);
+    return resets_;
+}
+
+std::vector<int> Converter::readSizes() const {
+    std::lock_guard lock(mutex_);
+    std::vector<int> sizes;
+    for (const auto& [key, client] : clients_)
+        for (const auto& urb : client->under_way)
+            if (urb->isRead()) sizes.push_back(urb->head->buffer_length);
+    return sizes;
+}
+
+void Converter::onConnected(UMockdevIoctlBase*, UMockdevIoctlClient* client, void* self_pointer) {
+    auto& self = *static_cast<Converter*>(self_pointer);
+    std::lock_guard lock(self.mutex_);
+    ++self.opened_;
+    self.clients_[client] = std::make_unique<Client>();
+    // A client goes when its program has closed the node; nothing else tells.
+    g_object_weak_ref(G_OBJECT(client), &Converter::onVanished, self_pointer);
+}
+
+void Converter::onVanished(void* self_pointer, GObject* object) {
+    auto& self = *static_cast<Converter*>(self_pointer);
+    auto* const client = reinterpret_cast<UMockdevIoctlClient*>(object);
+    std::lock_guard lock(self.mutex_);
+    if (self.owner_ == client) self.letGo(*self.clients_[client]);
+    self.clients_.erase(client);
+    self.updateNode();
+    self.changed_.notify_all();
+}
+
+/// The lock is held in everything from here on.
+
+int Converter::onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, void* self_pointer) {
+    auto& self = *static_cast<Converter*>(self_pointer);
+    std::lock_guard lock(self.mutex_);
+    const int result = self.answer(client);
+    if (result == -EBUSY) {
+        g_object_ref(client);
+        self.refused_.push_back({client, Clock::now() + std::chrono::milliseconds(50)});
+        self.changed_.notify_all();
+        return TRUE;
+    }
+    umockdev_ioctl_client_complete(client, result < 0 ? -1 : result, result < 0 ? -result : 0);
+    self.changed_.notify_all();
+    return TRUE;
+}
+
+/// @return the ioctl's result, or the error as a negative number
+int Converter::answer(UMockdevIoctlClient* from) {
+    const auto found = clients_.find(from);
+    if (found == clients_.end()) return -ENODEV;
+    Client& client = *found->second;
+    const unsigned long request = umockdev_ioctl_client_get_request(from);
+    UMockdevIoctlData* const argument = umockdev_ioctl_client_get_arg(from);
+    if (unplugged_ && request != USBDEVFS_REAPURBNDELAY) return -ENODEV;
+    if (request == USBDEVFS_DISCARDURB)
+        return discard(client, *reinterpret_cast<unsigned long*>(argument->data));
+
+    const size_t size = request >> _IOC_SIZESHIFT & ((1u << _IOC_SIZEBITS) - 1);
+    UMockdevIoctlData* const data = size ? umockdev_ioctl_data_resolve(argument, 0, size, nullptr) : nullptr;
+    const std::unique_ptr<UMockdevIoctlData, decltype(&g_object_unref)> owner(
+        data, reinterpret_cast<decltype(&g_object_unref)>(&g_object_unref));
+    switch (request) {
+        case USBDEVFS_GET_CAPABILITIES: {
+            const uint32_t capabilities = USBDEVFS_CAP_ZERO_PACKET | USBDEVFS_CAP_NO_PACKET_SIZE_LIM |
+                                          USBDEVFS_CAP_REAP_AFTER_DISCONNECT;
+            std::memcpy(data->data, &capabilities, sizeof capabilities);
+            return 0;
+        }
+        case USBDEVFS_GETDRIVER:
+            if (!kernel_driver_) return -ENODATA;
+            std::strcpy(reinterpret_cast<usbdevfs_getdriver*>(data->data)->driver, "ftdi_sio");
+            return 0;
+        case USBDEVFS_DISCONNECT_CLAIM:
+            if (owner_ && owner_ != from) return -EBUSY;
+            kernel_driver_ = false;
+            [[fallthrough]];
+        case USBDEVFS_CLAIMINTERFACE:
+            if (kernel_driver_ || (owner_ && owner_ != from)) return -EBUSY;
+            owner_ = from;
+            line_->open();
+            return 0;
+        case USBDEVFS_RELEASEINTERFACE:
+            if (owner_ != from) return -EINVAL;
+            letGo(client);
+            return 0;
+        case USBDEVFS_IOCTL:
+            kernel_driver_ = reinterpret_cast<usbdevfs_ioctl*>(data->data)->ioctl_code ==
+                             static_cast<int>(USBDEVFS_CONNECT);
+            return 0;
+        case USBDEVFS_RESET:
+            ++resets_;
+            return 0;
+        case USBDEVFS_CLEAR_HALT:
+        case USBDEVFS_SETCONFIGURATION:
+            return 0;
+        case USBDEVFS_SUBMITURB:
+            return submit(from, client, data);
+        case USBDEVFS_REAPURBNDELAY:
+            return reap(client, data);
+        default:
+            return -ENOTTY;
+    }
+}
+
+void Converter::letGo(Client& client) {
+    owner_ = nullptr;
+    client.under_way.clear();
+    if (!unplugged_) line_->close();
+}
+
+int Converter::submit(UMockdevIoctlClient* from, Client& client, UMockdevIoctlData* data) {
+    auto urb = std::make_unique<Urb>(data);
+    if (urb->head->type == USBDEVFS_URB_TYPE_CONTROL) {
+        constexpr size_t setup_bytes = 8;
+        int length = 0;
+        const int status = control(urb->buffer.first(setup_bytes), urb->buffer.subspan(setup_bytes), &length);
+        urb->head->actual_length = length;
+        finish(client, std::move(urb), status);
+        return 0;
+    }
+    if (owner_ != from) return -EINVAL;
+    client.under_way.push_back(std::move(urb));
+    moveBytes();
+    return 0;
+}
+
+int Converter::discard(Client& client, unsigned long address) {
+    auto& urbs = client.under_way;
+    const auto found = std::find_if(
+        urbs.begin(), urbs.end(), [address](const auto& each) { return each->data->client_addr == address; });
+    if (found == urbs.end()) return -EINVAL;
+    auto urb = std::move(*found);
+    urbs.erase(found);
+    finish(client, std::move(urb), -ENOENT);
+    return 0;
+}
+
+int Converter::reap(Client& client, UMockdevIoctlData* data) {
+    if (client.to_reap.empty()) return unplugged_ ? -ENODEV : -EAGAIN;
+    umockdev_ioctl_data_set_ptr(data, 0, client.to_reap.front()->data);
+    client.to_reap.pop_front();
+    updateNode();
+    return 0;
+}
+
+void Converter::finish(Client& client, std::unique_ptr<Urb> urb, int status) {
+    urb->head->status = status;
+    client.to_reap.push_back(std::move(urb));
+    updateNode();
+}
+
+/// Says to libusb whether there is something to reap.
+void Converter::updateNode() {
+    if (unplugged_) return;
+    const bool ready = std::any_of(clients_.begin(), clients_.end(),
+                                   [](const auto& each) { return !each.second->to_reap.empty(); });
+    if (ready == ready_) return;
+    ready_ = ready;
+    tcflow(slave_, ready ? TCOON : TCOOFF);
+}
+
+/// @return 0, or a negative error
+int Converter::control(std::span<const uint8_t> setup, std::span<uint8_t> data, int* length) {
+    constexpr uint8_t vendor_out = 0x40, vendor_in = 0xC0, standard_in = 0x80, get_descriptor = 6, text = 3;
+    const uint8_t request = setup[1];
+    const uint16_t value = get16(&setup[2]);
+    const uint16_t index = get16(&setup[4]);
+    if (failing_) return -EPROTO;
+    if (setup[0] == standard_in && request == get_descriptor && value >> 8 == text) {
+        *length = string(static_cast<uint8_t>(value), data);
+        return *length < 0 ? -EPIPE : 0;
+    }
+    if (setup[0] == vendor_in && request == request_pins && !data.empty()) {
+        data[0] = static_cast<uint8_t>(line_->bitMode() & (identity_.reports_directions ? 0xFF : 0x0F));
+        *length = 1;
+        return 0;
+    }
+    if (setup[0] != vendor_out) return -EPIPE;
+    char note[32];
+    std::snprintf(note, sizeof note, "%x %x %x", request, value, index);
+    requests_.push_back(note);
+    vendorRequest(request, value, index);
+    return 0;
+}
+
+void Converter::vendorRequest(uint8_t request, uint16_t value, uint16_t index) {
+    constexpr uint16_t sio_reset = 0, drop_to_line = 1, drop_to_host = 2;
+    switch (request) {
+        case request_reset:
+            if (value == sio_reset || value == drop_to_host) incoming_.clear();
+            if (value == drop_to_host) line_->purge(1);
+            if (value == drop_to_line) line_->purge(2);
+            break;
+        case request_flow:
+            line_->setFlow(index & 0xFF00, static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8));
+            break;
+        case request_baud:
+            rate_ = rateOf(value, index);
+            line_->setBaud(usualRate(rate_));
+            break;
+        case request_latency:
+            latency_ = std::chrono::milliseconds(std::max(value & 0xFF, 1));
+            line_->setLatency(static_cast<uint8_t>(value));
+            break;
+        case request_bit_mode:
+            line_->setBitMode(static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8));
+            break;
+        default:
+            break;
+    }
+}
+
+/// @return the descriptor's length, or -1 when there is none
+int Converter::string(uint8_t number, std::span<uint8_t> data) const {
+    constexpr uint8_t text_descriptor = 3;
+    std::string out = {0, text_descriptor, 0x09, 0x04};  // the languages
+    if (number > 0) {
+        const std::string texts[] = {"OABR", identity_.description, identity_.serial};
+        if (number > std::size(texts)) return -1;
+        out.resize(2);
+        for (const char c : texts[number - 1])
+            out += {c, '\0'};
+    }
+    out[0] = static_cast<char>(out.size());
+    const size_t count = std::min(out.size(), data.size());
+    std::copy_n(out.begin(), count, data.begin());
+    return static_cast<int>(count);
+}
+
+/// Serves the transfers that are under way, in order.
+void Converter::moveBytes() {
+    const auto found = clients_.find(owner_);
+    if (unplugged_ || found == clients_.end()) return;
+    Client& client = *found->second;
+    for (auto next = client.under_way.begin(); next != client.under_way.end();) {
+        const bool read = (*next)->isRead();
+        if (!failing_ && (read ? incoming_.empty() : stalled_)) {
+            ++next;
+            continue;
+        }
+        auto urb = std::move(*next);
+        next = client.under_way.erase(next);
+        if (failing_) {
+            finish(client, std::move(urb), -EPROTO);
+        } else if (read) {
+            size_t filled = 0;
+            size_t count = packet_size;
+            while (count == packet_size && filled + packet_size <= urb->buffer.size()) {
+                count = std::min(packet_size, status_bytes + incoming_.size());
+                urb->buffer[filled] = modem_;
+                urb->buffer[filled + 1] = line_status_;
+                std::copy_n(incoming_.begin(), count - status_bytes,
+                            urb->buffer.begin() + static_cast<std::ptrdiff_t>(filled + status_bytes));
+                incoming_.erase(incoming_.begin(),
+                                incoming_.begin() + static_cast<std::ptrdiff_t>(count - status_bytes));
+                filled += count;
+            }
+            urb->head->actual_length = static_cast<int>(filled);
+            last_packet_ = Clock::now();
+            finish(client, std::move(urb), 0);
+        } else {
+            ++sends_;
+            urb->head->actual_length = urb->head->buffer_length;
+            const std::vector<uint8_t> bytes(urb->buffer.begin(), urb->buffer.end());
+            finish(client, std::move(urb), 0);
+            written_.append(bytes.begin(), bytes.end());
+            line_->write(bytes);
+            changed_.notify_all();
+            return moveBytes();  // the line may have answered by now
+        }
+    }
+}
+
+/// With nothing to say the chip still says so each time the latency timer runs out.
+void Converter::idlePackets() {
+    const auto found = clients_.find(owner_);
+    if (unplugged_ || found == clients_.end() || Clock::now() < last_packet_ + latency_) return;
+    auto& urbs = found->second->under_way;
+    const auto read = std::find_if(urbs.begin(), urbs.end(), [](const auto& each) { return each->isRead(); });
+    if (read == urbs.end()) return;
+    auto urb = std::move(*read);
+    urbs.erase(read);
+    urb->buffer[0] = modem_;
+    urb->buffer[1] = line_status_;
+    urb->head->actual_length = status_bytes;
+    last_packet_ = Clock::now();
+    finish(*found->second, std::move(urb), 0);
+}
+
+/// A program that closes the node gives the converter free at once in a real kernel. Here that takes a
+/// moment, so a claim is refused a moment later.
+void Converter::refuseClaims(std::unique_lock<std::mutex>& lock) {
+    const auto due = std::stable_partition(refused_.begin(), refused_.end(), [this](const Refused& each) {
+        return owner_ && !unplugged_ && each.until > Clock::now();
+    });
+    const std::vector<Refused> answered(due, refused_.end());
+    refused_.erase(due, refused_.end());
+    for (const Refused& each : answered) {
+        const int result = answer(each.client);
+        umockdev_ioctl_client_complete(each.client, result < 0 ? -1 : result, result < 0 ? -result : 0);
+    }
+    lock.unlock();
+    for (const Refused& each : answered)
+        g_object_unref(each.client);
+    lock.lock();
+}
+
+void Converter::run() {
+    std::unique_lock lock(mutex_);
+    while (!ending_) {
+        refuseClaims(lock);
+        auto refused_until = Clock::now() + std::chrono::seconds(1);
+        for (const Refused& each : refused_)
+            refused_until = std::min(refused_until, each.until);
+        const Clock::time_point line_wants = line_->live();
+        idlePackets();
+        const Clock::time_point packet_due = std::max(last_packet_, Clock::now() - latency_) + latency_;
+        const Clock::time_point wants = std::min(line_wants, refused_until);
+        changed_.wait_until(lock, owner_ ? std::min(wants, packet_due) : wants);
+    }
+}
+
+Bus::Bus() : testbed_(umockdev_testbed_new()) {
+    gchar* const root = umockdev_testbed_get_root_dir(testbed_);
+    root_ = root;
+    g_free(root);
+    g_mkdir_with_parents((root_ + "/dev/bus/usb").c_str(), 0755);
+}
+
+Bus::~Bus() {
+    for (const auto& each : plugged_)
+        each->unplug();
+    g_object_unref(testbed_);  // ends the thread that calls the converters
+}
+
+void Bus::sweep() {
+    for (const auto& each : plugged_)
+        if (std::exchange(each->attached_, false))
+            umockdev_testbed_detach_ioctl(testbed_, each->node_.c_str(), nullptr);
+}
+
+Plugged Bus::plug(Identity identity, std::unique_ptr<LineEnd> line) {
+    plugged_.push_back(std::make_unique<Converter>(*this, std::move(identity), std::move(line)));
+    return Plugged(plugged_.back().get());
+}
+
+}  // namespace fake_usb

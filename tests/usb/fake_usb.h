@@ -1,0 +1,215 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <thread>
+#include <vector>
+
+// A USB bus with FT232R converters on it, for the unmodified libusb and libftdi1: the device nodes and /sys
+// are emulated for this process and the programs that it starts. The process must run under the emulation's
+// preloaded library; enterFakeUsb sees to that.
+
+typedef struct _GObject GObject;
+typedef struct _UMockdevTestbed UMockdevTestbed;
+typedef struct _UMockdevIoctlBase UMockdevIoctlBase;
+typedef struct _UMockdevIoctlClient UMockdevIoctlClient;
+typedef struct _UMockdevIoctlData UMockdevIoctlData;
+
+namespace fake_usb {
+
+using Clock = std::chrono::steady_clock;
+
+/// Starts the program anew with the library preloaded when it runs without. For the begin of main.
+void enterFakeUsb(char** arguments);
+
+/// What is behind a converter: the serial line and the pins. Called by one thread at a time.
+class LineEnd {
+public:
+    virtual ~LineEnd() = default;
+    /// Towards the host; set by the converter.
+    std::function<void(std::span<const uint8_t>)> give;
+
+    virtual void open() {}
+    virtual void close() {}
+    virtual void write(std::span<const uint8_t> bytes) = 0;
+    /// The rate that the host meant: what is within 2 % of a usual one is that one.
+    virtual void setBaud(uint32_t) {}
+    virtual void setFlow(uint16_t, uint8_t, uint8_t) {}
+    virtual void setBitMode(uint8_t mask, uint8_t mode) = 0;
+    virtual uint8_t bitMode() = 0;
+    virtual void setLatency(uint8_t) {}
+    /// @param mask  1 what was received, 2 what is to be sent
+    virtual void purge(uint32_t) {}
+    /// Does what is due. @return when it wants to be called again
+    virtual Clock::time_point live() { return Clock::time_point::max(); }
+};
+
+/// Answers nothing, or what the test says.
+class ScriptedLine : public LineEnd {
+public:
+    /// What is given back for each transfer of bytes.
+    std::function<std::string(std::string)> answer;
+    void write(std::span<const uint8_t> bytes) override;
+    void setBitMode(uint8_t mask, uint8_t mode) override;
+    uint8_t bitMode() override { return bits_; }
+
+private:
+    uint8_t bits_ = 0xF1;
+};
+
+struct Identity {
+    std::string serial = "OKVX0001";
+    std::string description = "OABR Korvex";
+    uint16_t product = 0x7F80;
+    bool serial_in_sysfs = true;     ///< else only the converter itself can be asked
+    bool kernel_driver = false;      ///< the kernel's serial driver holds it
+    bool reports_directions = true;  ///< in the high nibble of the bit mode
+};
+
+class Bus;
+
+/// One converter.
+class Converter {
+    friend class Bus;
+
+public:
+    Converter(Bus& bus, Identity identity, std::unique_ptr<LineEnd> line);
+    ~Converter();
+    Converter(const Converter&) = delete;
+    Converter& operator=(const Converter&) = delete;
+
+    /// Bytes arrive on the serial line.
+    void give(std::span<const uint8_t> bytes);
+    void give(const std::string& bytes);
+    /// The two status bytes of each packet from now on.
+    void setStatus(uint8_t modem, uint8_t line);
+    /// While true, bytes to the line stay where they are: the other side has sent XOFF.
+    void stall(bool yes);
+    /// Every transfer fails from now on, but the converter stays.
+    void failTransfers(bool yes);
+    void unplug();
+    /// The node may be opened by nobody but root.
+    void forbid();
+
+    // What happened.
+
+    /// All bytes that the host has sent.
+    std::string written() const;
+    bool waitWritten(size_t bytes, std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
+    /// Waits until that many reading transfers wait for data.
+    bool waitReads(size_t at_least, std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
+    /// Waits until a transfer to the line is stalled.
+    bool waitSending(std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
+    /// Bulk transfers to the line so far.
+    size_t sends() const;
+    /// Vendor requests so far, "request value index" in hexadecimal, as "3 4138 0".
+    std::vector<std::string> requests() const;
+    void clearRequests();
+    /// The rate that the last request 3 set, in baud.
+    double rate() const;
+    bool claimed() const;
+    /// Waits until no program holds it; the end of a program is noticed a moment later.
+    bool waitFree(std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
+    bool kernelDriver() const;
+    /// How often a program has opened the node.
+    int opened() const;
+    int resets() const;
+    /// Length of each reading transfer that waits.
+    std::vector<int> readSizes() const;
+
+private:
+    struct Urb;
+    struct Client;
+    /// A claim that is to be refused unless the converter is given free.
+    struct Refused {
+        UMockdevIoctlClient* client;
+        Clock::time_point until;
+    };
+
+    static int onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, void* self);
+    static void onConnected(UMockdevIoctlBase*, UMockdevIoctlClient* client, void* self);
+    static void onVanished(void* self, GObject* client);
+    int answer(UMockdevIoctlClient* client);
+    int submit(UMockdevIoctlClient* from, Client& client, UMockdevIoctlData* data);
+    int reap(Client& client, UMockdevIoctlData* data);
+    int discard(Client& client, unsigned long address);
+    int control(std::span<const uint8_t> setup, std::span<uint8_t> data, int* length);
+    void vendorRequest(uint8_t request, uint16_t value, uint16_t index);
+    int string(uint8_t number, std::span<uint8_t> data) const;
+    void finish(Client& client, std::unique_ptr<Urb> urb, int status);
+    void moveBytes();
+    void idlePackets();
+    void letGo(Client& client);
+    void updateNode();
+    void refuseClaims(std::unique_lock<std::mutex>& lock);
+    void run();
+
+    Bus& bus_;
+    const Identity identity_;
+    int address_ = 0;
+    std::string node_;
+    std::string device_path_;
+    int master_ = -1;
+    int slave_ = -1;
+    UMockdevIoctlBase* handler_ = nullptr;
+    bool attached_ = false;
+
+    mutable std::mutex mutex_;  // guards the rest
+    mutable std::condition_variable changed_;
+    std::unique_ptr<LineEnd> line_;
+    std::map<UMockdevIoctlClient*, std::unique_ptr<Client>> clients_;
+    UMockdevIoctlClient* owner_ = nullptr;
+    std::vector<Refused> refused_;
+    bool kernel_driver_ = false;
+    bool unplugged_ = false;
+    bool stalled_ = false;
+    bool failing_ = false;
+    bool ready_ = false;
+    std::deque<uint8_t> incoming_;
+    std::string written_;
+    size_t sends_ = 0;
+    int opened_ = 0;
+    int resets_ = 0;
+    uint8_t modem_ = 0x01;
+    uint8_t line_status_ = 0x60;
+    std::chrono::milliseconds latency_{16};
+    Clock::time_point last_packet_{};
+    double rate_ = 0;
+    std::vector<std::string> requests_;
+    bool ending_ = false;
+    std::thread life_;
+};
+
+struct Unplug {
+    void operator()(Converter* converter) const { converter->unplug(); }
+};
+/// A converter on the bus; letting go of it pulls it out.
+using Plugged = std::unique_ptr<Converter, Unplug>;
+
+class Bus {
+public:
+    Bus();
+    ~Bus();
+    Plugged plug(Identity identity = {}, std::unique_ptr<LineEnd> line = nullptr);
+    /// Closes what is open here for converters that are unplugged, as all have to be; nobody may be opening
+    /// one.
+    void sweep();
+
+private:
+    friend class Converter;
+    UMockdevTestbed* testbed_;
+    std::string root_;
+    int last_address_ = 1;
+    std::vector<std::unique_ptr<Converter>> plugged_;  // programs may have a node open long after its end
+};
+
+}  // namespace fake_usb

@@ -1,0 +1,166 @@
+#include <sys/fsuid.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <thread>
+
+#include "tests/usb/usb_fixture.h"
+
+using namespace kovgui::ftdi;
+using fake_usb::Clock;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+/// How converters are found, opened, refused and given back.
+class UsbDevices : public Usb {};
+
+TEST_F(UsbDevices, AreListedBySerialWithoutBeingOpened) {
+    EXPECT_THAT(serials(), IsEmpty());
+    const auto second = bus.plug({.serial = "OKVX0002"});
+    const auto first = bus.plug({.serial = "OKVX0001", .description = "OABR Korvex B"});
+    const auto other = bus.plug({.serial = "CABLE", .product = 0x6001});
+    EXPECT_THAT(serials(), ElementsAre("OKVX0001", "OKVX0002"));
+    const DeviceNode node = driver()->enumerate()[0];
+    EXPECT_EQ(node.id, 0x04037F80u);
+    EXPECT_EQ(node.type, 5u);
+    EXPECT_EQ(node.description, "OABR Korvex B");
+    EXPECT_EQ(first->opened() + second->opened() + other->opened(), 0);
+    EXPECT_EQ(open("CABLE"), FT_DEVICE_NOT_FOUND);
+    EXPECT_EQ(other->opened(), 0);
+}
+
+TEST_F(UsbDevices, SayTheirSerialThemselvesWhereTheSystemDoesNot) {
+    const auto one = bus.plug({.serial = "ASKED", .serial_in_sysfs = false});
+    EXPECT_THAT(serials(), ElementsAre("ASKED"));
+    EXPECT_EQ(open("ASKED"), FT_OK);
+    EXPECT_TRUE(one->claimed());
+    const int opened = one->opened();
+    EXPECT_THAT(serials(), ElementsAre("ASKED"));
+    EXPECT_TRUE(driver()->enumerate()[0].open);
+    EXPECT_EQ(one->opened(), opened) << "our own open converter is listed from memory";
+}
+
+TEST_F(UsbDevices, WithALongSerialAreOpenedByWhatIsListed) {
+    const auto one = bus.plug({.serial = "0123456789ABCDEFGH"});
+    EXPECT_THAT(serials(), ElementsAre("0123456789ABCDE"));
+    EXPECT_EQ(open("0123456789ABCDE"), FT_OK);
+}
+
+TEST_F(UsbDevices, ThatCannotBeOpenedSayWhy) {
+    EXPECT_EQ(open(), FT_DEVICE_NOT_FOUND);
+    {
+        const auto held = bus.plug();
+        ASSERT_EQ(open(), FT_OK);
+        FT_HANDLE another = nullptr;
+        EXPECT_EQ(FT_OpenEx("OKVX0001", FT_OPEN_BY_SERIAL_NUMBER, &another), FT_DEVICE_NOT_OPENED);
+        FT_Close(handle);
+        EXPECT_EQ(open(), FT_OK);
+        FT_Close(handle);
+    }
+    {
+        const auto broken = bus.plug();
+        broken->failTransfers(true);
+        EXPECT_EQ(open(), FT_IO_ERROR);
+        EXPECT_TRUE(broken->waitFree());
+    }
+    const auto forbidden = bus.plug();
+    serials();  // the emulated system tells no other user of changes, so libusb begins to listen before
+    forbidden->forbid();
+    constexpr uid_t nobody = 65534;
+    setfsuid(nobody);  // of this thread alone, and with it root's right to open everything
+    EXPECT_THAT(serials(), ElementsAre("OKVX0001")) << "it must be seen, for the reason to be seen";
+    EXPECT_EQ(open(), FT_DEVICE_NOT_OPENED_FOR_WRITE);
+    setfsuid(geteuid());
+    EXPECT_EQ(open(), FT_OK);
+}
+
+TEST_F(UsbDevices, AreTakenFromTheKernelsDriverAndGivenBack) {
+    const auto one = bus.plug({.kernel_driver = true});
+    ASSERT_EQ(open(), FT_OK);
+    EXPECT_FALSE(one->kernelDriver());
+    FT_Close(handle);
+    EXPECT_TRUE(one->kernelDriver());
+    EXPECT_FALSE(one->claimed());
+}
+
+TEST_F(UsbDevices, ThatComeAndGoAreReported) {
+    std::atomic<int> changes = 0;
+    kovgui::platform::Event changed;
+    auto watch = driver()->watch([&] {
+        ++changes;
+        changed.set();
+    });
+    ASSERT_TRUE(watch);
+    const auto cable = bus.plug({.serial = "CABLE", .product = 0x6001});
+    auto one = bus.plug();
+    ASSERT_TRUE(changed.wait(10'000));
+    EXPECT_THAT(serials(), ElementsAre("OKVX0001"));
+    EXPECT_EQ(changes, 1) << "other converters are not ours";
+    one->unplug();
+    ASSERT_TRUE(changed.wait(10'000));
+    EXPECT_THAT(serials(), IsEmpty());
+    watch.reset();
+    one = bus.plug();
+    EXPECT_FALSE(changed.wait(50));
+}
+
+TEST_F(UsbDevices, TwoAtOnceKeepTheirBytesApart) {
+    const auto first = bus.plug({.serial = "OKVX0001"});
+    const auto second = bus.plug({.serial = "OKVX0002"});
+    openAndSetUp("OKVX0001");
+    FT_HANDLE other = nullptr;
+    ASSERT_EQ(FT_OpenEx("OKVX0002", FT_OPEN_BY_SERIAL_NUMBER, &other), FT_OK);
+    FT_SetTimeouts(other, 5000, 500);
+    first->give("one");
+    second->give("two");
+    char buffer[3];
+    DWORD count = 0;
+    EXPECT_EQ(FT_Read(other, buffer, 3, &count), FT_OK);
+    EXPECT_EQ(std::string(buffer, count), "two");
+    EXPECT_EQ(read(3), "one");
+    second->unplug();
+    EXPECT_EQ(write("still here"), FT_OK);
+    EXPECT_TRUE(first->waitWritten(10));
+    FT_Close(other);
+}
+
+size_t openFiles() {
+    const std::filesystem::directory_iterator files("/proc/self/fd");
+    return static_cast<size_t>(std::distance(begin(files), end(files)));
+}
+
+/// libusb closes what it opened, but the emulation notices that on a thread of its own.
+bool settlesAt(size_t files) {
+    const auto deadline = Clock::now() + std::chrono::seconds(10);
+    while (openFiles() != files && Clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return openFiles() == files;
+}
+
+TEST_F(UsbDevices, LeaveNoFileOpen) {
+    const auto round = [this](const std::string& serial) {
+        auto one = bus.plug({.serial = serial});
+        auto watch = driver()->watch([] {});
+        serials();
+        openAndSetUp(serial);
+        write("x");
+        FT_Close(handle);
+        ASSERT_EQ(open(serial), FT_OK);
+        one->unplug();
+        write("x");
+        seenGone();
+        FT_Close(handle);
+        EXPECT_NE(open(serial), FT_OK);
+        bus.sweep();
+    };
+    round("WARM");  // what libraries keep is open from now on
+    const size_t before = openFiles();
+    for (int i = 0; i < 20; ++i)
+        round("OKVX" + std::to_string(i));
+    EXPECT_TRUE(settlesAt(before)) << before << " files before, " << openFiles() << " after";
+}
+
+}  // namespace

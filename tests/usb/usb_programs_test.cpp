@@ -1,0 +1,124 @@
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <fstream>
+
+#include "tests/support/sim_process.h"
+#include "tests/usb/sim_line.h"
+
+using namespace sim_process;
+using testing::HasSubstr;
+
+namespace {
+
+/// The built programs on a simulated device that hangs on the emulated bus: from the program down to the USB
+/// libraries all is as it is with a real device.
+class UsbPrograms : public testing::Test {
+protected:
+    fake_usb::Plugged plug(const std::string& serial = "OKVX0001") {
+        return bus.plug({.serial = serial}, std::make_unique<fake_usb::SimLine>(memory));
+    }
+    Program program(const std::string& name) { return Program(name).env("OABR_VIRTUAL_ONLY", "0"); }
+    Result console(const std::string& lines) { return program("oabr-console").arg("-e").input(lines).run(); }
+    std::string path(const std::string& name) const { return files.path() + "/" + name; }
+    void shell(const std::string& command) {
+        const int status = std::system(command.c_str());
+        ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
+    }
+
+    oabr_sim::device_memory memory;
+    fake_usb::Bus bus;
+    TemporaryDirectory files;
+};
+
+TEST_F(UsbPrograms, ConsoleTalksToTheFirmware) {
+    const auto device = plug();
+    const Result result = console("version\nping\nmreg 0x1800\ncbus 0\n");
+    EXPECT_EQ(result.status, 0) << result;
+    EXPECT_THAT(result.out, HasSubstr("turn around"));
+    EXPECT_NEAR(device->rate(), 230400, 400);
+    EXPECT_TRUE(device->waitFree());
+}
+
+TEST_F(UsbPrograms, ARequestTakesTwoTransfersAtMost) {
+    constexpr int requests = 100;
+    const auto device = plug();
+    std::string lines = "ping\n";
+    ASSERT_EQ(console(lines).status, 0);
+    const size_t connect_and_one = device->sends();
+    for (int i = 0; i < requests; ++i)
+        lines += "ping\n";
+    ASSERT_EQ(console(lines).status, 0);
+    const double each = static_cast<double>(device->sends() - 2 * connect_and_one) / requests;
+    RecordProperty("transfers_for_a_request", std::to_string(each));
+    EXPECT_LE(each, 2.0);
+}
+
+TEST_F(UsbPrograms, StoreComesBackAfterAPowerCycle) {
+    {
+        const auto device = plug();
+        const Result result = console("cfg write\ne2p write=0x900,0x12,0x34\n");
+        EXPECT_EQ(result.status, 0) << result;
+        EXPECT_TRUE(device->waitFree());
+    }
+    const auto device = plug();
+    const Result result = console("cfg read\ne2p read=0x900,2\n");
+    EXPECT_EQ(result.status, 0) << result;
+    EXPECT_THAT(result.out, HasSubstr("12 34"));
+}
+
+TEST_F(UsbPrograms, FlashUpdatesTheFirmware) {
+    std::ofstream(path("program.c")) << "#include <avr/io.h>\n#include <avr/pgmspace.h>\n"
+                                        "const char version[] __attribute__((used)) = "
+                                        "\"OABR_FW v1.7.0.9 2024/5/6\";\n"
+                                        "int main(void) { DDRB = 1; for (;;) PORTB ^= version[PINB & 7]; }\n";
+    shell("avr-gcc -mmcu=atmega328p -Os -o " + path("program.elf") + " " + path("program.c"));
+    shell("avr-objcopy -O ihex " + path("program.elf") + " " + path("program.hex"));
+    shell(OABR_SOURCE_DIR
+          "/tools/make-iff --target OABR_Korvex --bootloader v2a1b --version v1.7.0.9 --date "
+          "2024/5/6 " +
+          path("program.hex") + " " + path("program.iff"));
+    const auto device = plug();
+    const Result result =
+        program("oabr-flash").arg(path("program.iff")).deadline(std::chrono::seconds(120)).run();
+    EXPECT_EQ(result.status, 0) << result;
+    EXPECT_THAT(result.out, HasSubstr("runs firmware 01.07.00.09 of 2024/05/06"));
+    EXPECT_THAT(device->requests(), testing::Contains(testing::StartsWith("b 20f0"))) << "held in reset";
+}
+
+TEST_F(UsbPrograms, ADeviceThatAnotherProgramHoldsIsInUse) {
+    const auto device = plug();
+    Running first = program("oabr-console").start();
+    first.write("ping\n");
+    ASSERT_TRUE(first.wait_out("turn around"));
+    const Result second = console("ping\n");
+    EXPECT_EQ(second.status, 2) << second;
+    EXPECT_THAT(second.err, HasSubstr("in use by another program"));
+    first.close_input();
+    EXPECT_EQ(first.wait().status, 0);
+    EXPECT_EQ(console("ping\n").status, 0);
+}
+
+TEST_F(UsbPrograms, AnUnpluggedDeviceEndsNothingButItsCommands) {
+    auto device = plug();
+    Running running = program("oabr-console").start();
+    running.write("ping\n");
+    ASSERT_TRUE(running.wait_out("turn around"));
+    device.reset();
+    running.write("ping\n");
+    ASSERT_TRUE(running.wait_err("failed"));
+    running.close_input();
+    EXPECT_EQ(running.wait().status, 1);
+    device = plug();
+    EXPECT_EQ(console("ping\n").status, 0);
+}
+
+TEST_F(UsbPrograms, KeptToSimulatedDevicesSeeNoRealOne) {
+    const auto device = plug();
+    const Result result = Program("oabr-console").input("ping\n").run();
+    EXPECT_EQ(result.status, 2) << result;
+    EXPECT_EQ(device->opened(), 0);
+}
+
+}  // namespace
