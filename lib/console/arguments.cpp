@@ -28,6 +28,12 @@ std::string_view argument_words::operator[](size_t index) const {
     return index < size_ ? words_[index] : std::string_view();
 }
 
+bool lacks_value(const char* argument) {
+    const std::string_view text = argument ? std::string_view(argument) : std::string_view();
+    const size_t last = text.find_last_not_of(" \t");
+    return last != text.npos && text[last] == '=';
+}
+
 bool parse_number(std::string_view word, unsigned long highest, unsigned long* out) {
     char text[32];
     if (word.empty() || word.size() >= sizeof text || !isdigit(static_cast<unsigned char>(word[0])))

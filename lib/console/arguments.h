@@ -27,6 +27,8 @@ private:
 
 /// "register" and "register=value", with blanks around the equals sign or in its place.
 constexpr std::string_view assignment_separators = "= \t";
+/// An equals sign with nothing behind it: a script whose value is empty means no reading.
+bool lacks_value(const char* argument);
 
 /// Reads a number as C writes it (0x hexadecimal, 0 octal, else decimal); nothing may follow it.
 /// @return false when it is none or above `highest`

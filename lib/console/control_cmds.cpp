@@ -112,14 +112,18 @@ int read_can_mode(uint8_t* mode) {
     return console_failure("reading the CAN mode failed");
 }
 
-int show_can_mode() {
-    uint8_t mode = 0;
-    if (const int failed = read_can_mode(&mode)) return failed;
+void print_can_mode(uint8_t mode) {
     const char* name = "unknown";
     for (const keyword& row : can_modes)
         if (row.value == mode) name = row.word;
     printf("canmode 0x%02X (%s)\n", mode, name);
     fflush(stdout);
+}
+
+int show_can_mode() {
+    uint8_t mode = 0;
+    if (const int failed = read_can_mode(&mode)) return failed;
+    print_can_mode(mode);
     return cmd_ok;
 }
 
@@ -133,10 +137,11 @@ int process_cmd_can_mode(char* argument) {
     if (name) mode = static_cast<unsigned long>(name->value);
     if (words.size() != 1 || (!name && !parse_number(words[0], 0xFF, &mode)))
         return console_usage("canmode [<mode>], mode 0, 0x20, 0x40, 0x60, 0x80 or 0xE0");
-    // The answer to the setting never arrives; reading back tells.
+    // The answer to the setting never arrives, so that it says it timed out; reading back tells.
     can_set_mode(static_cast<uint8_t>(mode));
     uint8_t now = 0;
     if (const int failed = read_can_mode(&now)) return failed;
-    if (now == mode) return cmd_ok;
-    return console_failure("the CAN mode is 0x%02X", now);
+    if (now != mode) return console_failure("the CAN mode is 0x%02X", now);
+    print_can_mode(now);
+    return cmd_ok;
 }

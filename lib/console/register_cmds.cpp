@@ -18,7 +18,8 @@ assignment parse_assignment(const char* argument, unsigned long highest_target, 
     const argument_words words(argument, assignment_separators);
     assignment out{};
     out.has_value = words.size() == 2;
-    out.valid = (words.size() == 1 || out.has_value) && parse_number(words[0], highest_target, &out.target) &&
+    out.valid = (words.size() == 1 || out.has_value) && !lacks_value(argument) &&
+                parse_number(words[0], highest_target, &out.target) &&
                 (!out.has_value || parse_number(words[1], highest_value, &out.value));
     return out;
 }

@@ -72,7 +72,7 @@ int process_cmd_cbus(char* argument) {
     if (!parse_number(words[0], any_number, &number) || (number & cbus_pin_mask) >= cbus_pins)
         return console_failure("invalid cbus pin");
     const auto pin = static_cast<uint8_t>(number & cbus_pin_mask);
-    return words.size() == 1 ? readPin(pin) : setPin(pin, words[1]);
+    return words.size() == 1 && !lacks_value(argument) ? readPin(pin) : setPin(pin, words[1]);
 }
 
 }  // namespace kovgui::cli

@@ -137,6 +137,7 @@ TEST_F(CommandTest, CbusReadsAndSetsPins) {
     converter->clearCalls();
     for (const auto& [line, text] : {std::pair("cbus 1=X", "invalid cbus level\n"),
                                      {"cbus 1=10", "invalid cbus level\n"},
+                                     {"cbus 1=", "invalid cbus level\n"},
                                      {"cbus x", "invalid cbus pin\n"},
                                      {"cbus 5=H", "invalid cbus pin\n"},
                                      {"cbus 99999999999999999999=H", "invalid cbus pin\n"}}) {
@@ -207,6 +208,8 @@ TEST_F(CommandTest, WrongArgumentsGetOneLineOfUsageAndSendNothing) {
                              "mreg 0x10000",
                              "mreg 18x",
                              "mreg 1=2=3",
+                             "mreg 0x1800=",
+                             "sreg 1 = ",
                              "mreg -1",
                              "sreg 256",
                              "sreg 1=256",

@@ -91,7 +91,9 @@ TEST(Console, EveryCommandReachesTheDevice) {
     EXPECT_THAT(result.out, HasSubstr("0x001F\nport 2: rxtx\nport 3: off\nport 4: mirror\n"));
     EXPECT_EQ(count(result.out, "ETH_WUP("), 2u);
     EXPECT_THAT(result.out, HasSubstr("68 65 6C 6C 6F 00"));
-    EXPECT_THAT(result.out, HasSubstr("canmode 0x60 (LISTENONLY)\nOABR Korvex Management Console\n"));
+    EXPECT_THAT(
+        result.out,
+        HasSubstr("canmode 0x60 (LISTENONLY)\ncanmode 0x60 (LISTENONLY)\nOABR Korvex Management Console\n"));
 }
 
 TEST(Console, AResetDeviceAnswersAgain) {
