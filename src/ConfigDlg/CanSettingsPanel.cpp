@@ -13,6 +13,7 @@
 #include <wx/textctrl.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "lib/comm_obj.h"
@@ -36,6 +37,8 @@ using oabr::describeTiming;
 namespace {
 
 constexpr int gap_px = 6;
+/// Below what the two digits of an error show.
+constexpr double least_error = 0.00005;
 
 constexpr CanField number_fields[] = {CanField::traffic_time, CanField::ethernet_wakeup,
                                       CanField::ethernet_threshold};
@@ -114,19 +117,30 @@ CanSettingsPanel::CanSettingsPanel(wxWindow* parent) : OABRControlFrame(parent, 
     columns->Add(buildTiming(scrolled), flags);
     columns->Add(right, flags);
 
-    remarks_ = new wxStaticText(scrolled, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, wxST_NO_AUTORESIZE,
-                                "canRemarks");
+    const wxSizerFlags below = wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxBOTTOM, gap);
+    timing_ = new wxStaticText(scrolled, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, 0, "canTiming");
+    offer_ = new wxStaticText(scrolled, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, 0, "canOffer");
+    use_exact_ = new wxButton(scrolled, ID_USE_EXACT, "&Use exact setting");
+    use_exact_->SetToolTip("Takes the setting over that meets the rate");
+    use_exact_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { useExact(); });
     auto* trace = new wxButton(scrolled, ID_TRACE, "CAN T&race...");
     trace->SetToolTip("Shows what the device hears on the CAN bus");
     trace->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { CanTraceWindow::open(this, IsEnabled()); });
-    auto* foot = new wxBoxSizer(wxHORIZONTAL);
-    foot->Add(remarks_, wxSizerFlags(1).Border(wxRIGHT, gap));
-    foot->Add(trace, wxSizerFlags().Top());
+    auto* line = new wxBoxSizer(wxHORIZONTAL);
+    line->Add(timing_, wxSizerFlags(1).CenterVertical());
+    line->Add(trace, wxSizerFlags().CenterVertical());
+    auto* offer = new wxBoxSizer(wxHORIZONTAL);
+    offer->Add(offer_, wxSizerFlags(1).CenterVertical());
+    offer->Add(use_exact_, wxSizerFlags().CenterVertical());
+    remarks_ = new wxStaticText(scrolled, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, 0, "canRemarks");
 
     auto* inner = new wxBoxSizer(wxVERTICAL);
     inner->Add(columns, wxSizerFlags().Expand());
-    inner->Add(foot, wxSizerFlags(1).Expand().Border(wxALL, gap));
+    for (wxBoxSizer* row : {line, offer})
+        inner->Add(row, below);
+    inner->Add(remarks_, below);
     scrolled->SetSizer(inner);
+    content_ = scrolled;
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(scrolled, wxSizerFlags(1).Expand());
     SetSizer(content);
@@ -209,16 +223,6 @@ wxSizer* CanSettingsPanel::buildTiming(wxWindow* parent) {
     box->Add(enterField(CanField::triple_sampling, triple, "Takes the majority of three samples of each bit"),
              below);
 
-    timing_ = new wxStaticText(inside, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, wxST_NO_AUTORESIZE,
-                               "canTiming");
-    box->Add(timing_, wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxBOTTOM, FromDIP(gap_px)));
-    offer_ = new wxStaticText(inside, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, wxST_NO_AUTORESIZE,
-                              "canOffer");
-    box->Add(offer_, wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxBOTTOM, FromDIP(gap_px)));
-    use_exact_ = new wxButton(inside, ID_USE_EXACT, "&Use exact setting");
-    use_exact_->SetToolTip("Takes the setting over that meets the rate");
-    use_exact_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { useExact(); });
-    box->Add(use_exact_, below);
     return box;
 }
 
@@ -394,23 +398,22 @@ void CanSettingsPanel::showCheck(const CanCheck& check) {
     remarks += wxString::FromUTF8(failure_);
     remarks_->SetForegroundColour(colourOf(!check.faults.empty() || !failure_.empty()));
     remarks_->SetLabelText(remarks);
-    remarks_->Wrap(remarks_->GetSize().x);
+    remarks_->Wrap(content_->GetClientSize().x - FromDIP(4 * gap_px));
 
-    // Over two lines, so that it fits beside the other column.
-    wxString timing = describeTiming(check.block.speed);
-    timing.Replace(", sample", ",\nsample");
-    timing_->SetLabelText(timing);
-    const auto better = betterTiming(check.block.speed);
+    const can_speed& speed = check.block.speed;
+    timing_->SetLabelText(describeTiming(speed));
+    const auto better = betterTiming(speed);
     offer_->SetLabelText(
-        better ? wxString::Format("The setting misses %s by %.2f %%.\nExact: prescaler %d, %d TQ",
-                                  canTiming(check.block.speed).target->label,
-                                  100 * canTiming(check.block.speed).error, better->prescaler + 1,
-                                  canTiming(*better).quanta)
-               : wxString());
+        better
+            ? wxString::Format("The setting misses %s by %.2f %%; prescaler %d with %d TQ a bit %s.",
+                               canTiming(speed).target->label, 100 * canTiming(speed).error,
+                               better->prescaler + 1, canTiming(*better).quanta,
+                               std::abs(canTiming(*better).error) < least_error ? "meets it" : "comes nearer")
+            : wxString());
     offer_->Show(better.has_value());
     use_exact_->Show(better.has_value());
-    window(CanField::baud_rate)->GetGrandParent()->Layout();
-    Layout();
+    content_->FitInside();
+    content_->Layout();
 }
 
 void CanSettingsPanel::enableFields() {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <wx/scrolwin.h>
+
 #include <array>
 #include <string>
 
@@ -7,7 +9,6 @@
 #include "src/OABR-Switch/can_settings.h"
 
 class wxButton;
-class wxRadioButton;
 class wxSizer;
 class wxStaticText;
 
@@ -68,6 +69,7 @@ private:
     bool readDevice(oabr::CanBlock* block);
 
     std::array<wxWindow*, oabr::can_field_count> windows_{};
+    wxScrolledWindow* content_ = nullptr;
     wxStaticText* timing_ = nullptr;
     wxStaticText* remarks_ = nullptr;
     wxStaticText* offer_ = nullptr;

@@ -221,14 +221,21 @@ void CanTraceWindow::take() {
 
 void CanTraceWindow::showRows() {
     const auto rows = static_cast<long>(log_.shown());
-    if (list_->GetItemCount() != rows) list_->SetItemCount(rows);
+    if (list_->GetItemCount() != rows) {
+        list_->SetItemCount(rows);
+        // Where the toolkit draws the list itself it measures a longer one when idle, and paints nothing
+        // until then; without this the list flickers.
+        for (wxWindow* child : list_->GetChildren())
+            child->OnInternalIdle();
+    }
     if (rows > 0 && follow_->GetValue() && !pause_->GetValue()) list_->EnsureVisible(rows - 1);
     list_->Refresh();
     showState();
 }
 
 void CanTraceWindow::showState() {
-    start_->SetLabel(wanted_ ? "&Stop" : "&Start");
+    const char* label = wanted_ ? "&Stop" : "&Start";
+    if (start_->GetLabel() != label) start_->SetLabel(label);
     wxString state = running_ ? "Recording" : "Stopped";
     if (!trouble_.empty()) state = trouble_;
     if (wanted_ && !connected_) state = "Waiting for a device; recording goes on when one is connected";

@@ -148,10 +148,14 @@ bool CanTraceFilter::shows(const CanTraceLine& line) const {
 
 // ---- Log ----
 
-int64_t CanTraceLog::timeOf(uint32_t stamp, bool dated, int64_t now_us) {
+uint32_t CanTraceLog::mendedStamp(uint32_t stamp) const {
+    constexpr uint32_t rest = 0x00FFFFFF;
+    stamp = (last_stamp_ & ~rest) | (stamp & rest);
+    return stamp < last_stamp_ ? stamp + rest + 1 : stamp;
+}
+
+int64_t CanTraceLog::timeOf(uint32_t stamp, int64_t now_us) {
     constexpr int64_t us_per_ms = 1000;
-    // An error code stands in its own time stamp: such a record is as late as the one before it.
-    if (!dated) stamp = last_stamp_;
     if (!dated_ || stamp < last_stamp_) base_us_ = now_us - stamp * us_per_ms;
     dated_ = true;
     last_stamp_ = stamp;
@@ -162,7 +166,8 @@ void CanTraceLog::add(const CanTraceRecord& record, int64_t now_us) {
     std::optional<CanTraceLine> line = decode(record);
     if (!line) return;
     ++received_;
-    line->time_us = timeOf(line->stamp, line->kind != CanTraceLine::Kind::can_error, now_us);
+    if (line->kind == CanTraceLine::Kind::can_error) line->stamp = mendedStamp(line->stamp);
+    line->time_us = timeOf(line->stamp, now_us);
     if (!paused_) return append(*line);
     held_.push_back(*line);
     if (held_.size() <= capacity_) return;

@@ -79,7 +79,9 @@ public:
 
 private:
     void append(const CanTraceLine& line);
-    int64_t timeOf(uint32_t stamp, bool dated, int64_t now_us);
+    /// The time of a CAN error, whose code stands in the highest byte.
+    uint32_t mendedStamp(uint32_t stamp) const;
+    int64_t timeOf(uint32_t stamp, int64_t now_us);
 
     const size_t capacity_;
     std::deque<CanTraceLine> lines_;  // numbered from first_ on

@@ -21,6 +21,7 @@
 #include <fstream>
 
 #include "src/Application.h"
+#include "src/ConfigDlg/CanSettingsPanel.h"
 #include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/ConfigDlg/CounterPanel.h"
 #include "src/FlashDlg/FlashPanel.h"
@@ -158,6 +159,23 @@ void takeMessages(MainFrame* frame) {
     });
 }
 
+/// The CAN page with a rate that the calculation misses and a wrong field.
+void takeCanRemarks(MainFrame* frame) {
+    auto* book = static_cast<wxListbook*>(frame->FindWindow("pages"));
+    for (size_t page = 0; page < book->GetPageCount(); ++page) {
+        if (book->GetPageText(page) == "Life Cycle Settings") book->SetSelection(page);
+    }
+    const auto field = [&](oabr::CanField which) { return frame->FindWindow(CanSettingsPanel::idOf(which)); };
+    auto* rate = static_cast<wxChoice*>(field(oabr::CanField::baud_rate));
+    rate->SetStringSelection("50 kbit/s");
+    wxCommandEvent chosen(wxEVT_CHOICE, rate->GetId());
+    rate->ProcessWindowEvent(chosen);
+    takeWindow(frame, "life-cycle-inexact-rate");
+    static_cast<wxTextCtrl*>(field(oabr::CanField::filter1))->SetValue("12G");
+    takeWindow(frame, "life-cycle-wrong-field");
+    book->SetSelection(0);
+}
+
 void takeTrace(MainFrame* frame) {
     CanTraceWindow::open(frame, true);
     CanTraceWindow* trace = CanTraceWindow::existing();
@@ -201,6 +219,7 @@ int run() {
         takeMenus(frame);
         takeConsole(frame);
         takeTrace(frame);
+        takeCanRemarks(frame);
         send(frame, wxID_ABOUT);
         settle();
         takeWindow(dynamic_cast<wxTopLevelWindow*>(wxWindow::FindWindowByLabel("About OABR Korvex")),

@@ -31,7 +31,7 @@ CanTraceRecord standardFrame(uint16_t id, uint32_t stamp = 0, std::vector<uint8_
 const CanTraceRecord extended_frame =
     recordOf({0x6F, 0x4D, 0, 0xE9, 0x03, 0, 0, 0xC7, 0xEB, 0x50, 0xE5, 2, 0xAB, 0x01});
 const CanTraceRecord message_error = recordOf({0x6F, 0x4D, 1, 0xEA, 0x03, 0, 0});
-const CanTraceRecord can_error = recordOf({0x6F, 0x4D, 2, 0, 0, 0, 4});
+const CanTraceRecord can_error = recordOf({0x6F, 0x4D, 2, 0xEB, 0x03, 0, 4});
 
 std::string shownIdentifiers(const CanTraceLog& log) {
     std::string text;
@@ -58,7 +58,7 @@ TEST(CanTrace, IsWrittenAsBusToolsWriteIt) {
               "(1436509052.000000) can0 123#1122334455667788\n"
               "(1436509052.001000) can0 18FF50E5#AB01\n"
               "(1436509052.002000) can0 20000008#0000000000000000\n"
-              "(1436509052.002000) can0 20000004#0000000000040000\n"
+              "(1436509052.003000) can0 20000004#0000000000040000\n"
               "(1436509052.250000) can0 001#\n");
     EXPECT_EQ(log.line(0).dataText(), "11 22 33 44 55 66 77 88");
     EXPECT_EQ(log.line(3).identifierText() + log.line(3).dataText(), "CAN Error: 4");

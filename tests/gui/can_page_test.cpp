@@ -1,0 +1,286 @@
+#include <gmock/gmock.h>
+#include <wx/button.h>
+#include <wx/checkbox.h>
+#include <wx/choice.h>
+#include <wx/listbook.h>
+#include <wx/radiobut.h>
+#include <wx/spinctrl.h>
+#include <wx/stattext.h>
+#include <wx/textctrl.h>
+#include <wx/tglbtn.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "src/ConfigDlg/CanSettingsPanel.h"
+#include "src/ConfigDlg/CanTraceWindow.h"
+#include "src/OABR-Switch/OABRDevice.h"
+#include "tests/gui/main_window_fixture.h"
+#include "tests/support/sim_process.h"
+
+namespace kovgui {
+namespace {
+
+using oabr::CanField;
+using oabr::CanForm;
+using oabr::OABRDevice;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+/// The page in the window, connected to a simulated device.
+class CanPage : public MainWindow {
+protected:
+    CanPage() {
+        page_->records = 0;
+        EXPECT_TRUE(connectFirst());
+        auto* book = static_cast<wxListbook*>(frame_->FindWindow("pages"));
+        for (size_t page = 0; page < book->GetPageCount(); ++page) {
+            can_ = dynamic_cast<CanSettingsPanel*>(book->GetPage(page));
+            if (can_ == nullptr) continue;
+            book->SetSelection(page);
+            break;
+        }
+        EXPECT_TRUE(waitFor([this] { return can_ != nullptr && !can_->needsRead(); }));
+    }
+
+    template <typename Control>
+    Control* control(CanField field) {
+        return dynamic_cast<Control*>(can_->FindWindow(CanSettingsPanel::idOf(field)));
+    }
+    std::string shown(CanField field) { return can_->form()[field]; }
+    std::string label(const char* name) {
+        auto* text = static_cast<wxStaticText*>(wxWindow::FindWindowByName(name, can_));
+        return text->IsShown() ? text->GetLabelText().utf8_string() : "";
+    }
+
+    // As the operator does.
+    void choose(CanField field, const char* text) {
+        auto* choice = control<wxChoice>(field);
+        ASSERT_TRUE(choice->SetStringSelection(text));
+        send(wxEVT_CHOICE, choice);
+    }
+    void spin(CanField field, int value) {
+        auto* entry = control<wxSpinCtrl>(field);
+        entry->SetValue(value);
+        wxSpinEvent event(wxEVT_SPINCTRL, entry->GetId());
+        event.SetEventObject(entry);
+        entry->ProcessWindowEvent(event);
+    }
+    void select(CanField field) {
+        auto* button = control<wxRadioButton>(field);
+        button->SetValue(true);
+        send(wxEVT_RADIOBUTTON, button);
+    }
+    void check(CanField field, bool on) {
+        auto* box = control<wxCheckBox>(field);
+        box->SetValue(on);
+        send(wxEVT_CHECKBOX, box);
+    }
+    void type(CanField field, const char* text) {
+        auto* entry = control<wxTextCtrl>(field);
+        entry->SetValue(text);
+        send(wxEVT_TEXT_ENTER, entry);
+    }
+    static void send(wxEventType type, wxWindow* from) {
+        wxCommandEvent event(type, from->GetId());
+        event.SetEventObject(from);
+        from->ProcessWindowEvent(event);
+    }
+    void press(int id) {
+        wxWindow* button = can_->FindWindow(id);
+        ASSERT_TRUE(button->IsShown() && button->IsEnabled());
+        send(wxEVT_BUTTON, button);
+    }
+    bool store() {
+        command(*frame_, ID_STORE);
+        return waitFor([this] { return !indicatorShown() || !answers_.boxes().empty(); });
+    }
+
+    sim_process::Device device_ = sim_process::SimulatedDevice("OKVX0001")
+                                      .in(std::getenv("OABR_VIRTUAL_DEVICES"))
+                                      .speed("fast")
+                                      .quiet()
+                                      .start();
+    CanSettingsPanel* can_ = nullptr;
+};
+
+can_speed liveSpeed() {
+    can_speed speed{};
+    EXPECT_EQ(can_get_speed(&speed), 0);
+    return speed;
+}
+
+TEST_F(CanPage, ARateIsSentAndDescribedAndTheExactSettingOffered) {
+    EXPECT_EQ(shown(CanField::baud_rate), "500 kbit/s");
+    EXPECT_EQ(label("canTiming"),
+              "500000 bit/s, error 0.00 %, sample point 68.8 %, 16 TQ, CNF 0xC0 0xE4 0x04");
+    EXPECT_EQ(label("canOffer"), "");
+    choose(CanField::baud_rate, "50 kbit/s");
+    EXPECT_EQ(liveSpeed().cnf1, 0xC6);
+    EXPECT_TRUE(indicatorShown());
+    EXPECT_THAT(label("canOffer"), HasSubstr("prescaler 8 with 20 TQ"));
+    EXPECT_THAT(label("canRemarks"), HasSubstr("3.90 % off"));
+    press(CanSettingsPanel::ID_USE_EXACT);
+    EXPECT_EQ(liveSpeed().prescaler, 7);
+    EXPECT_EQ(shown(CanField::baud_rate), "Custom");
+    EXPECT_EQ(oabr::canTiming(liveSpeed()).rate, 50'000);
+    EXPECT_EQ(label("canOffer") + label("canRemarks"), "");
+}
+
+TEST_F(CanPage, NothingIsSentOrStoredWhileAFieldIsWrong) {
+    const can_speed before = liveSpeed();
+    spin(CanField::sync_jump, 2);
+    EXPECT_EQ(liveSpeed().sync_jump_width, 1);
+    spin(CanField::phase_segment2, 2);
+    EXPECT_THAT(label("canRemarks"), HasSubstr("longer than the sync jump width"));
+    EXPECT_EQ(liveSpeed().phase_segment2, before.phase_segment2);
+    ASSERT_TRUE(store());
+    ASSERT_THAT(answers_.boxes(), testing::SizeIs(1));
+    EXPECT_THAT(answers_.boxes()[0].text, HasSubstr("Nothing was stored"));
+    EXPECT_TRUE(indicatorShown());
+    spin(CanField::sync_jump, 1);
+    EXPECT_EQ(label("canRemarks"), "");
+    EXPECT_EQ(liveSpeed().phase_segment2, 1);
+}
+
+TEST_F(CanPage, WrongTextsAreNamedWhileTypingAndANumberFallsBack) {
+    control<wxTextCtrl>(CanField::filter1)->SetValue("12G");
+    EXPECT_THAT(label("canRemarks"), HasSubstr("Filter 1: must be 1 to 8 hexadecimal digits"));
+    type(CanField::filter1, "12");
+    EXPECT_THAT(label("canRemarks"), HasSubstr("bits 12 are not in the mask"));
+    type(CanField::traffic_time, "70000");
+    EXPECT_EQ(shown(CanField::traffic_time), "10");
+    check(CanField::extended_frames, false);
+    control<wxTextCtrl>(CanField::filter2)->SetValue("800");
+    EXPECT_THAT(label("canRemarks"), HasSubstr("at most 7FF"));
+}
+
+TEST_F(CanPage, EveryValueComesBackAfterStoreAndPowerCycle) {
+    choose(CanField::can_mode, "LISTENONLY");
+    choose(CanField::wakeup_mode, "CAN or Ethernet");
+    spin(CanField::prescaler, 16);
+    select(CanField::larger_phase);
+    EXPECT_FALSE(control<wxSpinCtrl>(CanField::phase_segment2)->IsEnabled());
+    spin(CanField::propagation, 6);
+    check(CanField::triple_sampling, false);
+    check(CanField::wakeup_filter, true);
+    type(CanField::traffic_time, "3600");
+    type(CanField::ethernet_wakeup, "258");
+    type(CanField::ethernet_threshold, "772");
+    type(CanField::mask, "1FFFFFFF");
+    type(CanField::filter1, "18FF50E5");
+    type(CanField::filter2, "123");
+    select(CanField::selective);
+    EXPECT_EQ(label("canRemarks"), "");
+    const CanForm before = can_->form();
+    ASSERT_TRUE(store());
+    ASSERT_THAT(answers_.boxes(), IsEmpty());
+
+    command(*frame_, ID_RESET);
+    ASSERT_TRUE(connectedTo("Connected"));
+    ASSERT_TRUE(waitFor([this] { return can_->IsEnabled() && !can_->needsRead(); }));
+    for (size_t i = 0; i < oabr::can_field_count; ++i) {
+        const auto field = static_cast<CanField>(i);
+        EXPECT_EQ(can_->form()[field], before[field]) << canFieldName(field);
+    }
+    uint32_t identifier = 0;
+    uint8_t flag = 0;
+    EXPECT_EQ(can_get_wakeup(&identifier, &flag), 0);
+    EXPECT_EQ(identifier, 0x18FF50E5u);
+    EXPECT_EQ(flag, 3);
+}
+
+TEST_F(CanPage, AFormIsLoadedWholeOrNotAtAll) {
+    CanForm form = can_->form();
+    form[CanField::wakeup_mode] = "Ethernet";
+    form[CanField::mask] = "wrong";
+    EXPECT_THAT(can_->load(form), testing::StartsWith("Mask: "));
+    EXPECT_EQ(shown(CanField::wakeup_mode), "Always on");
+    EXPECT_FALSE(indicatorShown());
+    form[CanField::mask] = "7FF";
+    EXPECT_EQ(can_->load(form), "");
+    uint8_t mode = 0;
+    can_get_lcmode(&mode);
+    EXPECT_EQ(mode, 2);
+    EXPECT_TRUE(indicatorShown());
+}
+
+TEST_F(CanPage, ASilentDeviceIsNamedAndThePageStaysMarked) {
+    ASSERT_EQ(device_.control("fault silent").substr(0, 2), "ok");
+    choose(CanField::wakeup_mode, "CAN");
+    EXPECT_THAT(label("canRemarks"), HasSubstr("did not take: wake-up mode"));
+    can_->OnValuesChanged();
+    can_->ReadAllRegisters();
+    EXPECT_TRUE(can_->needsRead());
+    EXPECT_EQ(shown(CanField::wakeup_mode), "CAN");
+}
+
+// ---- Trace window ----
+
+class CanTraceTest : public CanPage {
+protected:
+    CanTraceTest() {
+        press(CanSettingsPanel::ID_TRACE);
+        trace_ = CanTraceWindow::existing();
+    }
+    bool records(size_t at_least) {
+        return waitFor([=, this] { return trace_->log().shown() >= at_least; });
+    }
+    void press(int id) {
+        wxWindow* button = wxWindow::FindWindowById(id);
+        ASSERT_TRUE(button != nullptr && button->IsEnabled());
+        send(wxEVT_BUTTON, button);
+    }
+    CanTraceWindow* trace_;
+};
+
+TEST_F(CanTraceTest, RecordsFiltersAndWritesAFile) {
+    press(CanTraceWindow::ID_START);
+    ASSERT_TRUE(records(6));
+    press(CanTraceWindow::ID_START);
+    const size_t all = trace_->log().shown();
+    auto* filter = static_cast<wxTextCtrl*>(trace_->FindWindow(CanTraceWindow::ID_FILTER));
+    filter->SetValue("18FF50E5");
+    EXPECT_LT(trace_->log().shown(), all);
+    EXPECT_GT(trace_->log().shown(), 0u);
+    const sim_process::TemporaryDirectory directory;
+    const std::string path = directory.path() + "/trace.log";
+    ASSERT_TRUE(trace_->save(path));
+    std::ifstream file(path);
+    std::string line;
+    size_t lines = 0;
+    for (; std::getline(file, line); ++lines)
+        EXPECT_THAT(line, testing::MatchesRegex("\\([0-9]+\\.[0-9]+\\) can0 18FF50E5#[0-9A-F]+"));
+    EXPECT_EQ(lines, trace_->log().shown());
+    EXPECT_FALSE(trace_->save(directory.path() + "/none/trace.log"));
+    press(CanTraceWindow::ID_CLEAR);
+    EXPECT_EQ(trace_->log().received(), 0u);
+}
+
+TEST_F(CanTraceTest, GoesOnAfterTheDeviceWasAway) {
+    press(CanTraceWindow::ID_START);
+    ASSERT_TRUE(records(2));
+    device_.unplug();
+    ASSERT_TRUE(connectedTo("Not connected"));
+    drainEvents();
+    const size_t kept = trace_->log().shown();
+    EXPECT_GE(kept, 2u);
+    EXPECT_THAT(trace_->GetStatusBar()->GetStatusText(0).utf8_string(), HasSubstr("Waiting for a device"));
+    device_.plug();
+    ASSERT_TRUE(connectFirst());
+    EXPECT_TRUE(records(kept + 2));
+}
+
+TEST_F(CanTraceTest, GoesWithTheMainWindow) {
+    press(CanTraceWindow::ID_START);
+    ASSERT_TRUE(records(1));
+    trace_->Close();
+    EXPECT_FALSE(trace_->IsShown());
+    EXPECT_GE(trace_->log().shown(), 1u);
+    frame_->Close();
+    frame_ = nullptr;
+    ASSERT_TRUE(waitFor([] { return CanTraceWindow::existing() == nullptr; }));
+}
+
+}  // namespace
+}  // namespace kovgui
