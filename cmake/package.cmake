@@ -41,7 +41,6 @@ set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
 table, CAN and life-cycle settings, stores them in the device, shows its
 counters, runs a management console and replaces the firmware. A simulated
 device is included, so all of it can be tried without hardware.")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
