@@ -1,0 +1,162 @@
+#include <gmock/gmock.h>
+#include <malloc.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include "tests/gui/connected_window_fixture.h"
+
+namespace kovgui {
+namespace {
+
+using oabr::OABRDevice;
+
+/// What the process holds now.
+struct Held {
+    long heap_kib;  // 0 where a sanitizer has the heap; it finds the leaks itself
+    long resident_kib;
+    long descriptors;
+    long threads;
+};
+
+long entries(const char* directory) {
+    return std::distance(std::filesystem::directory_iterator(directory),
+                         std::filesystem::directory_iterator());
+}
+
+Held held() {
+    const struct mallinfo2 heap = mallinfo2();
+    std::ifstream statm("/proc/self/statm");
+    long total = 0, resident_pages = 0;
+    statm >> total >> resident_pages;
+    return {static_cast<long>((heap.uordblks + heap.hblkhd) / 1024), resident_pages * 4,
+            entries("/proc/self/fd"), entries("/proc/self/task")};
+}
+
+/// The controls that an operator can change, of every page.
+std::vector<wxWindow*> changeable() {
+    std::vector<wxWindow*> controls;
+    for (controls::OABRControlFrame* page : controls::OABRControlFrame::oabrControlFrames) {
+        for (int id = 0; id < 10'000; ++id) {
+            auto* window = dynamic_cast<wxWindow*>(page->control(id));
+            if (dynamic_cast<wxChoice*>(window) != nullptr || dynamic_cast<wxCheckBox*>(window) != nullptr)
+                controls.push_back(window);
+        }
+    }
+    return controls;
+}
+
+constexpr int edits_each = 10;
+
+/// The number of connects: few in a test, as many as tools/window-endurance asks for in a long run.
+int connects() {
+    const char* asked = std::getenv("OABR_LONG_RUN_CONNECTS");
+    return asked != nullptr ? std::max(1, std::atoi(asked)) : 15;
+}
+
+bool isLong() {
+    return connects() >= 100;
+}
+
+TEST_F(ConnectedWindow, ConnectsAndEditsLeakNothing) {
+    const auto device = sim_process::SimulatedDevice()
+                            .in(std::getenv("OABR_VIRTUAL_DEVICES"))
+                            .speed("fast")
+                            .turnaround(std::chrono::milliseconds(isLong() ? 2 : 10))
+                            .quiet()
+                            .start();
+    ASSERT_TRUE(listed(1));
+    const std::vector<wxWindow*> controls = changeable();
+    ASSERT_GE(controls.size(), 12u);
+    const int rounds = connects();
+    const int warm_up = std::max(5, rounds / 5);
+    Held before{};
+    size_t next = 0;
+    for (int round = 0; round < warm_up + rounds; ++round) {
+        if (round == warm_up) before = held();
+        ASSERT_TRUE(connectFirst()) << "round " << round;
+        for (int edit = 0; edit < edits_each;) {
+            wxWindow* const control = controls[next++ % controls.size()];
+            if (!control->IsThisEnabled()) continue;
+            change(control);
+            ++edit;
+        }
+        ASSERT_TRUE(indicatorShown());
+        frame_->DisconnectFromDevice();
+        ASSERT_TRUE(connectedTo("Not connected"));
+        drainEvents();
+        if (isLong() && round % (rounds / 10) == 0) {
+            const Held now = held();
+            std::printf("%5d connects: heap %ld KiB, resident %ld KiB, %ld descriptors, %ld threads\n", round,
+                        now.heap_kib, now.resident_kib, now.descriptors, now.threads);
+        }
+    }
+    const Held after = held();
+    std::printf("%d connects, %d edits: heap %+ld KiB, resident %+ld KiB, descriptors %+ld, threads %+ld\n",
+                rounds, rounds * edits_each, after.heap_kib - before.heap_kib,
+                after.resident_kib - before.resident_kib, after.descriptors - before.descriptors,
+                after.threads - before.threads);
+    EXPECT_EQ(after.descriptors, before.descriptors);
+    EXPECT_LE(after.threads, before.threads);
+    // The toolkit lets what it keeps for drawing grow by some hundred KiB before it gives it back.
+    EXPECT_LE(after.heap_kib - before.heap_kib, 1024);
+    if (isLong()) EXPECT_LE(after.resident_kib - before.resident_kib, 1024);
+    EXPECT_THAT(answers_.boxes(), testing::IsEmpty());
+}
+
+/// Looks how long the window's thread was away from its events at most.
+class Heartbeat : public wxTimer {
+public:
+    Heartbeat() { Start(10); }
+    void Notify() override {
+        const auto now = std::chrono::steady_clock::now();
+        longest_ = std::max(longest_, std::chrono::duration_cast<std::chrono::milliseconds>(now - last_));
+        last_ = now;
+    }
+    /// The longest time since it was asked last.
+    long longestMs() {
+        drainEvents();
+        Notify();
+        return std::exchange(longest_, {}).count();
+    }
+
+private:
+    std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
+    std::chrono::milliseconds longest_{0};
+};
+
+TEST_F(ConnectedWindow, ASilentDeviceStallsForOneRequestAtMost) {
+    constexpr long request_ms = 1000;
+    constexpr long at_most_ms =
+        request_ms + 700;  // a busy machine, and the pauses at a tenth of their length
+    auto device = plug();
+    ASSERT_TRUE(connectFirst());
+    showEveryPage();
+    ASSERT_EQ(device.control("fault silent").substr(0, 2), "ok");
+    Heartbeat heartbeat;
+    heartbeat.longestMs();
+    std::set<wxWindow*> tried;  // one control of each page will do
+    for (wxWindow* control : changeable()) {
+        if (!control->IsThisEnabled() || !tried.insert(control->GetParent()).second) continue;
+        change(control);
+        EXPECT_LE(heartbeat.longestMs(), at_most_ms) << control->GetName();
+    }
+    for (controls::OABRControlFrame* page : controls::OABRControlFrame::oabrControlFrames) {
+        page->OnValuesChanged();
+        page->ReadAllRegisters();
+        EXPECT_LE(heartbeat.longestMs(), at_most_ms) << "reading " << page->GetName();
+    }
+    for (const int id : {ID_STORE, ID_UPDATE_DEVICES, ID_RESET}) {
+        command(*frame_, id);
+        EXPECT_LE(heartbeat.longestMs(), at_most_ms) << "command " << id;
+    }
+    frame_->ConnectToDevice("OKVX0001");
+    EXPECT_LE(heartbeat.longestMs(), at_most_ms) << "connecting";
+    EXPECT_FALSE(OABRDevice::instance()->isConnected());
+}
+
+}  // namespace
+}  // namespace kovgui
