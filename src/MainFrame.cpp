@@ -27,6 +27,7 @@
 #include "oabr_version.h"
 #include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/Controls/OABRControlFrame.h"
+#include "src/HelpViewer.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/OABR-Switch/device_use.h"
 #include "src/ResourceManager.h"
@@ -192,6 +193,7 @@ void MainFrame::Init(bool console) {
     buildToolBar(console);
     buildPages();
     restorePage();
+    openHelp = [this] { HelpViewer::open(this); };
 
     OABRDevice::instance()->setMainFrame(this);
     DeviceUse::listen([this] { CallAfter(&MainFrame::updateCommands); });

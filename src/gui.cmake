@@ -31,6 +31,7 @@ add_library(oabr_gui STATIC
     Controls/bound_rows.cpp
     FlashDlg/FlashPanel.cpp
     FlashDlg/version_compare.cpp
+    HelpViewer.cpp
     MainFrame.cpp
     ResourceManager.cpp
     cli/CLIDialog.cpp
