@@ -35,6 +35,12 @@ struct TemporaryHome {
 
 }  // namespace
 
+/// Fonts stay loaded to the end of the process.
+extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions() {
+    return "leak:libfontconfig";
+}
+
 int main(int argc, char** argv) {
     testing::InitGoogleMock(&argc, argv);
     if (testing::GTEST_FLAG(list_tests)) return RUN_ALL_TESTS();
