@@ -25,6 +25,7 @@
 #include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/ConfigDlg/CounterPanel.h"
 #include "src/FlashDlg/FlashPanel.h"
+#include "src/HelpViewer.h"
 #include "src/MainFrame.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/OABR-Switch/device_use.h"
@@ -159,6 +160,91 @@ void takeMessages(MainFrame* frame) {
     });
 }
 
+/// A firmware file of 4 KiB whose program says which version it is.
+std::string firmwareFile(const std::string& target, const std::string& version) {
+    std::string program = "OABR_FW v" + version + " 2024/05/06";
+    program.resize(4096, 'x');
+    std::string hex;
+    for (unsigned at = 0; at < program.size(); at += 16) {
+        char part[16];
+        std::snprintf(part, sizeof part, ":10%04X00", at);
+        hex += part;
+        unsigned sum = 16 + (at >> 8) + at;
+        for (const char c : program.substr(at, 16)) {
+            std::snprintf(part, sizeof part, "%02X", static_cast<unsigned>(c) & 0xFF);
+            hex += part;
+            sum += static_cast<unsigned>(c);
+        }
+        std::snprintf(part, sizeof part, "%02X\n", -sum & 0xFF);
+        hex += part;
+    }
+    std::string path = std::string(std::getenv("HOME")) + "/korvex-" + version + ".iff";
+    std::ofstream(path) << "[Version]\nTR_SYSTEM = " << target << "\nBL_VERSION = v2a1b\nBUILD_VERSION = v"
+                        << version << "\nBUILD_DATUM = 2024/05/06\n[Program]\nhex = \"" << hex
+                        << ":00000001FF\n\"\n";
+    return path;
+}
+
+wxWindow* progress() {
+    for (wxWindow* window : wxTopLevelWindows) {
+        if (window->GetLabel() == "Progress dialog") return window;
+    }
+    return nullptr;
+}
+
+/// The firmware page with files of each kind, and two updates: one that the device takes and one that it
+/// refuses.
+void takeFlash(MainFrame* frame, sim_process::Device& device) {
+    auto* book = static_cast<wxListbook*>(frame->FindWindow("pages"));
+    book->SetSelection(book->GetPageCount() - 1);
+    FlashPanel* page = nullptr;
+    for (auto* one : controls::OABRControlFrame::oabrControlFrames) {
+        if (auto* found = dynamic_cast<FlashPanel*>(one)) page = found;
+    }
+    const auto press = [&](int id) {
+        wxCommandEvent pressed(wxEVT_BUTTON, id);
+        page->ProcessWindowEvent(pressed);
+    };
+    takeModal(frame, "file-dialog-firmware", [&] { press(FlashPanel::ID_LOAD_FILE); });
+    page->loadFile(firmwareFile("Another target", "1.7.0.2"));
+    takeWindow(frame, "firmware-flash-other-target");
+    page->loadFile(firmwareFile("OABR_Korvex", "1.2.0.0"));
+    takeWindow(frame, "firmware-flash-older");
+    page->loadFile(firmwareFile("OABR_Korvex", "1.7.0.2"));
+    takeWindow(frame, "firmware-flash-newer");
+    for (const bool works : {true, false}) {
+        if (!works) device.control("fault reject-record=20");
+        const ModalPicture message(frame, works ? "message-flashed" : "message-flash-failed");
+        press(FlashPanel::ID_FLASH);
+        waitFor([] { return progress() != nullptr; });
+        settle(2500);
+        if (works) take(areaOf(frame), "flash-progress");
+        waitFor([page] { return !page->hasJob() && progress() == nullptr; });
+        settle(2 * settle_ms);
+    }
+    book->SetSelection(0);
+}
+
+/// The notice that shows during a store, and what is said when the device does not keep what it was given.
+void takeStore(MainFrame* frame, sim_process::Device& device) {
+    chooseDevice(frame, "Connected");
+    wxTimer timer;
+    timer.Bind(wxEVT_TIMER, [frame](wxTimerEvent&) { take(areaOf(frame), "storing"); });
+    timer.StartOnce(300);
+    send(frame, ID_STORE);
+    settle();
+    device.control("fault e2p-most=2");
+    takeModal(frame, "message-store-failed", [&] { send(frame, ID_STORE); });
+}
+
+/// The program itself, as it starts.
+void takeSplash(MainFrame* frame) {
+    frame->Hide();
+    const auto program = sim_process::Program("oabr-switch").in(std::getenv("OABR_VIRTUAL_DEVICES")).start();
+    settle(1700);
+    take(wxRect(wxGetDisplaySize()), "splash");
+}
+
 /// The CAN page with a rate that the calculation misses and a wrong field.
 void takeCanRemarks(MainFrame* frame) {
     auto* book = static_cast<wxListbook*>(frame->FindWindow("pages"));
@@ -183,6 +269,14 @@ void takeTrace(MainFrame* frame) {
     waitFor([trace] { return trace->log().shown() >= 40; });
     takeWindow(trace, "can-trace");
     trace->Close();
+}
+
+void takeHelp(MainFrame* frame) {
+    HelpViewer::open(frame);
+    takeWindow(HelpViewer::existing(), "help");
+    HelpViewer::existing()->showChapter("can.html");
+    takeWindow(HelpViewer::existing(), "help-can");
+    HelpViewer::existing()->Close();
 }
 
 void takeConsole(MainFrame* frame) {
@@ -219,6 +313,7 @@ int run() {
         takeMenus(frame);
         takeConsole(frame);
         takeTrace(frame);
+        takeHelp(frame);
         takeCanRemarks(frame);
         send(frame, wxID_ABOUT);
         settle();
@@ -229,6 +324,9 @@ int run() {
     }
     frame->setSettingsChanged(false);
     if (theme.empty()) {
+        takeFlash(frame, device);
+        takeStore(frame, device);
+        frame->setSettingsChanged(false);
         frame->DisconnectFromDevice();
         device.stop();
         sim_process::Device old = sim_process::SimulatedDevice("OKVX0002")
@@ -243,6 +341,7 @@ int run() {
         frame->RefreshDevices();
         takeWindow(dynamic_cast<wxTopLevelWindow*>(wxWindow::FindWindowByLabel("LogWindow")), "log-window");
         old.stop();
+        takeSplash(frame);
     }
     frame->Close();
     drainEvents();

@@ -1,0 +1,88 @@
+#include <gmock/gmock.h>
+#include <wx/button.h>
+#include <wx/html/htmlwin.h>
+#include <wx/listbox.h>
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include "src/HelpViewer.h"
+#include "tests/gui/main_window_fixture.h"
+
+namespace kovgui {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string contentOf(const fs::path& file) {
+    std::ostringstream text;
+    text << std::ifstream(file).rdbuf();
+    return text.str();
+}
+
+class Help : public MainWindow {
+protected:
+    Help() {
+        command(*frame_, ID_USER_HELP);
+        viewer_ = HelpViewer::existing();
+    }
+    wxListBox* chapters() { return static_cast<wxListBox*>(viewer_->FindWindow(HelpViewer::ID_CHAPTERS)); }
+    void choose(int chapter) {
+        chapters()->SetSelection(chapter);
+        wxCommandEvent event(wxEVT_LISTBOX, HelpViewer::ID_CHAPTERS);
+        event.SetInt(chapter);
+        chapters()->ProcessWindowEvent(event);
+    }
+    bool enabled(int id) { return viewer_->FindWindow(id)->IsEnabled(); }
+    void press(int id) {
+        wxCommandEvent event(wxEVT_BUTTON, id);
+        viewer_->FindWindow(id)->ProcessWindowEvent(event);
+    }
+    HelpViewer* viewer_ = nullptr;
+};
+
+TEST_F(Help, ShowsEveryChapterThatItLists) {
+    ASSERT_NE(viewer_, nullptr);
+    EXPECT_EQ(viewer_->title(), "OABR Korvex manual");
+    std::set<wxString> titles;
+    for (int chapter = 1; chapter < static_cast<int>(chapters()->GetCount()); ++chapter) {
+        choose(chapter);
+        EXPECT_EQ(viewer_->title(), chapters()->GetString(static_cast<unsigned>(chapter)));
+        titles.insert(viewer_->title());
+    }
+    const fs::path directory = manualDirectory().utf8_string();
+    EXPECT_EQ(titles.size() + 1, static_cast<size_t>(std::distance(fs::directory_iterator(directory), {})));
+    press(HelpViewer::ID_BACK);
+    EXPECT_TRUE(enabled(HelpViewer::ID_FORWARD));
+    EXPECT_EQ(viewer_->title(), chapters()->GetStringSelection());
+}
+
+TEST_F(Help, NoLinkOfTheManualLeadsNowhere) {
+    const fs::path directory = manualDirectory().utf8_string();
+    const std::regex link("href=\"([^\"]+)\"");
+    size_t links = 0;
+    for (const auto& file : fs::directory_iterator(directory)) {
+        const std::string text = contentOf(file);
+        for (std::sregex_iterator at(text.begin(), text.end(), link), end; at != end; ++at, ++links)
+            EXPECT_TRUE(fs::exists(directory / (*at)[1].str())) << file.path() << " " << (*at)[1];
+    }
+    EXPECT_GT(links, 12u);
+}
+
+TEST_F(Help, GoesWithTheMainWindowAndOpensOnce) {
+    command(*frame_, ID_USER_HELP);
+    EXPECT_EQ(HelpViewer::existing(), viewer_);
+    viewer_->Close();
+    ASSERT_TRUE(waitFor([] { return HelpViewer::existing() == nullptr; }));
+    command(*frame_, ID_USER_HELP);
+    ASSERT_NE(HelpViewer::existing(), nullptr);
+    frame_->Close();
+    frame_ = nullptr;
+    ASSERT_TRUE(waitFor([] { return HelpViewer::existing() == nullptr; }));
+}
+
+}  // namespace
+}  // namespace kovgui
