@@ -103,7 +103,9 @@ TEST_F(ConnectedWindow, ConnectsAndEditsLeakNothing) {
     EXPECT_LE(after.threads, before.threads);
     // The toolkit lets what it keeps for drawing grow by some hundred KiB before it gives it back.
     EXPECT_LE(after.heap_kib - before.heap_kib, 1024);
-    if (isLong()) EXPECT_LE(after.resident_kib - before.resident_kib, 1024);
+    if (isLong()) {
+        EXPECT_LE(after.resident_kib - before.resident_kib, 1024);
+    }
     EXPECT_THAT(answers_.boxes(), testing::IsEmpty());
 }
 
