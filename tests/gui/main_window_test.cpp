@@ -1,4 +1,7 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 #include <wx/listbook.h>
 #include <wx/uiaction.h>
 
@@ -129,6 +132,25 @@ TEST_F(MainWindow, WhileAJobHasTheDeviceNothingElseMay) {
     }
     EXPECT_TRUE(waitFor([this] { return toolEnabled(ID_RESET); }));
     EXPECT_TRUE(chooser()->IsEnabled());
+}
+
+TEST_F(MainWindow, WhereNoTerminalIsToBeHadTheConsoleIsADialog) {
+    // Neither the terminal that the tests were started from, nor a terminal program.
+    const int terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (terminal >= 0) {
+        ioctl(terminal, TIOCNOTTY);
+        close(terminal);
+    }
+    const std::string path = std::getenv("PATH");
+    setenv("PATH", std::getenv("HOME"), 1);
+    command(*frame_, ID_CONSOLE);
+    setenv("PATH", path.c_str(), 1);
+    auto* entry = wxWindow::FindWindowByName("cliEntry");
+    ASSERT_NE(entry, nullptr);
+    EXPECT_TRUE(entry->IsShownOnScreen());
+    wxGetTopLevelParent(entry)->Close();
+    drainEvents();
+    EXPECT_EQ(wxWindow::FindWindowByName("cliEntry"), nullptr);
 }
 
 }  // namespace
