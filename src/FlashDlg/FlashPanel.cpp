@@ -64,7 +64,7 @@ wxColour verdictColour(FirmwareComparison comparison) {
         case FirmwareComparison::other_target:
             return dark ? wxColour(0xFF, 0x8A, 0x80) : wxColour(0xB0, 0x1E, 0x1E);
         default:
-            return wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOWTEXT);
+            return wxNullColour;  // as any text
     }
 }
 
