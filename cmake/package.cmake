@@ -8,9 +8,6 @@ configure_file(packaging/io.github.oabr_korvex.oabr_switch.metainfo.xml.in
                ${CMAKE_BINARY_DIR}/generated/io.github.oabr_korvex.oabr_switch.metainfo.xml @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/generated/io.github.oabr_korvex.oabr_switch.metainfo.xml
         DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
-if(EXISTS ${CMAKE_SOURCE_DIR}/docs/manual)
-    install(DIRECTORY docs/manual/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/manual)
-endif()
 
 # Debian wants man pages and change logs compressed, without a time stamp inside.
 find_program(OABR_GZIP gzip REQUIRED)
