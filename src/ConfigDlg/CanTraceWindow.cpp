@@ -221,15 +221,16 @@ void CanTraceWindow::take() {
 
 void CanTraceWindow::showRows() {
     const auto rows = static_cast<long>(log_.shown());
-    if (list_->GetItemCount() != rows) {
+    const bool follow = follow_->GetValue() && !pause_->GetValue();
+    if (list_->GetItemCount() != rows)
         list_->SetItemCount(rows);
-        // Where the toolkit draws the list itself it measures a longer one when idle, and paints nothing
-        // until then; without this the list flickers.
-        for (wxWindow* child : list_->GetChildren())
-            child->OnInternalIdle();
-    }
-    if (rows > 0 && follow_->GetValue() && !pause_->GetValue()) list_->EnsureVisible(rows - 1);
-    list_->Refresh();
+    else
+        list_->Refresh();
+    if (rows > 0 && follow) list_->EnsureVisible(rows - 1);
+    // Where the toolkit draws the list itself it measures a longer one when idle, and paints nothing until
+    // then; without this the list flickers.
+    for (wxWindow* child : list_->GetChildren())
+        child->OnInternalIdle();
     showState();
 }
 

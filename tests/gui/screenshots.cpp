@@ -218,7 +218,7 @@ void takeFlash(MainFrame* frame, sim_process::Device& device) {
         press(FlashPanel::ID_FLASH);
         waitFor([] { return progress() != nullptr; });
         settle(2500);
-        if (works) take(areaOf(frame), "flash-progress");
+        if (works) take(areaOf(nullptr), "flash-progress");
         waitFor([page] { return !page->hasJob() && progress() == nullptr; });
         settle(2 * settle_ms);
     }
@@ -229,7 +229,7 @@ void takeFlash(MainFrame* frame, sim_process::Device& device) {
 void takeStore(MainFrame* frame, sim_process::Device& device) {
     chooseDevice(frame, "Connected");
     wxTimer timer;
-    timer.Bind(wxEVT_TIMER, [frame](wxTimerEvent&) { take(areaOf(frame), "storing"); });
+    timer.Bind(wxEVT_TIMER, [](wxTimerEvent&) { take(areaOf(nullptr), "storing"); });
     timer.StartOnce(300);
     send(frame, ID_STORE);
     settle();
@@ -267,6 +267,7 @@ void takeTrace(MainFrame* frame) {
     CanTraceWindow* trace = CanTraceWindow::existing();
     trace->start();
     waitFor([trace] { return trace->log().shown() >= 40; });
+    trace->stop();
     takeWindow(trace, "can-trace");
     trace->Close();
 }
