@@ -1,0 +1,280 @@
+#include "src/ConfigManager/config_document.h"
+
+#include <tinyxml.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <unordered_map>
+
+namespace kovgui::config {
+namespace {
+
+constexpr std::string_view white_space = " \t\r\n";
+// Stands before every name while the library has the text, so that a name may begin with a digit.
+constexpr char name_prefix = '_';
+constexpr size_t max_messages = 8;
+
+bool isNameCharacter(char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte >= 0x80 || std::isalnum(byte) || c == '_' || c == '-' || c == '.' || c == ':';
+}
+
+std::string_view trimmed(std::string_view text) {
+    const size_t begin = text.find_first_not_of(white_space);
+    if (begin == std::string_view::npos) return {};
+    return text.substr(begin, text.find_last_not_of(white_space) - begin + 1);
+}
+
+/// Copies a text as far as the library is to see it: elements, with the prefix before their names and without
+/// their attributes, and the texts in them. What it lets through is well formed and within the depth, so the
+/// library's recursion over it is bounded.
+class Preparation {
+public:
+    explicit Preparation(std::string_view text) : text_(text) {}
+
+    /// @return false with `error` set
+    bool run() {
+        skip("\xEF\xBB\xBF");
+        while (at_ < text_.size()) {
+            if (!(text_[at_] == '<' ? markup() : characters())) return false;
+        }
+        if (!open_.empty()) return fail("the element " + quoted(open_.back()) + " is not ended");
+        return true;
+    }
+
+    std::string prepared;
+    std::string error;
+
+private:
+    bool fail(const std::string& what) {
+        const std::string_view before = text_.substr(0, at_);
+        error = "line " + std::to_string(1 + std::count(before.begin(), before.end(), '\n')) + ": " + what;
+        return false;
+    }
+    static std::string quoted(std::string_view name) { return "\"" + std::string(name.substr(0, 40)) + "\""; }
+
+    bool skip(std::string_view token) {
+        if (!text_.substr(at_).starts_with(token)) return false;
+        at_ += token.size();
+        return true;
+    }
+    void skipWhiteSpace() { at_ = std::min(text_.find_first_not_of(white_space, at_), text_.size()); }
+
+    bool skipBehind(std::string_view end, const char* what) {
+        const size_t found = text_.find(end, at_);
+        if (found == std::string_view::npos) return fail(std::string(what) + " is not ended");
+        at_ = found + end.size();
+        return true;
+    }
+
+    bool characters() {
+        const size_t end = std::min(text_.find('<', at_), text_.size());
+        const std::string_view found = text_.substr(at_, end - at_);
+        if (found.find('\0') != std::string_view::npos) return fail("this is no text");
+        if (open_.empty() && !trimmed(found).empty()) return fail("text outside of all elements");
+        prepared += found;
+        at_ = end;
+        return true;
+    }
+
+    bool markup() {
+        if (text_.substr(at_).starts_with("<!--")) return skipBehind("-->", "a comment");
+        if (text_.substr(at_).starts_with("<?")) return skipBehind("?>", "a declaration");
+        if (text_.substr(at_).starts_with("<![CDATA[")) return verbatim();
+        if (text_.substr(at_).starts_with("<!")) return fail("a declaration that is not understood");
+        if (skip("</")) return endTag();
+        ++at_;
+        return startTag();
+    }
+
+    bool verbatim() {
+        const size_t begin = at_;
+        if (open_.empty()) return fail("text outside of all elements");
+        if (!skipBehind("]]>", "a text")) return false;
+        const std::string_view found = text_.substr(begin, at_ - begin);
+        if (found.find('\0') != std::string_view::npos) return fail("this is no text");
+        prepared += found;
+        return true;
+    }
+
+    std::string_view name() {
+        const size_t begin = at_;
+        while (at_ < text_.size() && isNameCharacter(text_[at_]))
+            ++at_;
+        return text_.substr(begin, at_ - begin);
+    }
+
+    bool endTag() {
+        const std::string_view ended = name();
+        skipWhiteSpace();
+        if (open_.empty() || open_.back() != ended)
+            return fail("the end of " + quoted(ended) + " stands where " +
+                        (open_.empty() ? "no element is open" : quoted(open_.back()) + " is open"));
+        if (!skip(">")) return fail("the end of " + quoted(ended) + " is broken");
+        close();
+        return true;
+    }
+
+    bool startTag() {
+        const std::string_view begun = name();
+        if (begun.empty()) return fail("a \"<\" that begins no element");
+        while (at_ < text_.size() && text_[at_] != '>' && text_[at_] != '/') {
+            const char c = text_[at_];
+            if (c == '<') break;
+            ++at_;
+            if ((c == '"' || c == '\'') && !skipBehind(std::string_view(&c, 1), "an attribute")) return false;
+        }
+        const bool empty = skip("/");
+        if (!skip(">")) return fail("the element " + quoted(begun) + " is broken");
+        if (open_.size() == max_depth) return fail("elements are nested too deep");
+        open_.push_back(begun);
+        (prepared += '<') += name_prefix;
+        (prepared += begun) += '>';
+        if (empty) close();
+        return true;
+    }
+
+    void close() {
+        (prepared += "</") += name_prefix;
+        (prepared += open_.back()) += '>';
+        open_.pop_back();
+    }
+
+    const std::string_view text_;
+    size_t at_ = 0;
+    std::vector<std::string_view> open_;
+};
+
+Element elementOf(const TiXmlElement& node) {
+    Element element{node.ValueStr().substr(1), {}, {}};
+    for (const TiXmlNode* child = node.FirstChild(); child != nullptr; child = child->NextSibling()) {
+        if (const TiXmlText* text = child->ToText())
+            element.text += text->ValueStr();
+        else if (const TiXmlElement* nested = child->ToElement())
+            element.children.push_back(elementOf(*nested));
+    }
+    element.text = trimmed(element.text);
+    return element;
+}
+
+void append(TiXmlNode* parent, const Element& element) {
+    auto* node = new TiXmlElement(element.name);
+    parent->LinkEndChild(node);
+    if (!element.text.empty()) node->LinkEndChild(new TiXmlText(element.text));
+    for (const Element& child : element.children)
+        append(node, child);
+}
+
+/// Every element that has a value, by its path below the top; one that has both children and a text too.
+void flatten(const Element& element, const std::string& path, Values* values) {
+    for (const Element& child : element.children) {
+        const std::string child_path = path + child.name;
+        if (child.children.empty() || !child.text.empty()) values->emplace_back(child_path, child.text);
+        flatten(child, child_path + "/", values);
+    }
+}
+
+struct FileCloser {
+    void operator()(FILE* file) const { std::fclose(file); }
+};
+
+}  // namespace
+
+Document parseDocument(std::string_view bytes) {
+    if (bytes.size() > max_size) return {{}, "this is far larger than any configuration file"};
+    Preparation preparation(bytes);
+    if (!preparation.run()) return {{}, preparation.error};
+    TiXmlDocument xml;
+    xml.Parse(preparation.prepared.c_str(), nullptr, TIXML_ENCODING_UTF8);
+    Document document;
+    for (const TiXmlElement* node = xml.FirstChildElement(); node != nullptr;
+         node = node->NextSiblingElement())
+        document.elements.push_back(elementOf(*node));
+    if (document.elements.empty()) return {{}, "there is no element in it"};
+    if (xml.Error()) return {{}, xml.ErrorDesc()};
+    return document;
+}
+
+Document loadDocument(const char* path) {
+    const std::unique_ptr<FILE, FileCloser> file(std::fopen(path, "rb"));
+    if (!file) return {{}, std::strerror(errno)};
+    std::string bytes(max_size + 1, '\0');
+    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
+    if (std::ferror(file.get())) return {{}, std::strerror(errno)};
+    return parseDocument(bytes);
+}
+
+std::string saveDocument(const char* path, const std::vector<Element>& elements) {
+    TiXmlDocument xml;
+    xml.LinkEndChild(new TiXmlDeclaration("1.0", "", ""));
+    for (const Element& element : elements)
+        append(&xml, element);
+
+    const std::string beside = std::string(path) + ".new";
+    errno = 0;
+    std::string error;
+    if (!xml.SaveFile(beside)) error = std::strerror(errno);
+    // A full disk shows when a file is closed, and the library does not look.
+    if (error.empty() && !loadDocument(beside.c_str()).error.empty())
+        error = "not all of it could be written";
+    std::error_code code;
+    if (error.empty()) std::filesystem::rename(beside, path, code);
+    if (code) error = code.message();
+    if (!error.empty()) std::remove(beside.c_str());
+    return error;
+}
+
+Element compose(const std::string& name, const Values& values) {
+    Element top{name, {}, {}};
+    for (const auto& [path, text] : values) {
+        Element* element = &top;
+        for (size_t begin = 0; begin <= path.size();) {
+            const size_t end = std::min(path.find('/', begin), path.size());
+            const std::string part = path.substr(begin, end - begin);
+            if (element->children.empty() || element->children.back().name != part)
+                element->children.push_back({part, {}, {}});
+            element = &element->children.back();
+            begin = end + 1;
+        }
+        element->text = text;
+    }
+    return top;
+}
+
+std::string extract(const Element& element, Values* values) {
+    Values found;
+    flatten(element, "", &found);
+    std::unordered_map<std::string_view, const std::string*> wanted;
+    for (const auto& [path, text] : *values)
+        wanted.emplace(path, nullptr);
+
+    size_t faults = 0;
+    std::string messages;
+    const auto complain = [&](const char* what, const std::string& path) {
+        if (++faults <= max_messages) messages += what + (" \"" + element.name) + "/" + path + "\"\n";
+    };
+    for (const auto& [path, text] : found) {
+        const auto place = wanted.find(path);
+        if (place == wanted.end())
+            complain("unknown element", path);
+        else if (place->second != nullptr)
+            complain("doubled element", path);
+        else
+            place->second = &text;
+    }
+    for (const auto& [path, text] : *values) {
+        if (wanted[path] == nullptr) complain("missing element", path);
+    }
+    if (faults > max_messages) messages += "and " + std::to_string(faults - max_messages) + " more\n";
+    if (faults != 0) return messages;
+    for (auto& [path, text] : *values)
+        text = *wanted[path];
+    return {};
+}
+
+}  // namespace kovgui::config
