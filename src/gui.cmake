@@ -29,6 +29,7 @@ add_library(oabr_gui STATIC
     Controls/OABRRegStaticText.cpp
     Controls/TabbedPage.cpp
     Controls/bound_rows.cpp
+    Controls/table_job.cpp
     FlashDlg/FlashPanel.cpp
     FlashDlg/version_compare.cpp
     HelpViewer.cpp

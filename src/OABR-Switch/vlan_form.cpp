@@ -1,0 +1,246 @@
+#include "src/OABR-Switch/vlan_form.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <sstream>
+
+namespace kovgui::oabr {
+namespace {
+
+enum FormColumn { valid_column, vid_column, fid_column, first_port_column };
+constexpr std::array<const char*, 7> form_columns = {"Valid", "VID",       "FID", "OABR1",
+                                                     "OABR2", "ET_100BTX", "USB"};
+constexpr size_t pvid_column = 0;
+
+/// Decimal digits only; none for anything else.
+std::optional<int> number(const std::string& text) {
+    int value = 0;
+    const char* end = text.data() + text.size();
+    const auto [read, error] = std::from_chars(text.data(), end, value);
+    if (text.empty() || text[0] == '-' || error != std::errc() || read != end) return {};
+    return value;
+}
+
+std::string rangeFault(const std::string& text, int least, int most) {
+    const auto value = number(text);
+    if (value && *value >= least && *value <= most) return {};
+    return "must be " + std::to_string(least) + " to " + std::to_string(most);
+}
+
+std::string flagFault(const std::string& text) {
+    return text == "0" || text == "1" ? "" : "must be 0 or 1";
+}
+
+std::string flagText(bool on) {
+    return on ? "1" : "0";
+}
+
+bool member(const ksz_vlan_entry& entry, size_t port) {
+    return (entry.ports >> (vlan_ports[port] - 1) & 1) != 0;
+}
+
+/// VID, FID and ports of a row, from a text each.
+template <typename Texts>
+ksz_vlan_row rowOf(const Texts& texts, size_t first) {
+    ksz_vlan_row row{*number(texts[first]), {true, 0, static_cast<uint8_t>(*number(texts[first + 1]))}};
+    for (size_t port = 0; port < vlan_ports.size(); ++port) {
+        if (texts[first + 2 + port] == "1") row.entry.ports |= 1u << (vlan_ports[port] - 1);
+    }
+    return row;
+}
+
+/// VID, FID and ports, the texts that `rowOf` reads.
+std::vector<std::string> textsOf(const ksz_vlan_row& row) {
+    std::vector<std::string> texts = {std::to_string(row.vid), std::to_string(row.entry.fid)};
+    for (size_t port = 0; port < vlan_ports.size(); ++port)
+        texts.push_back(flagText(member(row.entry, port)));
+    return texts;
+}
+
+/// The fault of such texts with the column's name before it; empty for none.
+template <typename Texts>
+std::string rowFault(const Texts& texts, size_t first) {
+    for (size_t i = 0; first + i < texts.size(); ++i) {
+        const std::string& text = texts[first + i];
+        const std::string fault = i == 0 ? vidFault(text) : i == 1 ? fidFault(text) : flagFault(text);
+        if (!fault.empty()) return std::string(form_columns[vid_column + i]) + ": " + fault;
+    }
+    return {};
+}
+
+std::string portFault(const std::array<std::string, 5>& port) {
+    if (const std::string fault = pvidFault(port[pvid_column]); !fault.empty()) return "PVID: " + fault;
+    for (size_t i = 0; i < vlan_flags.size(); ++i) {
+        if (const std::string fault = flagFault(port[i + 1]); !fault.empty())
+            return std::string(vlan_flags[i].name) + ": " + fault;
+    }
+    return {};
+}
+
+std::vector<std::string> split(const std::string& text, char by) {
+    std::vector<std::string> parts(1);
+    for (const char c : text) {
+        if (c == by)
+            parts.emplace_back();
+        else
+            parts.back() += c;
+    }
+    return parts;
+}
+
+}  // namespace
+
+// ---- Settings ----
+
+void VlanTable::set(int vid, const ksz_vlan_entry& entry) {
+    sets_[static_cast<size_t>(vid / ksz_vlans_per_set)][static_cast<size_t>(vid % ksz_vlans_per_set)] =
+        entry.valid ? entry : ksz_vlan_entry{};
+}
+
+void VlanTable::setVlanSet(int set, const ksz_vlan_set_entry& entry) {
+    for (int i = 0; i < ksz_vlans_per_set; ++i)
+        this->set(set * ksz_vlans_per_set + i, entry[static_cast<size_t>(i)]);
+}
+
+std::vector<ksz_vlan_row> VlanTable::rows() const {
+    std::vector<ksz_vlan_row> rows;
+    for (int vid = 0; vid <= ksz_max_vid; ++vid) {
+        if ((*this)[vid].valid) rows.push_back({vid, (*this)[vid]});
+    }
+    return rows;
+}
+
+std::vector<int> VlanTable::differingSets(const VlanTable& other) const {
+    std::vector<int> sets;
+    for (int set = 0; set < ksz_vlan_sets; ++set) {
+        if (vlanSet(set) != other.vlanSet(set)) sets.push_back(set);
+    }
+    return sets;
+}
+
+std::string describeVlanFit(const VlanTable& table, unsigned missing_bytes) {
+    const std::vector<ksz_vlan_row> rows = table.rows();
+    std::set<int> sets;
+    for (const ksz_vlan_row& row : rows)
+        sets.insert(row.vid / ksz_vlans_per_set);
+    const size_t too_many = (missing_bytes + e2p_itab_length - 1) / e2p_itab_length;
+    const size_t fitting = sets.size() - std::min(too_many, sets.size());
+    std::set<int> stored;
+    size_t count = 0;
+    for (; count < rows.size(); ++count) {
+        stored.insert(rows[count].vid / ksz_vlans_per_set);
+        if (stored.size() > fitting) break;
+    }
+    std::string text = std::to_string(count) + " of the " + std::to_string(rows.size()) + " VLANs fit";
+    if (count > 0) text += " (up to VID " + std::to_string(rows[count - 1].vid) + ")";
+    return text;
+}
+
+// ---- Texts ----
+
+std::string vidFault(const std::string& text) {
+    return rangeFault(text, vlan_least_vid, vlan_most_vid);
+}
+
+std::string fidFault(const std::string& text) {
+    return rangeFault(text, 0, ksz_max_fid);
+}
+
+std::string pvidFault(const std::string& text) {
+    return vidFault(text);
+}
+
+std::string checkVlanForm(const VlanForm& form) {
+    for (size_t port = 0; port < form.ports.size(); ++port) {
+        if (const std::string fault = portFault(form.ports[port]); !fault.empty())
+            return std::string(vlan_port_names[port]) + ", " + fault + ".";
+    }
+    std::set<std::string> seen;
+    for (size_t i = 0; i < form.table.size(); ++i) {
+        const auto& row = form.table[i];
+        std::string fault;
+        if (const std::string flag = flagFault(row[valid_column]); !flag.empty())
+            fault = "Valid: " + flag;
+        else if (row[valid_column] == "1") {
+            fault = rowFault(row, vid_column);
+            if (fault.empty() && !seen.insert(std::to_string(*number(row[vid_column]))).second)
+                fault = "VID: " + row[vid_column] + " is in the table twice";
+        }
+        if (!fault.empty()) return "VLAN table, row " + std::to_string(i) + ", " + fault + ".";
+    }
+    return {};
+}
+
+VlanForm vlanFormOf(const VlanSettings& settings) {
+    VlanForm form{settings.enabled, {}, {}};
+    for (size_t port = 0; port < form.ports.size(); ++port) {
+        form.ports[port][pvid_column] = std::to_string(settings.ports[port].pvid);
+        for (size_t i = 0; i < vlan_flags.size(); ++i)
+            form.ports[port][i + 1] = flagText(settings.ports[port].flags[i]);
+    }
+    for (const ksz_vlan_row& row : settings.table.rows()) {
+        if (!isVlanVid(row.vid)) continue;
+        std::array<std::string, 7> texts = {"1"};
+        std::ranges::copy(textsOf(row), texts.begin() + vid_column);
+        form.table.push_back(std::move(texts));
+    }
+    return form;
+}
+
+VlanSettings vlanSettingsOf(const VlanForm& checked, const VlanSettings& base) {
+    VlanSettings settings;
+    settings.enabled = checked.enabled;
+    for (size_t port = 0; port < checked.ports.size(); ++port) {
+        settings.ports[port].pvid = *number(checked.ports[port][pvid_column]);
+        for (size_t i = 0; i < vlan_flags.size(); ++i)
+            settings.ports[port].flags[i] = checked.ports[port][i + 1] == "1";
+    }
+    for (const int vid : {0, ksz_max_vid})
+        settings.table.set(vid, base.table[vid]);
+    for (const auto& texts : checked.table) {
+        if (texts[valid_column] != "1") continue;
+        const ksz_vlan_row row = rowOf(texts, vid_column);
+        settings.table.set(row.vid, row.entry);
+    }
+    return settings;
+}
+
+std::string vlanRowsText(const std::vector<ksz_vlan_row>& rows) {
+    std::string text;
+    for (const ksz_vlan_row& row : rows) {
+        const std::vector<std::string> texts = textsOf(row);
+        for (size_t i = 0; i < texts.size(); ++i)
+            text += (i == 0 ? "" : "\t") + texts[i];
+        text += '\n';
+    }
+    return text;
+}
+
+std::string parseVlanRows(const std::string& text, std::vector<ksz_vlan_row>* rows) {
+    std::vector<ksz_vlan_row> read;
+    std::set<int> seen;
+    std::istringstream lines(text);
+    std::string line;
+    for (int count = 1; std::getline(lines, line); ++count) {
+        while (!line.empty() && (line.back() == '\r' || line.back() == ' '))
+            line.pop_back();
+        if (line.empty()) continue;
+        const std::vector<std::string> texts = split(line, '\t');
+        constexpr size_t columns = form_columns.size() - vid_column;
+        std::string fault = texts.size() == columns ? rowFault(texts, 0)
+                                                    : "there must be " + std::to_string(columns) +
+                                                          " columns with tabs between them";
+        if (fault.empty()) {
+            read.push_back(rowOf(texts, 0));
+            if (!seen.insert(read.back().vid).second) fault = "VID: " + texts[0] + " is there twice";
+        }
+        if (!fault.empty()) return "Line " + std::to_string(count) + ", " + fault + ".";
+    }
+    *rows = std::move(read);
+    return {};
+}
+
+}  // namespace kovgui::oabr
