@@ -17,6 +17,7 @@ add_library(oabr_gui STATIC
     ConfigDlg/CounterPanel.cpp
     ConfigDlg/CounterThread.cpp
     ConfigDlg/CustomSettingsPanel.cpp
+    ConfigDlg/DynamicMacTab.cpp
     ConfigDlg/PortConfigPage.cpp
     ConfigDlg/PortConfigPanel.cpp
     ConfigDlg/SniffingPanel.cpp
@@ -29,6 +30,7 @@ add_library(oabr_gui STATIC
     Controls/OABRRegStaticText.cpp
     Controls/TabbedPage.cpp
     Controls/bound_rows.cpp
+    Controls/row_list.cpp
     Controls/table_job.cpp
     FlashDlg/FlashPanel.cpp
     FlashDlg/version_compare.cpp

@@ -1,0 +1,139 @@
+#include "src/ConfigDlg/DynamicMacTab.h"
+
+#include <wx/button.h>
+#include <wx/sizer.h>
+#include <wx/stattext.h>
+#include <wx/textctrl.h>
+
+#include "src/Controls/row_list.h"
+#include "src/Controls/table_job.h"
+#include "src/OABR-Switch/device_use.h"
+
+namespace kovgui {
+
+using controls::RowList;
+using controls::TableJobResult;
+using oabr::DynamicMacList;
+
+namespace {
+
+constexpr RowList::Column columns[] = {
+    {DynamicMacList::column_names[0], wxLIST_FORMAT_LEFT, 190},
+    {DynamicMacList::column_names[1], wxLIST_FORMAT_RIGHT, 90},
+    {DynamicMacList::column_names[2], wxLIST_FORMAT_LEFT, 130},
+    {DynamicMacList::column_names[3], wxLIST_FORMAT_RIGHT, 90},
+};
+
+}  // namespace
+
+DynamicMacTab::DynamicMacTab(wxWindow* parent) : OABRControlFrame(parent, "Dynamic MAC Table") {
+    build();
+    showRows();
+}
+
+void DynamicMacTab::build() {
+    const int gap = FromDIP(6);
+    auto* label = new wxStaticText(this, wxID_ANY, "F&ilter:");
+    filter_ = new wxTextCtrl(this, ID_FILTER);
+    filter_->SetHint("all");
+    filter_->SetToolTip("Shows the entries in which any column contains this");
+    auto* refresh = new wxButton(this, ID_REFRESH, "&Refresh");
+    refresh->SetToolTip("Reads the table from the device");
+    status_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
+                               wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "dynamicMacStatus");
+    list_ = new RowList(this, ID_LIST, GetName(), columns, [this](size_t row, size_t column) {
+        return wxString::FromUTF8(rows_.text(row, static_cast<DynamicMacList::Column>(column)));
+    });
+    list_->ShowSortIndicator(DynamicMacList::mac_column);
+
+    auto* line = new wxBoxSizer(wxHORIZONTAL);
+    line->Add(label, wxSizerFlags().CenterVertical().Border(wxRIGHT, gap));
+    line->Add(filter_, wxSizerFlags(1).CenterVertical().Border(wxRIGHT, gap));
+    line->Add(refresh, wxSizerFlags().CenterVertical());
+    auto* content = new wxBoxSizer(wxVERTICAL);
+    content->Add(line, wxSizerFlags().Expand().Border(wxALL, gap));
+    content->Add(list_, wxSizerFlags(1).Expand().Border(wxLEFT | wxRIGHT, gap));
+    content->Add(status_, wxSizerFlags().Expand().Border(wxALL, gap));
+    SetSizer(content);
+
+    refresh->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { this->refresh(); });
+    filter_->Bind(wxEVT_TEXT, [this](wxCommandEvent&) {
+        rows_.setFilter(filter_->GetValue().utf8_string());
+        showRows();
+    });
+    list_->Bind(wxEVT_LIST_COL_CLICK, &DynamicMacTab::sortBy, this);
+    list_->Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) {
+        if (event.GetModifiers() == wxMOD_CONTROL && event.GetKeyCode() == 'C')
+            copy();
+        else if (event.GetModifiers() == wxMOD_CONTROL && event.GetKeyCode() == 'A')
+            list_->selectAll();
+        else
+            event.Skip();
+    });
+}
+
+void DynamicMacTab::sortBy(wxListEvent& event) {
+    const int column = event.GetColumn();
+    if (column < 0) return;
+    const bool ascending = column != list_->GetSortIndicator() || !list_->IsAscendingSortIndicator();
+    list_->ShowSortIndicator(column, ascending);
+    rows_.sortBy(static_cast<DynamicMacList::Column>(column), ascending);
+    showRows();
+}
+
+void DynamicMacTab::showRows() {
+    list_->showRows(rows_.shown());
+    status_->SetLabelText(wxString::Format("%zu of %zu entries. ", rows_.shown(), rows_.total()) + state_);
+}
+
+void DynamicMacTab::refresh() {
+    if (const std::string user = oabr::DeviceUse::user(); !user.empty()) {
+        state_ = "The device is in use by " + wxString::FromUTF8(user) + ".";
+        return showRows();
+    }
+    std::vector<ksz_dmac_entry> read;
+    TableJobResult result = TableJobResult::failed;
+    ksz_dmac_entry first{};
+    const bool answered = [&first] {
+        const wxBusyCursor busy;
+        return ksz_dmac_read(0, &first) != 0;
+    }();
+    if (answered && first.count == 0) result = TableJobResult::finished;
+    if (answered && first.count > 0) {
+        read.push_back(first);
+        result = runTableJob(this, "Reading the dynamic MAC table", first.count - 1, [&read](int step) {
+            ksz_dmac_entry entry{};
+            const int index = step + 1;
+            if (ksz_dmac_read(index, &entry) == 0) return false;
+            // The table may have become shorter meanwhile.
+            if (index < entry.count) read.push_back(entry);
+            return true;
+        });
+    }
+    state_ = result == TableJobResult::stopped  ? "Stopped: these are not all."
+             : result == TableJobResult::failed ? "The device does not answer: these are not all."
+                                                : "";
+    rows_.setEntries(std::move(read));
+    showRows();
+}
+
+void DynamicMacTab::copy() const {
+    wxString text;
+    for (const size_t row : list_->selected()) {
+        for (size_t column = 0; column < std::size(columns); ++column) {
+            if (column > 0) text += "\t";
+            text += wxString::FromUTF8(rows_.text(row, static_cast<DynamicMacList::Column>(column)));
+        }
+        text += "\n";
+    }
+    if (!text.empty()) controls::copyText(text);
+}
+
+void DynamicMacTab::OnDeviceConnected(wxThreadEvent& event) {
+    OABRControlFrame::OnDeviceConnected(event);
+    rows_.setEntries({});
+    state_ = "Refresh reads the table.";
+    showRows();
+}
+
+}  // namespace kovgui
