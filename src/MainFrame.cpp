@@ -596,8 +596,13 @@ wxString MainFrame::storeSettings() {
     if (!readPagesNeverShown()) return "The device's settings could not be read. Nothing was stored.";
     const ConfigLists lists =
         collectLists(OABRControlFrame::oabrControlFrames, [this] { wxSafeYield(this, true); });
-    const std::string overflow = describeOverflow(lists);
-    if (!overflow.empty()) return wxString::FromUTF8(overflow) + "Nothing was stored.";
+    std::string overflow = describeOverflow(lists);
+    if (!overflow.empty()) {
+        const unsigned missing = e2p_area_shortfall(lists.switch_list, e2p_switch_area);
+        for (const OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
+            overflow += missing > 0 ? page->describeFit(missing) : "";
+        return wxString::FromUTF8(overflow) + "Nothing was stored.";
+    }
     std::vector<controls::StoreStep> steps;
     for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames) {
         steps.push_back(page->StoreBesideRecords());

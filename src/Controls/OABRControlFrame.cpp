@@ -94,7 +94,7 @@ void OABRControlFrame::OnValuesChanged() {
 void OABRControlFrame::OnDeviceConnected(wxThreadEvent&) {
     Enable();
     OnValuesChanged();
-    if (isSeen(this)) ReadAllRegisters();
+    if (isSeen(this)) OnSeen();
 }
 
 void OABRControlFrame::OnDeviceDisConnected(wxThreadEvent&) {
@@ -106,7 +106,7 @@ void OABRControlFrame::OnDeviceStatusUpdate(wxThreadEvent&) {}
 
 void OABRControlFrame::OnShow(wxShowEvent& event) {
     event.Skip();
-    if (event.IsShown()) ReadAllRegisters();
+    if (event.IsShown()) OnSeen();
 }
 
 void OABRControlFrame::OnValueChangedEvent(wxCommandEvent& event) {

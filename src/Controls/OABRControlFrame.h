@@ -49,6 +49,9 @@ public:
                                    std::vector<e2p_cfg_cmd>& phy2_records);
     /// What else the page stores, as it stands now.
     virtual StoreStep StoreBesideRecords() { return {}; }
+    /// What of the page's records fits when the switch's area lacks so many bytes for all that is to be
+    /// stored: a line for the operator, or empty where the page has nothing to leave out.
+    virtual std::string describeFit(unsigned /*missing_switch_bytes*/) const { return {}; }
 
     /// Marks the page for reading.
     virtual void OnValuesChanged();
@@ -57,6 +60,9 @@ public:
     /// The device's state changed; nothing that a page of settings shows.
     virtual void OnDeviceStatusUpdate(wxThreadEvent& event);
     virtual void OnShow(wxShowEvent& event);
+    /// The operator has come to see the page: reads it. A page that takes long puts that off until the
+    /// toolkit is done with showing it.
+    virtual void OnSeen() { ReadAllRegisters(); }
     /// The operator changed a control: writes a bound one to the device and notes the change.
     virtual void OnValueChangedEvent(wxCommandEvent& event);
 

@@ -29,7 +29,7 @@ void TabbedPage::addTab(OABRControlFrame* page, const wxString& title) {
 }
 
 void TabbedPage::readCurrent() {
-    if (auto* page = dynamic_cast<OABRControlFrame*>(notebook_->GetCurrentPage())) page->ReadAllRegisters();
+    if (auto* page = dynamic_cast<OABRControlFrame*>(notebook_->GetCurrentPage())) page->OnSeen();
 }
 
 }  // namespace kovgui::controls
