@@ -113,14 +113,6 @@ std::vector<ksz_vlan_row> VlanTable::rows() const {
     return rows;
 }
 
-std::vector<int> VlanTable::differingSets(const VlanTable& other) const {
-    std::vector<int> sets;
-    for (int set = 0; set < ksz_vlan_sets; ++set) {
-        if (vlanSet(set) != other.vlanSet(set)) sets.push_back(set);
-    }
-    return sets;
-}
-
 std::string describeVlanFit(const VlanTable& table, unsigned missing_bytes) {
     const std::vector<ksz_vlan_row> rows = table.rows();
     std::set<int> sets;

@@ -59,8 +59,6 @@ public:
 
     /// The valid entries by identifier.
     std::vector<ksz_vlan_row> rows() const;
-    /// The sets in which the tables differ.
-    std::vector<int> differingSets(const VlanTable& other) const;
     bool operator==(const VlanTable&) const = default;
 
 private:

@@ -1,0 +1,129 @@
+#include "src/OABR-Switch/vlan_form.h"
+
+#include <gmock/gmock.h>
+
+#include "src/OABR-Switch/dynamic_mac_list.h"
+
+namespace kovgui::oabr {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+VlanSettings someSettings() {
+    VlanSettings settings;
+    settings.enabled = true;
+    settings.ports[0].pvid = 4094;
+    settings.ports[3].flags = {false, true, false, true};
+    settings.table.set(1, {true, 0x0F, 0});
+    settings.table.set(7, {true, 0x04, 127});
+    return settings;
+}
+
+TEST(VlanForm, HoldsSettingsInThePagesOrderAndGivesThemBack) {
+    const VlanForm form = vlanFormOf(someSettings());
+    EXPECT_EQ(checkVlanForm(form), "");
+    EXPECT_THAT(form.ports[0], ElementsAre("4094", "0", "0", "0", "0"));
+    EXPECT_THAT(form.ports[3], ElementsAre("1", "0", "1", "0", "1"));
+    ASSERT_EQ(form.table.size(), 2u);
+    EXPECT_THAT(form.table[1], ElementsAre("1", "7", "127", "1", "0", "0", "0")) << "port 3 is OABR1";
+    EXPECT_EQ(vlanSettingsOf(form, {}), someSettings());
+}
+
+TEST(VlanForm, ARowThatIsNotValidIsNoEntryWhateverItHolds) {
+    VlanForm form = vlanFormOf({});
+    form.table = {{"0", "junk", "", "", "", "", ""}, {"1", "5", "0", "0", "0", "0", "1"}};
+    EXPECT_EQ(checkVlanForm(form), "");
+    EXPECT_THAT(vlanSettingsOf(form, {}).table.rows(), testing::SizeIs(1));
+}
+
+TEST(VlanForm, WhatNamesNoVlanStaysOnTheDeviceAndOutOfTheForm) {
+    VlanSettings device = someSettings();
+    device.table.set(0, {true, 1, 1});
+    device.table.set(4095, {true, 2, 2});
+    EXPECT_EQ(vlanFormOf(device), vlanFormOf(someSettings()));
+    EXPECT_EQ(vlanSettingsOf(vlanFormOf(someSettings()), device), device);
+}
+
+TEST(VlanForm, FaultsNameRowAndColumn) {
+    const VlanForm good = vlanFormOf(someSettings());
+    const auto port = [&](size_t row, size_t column, const char* text) {
+        VlanForm form = good;
+        form.ports[row][column] = text;
+        return checkVlanForm(form);
+    };
+    const auto table = [&](size_t row, size_t column, const char* text) {
+        VlanForm form = good;
+        form.table[row][column] = text;
+        return checkVlanForm(form);
+    };
+    for (const char* text : {"", "0", "4095", "-1", "1x", " 1", "+1", "99999999999999999999"}) {
+        EXPECT_EQ(port(2, 0, text), "100BaseTX, PVID: must be 1 to 4094.") << text;
+        EXPECT_EQ(table(1, 1, text), "VLAN table, row 1, VID: must be 1 to 4094.") << text;
+    }
+    EXPECT_EQ(port(1, 4, "true"), "OABR2, VTable Filter: must be 0 or 1.");
+    EXPECT_EQ(table(0, 2, "128"), "VLAN table, row 0, FID: must be 0 to 127.");
+    EXPECT_EQ(table(0, 0, ""), "VLAN table, row 0, Valid: must be 0 or 1.");
+    EXPECT_EQ(table(0, 5, "2"), "VLAN table, row 0, ET_100BTX: must be 0 or 1.");
+    EXPECT_EQ(table(1, 1, "01"), "VLAN table, row 1, VID: 01 is in the table twice.");
+}
+
+TEST(VlanTableTest, DiffersOnlyWhereAValidEntryDoes) {
+    VlanTable a, b;
+    a.setVlanSet(5, {{{false, 15, 9}, {true, 1, 2}, {false, 0, 0}, {false, 0, 0}}});
+    EXPECT_NE(a, b);
+    b.set(21, {true, 1, 2});
+    EXPECT_EQ(a, b);
+}
+
+TEST(VlanTableTest, SaysWhatFitsInWholeSets) {
+    VlanTable table;
+    for (const int vid : {1, 2, 8, 9, 11, 100})  // three sets
+        table.set(vid, {true, 1, 0});
+    EXPECT_EQ(describeVlanFit(table, 1), "5 of the 6 VLANs fit (up to VID 11)");
+    EXPECT_EQ(describeVlanFit(table, 13), "5 of the 6 VLANs fit (up to VID 11)");
+    EXPECT_EQ(describeVlanFit(table, 14), "2 of the 6 VLANs fit (up to VID 2)");
+    EXPECT_EQ(describeVlanFit(table, 500), "0 of the 6 VLANs fit");
+}
+
+TEST(VlanRowsText, ComesBackWithForeignLineEnds) {
+    const std::vector<ksz_vlan_row> rows = {{5, {true, 0x09, 77}}, {4094, {true, 0x06, 0}}};
+    EXPECT_EQ(vlanRowsText(rows), "5\t77\t0\t1\t0\t1\n4094\t0\t1\t0\t1\t0\n");
+    std::vector<ksz_vlan_row> read;
+    EXPECT_EQ(parseVlanRows("5\t77\t0\t1\t0\t1\r\n\r\n4094\t0\t1\t0\t1\t0", &read), "");
+    EXPECT_EQ(vlanRowsText(read), vlanRowsText(rows));
+    EXPECT_THAT(parseVlanRows("1\t0\t0\t0\t0\t0\n2\t200\t0\t0\t0\t0\n", &read),
+                HasSubstr("Line 2, FID: must be 0 to 127"));
+    EXPECT_THAT(parseVlanRows("1 0 0 0 0 0", &read), HasSubstr("6 columns"));
+    EXPECT_THAT(parseVlanRows("1\t0\t0\t0\t0\t0\n1\t0\t0\t0\t0\t0\n", &read), HasSubstr("Line 2, VID: 1"));
+    EXPECT_EQ(read.size(), 2u) << "a fault takes nothing";
+}
+
+TEST(DynamicMac, SortsByValueAndFiltersAnyColumn) {
+    DynamicMacList list;
+    const auto entry = [](uint8_t last, uint8_t fid, uint8_t port, uint8_t age) {
+        return ksz_dmac_entry{3, age, port, fid, {last, 0, 0, 0, 0, 0xAB}};
+    };
+    list.setEntries({entry(1, 10, 3, 0), entry(2, 9, 1, 3), entry(3, 100, 2, 1)});
+    const auto macs = [&list] {
+        std::string ends;
+        for (size_t row = 0; row < list.shown(); ++row)
+            ends += list.text(row, DynamicMacList::mac_column).back();
+        return ends;
+    };
+    EXPECT_EQ(list.text(0, DynamicMacList::mac_column), "ab:00:00:00:00:01");
+    list.sortBy(DynamicMacList::fid_column, true);
+    EXPECT_EQ(macs(), "213");
+    list.sortBy(DynamicMacList::port_column, false);
+    EXPECT_EQ(macs(), "213");
+    list.sortBy(DynamicMacList::age_column, false);
+    EXPECT_EQ(macs(), "231");
+    list.setFilter("oabr1");
+    EXPECT_EQ(macs(), "1");
+    list.setFilter("AB:00");
+    EXPECT_EQ(list.shown(), 3u);
+    EXPECT_EQ(list.total(), 3u);
+}
+
+}  // namespace
+}  // namespace kovgui::oabr
