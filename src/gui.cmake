@@ -21,7 +21,10 @@ add_library(oabr_gui STATIC
     ConfigDlg/PortConfigPage.cpp
     ConfigDlg/PortConfigPanel.cpp
     ConfigDlg/SniffingPanel.cpp
+    ConfigDlg/VlanEntryDialog.cpp
+    ConfigDlg/VlanTab.cpp
     ConfigDlg/sniffing.cpp
+    Controls/CheckedGrid.cpp
     Controls/OABRControl.cpp
     Controls/OABRControlFrame.cpp
     Controls/OABRRegCheckBox.cpp

@@ -1,0 +1,396 @@
+#include "src/Controls/CheckedGrid.h"
+
+#include <wx/renderer.h>
+#include <wx/settings.h>
+#include <wx/tokenzr.h>
+
+#include <algorithm>
+
+#include "src/Controls/row_list.h"
+#include "src/accessible.h"
+
+namespace kovgui::controls {
+namespace {
+
+constexpr const char* flag_fault = "must be 1 or 0";
+
+bool isFlagText(const wxString& text) {
+    return text == "1" || text == "0" || text.empty();
+}
+
+/// What programs put into the clipboard for a flag.
+std::string flagText(const wxString& text) {
+    if (text.IsSameAs("true", false)) return "1";
+    if (text.empty() || text.IsSameAs("false", false)) return "0";
+    return text.utf8_string();
+}
+
+struct Colours {
+    wxColour background;
+    wxColour text;
+};
+
+Colours wrongColours() {
+    if (wxSystemSettings::GetAppearance().IsDark()) return {wxColour(0x80, 0x20, 0x20), *wxWHITE};
+    return {wxColour(0xFF, 0xC8, 0xC4), *wxBLACK};
+}
+
+wxRect boxIn(wxWindow* window, const wxRect& cell) {
+    return wxRect(wxRendererNative::Get().GetCheckBoxSize(window)).CentreIn(cell);
+}
+
+/// Shows texts, grey in a grid that takes no input.
+class CellRenderer : public wxGridCellStringRenderer {
+public:
+    void Draw(wxGrid& grid, wxGridCellAttr& attr, wxDC& dc, const wxRect& rect, int row, int column,
+              bool selected) override {
+        if (grid.IsEnabled())
+            return wxGridCellStringRenderer::Draw(grid, attr, dc, rect, row, column, selected);
+        const wxGridCellAttrPtr grey(attr.Clone());
+        grey->SetTextColour(wxSystemSettings::GetColour(wxSYS_COLOUR_GRAYTEXT));
+        wxGridCellStringRenderer::Draw(grid, *grey, dc, rect, row, column, selected);
+    }
+    wxGridCellRenderer* Clone() const override { return new CellRenderer; }
+};
+
+/// Shows a flag as a box, and what is none as the text that it is.
+class FlagRenderer : public CellRenderer {
+public:
+    void Draw(wxGrid& grid, wxGridCellAttr& attr, wxDC& dc, const wxRect& rect, int row, int column,
+              bool selected) override {
+        const wxString text = grid.GetCellValue(row, column);
+        if (!isFlagText(text)) return CellRenderer::Draw(grid, attr, dc, rect, row, column, selected);
+        wxGridCellRenderer::Draw(grid, attr, dc, rect, row, column, selected);
+        wxWindow* const window = grid.GetGridWindow();
+        int state = text == "1" ? int{wxCONTROL_CHECKED} : 0;
+        if (!grid.IsEnabled()) state |= wxCONTROL_DISABLED;
+        wxRendererNative::Get().DrawCheckBox(window, dc, boxIn(window, rect), state);
+    }
+    wxGridCellRenderer* Clone() const override { return new FlagRenderer; }
+};
+
+std::vector<wxArrayString> linesOf(wxString text) {
+    text.Replace("\r\n", "\n");
+    text.Replace("\r", "\n");
+    if (text.EndsWith("\n")) text.RemoveLast();
+    std::vector<wxArrayString> lines;
+    for (const wxString& line : wxStringTokenize(text, "\n", wxTOKEN_RET_EMPTY_ALL)) {
+        lines.push_back(wxStringTokenize(line, "\t", wxTOKEN_RET_EMPTY_ALL));
+        if (lines.back().empty()) lines.back().push_back("");
+    }
+    return lines;
+}
+
+}  // namespace
+
+CheckedGrid::CheckedGrid(wxWindow* parent, int id, const wxString& name, const wxString& row_word,
+                         const wxArrayString& row_labels, std::vector<Column> columns)
+    : wxGrid(parent, id), name_(name), columns_(std::move(columns)) {
+    const int rows = static_cast<int>(row_labels.size());
+    CreateGrid(rows, static_cast<int>(columns_.size()));
+    for (int row = 0; row < rows; ++row)
+        SetRowLabelValue(row, row_labels[static_cast<size_t>(row)]);
+    SetCornerLabelValue(row_word);
+    for (int i = 0; i < GetNumberCols(); ++i) {
+        const Column& column = columns_[static_cast<size_t>(i)];
+        SetColLabelValue(i, column.title);
+        auto* attr = new wxGridCellAttr;
+        attr->SetRenderer(column.kind == Kind::flag ? new FlagRenderer : new CellRenderer);
+        if (column.kind == Kind::flag) {
+            attr->SetReadOnly();  // switched, not typed
+            attr->SetAlignment(wxALIGN_CENTRE, wxALIGN_CENTRE);
+        } else if (column.kind == Kind::number) {
+            attr->SetAlignment(wxALIGN_RIGHT, wxALIGN_CENTRE);
+        }
+        SetColAttr(i, attr);
+        SetColSize(i, FromDIP(column.width_px));
+        for (int row = 0; row < rows; ++row)
+            SetCellValue(row, i, column.cleared);
+    }
+    SetRowLabelSize(wxGRID_AUTOSIZE);
+    DisableDragRowSize();
+    SetTabBehaviour(Tab_Leave);
+
+    Bind(wxEVT_KEY_DOWN, &CheckedGrid::OnKey, this);
+    Bind(wxEVT_TEXT, &CheckedGrid::OnTyped, this);
+    Bind(wxEVT_GRID_CELL_LEFT_CLICK, &CheckedGrid::OnClick, this);
+    Bind(wxEVT_GRID_CELL_LEFT_DCLICK, &CheckedGrid::OnClick, this);
+    Bind(wxEVT_GRID_CELL_CHANGED, [this](wxGridEvent& event) {
+        event.Skip();
+        mark({event.GetRow(), event.GetCol()});
+        tellChanged({{event.GetRow(), event.GetCol()}});
+    });
+    Bind(wxEVT_GRID_EDITOR_HIDDEN, [this](wxGridEvent& event) {
+        event.Skip();
+        typed_fault_.clear();
+        tellRemark();
+    });
+    Bind(wxEVT_GRID_SELECT_CELL, [this](wxGridEvent& event) {
+        event.Skip();
+        CallAfter([this] {
+            announceCursor();
+            tellRemark();
+        });
+    });
+    GetGridWindow()->Bind(wxEVT_MOTION, &CheckedGrid::OnMotion, this);
+    setAccessibleName(this, name_);
+}
+
+// ---- Texts and what is wrong with them ----
+
+std::string CheckedGrid::text(int row, int column) const {
+    return GetCellValue(row, column).utf8_string();
+}
+
+std::string CheckedGrid::check(int column, const std::string& text) const {
+    if (isFlag(column)) return text == "1" || text == "0" ? "" : flag_fault;
+    const Column& one = columns_[static_cast<size_t>(column)];
+    return one.check ? one.check(text) : "";
+}
+
+void CheckedGrid::mark(const Cell& cell) {
+    const std::string fault = check(cell.column, text(cell.row, cell.column));
+    const auto known = faults_.find(cell);
+    if (fault.empty() == (known == faults_.end())) {
+        if (known != faults_.end()) known->second = fault;
+        return;
+    }
+    if (fault.empty())
+        faults_.erase(known);
+    else
+        faults_[cell] = fault;
+    const Colours wrong = wrongColours();
+    SetCellBackgroundColour(cell.row, cell.column, fault.empty() ? wxNullColour : wrong.background);
+    SetCellTextColour(cell.row, cell.column, fault.empty() ? wxNullColour : wrong.text);
+    RefreshBlock(cell.row, cell.column, cell.row, cell.column);
+    tooltip_cell_ = {-1, -1};
+}
+
+void CheckedGrid::show(int row, int column, const std::string& text) {
+    SetCellValue(row, column, wxString::FromUTF8(text));
+    mark({row, column});
+    tellRemark();
+}
+
+std::string CheckedGrid::faultOf(int row, int column) const {
+    const auto found = faults_.find({row, column});
+    return found == faults_.end() ? "" : found->second;
+}
+
+bool CheckedGrid::isRowWrong(int row) const {
+    const auto first = faults_.lower_bound({row, 0});
+    return first != faults_.end() && first->first.row == row;
+}
+
+wxString CheckedGrid::nameOf(const Cell& cell) const {
+    wxString column = columns_[static_cast<size_t>(cell.column)].title;
+    column.Replace("\n", " ");
+    return GetCornerLabelValue() + " " + GetRowLabelValue(cell.row) + ", " + column;
+}
+
+std::string CheckedGrid::describe(const Cell& cell, const std::string& fault) const {
+    return (nameOf(cell) + ": " + wxString::FromUTF8(fault) + ".").utf8_string();
+}
+
+std::string CheckedGrid::remark() const {
+    if (!typed_fault_.empty()) return describe(cursor(), typed_fault_);
+    if (faults_.empty()) return paste_remark_.utf8_string();
+    const auto at_cursor = faults_.find(cursor());
+    const auto& [cell, fault] = at_cursor != faults_.end() ? *at_cursor : *faults_.begin();
+    wxString text = wxString::FromUTF8(describe(cell, fault));
+    if (faults_.size() > 1) text += wxString::Format(" %zu more wrong.", faults_.size() - 1);
+    if (!paste_remark_.empty()) text += " " + paste_remark_;
+    return text.utf8_string();
+}
+
+void CheckedGrid::tellRemark() {
+    if (on_remark) on_remark();
+}
+
+void CheckedGrid::tellChanged(const Cells& changed) {
+    announceCursor();
+    if (!changed.empty() && on_changed) on_changed(changed);
+    tellRemark();
+}
+
+/// The toolkit's grid tells a screen reader nothing of its cells, so its name says where the cursor is.
+void CheckedGrid::announceCursor() {
+    wxString name = name_;
+    if (hasCursor()) {
+        const auto [row, column] = cursor();
+        name += ", " + nameOf(cursor()) + ": " + GetCellValue(row, column);
+        if (const std::string fault = faultOf(row, column); !fault.empty())
+            name += ", " + wxString::FromUTF8(fault);
+    }
+    setAccessibleName(this, name);
+}
+
+// ---- Edits ----
+
+void CheckedGrid::finishEditing() {
+    DisableCellEditControl();
+}
+
+void CheckedGrid::put(const Cell& cell, const std::string& text, Cells* changed) {
+    if (this->text(cell.row, cell.column) == text) return;
+    SetCellValue(cell.row, cell.column, wxString::FromUTF8(text));
+    mark(cell);
+    changed->push_back(cell);
+}
+
+/// The rectangle around all that is selected; the cursor's cell when nothing is.
+wxGridBlockCoords CheckedGrid::selection() const {
+    wxGridBlockCoords around;
+    for (const wxGridBlockCoords& block : GetSelectedBlocks()) {
+        if (!around) {
+            around = block;
+            continue;
+        }
+        around = {std::min(around.GetTopRow(), block.GetTopRow()),
+                  std::min(around.GetLeftCol(), block.GetLeftCol()),
+                  std::max(around.GetBottomRow(), block.GetBottomRow()),
+                  std::max(around.GetRightCol(), block.GetRightCol())};
+    }
+    if (!around && hasCursor()) {
+        const auto [row, column] = cursor();
+        around = {row, column, row, column};
+    }
+    return around;
+}
+
+namespace {
+
+template <typename Action>
+void forEachCell(const wxGridBlockCoords& block, Action action) {
+    if (!block) return;
+    for (int row = block.GetTopRow(); row <= block.GetBottomRow(); ++row) {
+        for (int column = block.GetLeftCol(); column <= block.GetRightCol(); ++column)
+            action(CheckedGrid::Cell{row, column});
+    }
+}
+
+}  // namespace
+
+void CheckedGrid::copySelection() const {
+    const wxGridBlockCoords block = selection();
+    wxString copied;
+    forEachCell(block, [&](const Cell& cell) {
+        copied += GetCellValue(cell.row, cell.column) + (cell.column == block.GetRightCol() ? "\n" : "\t");
+    });
+    if (copied.EndsWith("\n")) copied.RemoveLast();
+    copyText(copied);
+}
+
+void CheckedGrid::paste() {
+    const std::vector<wxArrayString> lines = linesOf(clipboardText());
+    const wxGridBlockCoords target = selection();
+    if (lines.empty() || !target) return;
+    Cells changed;
+    size_t left_out = 0;
+    paste_remark_.clear();
+    const auto putPasted = [&](const Cell& cell, wxString text) {
+        text.Trim(true).Trim(false);
+        put(cell, isFlag(cell.column) ? flagText(text) : text.utf8_string(), &changed);
+    };
+    if (lines.size() == 1 && lines[0].size() == 1) {
+        forEachCell(target, [&](const Cell& cell) { putPasted(cell, lines[0][0]); });
+    } else {
+        for (size_t line = 0; line < lines.size(); ++line) {
+            for (size_t item = 0; item < lines[line].size(); ++item) {
+                const Cell cell{target.GetTopRow() + static_cast<int>(line),
+                                target.GetLeftCol() + static_cast<int>(item)};
+                if (cell.row < GetNumberRows() && cell.column < GetNumberCols())
+                    putPasted(cell, lines[line][item]);
+                else
+                    ++left_out;
+            }
+        }
+    }
+    if (left_out > 0)
+        paste_remark_ =
+            wxString::Format("%zu pasted values reach beyond the table and were left out.", left_out);
+    tellChanged(changed);
+}
+
+void CheckedGrid::clearSelection() {
+    Cells changed;
+    paste_remark_.clear();
+    forEachCell(selection(), [&](const Cell& cell) {
+        put(cell, columns_[static_cast<size_t>(cell.column)].cleared, &changed);
+    });
+    tellChanged(changed);
+}
+
+void CheckedGrid::toggleFlags() {
+    if (!hasCursor() || !isFlag(cursor().column)) return;
+    const std::string state = text(cursor().row, cursor().column) == "1" ? "0" : "1";
+    Cells changed;
+    paste_remark_.clear();
+    put(cursor(), state, &changed);
+    forEachCell(selection(), [&](const Cell& cell) {
+        if (isFlag(cell.column)) put(cell, state, &changed);
+    });
+    tellChanged(changed);
+}
+
+// ---- Events ----
+
+void CheckedGrid::OnKey(wxKeyEvent& event) {
+    const int key = event.GetKeyCode();
+    if (event.GetModifiers() == wxMOD_CONTROL) {
+        if (key == 'C' || key == WXK_INSERT) return copySelection();
+        if (key == 'V') return paste();
+        if (key == 'X') {
+            copySelection();
+            return clearSelection();
+        }
+    } else if (event.GetModifiers() == wxMOD_SHIFT && key == WXK_INSERT) {
+        return paste();
+    } else if (event.GetModifiers() == wxMOD_NONE) {
+        if (key == WXK_DELETE || key == WXK_NUMPAD_DELETE) return clearSelection();
+        if (key == WXK_SPACE && hasCursor() && isFlag(cursor().column)) return toggleFlags();
+    }
+    event.Skip();
+}
+
+void CheckedGrid::OnTyped(wxCommandEvent& event) {
+    auto* editor = dynamic_cast<wxWindow*>(event.GetEventObject());
+    if (!IsCellEditControlEnabled() || editor == nullptr) return event.Skip();
+    const std::string typed = event.GetString().utf8_string();
+    const auto [row, column] = cursor();
+    paste_remark_.clear();
+    typed_fault_ = check(column, typed);
+    const Colours wrong = wrongColours();
+    editor->SetBackgroundColour(typed_fault_.empty() ? GetDefaultCellBackgroundColour() : wrong.background);
+    editor->SetForegroundColour(typed_fault_.empty() ? GetDefaultCellTextColour() : wrong.text);
+    editor->Refresh();
+    if (typed != text(row, column) && on_typed) on_typed();
+    tellRemark();
+}
+
+void CheckedGrid::OnClick(wxGridEvent& event) {
+    event.Skip();
+    const Cell cell{event.GetRow(), event.GetCol()};
+    if (!isFlag(cell.column) || event.ShiftDown() || event.ControlDown()) return;
+    const wxPoint at =
+        CalcUnscrolledPosition(event.GetPosition() - wxPoint(GetRowLabelSize(), GetColLabelSize()));
+    if (!boxIn(GetGridWindow(), CellToRect(cell.row, cell.column)).Contains(at)) return;
+    Cells changed;
+    paste_remark_.clear();
+    put(cell, text(cell.row, cell.column) == "1" ? "0" : "1", &changed);
+    tellChanged(changed);
+}
+
+void CheckedGrid::OnMotion(wxMouseEvent& event) {
+    event.Skip();
+    const wxGridCellCoords at = XYToCell(CalcUnscrolledPosition(event.GetPosition()));
+    const Cell cell{at.GetRow(), at.GetCol()};
+    if (cell == tooltip_cell_) return;
+    tooltip_cell_ = cell;
+    if (at == wxGridNoCellCoords) return GetGridWindow()->UnsetToolTip();
+    const std::string fault = faultOf(cell.row, cell.column);
+    GetGridWindow()->SetToolTip(fault.empty() ? wxString(columns_[static_cast<size_t>(cell.column)].tooltip)
+                                              : wxString::FromUTF8(describe(cell, fault)));
+}
+
+}  // namespace kovgui::controls
