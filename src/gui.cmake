@@ -25,6 +25,7 @@ add_library(oabr_gui STATIC
     ConfigDlg/VlanTab.cpp
     ConfigDlg/sniffing.cpp
     Controls/CheckedGrid.cpp
+    ConfigManager/XmlConfigDialog.cpp
     Controls/OABRControl.cpp
     Controls/OABRControlFrame.cpp
     Controls/OABRRegCheckBox.cpp

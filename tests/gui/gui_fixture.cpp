@@ -55,10 +55,10 @@ int Answers::Enter(wxDialog* dialog) {
     boxes_.push_back(
         {message != nullptr ? message->GetCaption().utf8_string() : dialog->GetTitle().utf8_string(),
          message != nullptr ? message->GetMessage().utf8_string() : std::string()});
-    if (results_.empty()) return wxID_CANCEL;
-    const int result = results_.front();
-    results_.pop_front();
-    return result;
+    if (answers_.empty()) return wxID_CANCEL;
+    const auto answer = std::move(answers_.front());
+    answers_.pop_front();
+    return answer(dialog);
 }
 
 void command(wxFrame& frame, int id) {

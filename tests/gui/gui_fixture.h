@@ -33,14 +33,18 @@ public:
     ~Answers() override { Unregister(); }
 
     /// The result of the next box, wxID_YES and so on; several are used one after the other.
-    void next(int result) { results_.push_back(result); }
+    void next(int result) {
+        next([result](wxDialog*) { return result; });
+    }
+    /// The same of what is done with the box.
+    void next(std::function<int(wxDialog*)> answer) { answers_.push_back(std::move(answer)); }
     const std::vector<Box>& boxes() const { return boxes_; }
     bool shown(const std::string& title) const;
 
 private:
     int Enter(wxDialog* dialog) override;
 
-    std::deque<int> results_;
+    std::deque<std::function<int(wxDialog*)>> answers_;
     std::vector<Box> boxes_;
 };
 

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <wx/checkbox.h>
+#include <wx/dialog.h>
+
+#include <array>
+
+namespace kovgui {
+
+/// The pages that a configuration file holds, in its order.
+enum class ConfigPanel { port, sniffing, vlan, life_cycle };
+constexpr size_t config_panel_count = 4;
+
+/// Asks which pages take part in saving or loading a configuration file.
+class XmlConfigDialog : public wxDialog {
+public:
+    XmlConfigDialog(wxWindow* parent, const wxString& title);
+
+    bool isChosen(ConfigPanel panel) const { return boxes_[static_cast<size_t>(panel)]->GetValue(); }
+    bool isAnyChosen() const;
+
+private:
+    void ActivateCheckBox(wxCommandEvent& event);
+    void ActivateAllCheckBox() { setAll(true); }
+    void DeactivateAllCheckBox() { setAll(false); }
+    void setAll(bool chosen);
+
+    wxCheckBox* all_;
+    std::array<wxCheckBox*, config_panel_count> boxes_{};
+};
+
+}  // namespace kovgui

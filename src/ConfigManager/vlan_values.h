@@ -1,0 +1,33 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "lib/ksz.h"
+#include "src/ConfigManager/config_document.h"
+#include "src/OABR-Switch/vlan_form.h"
+
+// What the tabs of the VLAN page show and how a configuration file holds it.
+
+namespace kovgui::config {
+
+struct VlanTables {
+    std::array<uint8_t, ksz_port_count> port_based{};  ///< by input port - 1: where it forwards to, tool mask
+    std::vector<std::vector<std::string>> static_mac;  ///< texts of the cells, by row
+    oabr::VlanForm vlan;
+};
+
+/// @param rows  the names of the static MAC table's rows, as many as it has
+Values vlanValues(const VlanTables& tables, const std::vector<std::string>& rows);
+/// The tables that an element holds, which are not looked at beyond that each on/off value is one.
+/// @return what is wrong, a line each; empty when the tables were read
+std::string readVlanTables(const Element& element, const std::vector<std::string>& rows, VlanTables* tables);
+
+/// "true" where the text of a cell is "1", else "false".
+std::string flagOfCell(const std::string& cell);
+/// @return false for a text that is neither "true" nor "false"
+bool cellOfFlag(const std::string& flag, std::string* cell);
+
+}  // namespace kovgui::config
