@@ -182,14 +182,18 @@ VlanForm vlanFormOf(const VlanSettings& settings) {
     return form;
 }
 
+VlanPortSettings vlanPortOf(const std::array<std::string, 5>& texts) {
+    VlanPortSettings port;
+    port.pvid = *number(texts[pvid_column]);
+    for (size_t i = 0; i < vlan_flags.size(); ++i)
+        port.flags[i] = texts[i + 1] == "1";
+    return port;
+}
+
 VlanSettings vlanSettingsOf(const VlanForm& checked, const VlanSettings& base) {
     VlanSettings settings;
     settings.enabled = checked.enabled;
-    for (size_t port = 0; port < checked.ports.size(); ++port) {
-        settings.ports[port].pvid = *number(checked.ports[port][pvid_column]);
-        for (size_t i = 0; i < vlan_flags.size(); ++i)
-            settings.ports[port].flags[i] = checked.ports[port][i + 1] == "1";
-    }
+    std::ranges::transform(checked.ports, settings.ports.begin(), vlanPortOf);
     for (const int vid : {0, ksz_max_vid})
         settings.table.set(vid, base.table[vid]);
     for (const auto& texts : checked.table) {

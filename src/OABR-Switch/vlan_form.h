@@ -98,6 +98,8 @@ struct VlanForm {
 std::string checkVlanForm(const VlanForm& form);
 /// What the page shows of the settings. Entries that name no VLAN are left out.
 VlanForm vlanFormOf(const VlanSettings& settings);
+/// The settings that a port's texts ask for, which have no faults.
+VlanPortSettings vlanPortOf(const std::array<std::string, 5>& texts);
 /// The settings that a form asks for.
 /// @param checked  without faults
 /// @param base     gives what a form does not hold: entries that name no VLAN

@@ -1,0 +1,440 @@
+#include "src/ConfigDlg/VlanTab.h"
+
+#include <wx/button.h>
+#include <wx/checkbox.h>
+#include <wx/sizer.h>
+#include <wx/statbox.h>
+#include <wx/stattext.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "lib/comm_obj.h"
+#include "src/ConfigDlg/VlanEntryDialog.h"
+#include "src/Controls/CheckedGrid.h"
+#include "src/Controls/row_list.h"
+
+namespace kovgui {
+
+using controls::CheckedGrid;
+using controls::RecordSet;
+using controls::RowList;
+using controls::StoreStep;
+using controls::TableJobResult;
+using oabr::vlan_flags;
+using oabr::vlan_port_names;
+using oabr::vlan_ports;
+using oabr::VlanForm;
+using oabr::VlanSettings;
+using oabr::VlanTable;
+
+namespace {
+
+constexpr int gap_px = 6;
+/// So many requests are over before anybody would look for a stop button.
+constexpr size_t quick_steps = 24;
+
+/// In the order of vlan_flags.
+constexpr std::array<const char*, vlan_flags.size()> flag_tooltips = {
+    "Frames that leave the port without a tag get one", "Frames that leave the port lose their tag",
+    "Drops frames that come in with another VLAN than the PVID",
+    "Drops frames that come in for a VLAN to which the port does not belong"};
+
+constexpr RowList::Column table_columns[] = {
+    {"VID", wxLIST_FORMAT_RIGHT, 80},
+    {"FID", wxLIST_FORMAT_RIGHT, 80},
+    {vlan_port_names[0], wxLIST_FORMAT_CENTRE, 100},
+    {vlan_port_names[1], wxLIST_FORMAT_CENTRE, 100},
+    {vlan_port_names[2], wxLIST_FORMAT_CENTRE, 100},
+    {vlan_port_names[3], wxLIST_FORMAT_CENTRE, 100},
+};
+
+wxString tableText(const ksz_vlan_row& row, size_t column) {
+    if (column == 0) return wxString::Format("%d", row.vid);
+    if (column == 1) return wxString::Format("%d", row.entry.fid);
+    const int port = vlan_ports[column - 2];
+    return (row.entry.ports >> (port - 1) & 1) != 0 ? wxString(wxUniChar(0x2713)) : wxString();
+}
+
+bool readPort(size_t index, oabr::VlanPortSettings* settings) {
+    const int port = vlan_ports[index];
+    if (ksz_pvid_get(port, &settings->pvid) == 0) return false;
+    for (size_t i = 0; i < vlan_flags.size(); ++i) {
+        int value = 0;
+        if (vlan_flags[i].get(port, &value) == 0) return false;
+        settings->flags[i] = value != 0;
+    }
+    return true;
+}
+
+bool readSwitchAndPorts(VlanSettings* settings) {
+    int value = 0;
+    if (ksz_8021q_get(&value) == 0) return false;
+    settings->enabled = value != 0;
+    for (size_t port = 0; port < settings->ports.size(); ++port) {
+        if (!readPort(port, &settings->ports[port])) return false;
+    }
+    return true;
+}
+
+bool readSet(int set, VlanTable* table) {
+    ksz_vlan_set_entry entry{};
+    if (ksz_vlan_set_read(set, &entry) == 0) return false;
+    table->setVlanSet(set, entry);
+    return true;
+}
+
+using Steps = std::vector<std::function<bool()>>;
+
+void addPortSteps(int port, const oabr::VlanPortSettings& to, const oabr::VlanPortSettings* from,
+                  Steps* steps) {
+    if (from == nullptr || to.pvid != from->pvid)
+        steps->push_back([port, pvid = to.pvid] { return ksz_pvid_set(port, pvid) != 0; });
+    for (size_t i = 0; i < vlan_flags.size(); ++i) {
+        if (from == nullptr || to.flags[i] != from->flags[i])
+            steps->push_back(
+                [port, i, on = to.flags[i]] { return vlan_flags[i].set(port, on ? 1 : 0) != 0; });
+    }
+}
+
+/// The requests that bring a device to the settings; the switch goes by the table only while that is whole.
+/// @param from  what it holds; null when everything has to be written
+Steps stepsTo(const VlanSettings& to, const VlanSettings* from) {
+    Steps steps;
+    const auto addEnable = [&] {
+        if (from == nullptr || to.enabled != from->enabled)
+            steps.push_back([on = to.enabled] { return ksz_8021q_set(on ? 1 : 0) != 0; });
+    };
+    if (!to.enabled) addEnable();
+    for (int set = 0; set < ksz_vlan_sets; ++set) {
+        const ksz_vlan_set_entry& entry = to.table.vlanSet(set);
+        if (from == nullptr || entry != from->table.vlanSet(set))
+            steps.push_back([set, entry] { return ksz_vlan_set_write(set, entry) != 0; });
+    }
+    for (size_t i = 0; i < to.ports.size(); ++i)
+        addPortSteps(vlan_ports[i], to.ports[i], from == nullptr ? nullptr : &from->ports[i], &steps);
+    if (to.enabled) addEnable();
+    return steps;
+}
+
+TableJobResult runAtOnce(const Steps& steps) {
+    const comm_run run;
+    const wxBusyCursor busy;
+    const bool done = std::all_of(steps.begin(), steps.end(), [](const auto& step) { return step(); });
+    return done && !run.timed_out() ? TableJobResult::finished : TableJobResult::failed;
+}
+
+}  // namespace
+
+// ---- Content ----
+
+VlanTab::VlanTab(wxWindow* parent) : OABRControlFrame(parent, "802.1Q VLAN") {
+    const int gap = FromDIP(gap_px);
+    auto* panel = new wxPanel(this);
+    enable_ = new wxCheckBox(panel, ID_ENABLE, "802.1&Q VLAN enable");
+    enable_->SetToolTip(
+        "Frames are forwarded by the VLAN table; those of a VLAN that is not in it are dropped");
+    auto* inner = new wxBoxSizer(wxVERTICAL);
+    inner->Add(enable_, wxSizerFlags().Border(wxALL, gap));
+    inner->Add(buildPorts(panel), wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxBOTTOM, gap));
+    inner->Add(buildTable(panel), wxSizerFlags(1).Expand().Border(wxLEFT | wxRIGHT, gap));
+    panel->SetSizer(inner);
+    content_ = panel;
+
+    status_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
+                               wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "vlanStatus");
+    auto* read = new wxButton(this, ID_READ, "&Read again");
+    read->SetToolTip("Reads the settings and the table from the device");
+    auto* line = new wxBoxSizer(wxHORIZONTAL);
+    line->Add(status_, wxSizerFlags(1).CenterVertical().Border(wxRIGHT, gap));
+    line->Add(read, wxSizerFlags().CenterVertical());
+    auto* content = new wxBoxSizer(wxVERTICAL);
+    content->Add(panel, wxSizerFlags(1).Expand());
+    content->Add(line, wxSizerFlags().Expand().Border(wxALL, gap));
+    SetSizer(content);
+
+    enable_->Bind(wxEVT_CHECKBOX, [this](wxCommandEvent&) {
+        VlanSettings target = device_;
+        target.enabled = enable_->GetValue();
+        if (apply(target) != TableJobResult::finished) OnSeen();
+    });
+    read->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) {
+        OnValuesChanged();
+        ReadAllRegisters();
+    });
+    showSettings();
+}
+
+wxSizer* VlanTab::buildPorts(wxWindow* parent) {
+    auto* box = new wxStaticBoxSizer(wxVERTICAL, parent, "Ports");
+    wxArrayString rows;
+    for (const char* port : vlan_port_names)
+        rows.push_back(port);
+    std::vector<CheckedGrid::Column> columns = {{"PVID", "The VLAN of frames that come in without a tag",
+                                                 CheckedGrid::Kind::number, 90, "1", oabr::pvidFault}};
+    for (size_t i = 0; i < vlan_flags.size(); ++i)
+        columns.push_back({vlan_flags[i].name, flag_tooltips[i], CheckedGrid::Kind::flag, 110, "0", nullptr});
+    ports_ = new CheckedGrid(box->GetStaticBox(), ID_PORTS, "Ports", "Port", rows, std::move(columns));
+    ports_->on_changed = [this](const CheckedGrid::Cells&) { portsEdited(); };
+    ports_->on_typed = [this] { noteChange(); };
+    ports_->on_remark = [this] { showState(); };
+    box->Add(ports_, wxSizerFlags().Expand().Border(wxALL, FromDIP(gap_px)));
+    return box;
+}
+
+wxSizer* VlanTab::buildTable(wxWindow* parent) {
+    const int gap = FromDIP(gap_px);
+    auto* box = new wxStaticBoxSizer(wxHORIZONTAL, parent, "VLAN table");
+    wxWindow* inside = box->GetStaticBox();
+    table_ = new RowList(inside, ID_TABLE, "VLAN table", table_columns,
+                         [this](size_t row, size_t column) { return tableText(rows_[row], column); });
+    box->Add(table_, wxSizerFlags(1).Expand().Border(wxALL, gap));
+    auto* buttons = new wxBoxSizer(wxVERTICAL);
+    const auto add = [&](int id, const char* label, const char* tooltip, void (VlanTab::*pressed)(),
+                         bool (*usable)(int selected)) {
+        auto* button = new wxButton(inside, id, label);
+        button->SetToolTip(tooltip);
+        button->Bind(wxEVT_BUTTON, [this, pressed](wxCommandEvent&) { (this->*pressed)(); });
+        button->Bind(wxEVT_UPDATE_UI, [this, usable](wxUpdateUIEvent& event) {
+            event.Enable(usable(table_->GetSelectedItemCount()));
+        });
+        buttons->Add(button, wxSizerFlags().Expand().Border(wxTOP | wxRIGHT | wxBOTTOM, gap));
+    };
+    add(ID_ADD, "A&dd...", "Adds a VLAN (Insert)", &VlanTab::addVlan, [](int) { return true; });
+    add(ID_EDIT, "&Edit...", "Changes the selected VLAN (Enter)", &VlanTab::editVlan,
+        [](int selected) { return selected == 1; });
+    add(ID_REMOVE, "Remo&ve", "Removes the selected VLANs (Delete)", &VlanTab::removeVlans,
+        [](int selected) { return selected > 0; });
+    box->Add(buttons);
+
+    table_->Bind(wxEVT_LIST_ITEM_ACTIVATED, [this](wxListEvent&) { CallAfter(&VlanTab::editVlan); });
+    table_->Bind(wxEVT_CHAR_HOOK, &VlanTab::OnTableKey, this);
+    return box;
+}
+
+void VlanTab::OnTableKey(wxKeyEvent& event) {
+    const int key = event.GetKeyCode();
+    if (event.GetModifiers() == wxMOD_CONTROL) {
+        if (key == 'C') return copyVlans();
+        if (key == 'V') return pasteVlans();
+        if (key == 'A') return table_->selectAll();
+    } else if (event.GetModifiers() == wxMOD_NONE) {
+        if (key == WXK_INSERT || key == WXK_NUMPAD_INSERT) return addVlan();
+        if (key == WXK_DELETE || key == WXK_NUMPAD_DELETE) return removeVlans();
+    }
+    event.Skip();
+}
+
+// ---- What is shown ----
+
+void VlanTab::portsEdited() {
+    const VlanForm shown = form();
+    auto texts = vlanFormOf(device_).ports;
+    for (size_t row = 0; row < texts.size(); ++row) {
+        for (size_t column = 0; column < texts[row].size(); ++column) {
+            if (ports_->faultOf(static_cast<int>(row), static_cast<int>(column)).empty())
+                texts[row][column] = shown.ports[row][column];
+        }
+    }
+    VlanSettings target = device_;
+    std::ranges::transform(texts, target.ports.begin(), oabr::vlanPortOf);
+    noteChange();  // of a wrong cell too
+    if (apply(target) != TableJobResult::finished) OnSeen();
+}
+
+void VlanTab::showSettings() {
+    enable_->SetValue(device_.enabled);
+    const VlanForm form = vlanFormOf(device_);
+    for (size_t row = 0; row < form.ports.size(); ++row) {
+        for (size_t column = 0; column < form.ports[row].size(); ++column)
+            ports_->show(static_cast<int>(row), static_cast<int>(column), form.ports[row][column]);
+    }
+    showTable();
+    showState();
+}
+
+void VlanTab::showTable() {
+    rows_ = device_.table.rows();
+    table_->showRows(rows_.size());
+}
+
+void VlanTab::showState() {
+    content_->Enable(!needsRead());
+    std::string text = needsRead() ? "The settings were not read from the device."
+                                   : std::to_string(rows_.size()) + " VLANs.";
+    for (const std::string& remark : {remark_, ports_->remark()})
+        text += remark.empty() ? "" : " " + remark;
+    status_->SetLabelText(wxString::FromUTF8(text));
+}
+
+void VlanTab::OnValuesChanged() {
+    OABRControlFrame::OnValuesChanged();
+    showState();
+}
+
+VlanForm VlanTab::form() const {
+    VlanForm form = vlanFormOf(device_);
+    for (size_t row = 0; row < form.ports.size(); ++row) {
+        for (size_t column = 0; column < form.ports[row].size(); ++column)
+            form.ports[row][column] = ports_->text(static_cast<int>(row), static_cast<int>(column));
+    }
+    return form;
+}
+
+// ---- Edits of the table ----
+
+void VlanTab::applyTable(const VlanTable& table, int select_vid) {
+    VlanSettings target = device_;
+    target.table = table;
+    if (apply(target) != TableJobResult::finished) return OnSeen();
+    const auto shown = std::ranges::find(rows_, select_vid, &ksz_vlan_row::vid);
+    if (shown != rows_.end()) table_->selectOnly(static_cast<size_t>(shown - rows_.begin()));
+}
+
+void VlanTab::addVlan() {
+    int free = oabr::vlan_least_vid;
+    while (free < oabr::vlan_most_vid && hasVlan(free))
+        ++free;
+    VlanEntryDialog dialog(this, "Add VLAN", {free, {true, 0, 0}}, [this](int vid) { return hasVlan(vid); });
+    if (dialog.ShowModal() != wxID_OK) return;
+    VlanTable table = device_.table;
+    table.set(dialog.row().vid, dialog.row().entry);
+    applyTable(table, dialog.row().vid);
+}
+
+void VlanTab::editVlan() {
+    const std::vector<size_t> selected = table_->selected();
+    if (selected.size() != 1) return;
+    const ksz_vlan_row edited = rows_[selected[0]];
+    VlanEntryDialog dialog(this, "Edit VLAN", edited,
+                           [this, &edited](int vid) { return vid != edited.vid && hasVlan(vid); });
+    if (dialog.ShowModal() != wxID_OK) return;
+    VlanTable table = device_.table;
+    table.set(edited.vid, {});
+    table.set(dialog.row().vid, dialog.row().entry);
+    applyTable(table, dialog.row().vid);
+}
+
+void VlanTab::removeVlans() {
+    const std::vector<size_t> selected = table_->selected();
+    if (selected.empty()) return;
+    VlanTable table = device_.table;
+    for (const size_t row : selected)
+        table.set(rows_[row].vid, {});
+    const size_t next = selected.back() + 1;
+    applyTable(table, next < rows_.size() ? rows_[next].vid : -1);
+}
+
+void VlanTab::copyVlans() const {
+    std::vector<ksz_vlan_row> rows;
+    for (const size_t row : table_->selected())
+        rows.push_back(rows_[row]);
+    if (!rows.empty()) controls::copyText(wxString::FromUTF8(oabr::vlanRowsText(rows)));
+}
+
+void VlanTab::pasteVlans() {
+    std::vector<ksz_vlan_row> rows;
+    remark_ = oabr::parseVlanRows(controls::clipboardText().utf8_string(), &rows);
+    if (!remark_.empty()) remark_ = "Nothing was pasted. " + remark_;
+    if (rows.empty()) return showState();
+    VlanTable table = device_.table;
+    for (const ksz_vlan_row& row : rows)
+        table.set(row.vid, row.entry);
+    applyTable(table, rows[0].vid);
+}
+
+// ---- The device ----
+
+TableJobResult VlanTab::apply(const VlanSettings& target, Write what) {
+    const Steps steps = stepsTo(target, what == Write::everything ? nullptr : &device_);
+    remark_.clear();
+    if (steps.empty()) {
+        showState();
+        return TableJobResult::finished;
+    }
+    noteChange();
+    const TableJobResult result =
+        steps.size() <= quick_steps
+            ? runAtOnce(steps)
+            : runTableJob(this, "Writing the VLAN settings", static_cast<int>(steps.size()),
+                          [&steps](int step) { return steps[static_cast<size_t>(step)](); });
+    if (result == TableJobResult::finished) {
+        device_ = target;
+        enable_->SetValue(target.enabled);
+        showTable();
+        showState();
+        return result;
+    }
+    trouble_ = result == TableJobResult::stopped ? "The writing was stopped half-way."
+                                                 : "The device did not take all of the settings.";
+    OnValuesChanged();
+    return result;
+}
+
+void VlanTab::SetAllRegisters() {
+    if (apply(device_, Write::everything) != TableJobResult::finished) ReadAllRegisters();
+}
+
+TableJobResult VlanTab::load(const VlanForm& checked) {
+    ReadAllRegisters();
+    if (needsRead()) return TableJobResult::failed;
+    const TableJobResult result = apply(vlanSettingsOf(checked, device_));
+    noteChange();
+    if (result == TableJobResult::finished)
+        showSettings();
+    else
+        ReadAllRegisters();
+    return result;
+}
+
+void VlanTab::OnSeen() {
+    CallAfter([this] {
+        if (controls::isSeen(this)) ReadAllRegisters();
+    });
+}
+
+void VlanTab::ReadAllRegisters() {
+    if (!needsRead() || controls::tableJobRuns()) return;
+    const Activity activity(this, "Reading");
+    VlanSettings read;
+    const TableJobResult result = runTableJob(
+        this, "Reading the VLAN settings", 1 + ksz_vlan_sets,
+        [&read](int step) { return step == 0 ? readSwitchAndPorts(&read) : readSet(step - 1, &read.table); });
+    if (result == TableJobResult::finished) {
+        device_ = read;
+        setNeedsRead(false);
+    }
+    remark_ = std::exchange(trouble_, "");
+    if (result == TableJobResult::failed) remark_ += remark_.empty() ? "It does not answer." : "";
+    showSettings();
+}
+
+void VlanTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>&,
+                                std::vector<e2p_cfg_cmd>&) {
+    const auto append = [&switch_records](e2p_cfg_cmd_array* owned) {
+        const RecordSet set(owned);
+        if (!set) return;
+        const e2p_cfg_cmd_list& list = set->switch_cfg;
+        switch_records.insert(switch_records.end(), list.records, list.records + list.count);
+    };
+    ports_->finishEditing();
+    append(ksz_vlan_store(device_.table.rows()));
+    for (size_t i = 0; i < vlan_ports.size(); ++i) {
+        append(ksz_pvid_store(vlan_ports[i], device_.ports[i].pvid));
+        for (size_t flag = 0; flag < vlan_flags.size(); ++flag)
+            append(vlan_flags[flag].store(vlan_ports[i], device_.ports[i].flags[flag] ? 1 : 0));
+    }
+    append(ksz_8021q_store(device_.enabled ? 1 : 0));
+}
+
+StoreStep VlanTab::StoreBesideRecords() {
+    const std::string fault = checkVlanForm(form());
+    return {fault.empty() ? "" : GetName().utf8_string() + ", " + fault, nullptr};
+}
+
+std::string VlanTab::describeFit(unsigned missing_switch_bytes) const {
+    if (rows_.empty()) return {};
+    return "VLAN table: " + describeVlanFit(device_.table, missing_switch_bytes) + ".\n";
+}
+
+}  // namespace kovgui

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "src/Controls/OABRControlFrame.h"
+#include "src/Controls/table_job.h"
+#include "src/OABR-Switch/vlan_form.h"
+
+class wxButton;
+class wxCheckBox;
+class wxSizer;
+class wxStaticText;
+
+namespace kovgui {
+
+namespace controls {
+class CheckedGrid;
+class RowList;
+}  // namespace controls
+
+/// The page of the 802.1Q VLANs: the switch's enable, the ports' settings and the VLAN table. All of it is
+/// read together, as a job; while that has not succeeded the page takes no edits.
+class VlanTab : public controls::OABRControlFrame {
+public:
+    enum Id { ID_ENABLE = 1700, ID_PORTS, ID_TABLE, ID_ADD, ID_EDIT, ID_REMOVE, ID_READ };
+
+    explicit VlanTab(wxWindow* parent);
+
+    void SetAllRegisters() override;
+    void ReadAllRegisters() override;
+    void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>& phy1_records,
+                           std::vector<e2p_cfg_cmd>& phy2_records) override;
+    controls::StoreStep StoreBesideRecords() override;
+    std::string describeFit(unsigned missing_switch_bytes) const override;
+    void OnValuesChanged() override;
+    void OnSeen() override;
+
+    /// What the page shows.
+    oabr::VlanForm form() const;
+    /// Shows a form, writes what of it differs from the device and notes the change. After a stop or a
+    /// failure the device is read again, so that the page shows what it holds.
+    /// @param checked  without faults, see checkVlanForm
+    controls::TableJobResult load(const oabr::VlanForm& checked);
+
+    // What the keys and buttons of the table do, on the rows that are selected.
+    void addVlan();
+    void editVlan();
+    void removeVlans();
+    void copyVlans() const;
+    /// Adds the clipboard's entries, in place of those with the same identifiers.
+    void pasteVlans();
+
+private:
+    wxSizer* buildPorts(wxWindow* parent);
+    wxSizer* buildTable(wxWindow* parent);
+    void OnTableKey(wxKeyEvent& event);
+
+    enum class Write { differences, everything };
+    controls::TableJobResult apply(const oabr::VlanSettings& target, Write what = Write::differences);
+    void applyTable(const oabr::VlanTable& table, int select_vid);
+    void portsEdited();
+    bool hasVlan(int vid) const { return device_.table[vid].valid; }
+    void showSettings();
+    void showTable();
+    void showState();
+
+    oabr::VlanSettings device_;  // what the device was last seen to hold
+    std::vector<ksz_vlan_row> rows_;
+    std::string remark_;   // of what was done last
+    std::string trouble_;  // of a writing that did not come to its end, until the device is read again
+
+    wxWindow* content_ = nullptr;
+    wxCheckBox* enable_ = nullptr;
+    controls::CheckedGrid* ports_ = nullptr;
+    controls::RowList* table_ = nullptr;
+    wxStaticText* status_ = nullptr;
+};
+
+}  // namespace kovgui
