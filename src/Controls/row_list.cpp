@@ -19,6 +19,7 @@ RowList::RowList(wxWindow* parent, int id, const wxString& name, std::span<const
 }
 
 void RowList::showRows(size_t count) {
+    count_ = count;
     // What was selected are other rows now.
     for (const size_t row : selected())
         SetItemState(static_cast<long>(row), 0, wxLIST_STATE_SELECTED);
@@ -52,7 +53,8 @@ void RowList::selectAll() {
 }
 
 wxString RowList::OnGetItemText(long item, long column) const {
-    if (item < 0 || item >= GetItemCount()) return "";
+    // The toolkit may ask for rows that are no longer there, until it has heard of that.
+    if (item < 0 || static_cast<size_t>(item) >= count_) return "";
     return text_(static_cast<size_t>(item), static_cast<size_t>(column));
 }
 

@@ -34,6 +34,7 @@ private:
     wxString OnGetItemText(long item, long column) const override;
 
     const TextOf text_;
+    size_t count_ = 0;
 };
 
 /// Puts a text into the clipboard.

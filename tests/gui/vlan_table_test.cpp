@@ -1,12 +1,17 @@
 #include <gmock/gmock.h>
 #include <wx/button.h>
+#include <wx/checkbox.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 #include <wx/timer.h>
 
 #include <atomic>
+#include <cstring>
 
 #include "src/ConfigDlg/DynamicMacTab.h"
+#include "src/ConfigDlg/VlanEntryDialog.h"
+#include "src/ConfigDlg/VlanTab.h"
+#include "src/Controls/CheckedGrid.h"
 #include "src/Controls/row_list.h"
 #include "src/Controls/table_job.h"
 #include "src/OABR-Switch/device_use.h"
@@ -19,6 +24,7 @@ namespace {
 using controls::runTableJob;
 using controls::TableJobResult;
 using oabr::DynamicMacList;
+using oabr::VlanForm;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -142,12 +148,19 @@ TEST_F(TableJob, AWindowThatClosesStopsItAndGoesAfterwards) {
 
 // ---- The tabs, on a simulated device ----
 
+/// A tab on a connected device: the main window's own, or one that stands beside it.
 class ChipTables : public MainWindow {
 protected:
-    ChipTables() {
-        mac_ = new DynamicMacTab(own_);
-        own_->Show();
+    template <typename Tab>
+    Tab* open() {
         EXPECT_TRUE(connectFirst());
+        auto* own = new wxFrame(frame_, wxID_ANY, "tab", wxDefaultPosition, wxSize(900, 700));
+        auto* tab = new Tab(own);
+        own->Show();
+        tab->Enable();
+        tab->OnValuesChanged();
+        tab->OnSeen();
+        return tab;
     }
     std::string label(const wxWindow* tab, const char* name) {
         return wxWindow::FindWindowByName(name, tab)->GetLabel().utf8_string();
@@ -159,8 +172,6 @@ protected:
                                       .turnaround(std::chrono::milliseconds(3))
                                       .quiet()
                                       .start();
-    wxFrame* own_ = new wxFrame(frame_, wxID_ANY, "tabs", wxDefaultPosition, wxSize(800, 600));
-    DynamicMacTab* mac_ = nullptr;
 };
 
 class DynamicMacPage : public ChipTables {
@@ -184,6 +195,8 @@ protected:
     }
     std::string status() { return label(mac_, "dynamicMacStatus"); }
     std::string cell(long row, int column) { return list()->GetItemText(row, column).utf8_string(); }
+
+    DynamicMacTab* mac_ = open<DynamicMacTab>();
 };
 
 TEST_F(DynamicMacPage, ReadsSortsFiltersAndCopies) {
@@ -218,6 +231,221 @@ TEST_F(DynamicMacPage, KeepsWhatWasReadBeforeAStopOrASilence) {
     ASSERT_EQ(device_.control("fault silent").substr(0, 2), "ok");
     refresh();
     EXPECT_EQ(status(), "0 of 0 entries. The device does not answer: these are not all.");
+}
+
+// ---- The 802.1Q tab ----
+
+class VlanPageTest : public ChipTables {
+protected:
+    VlanPageTest() {
+        vlan_ = open<VlanTab>();
+        EXPECT_TRUE(waitFor([this] { return !vlan_->needsRead(); }));
+    }
+    controls::RowList* table() {
+        return static_cast<controls::RowList*>(vlan_->FindWindow(VlanTab::ID_TABLE));
+    }
+    controls::CheckedGrid* ports() {
+        return static_cast<controls::CheckedGrid*>(vlan_->FindWindow(VlanTab::ID_PORTS));
+    }
+    std::string status() { return label(vlan_, "vlanStatus"); }
+    void press(int id) {
+        drainEvents();
+        wxWindow* button = vlan_->FindWindow(id);
+        ASSERT_TRUE(button->IsEnabled());
+        send(wxEVT_BUTTON, button);
+    }
+    void key(int code, int modifiers = wxMOD_NONE) {
+        wxKeyEvent event(wxEVT_CHAR_HOOK);
+        event.m_keyCode = code;
+        event.SetControlDown(modifiers == wxMOD_CONTROL);
+        table()->ProcessWindowEvent(event);
+    }
+    /// Answers the next entry dialog.
+    void enter(const char* vid, const char* fid, std::initializer_list<int> ports) {
+        answers_.next([=, this, ports = std::vector<int>(ports)](wxDialog* dialog) {
+            static_cast<wxTextCtrl*>(dialog->FindWindow(VlanEntryDialog::ID_VID))->SetValue(vid);
+            static_cast<wxTextCtrl*>(dialog->FindWindow(VlanEntryDialog::ID_FID))->SetValue(fid);
+            for (const int port : ports)
+                static_cast<wxCheckBox*>(dialog->FindWindow(VlanEntryDialog::ID_PORT + port))->SetValue(true);
+            remark_ = label(dialog, "vlanEntryRemark");
+            return dialog->FindWindow(wxID_OK)->IsEnabled() ? wxID_OK : wxID_CANCEL;
+        });
+    }
+    void pasteIntoPorts(int row, int column, const char* text) {
+        controls::copyText(text);
+        ports()->GoToCell(row, column);
+        ports()->paste();
+    }
+    static ksz_vlan_entry onDevice(int vid) {
+        ksz_vlan_entry entry{};
+        EXPECT_EQ(ksz_vlan_read(vid, &entry), 1);
+        return entry;
+    }
+    static int pvid(int port) {
+        int vid = -1;
+        EXPECT_EQ(ksz_pvid_get(port, &vid), 1);
+        return vid;
+    }
+    static VlanForm fullForm() {
+        oabr::VlanSettings settings;
+        for (int vid = oabr::vlan_least_vid; vid <= oabr::vlan_most_vid; ++vid)
+            settings.table.set(vid,
+                               {true, static_cast<uint8_t>(vid & 0x0F), static_cast<uint8_t>(vid & 0x7F)});
+        return vlanFormOf(settings);
+    }
+    /// What a store of the settings said; empty when it succeeded.
+    std::string store() {
+        const size_t before = answers_.boxes().size();
+        command(*frame_, ID_STORE);
+        EXPECT_TRUE(waitFor([&] { return !indicatorShown() || answers_.boxes().size() > before; }));
+        return answers_.boxes().size() > before ? answers_.boxes().back().text : "";
+    }
+
+    VlanTab* vlan_ = nullptr;
+    std::string remark_;
+};
+
+TEST_F(VlanPageTest, AVlanIsAddedEditedAndRemovedOnTheDevice) {
+    EXPECT_EQ(status(), "0 VLANs.");
+    enter("6", "128", {});
+    press(VlanTab::ID_ADD);
+    EXPECT_EQ(remark_, "FID: must be 0 to 127.");
+    EXPECT_FALSE(indicatorShown());
+    enter("6", "77", {0, 3});
+    key(WXK_INSERT);
+    EXPECT_EQ(onDevice(6), (ksz_vlan_entry{true, 0b0101, 77})) << "OABR1 is port 3, USB port 1";
+    EXPECT_TRUE(indicatorShown());
+    enter("6", "1", {});
+    press(VlanTab::ID_ADD);
+    EXPECT_EQ(remark_, "VID: 6 is in the table already.");
+
+    ASSERT_THAT(table()->selected(), ElementsAre(0u));
+    enter("4094", "78", {1});
+    press(VlanTab::ID_EDIT);
+    EXPECT_FALSE(onDevice(6).valid);
+    EXPECT_EQ(onDevice(4094), (ksz_vlan_entry{true, 0b1101, 78}));
+    EXPECT_EQ(table()->GetItemText(0, 0), "4094");
+    key(WXK_DELETE);
+    EXPECT_FALSE(onDevice(4094).valid);
+    EXPECT_EQ(status(), "0 VLANs.");
+}
+
+TEST_F(VlanPageTest, RowsAreCopiedAndPastedWithTheKeys) {
+    controls::copyText("1\t0\t1\t1\t0\t0\n2\t5\t0\t0\t1\t1\n");
+    key('V', wxMOD_CONTROL);
+    EXPECT_EQ(onDevice(2), (ksz_vlan_entry{true, 0b0011, 5}));
+    controls::copyText("2\t9\t1\t0\t0\t0\n300\t0\t0\t0\t0\t1");
+    key('V', wxMOD_CONTROL);
+    EXPECT_EQ(onDevice(2), (ksz_vlan_entry{true, 0b0100, 9})) << "in place of the old one";
+    EXPECT_EQ(status(), "3 VLANs.");
+    controls::copyText("4\t0\t0\t0\t0\t0\n5000\t0\t0\t0\t0\t1");
+    key('V', wxMOD_CONTROL);
+    EXPECT_EQ(status(), "3 VLANs. Nothing was pasted. Line 2, VID: must be 1 to 4094.");
+    key('A', wxMOD_CONTROL);
+    key('C', wxMOD_CONTROL);
+    EXPECT_EQ(controls::clipboardText(), "1\t0\t1\t1\t0\t0\n2\t9\t1\t0\t0\t0\n300\t0\t0\t0\t0\t1\n");
+}
+
+TEST_F(VlanPageTest, AWrongPortCellIsNeitherSentNorStored) {
+    pasteIntoPorts(0, 0, "4095\t1");
+    EXPECT_THAT(status(), HasSubstr("Port OABR1, PVID: must be 1 to 4094."));
+    EXPECT_EQ(pvid(3), 1);
+    int insert = 0;
+    EXPECT_EQ(ksz_insert_tag_get(3, &insert), 1);
+    EXPECT_EQ(insert, 1) << "the cell beside it is right";
+    EXPECT_THAT(store(), HasSubstr("802.1Q VLAN, OABR1, PVID: must be 1 to 4094."));
+    pasteIntoPorts(0, 0, "4094");
+    EXPECT_EQ(pvid(3), 4094);
+    EXPECT_EQ(status(), "0 VLANs.");
+}
+
+TEST_F(VlanPageTest, EverythingComesBackAfterStoreAndPowerCycle) {
+    VlanForm form = vlan_->form();
+    form.enabled = true;
+    form.ports = {{{"10", "1", "0", "1", "0"},
+                   {"4094", "0", "1", "0", "1"},
+                   {"300", "1", "1", "0", "0"},
+                   {"1", "0", "0", "1", "1"}}};
+    form.table = {{"1", "10", "3", "1", "0", "0", "1"}, {"1", "4094", "127", "0", "1", "1", "0"}};
+    ASSERT_EQ(vlan_->load(form), TableJobResult::finished);
+    EXPECT_EQ(vlan_->form(), form);
+    EXPECT_EQ(store(), "");
+    command(*frame_, ID_RESET);
+    ASSERT_TRUE(connectedTo("Connected"));
+    ASSERT_TRUE(waitFor([this] { return vlan_->IsThisEnabled() && !vlan_->needsRead(); }));
+    EXPECT_EQ(vlan_->form(), form);
+    EXPECT_TRUE(onDevice(4094).valid);
+}
+
+TEST_F(VlanPageTest, AFullTableLoadsWhileTheWindowPaintsAndTheStoreSaysHowMuchFits) {
+    int paints = 0;
+    vlan_->Bind(wxEVT_PAINT, [&paints](wxPaintEvent& event) {
+        ++paints;
+        event.Skip();
+    });
+    VlanForm form = fullForm();
+    {
+        WhileItRuns look([this] { vlan_->Refresh(); });
+        ASSERT_EQ(vlan_->load(form), TableJobResult::finished);
+        EXPECT_GT(paints, 10);
+    }
+    EXPECT_EQ(status(), "4094 VLANs.");
+    EXPECT_EQ(vlan_->form(), form);
+    EXPECT_EQ(onDevice(4094), (ksz_vlan_entry{true, 14, 126}));
+
+    const std::string refusal = store();
+    const size_t at = refusal.find("VLAN table: ");
+    ASSERT_NE(at, std::string::npos) << refusal;
+    const int fitting = std::atoi(refusal.c_str() + at + std::strlen("VLAN table: "));
+    EXPECT_THAT(refusal, HasSubstr(" of the 4094 VLANs fit (up to VID " + std::to_string(fitting) + ")"));
+    EXPECT_TRUE(indicatorShown());
+    form.table.resize(static_cast<size_t>(fitting) + 1);
+    ASSERT_EQ(vlan_->load(form), TableJobResult::finished);
+    EXPECT_NE(store(), "");
+    form.table.pop_back();
+    ASSERT_EQ(vlan_->load(form), TableJobResult::finished);
+    EXPECT_EQ(store(), "");
+}
+
+TEST_F(VlanPageTest, AfterAStopThePageShowsWhatTheDeviceHolds) {
+    {
+        WhileItRuns look([] {
+            wxWindow* dialog = progressDialog();
+            if (dialog != nullptr && dialog->GetLabel().Contains("Writing")) WhileItRuns::stop();
+        });
+        EXPECT_EQ(vlan_->load(fullForm()), TableJobResult::stopped);
+    }
+    EXPECT_FALSE(vlan_->needsRead());
+    EXPECT_THAT(status(), HasSubstr("The writing was stopped half-way."));
+    EXPECT_TRUE(indicatorShown());
+    const VlanForm left = vlan_->form();
+    ASSERT_GT(left.table.size(), 0u);
+    ASSERT_LT(left.table.size(), 4094u);
+    const int last = std::stoi(left.table.back()[1]);
+    EXPECT_TRUE(onDevice(last).valid);
+    EXPECT_FALSE(onDevice(last + 1).valid);
+
+    vlan_->OnValuesChanged();
+    {
+        WhileItRuns look([] { WhileItRuns::stop(); });
+        vlan_->ReadAllRegisters();
+    }
+    EXPECT_TRUE(vlan_->needsRead()) << "a store would trust a page that was read in part";
+}
+
+TEST_F(VlanPageTest, ASilentDeviceLeavesThePageUnreadUntilItAnswersAgain) {
+    ASSERT_EQ(device_.control("fault silent").substr(0, 2), "ok");
+    enter("9", "0", {0});
+    press(VlanTab::ID_ADD);
+    EXPECT_TRUE(waitFor([this] { return status().find("did not take") != std::string::npos; }));
+    EXPECT_TRUE(vlan_->needsRead());
+    EXPECT_FALSE(table()->IsEnabled());
+    EXPECT_EQ(vlan_->load(vlan_->form()), TableJobResult::failed);
+    ASSERT_EQ(device_.control("fault none").substr(0, 2), "ok");
+    press(VlanTab::ID_READ);
+    EXPECT_FALSE(vlan_->needsRead());
+    EXPECT_EQ(status(), "0 VLANs.");
+    EXPECT_TRUE(table()->IsEnabled());
 }
 
 }  // namespace
