@@ -24,6 +24,12 @@
 #include "src/ConfigDlg/CanSettingsPanel.h"
 #include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/ConfigDlg/CounterPanel.h"
+#include "src/ConfigDlg/DynamicMacTab.h"
+#include "src/ConfigDlg/VlanEntryDialog.h"
+#include "src/ConfigDlg/VlanTab.h"
+#include "src/Controls/CheckedGrid.h"
+#include "src/Controls/row_list.h"
+#include "src/Controls/table_job.h"
 #include "src/FlashDlg/FlashPanel.h"
 #include "src/HelpViewer.h"
 #include "src/MainFrame.h"
@@ -59,8 +65,9 @@ void take(const wxRect& area, const std::string& name) {
     std::printf("%s\n", path.c_str());
 }
 
+/// The window's part of the display; all of it for null.
 wxRect areaOf(const wxTopLevelWindow* window) {
-    return window->GetScreenRect();
+    return window == nullptr ? wxRect(wxGetDisplaySize()) : window->GetScreenRect();
 }
 
 void takeWindow(const wxTopLevelWindow* window, const std::string& name) {
@@ -120,6 +127,12 @@ void takeMenus(MainFrame* frame) {
     }
 }
 
+/// A page that takes long is read after it was shown.
+void waitUntilRead(wxWindow* page) {
+    auto* tab = dynamic_cast<controls::OABRControlFrame*>(page);
+    if (tab != nullptr) waitFor([tab] { return !tab->needsRead() && !controls::tableJobRuns(); });
+}
+
 void takePages(MainFrame* frame, const std::string& prefix) {
     auto* book = static_cast<wxListbook*>(frame->FindWindow("pages"));
     for (size_t page = 0; page < book->GetPageCount(); ++page) {
@@ -133,6 +146,7 @@ void takePages(MainFrame* frame, const std::string& prefix) {
         }
         for (size_t tab = 0; tab < tabs->GetPageCount(); ++tab) {
             tabs->SetSelection(tab);
+            waitUntilRead(tabs->GetPage(tab));
             takeWindow(frame, prefix + name.utf8_string() + (tab == 0 ? "" : "-" + std::to_string(tab + 1)));
         }
         tabs->SetSelection(0);
@@ -262,6 +276,59 @@ void takeCanRemarks(MainFrame* frame) {
     book->SetSelection(0);
 }
 
+/// Brings a tab of a page to the front; null where there is none.
+template <typename Tab>
+Tab* showTab(MainFrame* frame) {
+    auto* book = static_cast<wxListbook*>(frame->FindWindow("pages"));
+    for (controls::OABRControlFrame* one : controls::OABRControlFrame::oabrControlFrames) {
+        auto* tab = dynamic_cast<Tab*>(one);
+        if (tab == nullptr) continue;
+        auto* tabs = dynamic_cast<wxNotebook*>(tab->GetParent());
+        for (size_t page = 0; tabs != nullptr && page < book->GetPageCount(); ++page) {
+            if (book->GetPage(page) == tabs->GetParent()) book->SetSelection(page);
+        }
+        if (tabs != nullptr) tabs->SetSelection(static_cast<size_t>(tabs->FindPage(tab)));
+        return tab;
+    }
+    return nullptr;
+}
+
+/// The VLAN table with entries, its progress and its dialog, and learnt addresses.
+void takeVlanTables(MainFrame* frame) {
+    auto* vlan = showTab<VlanTab>(frame);
+    if (vlan == nullptr) return;
+    wxTimer timer;
+    timer.Bind(wxEVT_TIMER, [frame](wxTimerEvent&) { take(areaOf(frame), "vlan-progress"); });
+    timer.StartOnce(2000);
+    vlan->OnValuesChanged();
+    vlan->OnSeen();
+    waitUntilRead(vlan);
+    oabr::VlanForm form = vlan->form();
+    form.enabled = true;
+    form.ports[0] = {"10", "1", "0", "1", "1"};
+    for (int vid = 1; vid < 40; vid += 3)
+        form.table.push_back({"1", std::to_string(vid), std::to_string(vid % 16), vid % 2 ? "1" : "0", "1",
+                              vid % 5 ? "0" : "1", "1"});
+    vlan->load(form);
+    auto* table = static_cast<controls::RowList*>(vlan->FindWindow(VlanTab::ID_TABLE));
+    table->selectOnly(3);
+    takeWindow(frame, "vlan-802.1q");
+    auto* ports = static_cast<controls::CheckedGrid*>(vlan->FindWindow(VlanTab::ID_PORTS));
+    controls::copyText("4095");
+    ports->GoToCell(1, 0);
+    ports->paste();
+    takeWindow(frame, "vlan-802.1q-wrong-cell");
+    controls::copyText("1");
+    ports->paste();
+    VlanEntryDialog dialog(frame, "Add VLAN", {4, {true, 0, 0}}, [](int vid) { return vid == 4; });
+    takeModal(&dialog, "vlan-entry", [&] { dialog.ShowModal(); });
+
+    auto* learnt = showTab<DynamicMacTab>(frame);
+    learnt->refresh();
+    takeWindow(frame, "vlan-dynamic-mac");
+    static_cast<wxListbook*>(frame->FindWindow("pages"))->SetSelection(0);
+}
+
 void takeTrace(MainFrame* frame) {
     CanTraceWindow::open(frame, true);
     CanTraceWindow* trace = CanTraceWindow::existing();
@@ -316,6 +383,7 @@ int run() {
         takeTrace(frame);
         takeHelp(frame);
         takeCanRemarks(frame);
+        takeVlanTables(frame);
         send(frame, wxID_ABOUT);
         settle();
         takeWindow(dynamic_cast<wxTopLevelWindow*>(wxWindow::FindWindowByLabel("About OABR Korvex")),
