@@ -155,7 +155,8 @@ ksz_smac_write_image ksz_smac_encode(const ksz_smac_entry& entry);
 
 int ksz_smac_read(int index, ksz_smac_entry* entry);
 int ksz_smac_write(int index, const ksz_smac_entry& entry);
-/// One record for the entry; an empty set for one that is not valid.
+/// One record for the entry, valid or not; an empty set for one of zeros only, as the chip has it at its
+/// start.
 e2p_cfg_cmd_array* ksz_smac_store(int index, const ksz_smac_entry& entry);
 
 // --- VLAN table

@@ -128,8 +128,9 @@ int ksz_smac_write(int index, const ksz_smac_entry& entry) {
 
 e2p_cfg_cmd_array* ksz_smac_store(int index, const ksz_smac_entry& entry) {
     if (!is_smac(index, entry)) return nullptr;
-    e2p_cfg_cmd_array* set = e2p_cfg_cmd_array_init(entry.valid ? 1 : 0, 0, 0);
-    if (entry.valid)
+    const bool empty = entry == ksz_smac_entry{};
+    e2p_cfg_cmd_array* set = e2p_cfg_cmd_array_init(empty ? 0 : 1, 0, 0);
+    if (!empty)
         set->switch_cfg.records[0] = table_record(ksz_table::static_mac, index, ksz_smac_encode(entry).data);
     return set;
 }

@@ -18,13 +18,17 @@ add_library(oabr_gui STATIC
     ConfigDlg/CounterThread.cpp
     ConfigDlg/CustomSettingsPanel.cpp
     ConfigDlg/DynamicMacTab.cpp
+    ConfigDlg/PortBasedVlanTab.cpp
     ConfigDlg/PortConfigPage.cpp
     ConfigDlg/PortConfigPanel.cpp
     ConfigDlg/SniffingPanel.cpp
+    ConfigDlg/StaticMacAdressTab.cpp
     ConfigDlg/VlanEntryDialog.cpp
+    ConfigDlg/VlanPage.cpp
     ConfigDlg/VlanTab.cpp
     ConfigDlg/sniffing.cpp
     Controls/CheckedGrid.cpp
+    ConfigManager/ConfigManager.cpp
     ConfigManager/XmlConfigDialog.cpp
     Controls/OABRControl.cpp
     Controls/OABRControlFrame.cpp

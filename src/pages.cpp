@@ -4,8 +4,14 @@
 
 #include "src/ConfigDlg/CanSettingsPanel.h"
 #include "src/ConfigDlg/CounterPanel.h"
+#include "src/ConfigDlg/PortBasedVlanTab.h"
 #include "src/ConfigDlg/PortConfigPage.h"
+#include "src/ConfigDlg/PortConfigPanel.h"
 #include "src/ConfigDlg/SniffingPanel.h"
+#include "src/ConfigDlg/StaticMacAdressTab.h"
+#include "src/ConfigDlg/VlanPage.h"
+#include "src/ConfigDlg/VlanTab.h"
+#include "src/ConfigManager/ConfigManager.h"
 #include "src/FlashDlg/FlashPanel.h"
 
 namespace kovgui {
@@ -18,16 +24,31 @@ wxWindow* make(wxWindow* book) {
 
 constexpr PageRow rows[] = {
     {"Port Config", "PORTCONFIG", make<PortConfigPage>},
+    {"VLAN", "VLAN", make<VlanPage>},
     {"Sniffing", "SNIFFING", make<SniffingPanel>},
     {"Counter", "COUNTER", make<CounterPanel>},
     {"Life Cycle Settings", "CANSETTINGS", make<CanSettingsPanel>},
     {"Firmware Flash", "SOFTWAREUPDATE", make<FlashPanel>},
 };
 
+/// The living page of that type; null for none.
+template <typename Page>
+Page* living() {
+    for (controls::OABRControlFrame* page : controls::OABRControlFrame::oabrControlFrames) {
+        if (auto* found = dynamic_cast<Page*>(page)) return found;
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 std::span<const PageRow> pageRows() {
     return rows;
+}
+
+void connectPages(ConfigManager* manager) {
+    manager->Init(living<PortConfigPanel>(), living<SniffingPanel>(), living<PortBasedVlanTab>(),
+                  living<StaticMacAdressTab>(), living<VlanTab>(), living<CanSettingsPanel>());
 }
 
 }  // namespace kovgui

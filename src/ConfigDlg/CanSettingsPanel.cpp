@@ -19,11 +19,13 @@
 #include "lib/comm_obj.h"
 #include "lib/device_cmd.h"
 #include "src/ConfigDlg/CanTraceWindow.h"
+#include "src/Controls/CheckedGrid.h"
 #include "src/accessible.h"
 
 namespace kovgui {
 
 using controls::plainLabel;
+using controls::remarkColour;
 using controls::StoreStep;
 using oabr::betterTiming;
 using oabr::calculatedRate;
@@ -70,12 +72,6 @@ wxArrayString choicesOf(CanField field) {
         labels.push_back(rate.label);
     labels.push_back(oabr::can_custom_rate);
     return labels;
-}
-
-wxColour colourOf(bool fault) {
-    if (!fault) return wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOWTEXT);
-    return wxSystemSettings::GetAppearance().IsDark() ? wxColour(0xFF, 0x80, 0x70)
-                                                      : wxColour(0xB0, 0x10, 0x10);
 }
 
 /// The label that a field has on the page.
@@ -387,7 +383,7 @@ void CanSettingsPanel::showCheck(const CanCheck& check) {
     for (size_t i = 0; i < oabr::can_field_count; ++i) {
         const auto field = static_cast<CanField>(i);
         const bool wrong = !check.faultOf(field).empty();
-        window(field)->SetForegroundColour(colourOf(wrong));
+        window(field)->SetForegroundColour(remarkColour(wrong));
         window(field)->Refresh();
     }
     for (const auto& [field, text] : check.faults)
@@ -396,7 +392,7 @@ void CanSettingsPanel::showCheck(const CanCheck& check) {
     for (const auto& [field, text] : check.warnings)
         remarks += "Note: " + shownName(window(field)) + ": " + wxString::FromUTF8(text) + ".\n";
     remarks += wxString::FromUTF8(failure_);
-    remarks_->SetForegroundColour(colourOf(!check.faults.empty() || !failure_.empty()));
+    remarks_->SetForegroundColour(remarkColour(!check.faults.empty() || !failure_.empty()));
     remarks_->SetLabelText(remarks);
     remarks_->Wrap(content_->GetClientSize().x - FromDIP(4 * gap_px));
 

@@ -115,6 +115,9 @@ CheckedGrid::CheckedGrid(wxWindow* parent, int id, const wxString& name, const w
     Bind(wxEVT_TEXT, &CheckedGrid::OnTyped, this);
     Bind(wxEVT_GRID_CELL_LEFT_CLICK, &CheckedGrid::OnClick, this);
     Bind(wxEVT_GRID_CELL_LEFT_DCLICK, &CheckedGrid::OnClick, this);
+    Bind(wxEVT_GRID_CELL_CHANGING, [this](wxGridEvent& event) {
+        if (dropping_) event.Veto();
+    });
     Bind(wxEVT_GRID_CELL_CHANGED, [this](wxGridEvent& event) {
         event.Skip();
         mark({event.GetRow(), event.GetCol()});
@@ -229,6 +232,12 @@ void CheckedGrid::announceCursor() {
 
 void CheckedGrid::finishEditing() {
     DisableCellEditControl();
+}
+
+void CheckedGrid::dropEditing() {
+    dropping_ = true;
+    DisableCellEditControl();
+    dropping_ = false;
 }
 
 void CheckedGrid::put(const Cell& cell, const std::string& text, Cells* changed) {
@@ -391,6 +400,12 @@ void CheckedGrid::OnMotion(wxMouseEvent& event) {
     const std::string fault = faultOf(cell.row, cell.column);
     GetGridWindow()->SetToolTip(fault.empty() ? wxString(columns_[static_cast<size_t>(cell.column)].tooltip)
                                               : wxString::FromUTF8(describe(cell, fault)));
+}
+
+wxColour remarkColour(bool fault) {
+    if (!fault) return wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOWTEXT);
+    return wxSystemSettings::GetAppearance().IsDark() ? wxColour(0xFF, 0x80, 0x70)
+                                                      : wxColour(0xB0, 0x10, 0x10);
 }
 
 }  // namespace kovgui::controls

@@ -26,7 +26,7 @@ public:
         const char* tooltip;
         Kind kind;
         int width_px;
-        const char* cleared;  ///< what clearing a cell leaves in it
+        std::string cleared;  ///< what clearing a cell leaves in it
         /// What is wrong with a text, empty for nothing. Flags need none.
         std::function<std::string(const std::string& text)> check;
     };
@@ -63,6 +63,8 @@ public:
 
     /// Takes over what stands in an open editor, as if its cell had been left.
     void finishEditing();
+    /// Closes an open editor; its cell stays as it was.
+    void dropEditing();
 
     // What the keys do.
     void copySelection() const;
@@ -99,6 +101,10 @@ private:
     std::string typed_fault_;  // of what stands in the editor
     wxString paste_remark_;    // until the next edit
     Cell tooltip_cell_{-1, -1};
+    bool dropping_ = false;
 };
+
+/// The colour of a text on a page, which may be one that says what is wrong.
+wxColour remarkColour(bool fault);
 
 }  // namespace kovgui::controls

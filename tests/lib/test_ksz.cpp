@@ -241,9 +241,11 @@ TEST_F(Switch, StaticEntriesGoThroughTheTable) {
     device.tables.clear();
     replay(device, ksz_smac_store(31, sampleStatic));
     EXPECT_EQ((device.tables[{0, 31}]), sampleStaticWritten);
-    ksz_smac_entry invalid = sampleStatic;
-    invalid.valid = false;
-    e2p_cfg_cmd_array* none = ksz_smac_store(1, invalid);
+    ksz_smac_entry prepared = sampleStatic;
+    prepared.valid = false;
+    replay(device, ksz_smac_store(30, prepared));
+    EXPECT_EQ(device.tables.count({0, 30}), 1u) << "an entry that is not used yet is kept as well";
+    e2p_cfg_cmd_array* none = ksz_smac_store(1, {});
     ASSERT_NE(none, nullptr);
     EXPECT_EQ(none->switch_cfg.count, 0U);
     e2p_cfg_cmd_array_delete(&none);

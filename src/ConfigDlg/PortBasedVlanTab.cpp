@@ -1,0 +1,238 @@
+#include "src/ConfigDlg/PortBasedVlanTab.h"
+
+#include <wx/button.h>
+#include <wx/checkbox.h>
+#include <wx/sizer.h>
+#include <wx/statbox.h>
+#include <wx/stattext.h>
+
+#include "lib/comm_obj.h"
+#include "src/Controls/CheckedGrid.h"
+#include "src/accessible.h"
+
+namespace kovgui {
+
+using controls::RecordSet;
+
+namespace {
+
+constexpr int gap_px = 8;
+constexpr const char* port_names[ksz_port_count] = {"USB", "100BaseTX", "OABR1", "OABR2"};
+
+struct ActionLook {
+    const char* label;
+    const char* tooltip;
+};
+constexpr ActionLook action_looks[PortBasedVlanTab::actions] = {
+    {"All", "Checks all boxes"},
+    {"None", "Clears all boxes but that of the port to itself"},
+    {"Invert", "Checks what is clear and clears what is checked, but for the port to itself"},
+};
+
+wxString nameOf(int port) {
+    return port_names[port - 1];
+}
+
+constexpr uint8_t bitOf(int port) {
+    return static_cast<uint8_t>(1U << (port - 1));
+}
+
+bool acted(PortBasedVlanTab::Action action, bool on, bool same_port) {
+    if (action == PortBasedVlanTab::act_all) return true;
+    if (same_port) return on;
+    return action == PortBasedVlanTab::act_invert && !on;
+}
+
+}  // namespace
+
+// ---- Content ----
+
+PortBasedVlanTab::PortBasedVlanTab(wxWindow* parent) : OABRControlFrame(parent, "Port Based VLAN") {
+    const int gap = FromDIP(gap_px);
+    auto* box = new wxStaticBoxSizer(wxVERTICAL, this, "Forwarding between ports");
+    wxWindow* inside = box->GetStaticBox();
+    box->Add(
+        new wxStaticText(inside, wxID_ANY,
+                         "A row is the port where frames come in, a column a port to which they may go."),
+        wxSizerFlags().Border(wxALL, gap));
+    box->Add(buildMatrix(inside), wxSizerFlags().Border(wxALL, gap));
+    status_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
+                               wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "portVlanStatus");
+    auto* content = new wxBoxSizer(wxVERTICAL);
+    content->Add(box, wxSizerFlags().Border(wxALL, gap));
+    content->AddStretchSpacer();
+    content->Add(status_, wxSizerFlags().Expand().Border(wxALL, gap));
+    SetSizer(content);
+
+    Bind(wxEVT_CHAR_HOOK, &PortBasedVlanTab::OnArrow, this);
+}
+
+wxSizer* PortBasedVlanTab::buildMatrix(wxWindow* parent) {
+    const int gap = FromDIP(gap_px);
+    const wxSizerFlags centred = wxSizerFlags().Center();
+    auto* grid = new wxFlexGridSizer(ksz_port_count + 2, FromDIP(wxSize(2 * gap_px, gap_px)));
+    grid->Add(new wxStaticText(parent, wxID_ANY, "From \\ To"), wxSizerFlags().CenterVertical());
+    for (int output = 1; output <= ksz_port_count; ++output)
+        grid->Add(new wxStaticText(parent, wxID_ANY, nameOf(output)), centred);
+    grid->AddSpacer(0);
+
+    for (int input = 1; input <= ksz_port_count; ++input) {
+        grid->Add(new wxStaticText(parent, wxID_ANY, nameOf(input)), wxSizerFlags().CenterVertical());
+        for (int output = 1; output <= ksz_port_count; ++output) {
+            const wxString name = "From " + nameOf(input) + " to " + nameOf(output);
+            auto* one = new wxCheckBox(parent, boxId(input, output), "", wxDefaultPosition, wxDefaultSize, 0,
+                                       wxDefaultValidator, name);
+            setAccessibleName(one, name);
+            one->SetToolTip(
+                input == output ? name + ": normally checked; no frame goes back where it came from" : name);
+            boxes_[static_cast<size_t>(input - 1)][static_cast<size_t>(output - 1)] = one;
+            grid->Add(one, centred);
+        }
+        auto* line = new wxBoxSizer(wxHORIZONTAL);
+        for (int action = 0; action < actions; ++action)
+            line->Add(addAction(parent, static_cast<Action>(action), {input, any_port}),
+                      wxSizerFlags().Border(wxLEFT, gap / 2));
+        grid->Add(line, wxSizerFlags().CenterVertical());
+    }
+    for (int action = 0; action < actions; ++action) {
+        grid->AddSpacer(0);
+        for (int output = 1; output <= ksz_port_count; ++output)
+            grid->Add(addAction(parent, static_cast<Action>(action), {any_port, output}),
+                      wxSizerFlags().Expand());
+        grid->AddSpacer(0);
+    }
+    return grid;
+}
+
+wxWindow* PortBasedVlanTab::addAction(wxWindow* parent, Action action, Line line) {
+    const ActionLook& look = action_looks[action];
+    const bool row = line.input != any_port;
+    const wxString of = row ? "from " + nameOf(line.input) : "to " + nameOf(line.output);
+    auto* button =
+        new wxButton(parent, row ? inputActionId(line.input, action) : outputActionId(line.output, action),
+                     look.label, wxDefaultPosition, wxDefaultSize, wxBU_EXACTFIT);
+    setAccessibleName(button, wxString(look.label) + " " + of);
+    button->SetToolTip(wxString(look.tooltip) + " " + of);
+    button->Bind(wxEVT_BUTTON, [this, action, line](wxCommandEvent&) { act(action, line); });
+    return button;
+}
+
+/// The arrow keys go to the next box in their direction.
+void PortBasedVlanTab::OnArrow(wxKeyEvent& event) {
+    const int index = (wxWindow::FindFocus() ? wxWindow::FindFocus()->GetId() : wxID_ANY) - ID_BOX;
+    const int key = event.GetKeyCode();
+    const int down = (key == WXK_DOWN) - (key == WXK_UP);
+    const int right = (key == WXK_RIGHT) - (key == WXK_LEFT);
+    if (index < 0 || index >= ksz_port_count * ksz_port_count || event.HasAnyModifiers() ||
+        (down == 0 && right == 0))
+        return event.Skip();
+    const int input = index / ksz_port_count + 1 + down;
+    const int output = index % ksz_port_count + 1 + right;
+    if (ksz_is_port(input) && ksz_is_port(output)) box(input, output)->SetFocus();
+}
+
+// ---- What is shown ----
+
+PortBasedVlanTab::Matrix PortBasedVlanTab::matrix() const {
+    Matrix matrix{};
+    for (int input = 1; input <= ksz_port_count; ++input) {
+        for (int output = 1; output <= ksz_port_count; ++output)
+            matrix[static_cast<size_t>(input - 1)] |= box(input, output)->GetValue() ? bitOf(output) : 0;
+    }
+    return matrix;
+}
+
+void PortBasedVlanTab::show(const Matrix& matrix) {
+    for (int input = 1; input <= ksz_port_count; ++input) {
+        for (int output = 1; output <= ksz_port_count; ++output)
+            box(input, output)->SetValue((matrix[static_cast<size_t>(input - 1)] & bitOf(output)) != 0);
+    }
+}
+
+void PortBasedVlanTab::say(const wxString& failure) {
+    status_->SetForegroundColour(controls::remarkColour(!failure.empty()));
+    status_->SetLabelText(failure);
+}
+
+// ---- Edits ----
+
+void PortBasedVlanTab::OnValueChangedEvent(wxCommandEvent& event) {
+    const int index = event.GetId() - ID_BOX;
+    if (index < 0 || index >= ksz_port_count * ksz_port_count) return event.Skip();
+    noteChange();
+    write(Write::differences);
+}
+
+void PortBasedVlanTab::act(Action action, Line line) {
+    for (int input = 1; input <= ksz_port_count; ++input) {
+        for (int output = 1; output <= ksz_port_count; ++output) {
+            wxCheckBox* const one = box(input, output);
+            if (input == line.input || output == line.output)
+                one->SetValue(acted(action, one->GetValue(), input == output));
+        }
+    }
+    noteChange();
+    write(Write::differences);
+}
+
+bool PortBasedVlanTab::load(const Matrix& matrix) {
+    show(matrix);
+    noteChange();
+    return write(Write::differences);
+}
+
+// ---- The device ----
+
+/// Writes the rows shown.
+bool PortBasedVlanTab::write(Write what) {
+    const comm_run run;
+    const Activity activity(this, "Writing");
+    const Matrix target = matrix();
+    bool taken = true;
+    for (size_t row = 0; row < target.size(); ++row) {
+        if (what == Write::differences && !needsRead() && target[row] == device_[row]) continue;
+        if (ksz_pvlan_set(static_cast<int>(row) + 1, target[row]) != 0)
+            device_[row] = target[row];
+        else
+            taken = false;
+    }
+    say(taken ? "" : "The device did not take all of the changes.");
+    return taken;
+}
+
+void PortBasedVlanTab::SetAllRegisters() {
+    write(Write::everything);
+}
+
+void PortBasedVlanTab::ReadAllRegisters() {
+    if (!needsRead()) return;
+    const comm_run run;
+    const Activity activity(this, "Reading");
+    Matrix read{};
+    for (size_t row = 0; row < read.size(); ++row) {
+        if (ksz_pvlan_get(static_cast<int>(row) + 1, &read[row]) == 0)
+            return say("The settings could not be read from the device.");
+    }
+    device_ = read;
+    setNeedsRead(false);
+    show(device_);
+    say("");
+}
+
+void PortBasedVlanTab::OnValuesChanged() {
+    OABRControlFrame::OnValuesChanged();
+    say("");
+}
+
+void PortBasedVlanTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>&,
+                                         std::vector<e2p_cfg_cmd>&) {
+    const Matrix target = matrix();
+    for (size_t row = 0; row < target.size(); ++row) {
+        const RecordSet set(ksz_pvlan_store(static_cast<int>(row) + 1, target[row]));
+        if (!set) continue;
+        const e2p_cfg_cmd_list& list = set->switch_cfg;
+        switch_records.insert(switch_records.end(), list.records, list.records + list.count);
+    }
+}
+
+}  // namespace kovgui

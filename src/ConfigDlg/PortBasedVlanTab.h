@@ -1,0 +1,74 @@
+#pragma once
+
+#include <array>
+
+#include "lib/ksz.h"
+#include "src/Controls/OABRControlFrame.h"
+
+class wxCheckBox;
+class wxSizer;
+class wxStaticText;
+
+namespace kovgui {
+
+/// Port-based VLANs: a matrix of the ports where frames come in (rows) and those to which they may go
+/// (columns), with actions on rows and columns. The arrow keys go from box to box.
+class PortBasedVlanTab : public controls::OABRControlFrame {
+public:
+    /// The box of input port i and output port o, both from 1, has the identifier of `boxId`. The buttons of
+    /// a line stand side by side in the order of Action.
+    enum Id { ID_BOX = 1600, ID_INPUT_ACTION = 1620, ID_OUTPUT_ACTION = 1635 };
+    enum Action { act_all, act_none, act_invert, actions };
+    static int boxId(int input, int output) { return ID_BOX + (input - 1) * ksz_port_count + output - 1; }
+    static int inputActionId(int input, Action action) {
+        return ID_INPUT_ACTION + (input - 1) * actions + action;
+    }
+    static int outputActionId(int output, Action action) {
+        return ID_OUTPUT_ACTION + (output - 1) * actions + action;
+    }
+
+    /// By input port - 1: the ports that it forwards to, a tool mask. A port normally forwards to itself too,
+    /// which frames never do.
+    using Matrix = std::array<uint8_t, ksz_port_count>;
+
+    explicit PortBasedVlanTab(wxWindow* parent);
+
+    void SetAllRegisters() override;
+    void ReadAllRegisters() override;
+    void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>& phy1_records,
+                           std::vector<e2p_cfg_cmd>& phy2_records) override;
+    void OnValuesChanged() override;
+    void OnValueChangedEvent(wxCommandEvent& event) override;
+
+    Matrix matrix() const;
+    /// Shows a matrix, writes it to the device and notes the change.
+    /// @return false when the device did not take all of it
+    bool load(const Matrix& matrix);
+
+private:
+    /// A row or a column of the matrix; the other port is any.
+    struct Line {
+        int input;
+        int output;
+    };
+    static constexpr int any_port = 0;
+    enum class Write { differences, everything };
+
+    wxSizer* buildMatrix(wxWindow* parent);
+    wxWindow* addAction(wxWindow* parent, Action action, Line line);
+    void OnArrow(wxKeyEvent& event);
+
+    wxCheckBox* box(int input, int output) const {
+        return boxes_[static_cast<size_t>(input - 1)][static_cast<size_t>(output - 1)];
+    }
+    void show(const Matrix& matrix);
+    void act(Action action, Line line);
+    bool write(Write what);
+    void say(const wxString& failure);
+
+    std::array<std::array<wxCheckBox*, ksz_port_count>, ksz_port_count> boxes_{};  // by input and output - 1
+    Matrix device_{};  // what the device was last seen to hold
+    wxStaticText* status_ = nullptr;
+};
+
+}  // namespace kovgui

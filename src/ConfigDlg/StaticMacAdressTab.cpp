@@ -1,0 +1,216 @@
+#include "src/ConfigDlg/StaticMacAdressTab.h"
+
+#include <wx/sizer.h>
+#include <wx/stattext.h>
+
+#include <numeric>
+
+#include "lib/comm_obj.h"
+
+namespace kovgui {
+
+using controls::CheckedGrid;
+using controls::RecordSet;
+using controls::StoreStep;
+using oabr::StaticMacRow;
+
+namespace {
+
+constexpr int gap_px = 6;
+
+struct ColumnLook {
+    const char* tooltip;
+    int width_px;
+};
+constexpr ColumnLook looks[oabr::smac_columns] = {
+    {"The switch uses the entry", 60},
+    {"The filtering database that the entry belongs to, 0 to 127", 60},
+    {"The entry counts only in the filtering database of its FID", 80},
+    {"Forwards even where a port's transmitter or receiver is switched off", 80},
+    {"Frames for the address go to OABR1", 100},
+    {"Frames for the address go to OABR2", 100},
+    {"Frames for the address go to 100BaseTX", 105},
+    {"Frames for the address go to USB", 85},
+    {"Six groups of hexadecimal digits with colons between", 170},
+};
+
+std::vector<CheckedGrid::Column> gridColumns() {
+    const StaticMacRow empty = oabr::staticMacTexts({});
+    std::vector<CheckedGrid::Column> columns;
+    for (size_t i = 0; i < oabr::smac_columns; ++i) {
+        columns.push_back({oabr::static_mac_titles[i], looks[i].tooltip,
+                           oabr::isStaticMacFlag(i) ? CheckedGrid::Kind::flag
+                           : i == oabr::smac_fid    ? CheckedGrid::Kind::number
+                                                    : CheckedGrid::Kind::text,
+                           looks[i].width_px, empty[i],
+                           [i](const std::string& text) { return oabr::staticMacFault(i, text); }});
+    }
+    return columns;
+}
+
+std::vector<int> allRows() {
+    std::vector<int> rows(ksz_smac_entries);
+    std::iota(rows.begin(), rows.end(), 0);
+    return rows;
+}
+
+}  // namespace
+
+StaticMacAdressTab::StaticMacAdressTab(wxWindow* parent) : OABRControlFrame(parent, "Static MAC Table") {
+    wxArrayString labels;
+    for (const int row : allRows())
+        labels.push_back(std::to_string(row));
+    grid_ = new CheckedGrid(this, ID_TABLE, GetName(), "Entry", labels, gridColumns());
+    grid_->on_changed = [this](const CheckedGrid::Cells& cells) {
+        std::vector<int> rows;
+        for (const CheckedGrid::Cell& cell : cells) {
+            if (rows.empty() || rows.back() != cell.row) rows.push_back(cell.row);
+        }
+        noteChange();
+        apply(rows);
+    };
+    grid_->on_typed = [this] { noteChange(); };
+    grid_->on_remark = [this] { showState(); };
+    status_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
+                               wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "staticMacStatus");
+    auto* content = new wxBoxSizer(wxVERTICAL);
+    content->Add(grid_, wxSizerFlags(1).Expand().Border(wxLEFT | wxTOP | wxRIGHT, FromDIP(gap_px)));
+    content->Add(status_, wxSizerFlags().Expand().Border(wxALL, FromDIP(gap_px)));
+    SetSizer(content);
+}
+
+// ---- What is shown ----
+
+wxString StaticMacAdressTab::rowLabel(int row) const {
+    return grid_->GetRowLabelValue(row);
+}
+
+StaticMacRow StaticMacAdressTab::texts(int row) const {
+    StaticMacRow texts;
+    for (int column = 0; column < grid_->GetNumberCols(); ++column)
+        texts.push_back(grid_->text(row, column));
+    return texts;
+}
+
+StaticMacAdressTab::Cells StaticMacAdressTab::cells() const {
+    Cells cells;
+    for (const int row : allRows())
+        cells.push_back(texts(row));
+    return cells;
+}
+
+void StaticMacAdressTab::showRow(int row, const ksz_smac_entry& entry) {
+    const StaticMacRow texts = oabr::staticMacTexts(entry);
+    for (size_t column = 0; column < texts.size(); ++column)
+        grid_->show(row, static_cast<int>(column), texts[column]);
+}
+
+void StaticMacAdressTab::showState() {
+    if (status_ == nullptr) return;
+    std::string remark = grid_->remark();
+    if (grid_->hasFaults()) remark += " A wrong entry is not sent, and nothing is stored.";
+    if (remark.empty()) remark = failure_;
+    status_->SetForegroundColour(controls::remarkColour(!remark.empty()));
+    status_->SetLabelText(wxString::FromUTF8(remark));
+    status_->SetToolTip(wxString::FromUTF8(remark));
+}
+
+// ---- The device ----
+
+/// Writes the rows that are right, and shows them in their normal form.
+bool StaticMacAdressTab::apply(const std::vector<int>& rows, Write what) {
+    const comm_run run;
+    const Activity activity(this, "Writing");
+    bool taken = true;
+    for (const int row : rows) {
+        if (grid_->isRowWrong(row)) continue;
+        const ksz_smac_entry entry = oabr::staticMacEntry(texts(row));
+        ksz_smac_entry& held = device_[static_cast<size_t>(row)];
+        if (what == Write::everything || needsRead() || entry != held) {
+            if (ksz_smac_write(row, entry) == 0) {
+                taken = false;
+                continue;
+            }
+            held = entry;
+        }
+        showRow(row, entry);
+    }
+    failure_ = taken ? "" : "The device did not take all of the changes.";
+    showState();
+    return taken;
+}
+
+void StaticMacAdressTab::SetAllRegisters() {
+    grid_->finishEditing();
+    apply(allRows(), Write::everything);
+}
+
+bool StaticMacAdressTab::load(const Cells& checked) {
+    grid_->dropEditing();
+    for (const int row : allRows())
+        showRow(row, oabr::staticMacEntry(checked[static_cast<size_t>(row)]));
+    noteChange();
+    return apply(allRows());
+}
+
+void StaticMacAdressTab::ReadAllRegisters() {
+    if (!needsRead()) return;
+    const comm_run run;
+    const Activity activity(this, "Reading");
+    grid_->dropEditing();
+    std::array<ksz_smac_entry, ksz_smac_entries> read{};
+    for (const int row : allRows()) {
+        if (ksz_smac_read(row, &read[static_cast<size_t>(row)]) != 0) continue;
+        failure_ = "The table could not be read from the device.";
+        return showState();
+    }
+    device_ = read;
+    setNeedsRead(false);
+    failure_.clear();
+    for (const int row : allRows())
+        showRow(row, device_[static_cast<size_t>(row)]);
+}
+
+void StaticMacAdressTab::OnValuesChanged() {
+    OABRControlFrame::OnValuesChanged();
+    failure_.clear();
+}
+
+void StaticMacAdressTab::OnDeviceDisConnected(wxThreadEvent& event) {
+    grid_->dropEditing();
+    OABRControlFrame::OnDeviceDisConnected(event);
+}
+
+std::vector<e2p_cfg_cmd> StaticMacAdressTab::records() const {
+    std::vector<e2p_cfg_cmd> records;
+    for (const int row : allRows()) {
+        if (grid_->isRowWrong(row)) continue;
+        const RecordSet set(ksz_smac_store(row, oabr::staticMacEntry(texts(row))));
+        if (set && set->switch_cfg.count > 0) records.push_back(set->switch_cfg.records[0]);
+    }
+    return records;
+}
+
+void StaticMacAdressTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records,
+                                           std::vector<e2p_cfg_cmd>&, std::vector<e2p_cfg_cmd>&) {
+    grid_->finishEditing();
+    const std::vector<e2p_cfg_cmd> own = records();
+    switch_records.insert(switch_records.end(), own.begin(), own.end());
+}
+
+StoreStep StaticMacAdressTab::StoreBesideRecords() {
+    grid_->finishEditing();
+    if (!grid_->hasFaults()) return {};
+    return {GetName().utf8_string() + ", " + grid_->remark(), nullptr};
+}
+
+std::string StaticMacAdressTab::describeFit(unsigned missing_switch_bytes) const {
+    const std::vector<e2p_cfg_cmd> own = records();
+    if (own.empty()) return {};
+    const auto each = static_cast<size_t>(own[0].length());
+    if (missing_switch_bytes > each * own.size()) return {};  // leaving all out would not do
+    const size_t fit = own.size() - (missing_switch_bytes + each - 1) / each;
+    return wxString::Format("Static MAC table: %zu of the %zu entries fit.\n", fit, own.size()).utf8_string();
+}
+
+}  // namespace kovgui

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <wx/string.h>
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "src/Controls/CheckedGrid.h"
+#include "src/Controls/OABRControlFrame.h"
+#include "src/OABR-Switch/static_mac.h"
+
+class wxStaticText;
+
+namespace kovgui {
+
+/// The switch's static MAC table, a row for each entry. A row that is changed is written at once when all of
+/// it is right; a wrong one is not written, and nothing is stored until it is put right.
+class StaticMacAdressTab : public controls::OABRControlFrame {
+public:
+    enum Id { ID_TABLE = 1650 };
+    using Cells = oabr::StaticMacCells;
+
+    explicit StaticMacAdressTab(wxWindow* parent);
+
+    /// Writes every row that is right.
+    void SetAllRegisters() override;
+    void ReadAllRegisters() override;
+    /// A record for each entry that holds something: the table is empty when the device starts.
+    void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>& phy1_records,
+                           std::vector<e2p_cfg_cmd>& phy2_records) override;
+    controls::StoreStep StoreBesideRecords() override;
+    std::string describeFit(unsigned missing_switch_bytes) const override;
+    void OnValuesChanged() override;
+    void OnDeviceDisConnected(wxThreadEvent& event) override;
+
+    /// The texts shown, by row and column.
+    Cells cells() const;
+    wxString rowLabel(int row) const;
+    /// What is wrong with a table, naming row and column; empty when it is fine.
+    std::string check(const Cells& cells) const { return oabr::checkStaticMac(cells); }
+    /// Shows a table, writes what of it differs from the device and notes the change.
+    /// @param checked  without faults
+    /// @return         false when the device did not take all of it
+    bool load(const Cells& checked);
+
+private:
+    enum class Write { differences, everything };
+    oabr::StaticMacRow texts(int row) const;
+    void showRow(int row, const ksz_smac_entry& entry);
+    void showState();
+    std::vector<e2p_cfg_cmd> records() const;
+    bool apply(const std::vector<int>& rows, Write what = Write::differences);
+
+    std::array<ksz_smac_entry, ksz_smac_entries> device_{};  // what the device was last seen to hold
+    std::string failure_;
+    controls::CheckedGrid* grid_ = nullptr;
+    wxStaticText* status_ = nullptr;
+};
+
+}  // namespace kovgui

@@ -1,0 +1,84 @@
+#include "src/OABR-Switch/static_mac.h"
+
+#include <charconv>
+
+#include "lib/text.h"
+#include "src/OABR-Switch/vlan_form.h"
+#include "src/utilities.h"
+
+namespace kovgui::oabr {
+namespace {
+
+constexpr size_t mac_text_size = 18;
+
+struct PortColumn {
+    StaticMacColumn column;
+    int port;
+
+    uint8_t bit() const { return static_cast<uint8_t>(1U << (port - 1)); }
+};
+constexpr PortColumn port_columns[] = {{smac_oabr1, 3}, {smac_oabr2, 4}, {smac_100basetx, 2}, {smac_usb, 1}};
+
+std::string rowFault(const StaticMacRow& row) {
+    if (row.size() != smac_columns) return "must have " + std::to_string(smac_columns) + " cells";
+    for (size_t column = 0; column < smac_columns; ++column) {
+        if (row[column].empty() && !isStaticMacFlag(column) && row[smac_valid] == "0") continue;
+        if (const std::string fault = staticMacFault(column, row[column]); !fault.empty())
+            return std::string(static_mac_titles[column]) + ": " + fault;
+    }
+    return {};
+}
+
+}  // namespace
+
+const std::array<const char*, smac_columns> static_mac_titles = {
+    "Valid", "FID", "Use FID", "ST Ovrd", "Fwd OABR1", "Fwd OABR2", "Fwd 100BTX", "Fwd USB", "MAC Address"};
+
+std::string staticMacFault(size_t column, const std::string& text) {
+    if (column == smac_fid) return fidFault(text);
+    if (column != smac_address) return text == "1" || text == "0" ? "" : "must be 1 or 0";
+    wxString mac = wxString::FromUTF8(text);
+    return validateMac(mac) ? "" : "must be six groups of one or two hexadecimal digits with colons between";
+}
+
+std::string checkStaticMac(const StaticMacCells& cells) {
+    if (cells.size() != ksz_smac_entries)
+        return "there must be " + std::to_string(ksz_smac_entries) + " entries";
+    for (size_t row = 0; row < cells.size(); ++row) {
+        if (const std::string fault = rowFault(cells[row]); !fault.empty())
+            return "Entry " + std::to_string(row) + ", " + fault;
+    }
+    return {};
+}
+
+ksz_smac_entry staticMacEntry(const StaticMacRow& row) {
+    ksz_smac_entry entry{};
+    entry.valid = row[smac_valid] == "1";
+    entry.st_override = row[smac_override] == "1";
+    entry.use_fid = row[smac_use_fid] == "1";
+    const std::string& fid = row[smac_fid];
+    std::from_chars(fid.data(), fid.data() + fid.size(), entry.fid);
+    for (const PortColumn& one : port_columns)
+        entry.ports |= row[one.column] == "1" ? one.bit() : 0;
+    strtomac(row[smac_address].c_str(), entry.mac);
+    return entry;
+}
+
+StaticMacRow staticMacTexts(const ksz_smac_entry& entry) {
+    const auto flag = [](bool on) { return on ? "1" : "0"; };
+    StaticMacRow row(smac_columns);
+    row[smac_valid] = flag(entry.valid);
+    row[smac_override] = flag(entry.st_override);
+    row[smac_use_fid] = flag(entry.use_fid);
+    row[smac_fid] = std::to_string(entry.fid);
+    for (const PortColumn& one : port_columns)
+        row[one.column] = flag((entry.ports & one.bit()) != 0);
+    char text[mac_text_size];
+    mactostr(entry.mac, text, sizeof text);
+    wxString mac = text;
+    validateMac(mac);
+    row[smac_address] = mac.utf8_string();
+    return row;
+}
+
+}  // namespace kovgui::oabr
