@@ -1,15 +1,19 @@
 #include <gmock/gmock.h>
 #include <wx/button.h>
 #include <wx/checkbox.h>
+#include <wx/listbook.h>
+#include <wx/notebook.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 #include <wx/timer.h>
 
 #include <atomic>
 #include <cstring>
+#include <utility>
 
 #include "src/ConfigDlg/DynamicMacTab.h"
 #include "src/ConfigDlg/VlanEntryDialog.h"
+#include "src/ConfigDlg/VlanPage.h"
 #include "src/ConfigDlg/VlanTab.h"
 #include "src/Controls/CheckedGrid.h"
 #include "src/Controls/row_list.h"
@@ -148,19 +152,26 @@ TEST_F(TableJob, AWindowThatClosesStopsItAndGoesAfterwards) {
 
 // ---- The tabs, on a simulated device ----
 
-/// A tab on a connected device: the main window's own, or one that stands beside it.
+/// The tabs of a connected device.
 class ChipTables : public MainWindow {
 protected:
+    /// Connects, and shows the tab as the operator does.
     template <typename Tab>
     Tab* open() {
         EXPECT_TRUE(connectFirst());
-        auto* own = new wxFrame(frame_, wxID_ANY, "tab", wxDefaultPosition, wxSize(900, 700));
-        auto* tab = new Tab(own);
-        own->Show();
-        tab->Enable();
-        tab->OnValuesChanged();
-        tab->OnSeen();
-        return tab;
+        auto* book = static_cast<wxListbook*>(frame_->FindWindow("pages"));
+        size_t at = 0;
+        while (dynamic_cast<VlanPage*>(book->GetPage(at)) == nullptr)
+            ++at;
+        book->SetSelection(at);
+        auto* tabs = static_cast<wxNotebook*>(book->GetPage(at)->GetChildren().front());
+        for (size_t tab = 0; tab < tabs->GetPageCount(); ++tab) {
+            auto* found = dynamic_cast<Tab*>(tabs->GetPage(tab));
+            if (found == nullptr) continue;
+            tabs->SetSelection(tab);
+            return found;
+        }
+        return nullptr;
     }
     std::string label(const wxWindow* tab, const char* name) {
         return wxWindow::FindWindowByName(name, tab)->GetLabel().utf8_string();
@@ -446,6 +457,27 @@ TEST_F(VlanPageTest, ASilentDeviceLeavesThePageUnreadUntilItAnswersAgain) {
     EXPECT_FALSE(vlan_->needsRead());
     EXPECT_EQ(status(), "0 VLANs.");
     EXPECT_TRUE(table()->IsEnabled());
+}
+
+TEST_F(VlanPageTest, TheDeviceOrTheWindowMayGoUnderAJob) {
+    bool unplugged = false;
+    {
+        WhileItRuns look([&] {
+            if (progressDialog() != nullptr && !std::exchange(unplugged, true)) device_.unplug();
+        });
+        EXPECT_EQ(vlan_->load(fullForm()), TableJobResult::failed);
+    }
+    ASSERT_TRUE(connectedTo("Not connected"));
+    device_.plug();
+    ASSERT_TRUE(connectFirst());
+    {
+        WhileItRuns look([this] {
+            if (progressDialog() != nullptr) frame_->Close(true);
+        });
+        press(VlanTab::ID_READ);
+        ASSERT_TRUE(waitFor([this] { return closed(); }));
+    }
+    frame_ = nullptr;
 }
 
 }  // namespace
