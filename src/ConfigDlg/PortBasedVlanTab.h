@@ -17,7 +17,7 @@ class PortBasedVlanTab : public controls::OABRControlFrame {
 public:
     /// The box of input port i and output port o, both from 1, has the identifier of `boxId`. The buttons of
     /// a line stand side by side in the order of Action.
-    enum Id { ID_BOX = 1600, ID_INPUT_ACTION = 1620, ID_OUTPUT_ACTION = 1635 };
+    enum Id { ID_BOX = 1800, ID_INPUT_ACTION = 1820, ID_OUTPUT_ACTION = 1835 };
     enum Action { act_all, act_none, act_invert, actions };
     static int boxId(int input, int output) { return ID_BOX + (input - 1) * ksz_port_count + output - 1; }
     static int inputActionId(int input, Action action) {

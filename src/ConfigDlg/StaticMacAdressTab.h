@@ -18,7 +18,7 @@ namespace kovgui {
 /// it is right; a wrong one is not written, and nothing is stored until it is put right.
 class StaticMacAdressTab : public controls::OABRControlFrame {
 public:
-    enum Id { ID_TABLE = 1650 };
+    enum Id { ID_TABLE = 1850 };
     using Cells = oabr::StaticMacCells;
 
     explicit StaticMacAdressTab(wxWindow* parent);
