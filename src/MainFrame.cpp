@@ -193,7 +193,8 @@ void MainFrame::Init(bool console) {
     buildToolBar(console);
     buildPages();
     restorePage();
-    openHelp = [this] { HelpViewer::open(this); };
+    connectPages(&config_);
+    config_.readPages = [this] { return readPagesForFile(); };
 
     OABRDevice::instance()->setMainFrame(this);
     DeviceUse::listen([this] { CallAfter(&MainFrame::updateCommands); });
@@ -342,9 +343,8 @@ void MainFrame::updateCommands() {
         toolBar_->EnableTool(id, on);
     };
     enable(networkMenu_, ID_STORE, usable);
-    enable(fileMenu_, wxID_OPEN, usable && openConfig);
-    enable(fileMenu_, wxID_SAVE, usable && saveConfig);
-    enable(helpMenu_, ID_USER_HELP, static_cast<bool>(openHelp));
+    enable(fileMenu_, wxID_OPEN, usable);
+    enable(fileMenu_, wxID_SAVE, usable);
     // Reset and console stay usable without a connection: that is when they are needed.
     toolBar_->EnableTool(ID_RESET, !in_use);
     chooser_->Enable(!in_use);
@@ -654,16 +654,22 @@ void MainFrame::OnConsoleControl(wxCommandEvent&) {
     dialog->Show();
 }
 
+bool MainFrame::readPagesForFile() {
+    if (connected_ && readPagesNeverShown()) return true;
+    wxMessageBox("The device's settings could not be read.", "Configuration file", wxOK | wxICON_ERROR, this);
+    return false;
+}
+
 void MainFrame::OnOpenConfig(wxCommandEvent&) {
-    if (openConfig && !refuseWhileInUse()) openConfig();
+    if (!refuseWhileInUse()) config_.loadFile();
 }
 
 void MainFrame::OnSaveConfig(wxCommandEvent&) {
-    if (saveConfig && !refuseWhileInUse()) saveConfig();
+    if (!refuseWhileInUse()) config_.saveFile();
 }
 
 void MainFrame::OnOpenUserHelp(wxCommandEvent&) {
-    if (openHelp) openHelp();
+    HelpViewer::open(this);
 }
 
 void MainFrame::openLink(const char* key) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "src/ConfigManager/ConfigManager.h"
 #include "src/OABR-Switch/device_window.h"
 #include "src/page_host.h"
 
@@ -74,9 +75,9 @@ public:
     /// @return true when the operator wants to leave without storing
     bool ShowMessageStore();
 
-    /// What the configuration file and help commands run; a command without one is disabled.
-    std::function<void()> openConfig, saveConfig, openHelp;
-    /// Shows in menus and tools which of those commands there are.
+    ConfigManager& configManager() { return config_; }
+
+    /// Shows in menus and tools which commands there are.
     void updateCommands();
 
 protected:
@@ -98,6 +99,7 @@ private:
     void notifyPages(int id);
     bool refuseWhileInUse();
     bool readPagesNeverShown();
+    bool readPagesForFile();
     wxString storeSettings();
     void openLink(const char* key);
     int runWhilePainting(const wxString& notice, const wxString& title, const std::function<int()>& work);
@@ -137,6 +139,7 @@ private:
     bool settingsChanged_ = false;
     bool connected_ = false;
     bool activityShown_ = false;
+    ConfigManager config_;
     std::string lastDevice_;  // connected to or tried last
 
     wxDECLARE_EVENT_TABLE();

@@ -6,6 +6,8 @@
 
 namespace kovgui {
 
+class ConfigManager;
+
 /// One page of the main window's book.
 struct PageRow {
     const char* title;
@@ -15,5 +17,8 @@ struct PageRow {
 
 /// The pages in the order of the book.
 std::span<const PageRow> pageRows();
+
+/// Gives the manager the living pages that configuration files hold.
+void connectPages(ConfigManager* manager);
 
 }  // namespace kovgui

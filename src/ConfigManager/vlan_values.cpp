@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "src/ConfigManager/converters.h"
+
 namespace kovgui::config {
 namespace {
 
@@ -62,8 +64,8 @@ std::vector<Cell> cellsOf(VlanTables& tables, Flags& flags, const std::vector<st
         addRow(&cells, std::string("Vlan_Tabelle1/") + port_rows[port], port_columns,
                tables.vlan.ports[port]);
     for (size_t row = 0; row < tables.vlan.table.size(); ++row)
-        addRow(&cells, std::string(vlan_table) + "/" + std::to_string(row), vlan_columns,
-               tables.vlan.table[row]);
+        addRow(&cells, std::string(vlan_table) + "/" + ConvertIntToString(static_cast<int>(row)),
+               vlan_columns, tables.vlan.table[row]);
     return cells;
 }
 
@@ -71,9 +73,17 @@ std::vector<Cell> cellsOf(VlanTables& tables, Flags& flags, const std::vector<st
 Values valuesOf(const std::vector<Cell>& cells, bool empty_table) {
     Values values;
     for (const Cell& cell : cells)
-        values.emplace_back(cell.path, cell.flag ? flagOfCell(*cell.text) : *cell.text);
+        values.emplace_back(cell.path, cell.flag ? ConvertBoolToString(*cell.text == "1") : *cell.text);
     if (empty_table) values.emplace_back(vlan_table, "");
     return values;
+}
+
+/// @return false for a text that is neither "true" nor "false"
+bool cellOfFlag(const std::string& flag, std::string* cell) {
+    const bool on = ConvertStringToBool(flag);
+    if (flag != ConvertBoolToString(on)) return false;
+    *cell = on ? "1" : "0";
+    return true;
 }
 
 uint8_t bitOf(int port) {
@@ -81,16 +91,6 @@ uint8_t bitOf(int port) {
 }
 
 }  // namespace
-
-std::string flagOfCell(const std::string& cell) {
-    return cell == "1" ? "true" : "false";
-}
-
-bool cellOfFlag(const std::string& flag, std::string* cell) {
-    if (flag != "true" && flag != "false") return false;
-    *cell = flag == "true" ? "1" : "0";
-    return true;
-}
 
 Values vlanValues(const VlanTables& tables, const std::vector<std::string>& rows) {
     VlanTables copy = tables;

@@ -25,9 +25,4 @@ Values vlanValues(const VlanTables& tables, const std::vector<std::string>& rows
 /// @return what is wrong, a line each; empty when the tables were read
 std::string readVlanTables(const Element& element, const std::vector<std::string>& rows, VlanTables* tables);
 
-/// "true" where the text of a cell is "1", else "false".
-std::string flagOfCell(const std::string& cell);
-/// @return false for a text that is neither "true" nor "false"
-bool cellOfFlag(const std::string& flag, std::string* cell);
-
 }  // namespace kovgui::config

@@ -1,0 +1,290 @@
+#include "src/ConfigManager/ConfigManager.h"
+
+#include <wx/filedlg.h>
+#include <wx/filefn.h>
+#include <wx/filename.h>
+#include <wx/msgdlg.h>
+
+#include <span>
+
+#include "lib/comm_obj.h"
+#include "src/ConfigDlg/CanSettingsPanel.h"
+#include "src/ConfigDlg/PortBasedVlanTab.h"
+#include "src/ConfigDlg/PortConfigPanel.h"
+#include "src/ConfigDlg/SniffingPanel.h"
+#include "src/ConfigDlg/StaticMacAdressTab.h"
+#include "src/ConfigDlg/VlanTab.h"
+#include "src/ConfigManager/XmlConfigDialog.h"
+#include "src/ConfigManager/converters.h"
+#include "src/ConfigManager/vlan_values.h"
+#include "src/device_text.h"
+#include "src/log.h"
+#include "src/page_host.h"
+
+namespace kovgui {
+namespace {
+
+using config::Element;
+using config::Values;
+using controls::OABRControlFrame;
+
+constexpr const char* panel_elements[config_panel_count] = {"Port_config", "Sniffing", "VLAN", "LifeCycle"};
+constexpr const char* elementOf(ConfigPanel panel) {
+    return panel_elements[static_cast<size_t>(panel)];
+}
+
+/// The value of a register-bound control in the file.
+struct ControlValue {
+    const char* path;
+    int id;
+};
+
+constexpr ControlValue port_values[] = {
+    {"OABR1/Flow_control", PortConfigPanel::ID_OABR1_FLOW},
+    {"OABR1/Speed", PortConfigPanel::ID_OABR1_SPEED},
+    {"OABR2/Flow_control", PortConfigPanel::ID_OABR2_FLOW},
+    {"OABR2/Speed", PortConfigPanel::ID_OABR2_SPEED},
+    {"BaseTx/Auto_negotiation", PortConfigPanel::ID_ETH_AUTONEG},
+    {"BaseTx/Duplex_model", PortConfigPanel::ID_ETH_DUPLEX},
+    {"BaseTx/Flow_control", PortConfigPanel::ID_ETH_FLOW},
+    {"BaseTx/Speed", PortConfigPanel::ID_ETH_SPEED},
+};
+
+constexpr ControlValue sniffing_values[] = {
+    {"Sniffing_on_port", SniffingPanel::ID_SNIFF_PORT},
+    {"OABR1", SniffingPanel::ID_SNIFF_OABR1},
+    {"OABR2", SniffingPanel::ID_SNIFF_OABR2},
+    {"BaseTx", SniffingPanel::ID_SNIFF_100BASETX},
+    {"USB", SniffingPanel::ID_SNIFF_USB},
+};
+
+Values shownValues(const OABRControlFrame& page, std::span<const ControlValue> controls) {
+    Values values;
+    for (const auto& [path, id] : controls)
+        values.emplace_back(path, ConvertToString(page.control(id)->shownText()));
+    return values;
+}
+
+/// Shows the texts; with the first that a control does not know the page is again as it was.
+std::string showValues(const OABRControlFrame& page, std::span<const ControlValue> controls,
+                       const Element& element, const Values& values) {
+    const Values before = shownValues(page, controls);
+    for (size_t i = 0; i < controls.size(); ++i) {
+        if (page.control(controls[i].id)->showText(wxString::FromUTF8(values[i].second))) continue;
+        for (size_t shown = 0; shown < i; ++shown)
+            page.control(controls[shown].id)->showText(wxString::FromUTF8(before[shown].second));
+        return "\"" + element.name + "/" + values[i].first + "\" cannot be \"" + values[i].second + "\"\n";
+    }
+    return {};
+}
+
+/// Takes the values of a page of register-bound controls out of its element, onto the page and the device.
+std::string loadControls(OABRControlFrame* page, std::span<const ControlValue> controls,
+                         const Element& element) {
+    Values values = shownValues(*page, controls);
+    std::string faults = config::extract(element, &values);
+    if (faults.empty()) faults = showValues(*page, controls, element, values);
+    if (!faults.empty()) return faults;
+    const comm_run run;
+    page->SetAllRegisters();
+    if (PageHost* host = pageHost(page)) {
+        host->setSettingsChanged(true);
+        host->OnChangedStore();
+    }
+    return run.timed_out() ? "the device did not answer; it may not have all of the page's settings\n" : "";
+}
+
+std::vector<std::string> rowNames(const StaticMacAdressTab& tab) {
+    std::vector<std::string> names;
+    for (int row = 0; row < ksz_smac_entries; ++row)
+        names.push_back(ConvertCellLabel(tab.rowLabel(row)));
+    return names;
+}
+
+wxString askWithDialog(wxWindow* parent, bool save) {
+    if (!save)
+        return wxFileSelector("Choose a file to open", "", "", "", "*.xml", wxFD_OPEN | wxFD_FILE_MUST_EXIST,
+                              parent);
+    wxString path = wxFileSelector("Save XML file", "", "", "", "XML files (*.xml)|*.xml",
+                                   wxFD_SAVE | wxFD_OVERWRITE_PROMPT, parent);
+    if (path.empty() || wxFileName(path).HasExt()) return path;
+    path += ".xml";
+    const bool replace =
+        !wxFileExists(path) || wxMessageBox("The file \"" + path + "\" exists. Replace it?", "Save XML file",
+                                            wxYES_NO | wxICON_QUESTION, parent) == wxYES;
+    return replace ? path : wxString();
+}
+
+/// Lines of a message, fit to be shown.
+wxString messageText(const std::string& lines) {
+    wxString text;
+    for (size_t begin = 0; begin < lines.size();) {
+        const size_t end = std::min(lines.find('\n', begin), lines.size());
+        text += deviceText(lines.substr(begin, end - begin)) + "\n";
+        begin = end + 1;
+    }
+    return text;
+}
+
+}  // namespace
+
+ConfigManager::ConfigManager() : askFile(askWithDialog) {}
+
+void ConfigManager::Init(PortConfigPanel* port, SniffingPanel* sniffing, PortBasedVlanTab* port_based,
+                         StaticMacAdressTab* static_mac, VlanTab* vlan, CanSettingsPanel* life_cycle) {
+    port_ = port;
+    sniffing_ = sniffing;
+    port_based_ = port_based;
+    static_mac_ = static_mac;
+    vlan_ = vlan;
+    life_cycle_ = life_cycle;
+}
+
+wxWindow* ConfigManager::window() const {
+    return wxGetTopLevelParent(port_);
+}
+
+// ---- Saving ----
+
+bool ConfigManager::askPanels(XmlConfigDialog& dialog, const char* nothing_chosen) {
+    if (dialog.ShowModal() != wxID_OK) return false;
+    if (dialog.isAnyChosen()) return true;
+    wxMessageBox(nothing_chosen, "Info", wxOK | wxICON_INFORMATION, window());
+    return false;
+}
+
+int ConfigManager::saveFile() {
+    XmlConfigDialog dialog(window(), "Save XML Config");
+    if (!askPanels(dialog, "You did not specify any panel to save XML Config")) return 0;
+    const wxString path = askFile(window(), true);
+    if (path.empty()) return 0;
+    if (readPages && !readPages()) return 0;
+    dialog_ = &dialog;
+    const bool saved = saveXmlFile(path.fn_str());
+    dialog_ = nullptr;
+    return saved;
+}
+
+bool ConfigManager::saveXmlFile(const char* path) {
+    Element (ConfigManager::*const writers[config_panel_count])()
+        const = {&ConfigManager::saveXmlPortconfig, &ConfigManager::saveXmlsniffing,
+                 &ConfigManager::saveXmlVlan, &ConfigManager::saveXmlLifeCycle};
+    std::vector<Element> elements;
+    for (size_t panel = 0; panel < config_panel_count; ++panel) {
+        if (dialog_->isChosen(static_cast<ConfigPanel>(panel))) elements.push_back((this->*writers[panel])());
+    }
+    const std::string failure = config::saveDocument(path, elements);
+    if (failure.empty()) return true;
+    wxMessageBox(wxString::Format("The file \"%s\" was not written: %s.", path, failure), "Save XML file",
+                 wxOK | wxICON_ERROR, window());
+    return false;
+}
+
+Element ConfigManager::saveXmlPortconfig() const {
+    return config::compose(elementOf(ConfigPanel::port), shownValues(*port_, port_values));
+}
+
+Element ConfigManager::saveXmlsniffing() const {
+    return config::compose(elementOf(ConfigPanel::sniffing), shownValues(*sniffing_, sniffing_values));
+}
+
+Element ConfigManager::saveXmlVlan() const {
+    const config::VlanTables tables{port_based_->matrix(), static_mac_->cells(), vlan_->form()};
+    return config::compose(elementOf(ConfigPanel::vlan), config::vlanValues(tables, rowNames(*static_mac_)));
+}
+
+Element ConfigManager::saveXmlLifeCycle() const {
+    const oabr::CanForm form = life_cycle_->form();
+    Values values;
+    for (size_t i = 0; i < oabr::can_field_count; ++i) {
+        const auto field = static_cast<oabr::CanField>(i);
+        values.emplace_back(oabr::canFieldName(field), form[field]);
+    }
+    return config::compose(elementOf(ConfigPanel::life_cycle), values);
+}
+
+// ---- Loading ----
+
+int ConfigManager::loadFile() {
+    XmlConfigDialog dialog(window(), "Open XML Config");
+    if (!askPanels(dialog, "You did not specify any panel to load XML Config ")) return 0;
+    const wxString path = askFile(window(), false);
+    if (path.empty()) return 0;
+    if (readPages && !readPages()) return 0;
+    dialog_ = &dialog;
+    const bool loaded = loadXmlFile(path.fn_str());
+    dialog_ = nullptr;
+    return loaded;
+}
+
+bool ConfigManager::loadXmlFile(const char* path) {
+    std::string (ConfigManager::*const readers[config_panel_count])(const Element&) = {
+        &ConfigManager::loadXmlPortconfig, &ConfigManager::loadXmlsniffing, &ConfigManager::loadXmlVlan,
+        &ConfigManager::loadXmlLifeCycle};
+    const config::Document document = config::loadDocument(path);
+    std::string faults;
+    if (!document.error.empty()) faults = document.error + "\n";
+    for (size_t panel = 0; panel < config_panel_count && document.error.empty(); ++panel) {
+        if (!dialog_->isChosen(static_cast<ConfigPanel>(panel))) continue;
+        const char* const name = panel_elements[panel];
+        const auto found = std::ranges::find(document.elements, name, &Element::name);
+        const auto count = std::ranges::count(document.elements, name, &Element::name);
+        if (count == 1)
+            faults += (this->*readers[panel])(*found);
+        else
+            faults += std::string(count == 0 ? "missing" : "doubled") + " element \"" + name + "\"\n";
+    }
+    if (faults.empty()) return true;
+    const std::string file = "Not everything could be loaded from \"" + std::string(path) + "\":\n\n";
+    wxMessageBox(wxString::FromUTF8(file) + messageText(faults) +
+                     "\nA page whose part of the file is faulty is as it was before.",
+                 "Open XML Config", wxOK | wxICON_ERROR, window());
+    return false;
+}
+
+std::string ConfigManager::loadXmlPortconfig(const Element& element) {
+    return loadControls(port_, port_values, element);
+}
+
+std::string ConfigManager::loadXmlsniffing(const Element& element) {
+    return loadControls(sniffing_, sniffing_values, element);
+}
+
+std::string ConfigManager::loadXmlVlan(const Element& element) {
+    for (const Element& table : element.children)
+        LOG_DEBUG(71, "+++ %s %s", table.name.c_str(), table.text.c_str());
+    config::VlanTables tables;
+    std::string faults = config::readVlanTables(element, rowNames(*static_mac_), &tables);
+    if (!faults.empty()) return faults;
+    // All three tabs are one page: nothing is loaded before everything is found good.
+    faults = static_mac_->check(tables.static_mac);
+    if (!faults.empty()) return "\"VLAN/Static_Mac\", " + faults + "\n";
+    faults = oabr::checkVlanForm(tables.vlan);
+    if (!faults.empty()) return "\"VLAN\", " + faults + "\n";
+    const char* const refused = "\"VLAN\": the device did not take all of it\n";
+    if (!port_based_->load(tables.port_based) || !static_mac_->load(tables.static_mac)) return refused;
+    switch (vlan_->load(tables.vlan)) {
+        case controls::TableJobResult::finished:
+            return {};
+        case controls::TableJobResult::stopped:
+            return "\"VLAN\": stopped before the device had all of it\n";
+        case controls::TableJobResult::failed:
+            break;
+    }
+    return refused;
+}
+
+std::string ConfigManager::loadXmlLifeCycle(const Element& element) {
+    Values values;
+    for (size_t i = 0; i < oabr::can_field_count; ++i)
+        values.emplace_back(oabr::canFieldName(static_cast<oabr::CanField>(i)), "");
+    std::string faults = config::extract(element, &values);
+    if (!faults.empty()) return faults;
+    oabr::CanForm form;
+    for (size_t i = 0; i < oabr::can_field_count; ++i)
+        form[static_cast<oabr::CanField>(i)] = values[i].second;
+    faults = life_cycle_->load(form);
+    return faults.empty() ? "" : "\"LifeCycle\", " + faults + "\n";
+}
+
+}  // namespace kovgui
