@@ -92,24 +92,16 @@ void DynamicMacTab::refresh() {
         return showRows();
     }
     std::vector<ksz_dmac_entry> read;
-    TableJobResult result = TableJobResult::failed;
-    ksz_dmac_entry first{};
-    const bool answered = [&first] {
-        const wxBusyCursor busy;
-        return ksz_dmac_read(0, &first) != 0;
-    }();
-    if (answered && first.count == 0) result = TableJobResult::finished;
-    if (answered && first.count > 0) {
-        read.push_back(first);
-        result = runTableJob(this, "Reading the dynamic MAC table", first.count - 1, [&read](int step) {
+    int count = 1;  // the first entry says how many there are
+    const TableJobResult result =
+        runTableJob(this, "Reading the dynamic MAC table", ksz_dmac_entries, [&read, &count](int index) {
+            if (index >= count) return true;
             ksz_dmac_entry entry{};
-            const int index = step + 1;
             if (ksz_dmac_read(index, &entry) == 0) return false;
-            // The table may have become shorter meanwhile.
-            if (index < entry.count) read.push_back(entry);
+            count = entry.count;  // the switch goes on learning and forgetting
+            if (index < count) read.push_back(entry);
             return true;
         });
-    }
     state_ = result == TableJobResult::stopped  ? "Stopped: these are not all."
              : result == TableJobResult::failed ? "The device does not answer: these are not all."
                                                 : "";

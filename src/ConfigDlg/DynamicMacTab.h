@@ -15,7 +15,7 @@ namespace kovgui {
 /// The addresses that the switch has learnt, read when the operator asks for them. Holds no settings.
 class DynamicMacTab : public controls::OABRControlFrame {
 public:
-    enum Id { ID_REFRESH = 1750, ID_FILTER, ID_LIST };
+    enum Id { ID_REFRESH = 1920, ID_FILTER, ID_LIST };
 
     explicit DynamicMacTab(wxWindow* parent);
 

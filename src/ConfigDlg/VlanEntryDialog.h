@@ -18,7 +18,7 @@ namespace kovgui {
 /// Asks for one entry of the VLAN table. Checks while the operator types, and says why it cannot be taken.
 class VlanEntryDialog : public wxDialog {
 public:
-    enum Id { ID_VID = 1780, ID_FID, ID_PORT };  ///< the port boxes have ID_PORT + column
+    enum Id { ID_VID = 1940, ID_FID, ID_PORT };  ///< the port boxes have ID_PORT + column
 
     /// @param shown  the entry to begin with
     /// @param taken  whether another entry has the identifier

@@ -23,7 +23,7 @@ class RowList;
 /// read together, as a job; while that has not succeeded the page takes no edits.
 class VlanTab : public controls::OABRControlFrame {
 public:
-    enum Id { ID_ENABLE = 1700, ID_PORTS, ID_TABLE, ID_ADD, ID_EDIT, ID_REMOVE, ID_READ };
+    enum Id { ID_ENABLE = 1900, ID_PORTS, ID_TABLE, ID_ADD, ID_EDIT, ID_REMOVE, ID_READ };
 
     explicit VlanTab(wxWindow* parent);
 
