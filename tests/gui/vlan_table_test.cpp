@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 #include "src/ConfigDlg/DynamicMacTab.h"
@@ -64,6 +65,16 @@ private:
     wxTimer timer_;
 };
 
+/// Counts how often a window is painted, as long as that lives.
+std::shared_ptr<int> countPaints(wxWindow* window) {
+    auto paints = std::make_shared<int>(0);
+    window->Bind(wxEVT_PAINT, [paints](wxPaintEvent& event) {
+        ++*paints;
+        event.Skip();
+    });
+    return paints;
+}
+
 // ---- The job ----
 
 class TableJob : public MainWindow {
@@ -84,12 +95,8 @@ protected:
 };
 
 TEST_F(TableJob, TheWindowPaintsAndTakesNoInputMeanwhile) {
-    int paints = 0;
+    const auto paints = countPaints(frame_->FindWindow("pages"));
     bool enabled = false, shown = false, held = true;
-    frame_->FindWindow("pages")->Bind(wxEVT_PAINT, [&paints](wxPaintEvent& event) {
-        ++paints;
-        event.Skip();
-    });
     WhileItRuns look([&] {
         if (!controls::tableJobRuns()) return;
         enabled = enabled || frame_->IsEnabled();
@@ -101,7 +108,7 @@ TEST_F(TableJob, TheWindowPaintsAndTakesNoInputMeanwhile) {
     EXPECT_EQ(done_, 300);
     EXPECT_TRUE(inOrder_);
     EXPECT_GT(look.ticks, 10);
-    EXPECT_GT(paints, 5);
+    EXPECT_GT(*paints, 5);
     EXPECT_TRUE(shown);
     EXPECT_TRUE(held);
     EXPECT_FALSE(enabled);
@@ -389,16 +396,12 @@ TEST_F(VlanPageTest, EverythingComesBackAfterStoreAndPowerCycle) {
 }
 
 TEST_F(VlanPageTest, AFullTableLoadsWhileTheWindowPaintsAndTheStoreSaysHowMuchFits) {
-    int paints = 0;
-    vlan_->Bind(wxEVT_PAINT, [&paints](wxPaintEvent& event) {
-        ++paints;
-        event.Skip();
-    });
+    const auto paints = countPaints(vlan_);
     VlanForm form = fullForm();
     {
         WhileItRuns look([this] { vlan_->Refresh(); });
         ASSERT_EQ(vlan_->load(form), TableJobResult::finished);
-        EXPECT_GT(paints, 10);
+        EXPECT_GT(*paints, 10);
     }
     EXPECT_EQ(status(), "4094 VLANs.");
     EXPECT_EQ(vlan_->form(), form);
