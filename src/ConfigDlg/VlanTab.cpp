@@ -396,6 +396,7 @@ void VlanTab::OnSeen() {
 void VlanTab::ReadAllRegisters() {
     if (!needsRead() || controls::tableJobRuns()) return;
     const Activity activity(this, "Reading");
+    status_->SetLabelText("Reading the settings ...");
     VlanSettings read;
     const TableJobResult result = runTableJob(
         this, "Reading the VLAN settings", 1 + ksz_vlan_sets,
