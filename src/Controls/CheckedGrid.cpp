@@ -1,5 +1,6 @@
 #include "src/Controls/CheckedGrid.h"
 
+#include <wx/dcclient.h>
 #include <wx/renderer.h>
 #include <wx/settings.h>
 #include <wx/tokenzr.h>
@@ -107,7 +108,10 @@ CheckedGrid::CheckedGrid(wxWindow* parent, int id, const wxString& name, const w
         for (int row = 0; row < rows; ++row)
             SetCellValue(row, i, column.cleared);
     }
-    SetRowLabelSize(wxGRID_AUTOSIZE);
+    SetRowLabelSize(wxGRID_AUTOSIZE);  // which leaves the corner's label out of account
+    wxClientDC corner(this);
+    corner.SetFont(GetLabelFont());
+    SetRowLabelSize(std::max(GetRowLabelSize(), corner.GetTextExtent(row_word).x + FromDIP(12)));
     DisableDragRowSize();
     SetTabBehaviour(Tab_Leave);
 
@@ -125,6 +129,7 @@ CheckedGrid::CheckedGrid(wxWindow* parent, int id, const wxString& name, const w
     });
     Bind(wxEVT_GRID_EDITOR_HIDDEN, [this](wxGridEvent& event) {
         event.Skip();
+        typing_ = false;
         typed_fault_.clear();
         tellRemark();
     });
@@ -197,11 +202,13 @@ std::string CheckedGrid::describe(const Cell& cell, const std::string& fault) co
 
 std::string CheckedGrid::remark() const {
     if (!typed_fault_.empty()) return describe(cursor(), typed_fault_);
-    if (faults_.empty()) return paste_remark_.utf8_string();
-    const auto at_cursor = faults_.find(cursor());
-    const auto& [cell, fault] = at_cursor != faults_.end() ? *at_cursor : *faults_.begin();
+    std::map<Cell, std::string> faults = faults_;
+    if (typing_) faults.erase(cursor());  // what is typed takes its place
+    if (faults.empty()) return paste_remark_.utf8_string();
+    const auto at_cursor = faults.find(cursor());
+    const auto& [cell, fault] = at_cursor != faults.end() ? *at_cursor : *faults.begin();
     wxString text = wxString::FromUTF8(describe(cell, fault));
-    if (faults_.size() > 1) text += wxString::Format(" %zu more wrong.", faults_.size() - 1);
+    if (faults.size() > 1) text += wxString::Format(" %zu more wrong.", faults.size() - 1);
     if (!paste_remark_.empty()) text += " " + paste_remark_;
     return text.utf8_string();
 }
@@ -344,6 +351,18 @@ void CheckedGrid::toggleFlags() {
 
 // ---- Events ----
 
+/// The tab key at the end of a row. The toolkit's own leaving stops once more inside the grid.
+bool CheckedGrid::leave(bool forward) {
+    if (!hasCursor() || cursor().column != (forward ? GetNumberCols() - 1 : 0)) return false;
+    const int direction = forward ? wxNavigationKeyEvent::IsForward : wxNavigationKeyEvent::IsBackward;
+    for (int tries = 0; tries < 2; ++tries) {
+        Navigate(direction);
+        const wxWindow* const focus = FindFocus();
+        if (focus != this && focus != GetGridWindow()) break;
+    }
+    return true;
+}
+
 void CheckedGrid::OnKey(wxKeyEvent& event) {
     const int key = event.GetKeyCode();
     if (event.GetModifiers() == wxMOD_CONTROL) {
@@ -355,6 +374,8 @@ void CheckedGrid::OnKey(wxKeyEvent& event) {
         }
     } else if (event.GetModifiers() == wxMOD_SHIFT && key == WXK_INSERT) {
         return paste();
+    } else if (key == WXK_TAB && leave(!event.ShiftDown())) {
+        return;
     } else if (event.GetModifiers() == wxMOD_NONE) {
         if (key == WXK_DELETE || key == WXK_NUMPAD_DELETE) return clearSelection();
         if (key == WXK_SPACE && hasCursor() && isFlag(cursor().column)) return toggleFlags();
@@ -368,6 +389,7 @@ void CheckedGrid::OnTyped(wxCommandEvent& event) {
     const std::string typed = event.GetString().utf8_string();
     const auto [row, column] = cursor();
     paste_remark_.clear();
+    typing_ = true;
     typed_fault_ = check(column, typed);
     const Colours wrong = wrongColours();
     editor->SetBackgroundColour(typed_fault_.empty() ? GetDefaultCellBackgroundColour() : wrong.background);

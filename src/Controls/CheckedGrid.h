@@ -90,6 +90,7 @@ private:
     void tellRemark();
     void announceCursor();
 
+    bool leave(bool forward);
     void OnKey(wxKeyEvent& event);
     void OnTyped(wxCommandEvent& event);
     void OnClick(wxGridEvent& event);
@@ -101,6 +102,7 @@ private:
     std::string typed_fault_;  // of what stands in the editor
     wxString paste_remark_;    // until the next edit
     Cell tooltip_cell_{-1, -1};
+    bool typing_ = false;
     bool dropping_ = false;
 };
 

@@ -1,0 +1,331 @@
+#include <gmock/gmock.h>
+#include <wx/button.h>
+#include <wx/checkbox.h>
+#include <wx/listbook.h>
+#include <wx/notebook.h>
+#include <wx/stattext.h>
+#include <wx/textctrl.h>
+#include <wx/uiaction.h>
+
+#include "lib/ksz.h"
+#include "src/ConfigDlg/PortBasedVlanTab.h"
+#include "src/ConfigDlg/StaticMacAdressTab.h"
+#include "src/ConfigDlg/VlanPage.h"
+#include "src/Controls/row_list.h"
+#include "tests/gui/main_window_fixture.h"
+#include "tests/support/sim_process.h"
+
+namespace kovgui {
+namespace {
+
+using controls::CheckedGrid;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr int usb = 1, base_tx = 2, oabr1 = 3, oabr2 = 4;
+
+/// A tab of the VLAN page in the window, connected to a simulated device.
+class VlanTabs : public MainWindow {
+protected:
+    VlanTabs() {
+        page_->records = 0;
+        EXPECT_TRUE(connectFirst());
+        auto* book = static_cast<wxListbook*>(frame_->FindWindow("pages"));
+        for (size_t i = 0; vlan_ == nullptr && i < book->GetPageCount(); ++i) {
+            vlan_ = dynamic_cast<VlanPage*>(book->GetPage(i));
+            if (vlan_ != nullptr) book->SetSelection(i);
+        }
+    }
+    void open(controls::OABRControlFrame* tab) {
+        auto* tabs = static_cast<wxNotebook*>(tab->GetParent());
+        tabs->SetSelection(static_cast<size_t>(tabs->FindPage(tab)));
+        ASSERT_TRUE(waitFor([tab] { return !tab->needsRead(); }));
+        ASSERT_TRUE(waitFor([this] { return frame_->IsActive(); }));
+    }
+    std::string label(const char* name) {
+        return wxWindow::FindWindowByName(name, vlan_)->GetLabel().utf8_string();
+    }
+    static void send(wxEventType type, wxWindow* from) {
+        wxCommandEvent event(type, from->GetId());
+        event.SetEventObject(from);
+        from->ProcessWindowEvent(event);
+    }
+    /// What a store said; empty when it succeeded.
+    std::string store() {
+        const size_t before = answers_.boxes().size();
+        command(*frame_, ID_STORE);
+        EXPECT_TRUE(waitFor([&] { return !indicatorShown() || answers_.boxes().size() > before; }));
+        return answers_.boxes().size() > before ? answers_.boxes().back().text : "";
+    }
+    void powerCycle(controls::OABRControlFrame* tab) {
+        command(*frame_, ID_RESET);
+        ASSERT_TRUE(connectedTo("Connected"));
+        ASSERT_TRUE(waitFor([tab] { return tab->IsEnabled() && !tab->needsRead(); }));
+    }
+
+    sim_process::Device device_ = sim_process::SimulatedDevice("OKVX0001")
+                                      .in(std::getenv("OABR_VIRTUAL_DEVICES"))
+                                      .speed("fast")
+                                      .quiet()
+                                      .start();
+    VlanPage* vlan_ = nullptr;
+    wxUIActionSimulator keys_;
+};
+
+// ---- Static MAC table ----
+
+class StaticMacTab : public VlanTabs {
+protected:
+    StaticMacTab() {
+        tab_ = vlan_->staticMac();
+        open(tab_);
+        grid_ = static_cast<CheckedGrid*>(tab_->FindWindow(StaticMacAdressTab::ID_TABLE));
+    }
+    void goTo(int row, int column) {
+        grid_->GoToCell(row, column);
+        grid_->SetFocus();
+        ASSERT_TRUE(waitFor([this] { return hasFocus(); }));
+    }
+    bool hasFocus() {
+        const wxWindow* focus = wxWindow::FindFocus();
+        return focus != nullptr && (focus == grid_ || focus->GetParent() == grid_);
+    }
+    std::string editorText() {
+        if (!grid_->IsCellEditControlShown()) return "";
+        auto* editor = dynamic_cast<wxTextCtrl*>(wxWindow::FindFocus());
+        return editor != nullptr ? editor->GetValue().utf8_string() : "";
+    }
+    bool isText(int row, int column, const std::string& text) {
+        return waitFor([=, this] { return grid_->text(row, column) == text; });
+    }
+    /// Types a text into the cell at the cursor, which stays open.
+    void type(const std::string& text) {
+        keys_.Text(text.c_str());
+        ASSERT_TRUE(waitFor([&] { return editorText() == text; })) << editorText();
+    }
+    void pasteAt(int row, int column, const char* text) {
+        controls::copyText(text);
+        goTo(row, column);
+        keys_.Char('v', wxMOD_CONTROL);
+    }
+    std::string status() { return label("staticMacStatus"); }
+    static ksz_smac_entry onDevice(int index) {
+        ksz_smac_entry entry{};
+        EXPECT_EQ(ksz_smac_read(index, &entry), 1);
+        return entry;
+    }
+
+    StaticMacAdressTab* tab_ = nullptr;
+    CheckedGrid* grid_ = nullptr;
+};
+
+TEST_F(StaticMacTab, ACellIsCheckedWhileItIsTypedAndSentWhenItsRowIsRight) {
+    goTo(3, oabr::smac_fid);
+    type("128");
+    EXPECT_THAT(status(), HasSubstr("Entry 3, FID: must be 0 to 127."));
+    EXPECT_FALSE(grid_->hasFaults()) << "nothing is in the cell yet";
+    EXPECT_TRUE(indicatorShown());
+    keys_.Char(WXK_RETURN);
+    ASSERT_TRUE(isText(3, oabr::smac_fid, "128"));
+    EXPECT_NE(grid_->GetCellBackgroundColour(3, oabr::smac_fid), grid_->GetDefaultCellBackgroundColour());
+    EXPECT_THAT(status(), HasSubstr("Entry 3, FID: must be 0 to 127. A wrong entry is not sent"));
+
+    goTo(3, oabr::smac_valid);
+    keys_.Char(WXK_SPACE);
+    ASSERT_TRUE(isText(3, oabr::smac_valid, "1"));
+    EXPECT_EQ(onDevice(3), ksz_smac_entry{}) << "another cell of the row is wrong";
+
+    goTo(3, oabr::smac_fid);
+    keys_.Char(WXK_F2);
+    ASSERT_TRUE(waitFor([this] { return editorText() == "128"; }));
+    keys_.Char(WXK_END);
+    keys_.Char(WXK_BACK);
+    ASSERT_TRUE(waitFor([this] { return editorText() == "12"; }));
+    EXPECT_THAT(status(), Not(HasSubstr("must be")));
+    keys_.Char(WXK_RETURN);
+    ASSERT_TRUE(isText(3, oabr::smac_fid, "12"));
+    EXPECT_EQ(onDevice(3), (ksz_smac_entry{true, false, false, 12, 0, {}}));
+    EXPECT_EQ(grid_->GetCellBackgroundColour(3, oabr::smac_fid), grid_->GetDefaultCellBackgroundColour());
+    EXPECT_EQ(status(), "");
+}
+
+TEST_F(StaticMacTab, EscapeLeavesTheCellAsItWasAndTabLeavesTheGrid) {
+    goTo(0, oabr::smac_fid);
+    type("7x");
+    EXPECT_THAT(status(), HasSubstr("must be"));
+    keys_.Char(WXK_ESCAPE);
+    ASSERT_TRUE(waitFor([this] { return !grid_->IsCellEditControlShown(); }));
+    EXPECT_EQ(grid_->text(0, oabr::smac_fid) + status(), "0");
+    goTo(0, oabr::smac_usb);
+    keys_.Char(WXK_TAB);
+    ASSERT_TRUE(waitFor([this] { return grid_->GetGridCursorCol() == oabr::smac_address; }));
+    keys_.Char(WXK_TAB);
+    EXPECT_TRUE(waitFor([this] { return !hasFocus(); }));
+}
+
+TEST_F(StaticMacTab, BlocksArePastedCheckedCutAndCopied) {
+    int calls = 0;
+    const auto page = grid_->on_changed;
+    grid_->on_changed = [&](const CheckedGrid::Cells& cells) {
+        ++calls;
+        page(cells);
+    };
+    pasteAt(30, 0,
+            "TRUE\t127\t1\t0\t1\t0\t0\t1\tab:1:2:3:4:0\r\n"
+            "1\t128\t1\t0\tyes\t\t0\t1\t02:00:00:00:00:01\r\n"
+            "1\t1\r\n");
+    ASSERT_TRUE(isText(30, oabr::smac_address, "AB:01:02:03:04:00")) << "in its normal form";
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(onDevice(30), (ksz_smac_entry{true, false, true, 127, 0b0101, {0, 4, 3, 2, 1, 0xAB}}));
+    EXPECT_EQ(grid_->faultOf(31, oabr::smac_oabr1), "must be 1 or 0");
+    EXPECT_EQ(grid_->text(31, oabr::smac_oabr2), "0") << "an empty flag is off";
+    EXPECT_EQ(onDevice(31), ksz_smac_entry{});
+    EXPECT_THAT(status(), HasSubstr("Entry 31, FID: must be 0 to 127. 1 more wrong. 2 pasted values reach"));
+
+    EXPECT_THAT(tab_->StoreBesideRecords().refusal, HasSubstr("Static MAC Table, Entry 31, FID: must be"));
+    EXPECT_TRUE(indicatorShown());
+    EXPECT_THAT(tab_->check(tab_->cells()), HasSubstr("Entry 31, FID"));
+
+    goTo(30, 0);
+    grid_->SelectBlock(30, 0, 31, oabr::smac_address);
+    keys_.Char('x', wxMOD_CONTROL);
+    ASSERT_TRUE(isText(30, oabr::smac_address, "00:00:00:00:00:00"));
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(onDevice(30), ksz_smac_entry{});
+    EXPECT_FALSE(grid_->hasFaults());
+    EXPECT_THAT(controls::clipboardText().utf8_string(),
+                "1\t127\t1\t0\t1\t0\t0\t1\tAB:01:02:03:04:00\n"
+                "1\t128\t1\t0\tyes\t0\t0\t1\t02:00:00:00:00:01");
+}
+
+TEST_F(StaticMacTab, OneValueAndOneKeyFillASelection) {
+    goTo(0, oabr::smac_fid);
+    grid_->SelectBlock(0, oabr::smac_fid, 2, oabr::smac_fid);
+    controls::copyText("9");
+    keys_.Char('v', wxMOD_CONTROL);
+    ASSERT_TRUE(isText(2, oabr::smac_fid, "9"));
+    goTo(0, oabr::smac_oabr1);
+    grid_->SelectBlock(0, oabr::smac_oabr1, 2, oabr::smac_usb);
+    keys_.Char(WXK_SPACE);
+    ASSERT_TRUE(isText(2, oabr::smac_usb, "1"));
+    for (int row = 0; row < 3; ++row)
+        EXPECT_EQ(onDevice(row), (ksz_smac_entry{false, false, false, 9, 0b1111, {}}));
+}
+
+TEST_F(StaticMacTab, TheWholeTableIsLoadedStoredAndThereAfterAPowerCycle) {
+    StaticMacAdressTab::Cells cells = tab_->cells();
+    ASSERT_THAT(cells, SizeIs(32));
+    for (size_t row = 0; row < cells.size(); ++row) {
+        const std::string number = std::to_string(row);
+        cells[row] = {row == 7 ? "0" : "1", number, "1", "0", "0", "1", "0", "1", "02:00:00:00:00:" + number};
+    }
+    ASSERT_EQ(tab_->check(cells), "");
+    EXPECT_TRUE(tab_->load(cells));
+    EXPECT_TRUE(indicatorShown());
+    cells = tab_->cells();
+    EXPECT_EQ(cells[5][oabr::smac_address], "02:00:00:00:00:05");
+    EXPECT_EQ(tab_->rowLabel(31), "31");
+    EXPECT_EQ(store(), "");
+    powerCycle(tab_);
+    EXPECT_EQ(tab_->cells(), cells) << "with the entry that is not valid yet";
+    EXPECT_FALSE(indicatorShown());
+    EXPECT_EQ(tab_->describeFit(14), "Static MAC table: 30 of the 32 entries fit.\n");
+    EXPECT_EQ(tab_->describeFit(33 * 13), "");
+}
+
+TEST_F(StaticMacTab, ADeviceThatFallsSilentLosesNothing) {
+    ASSERT_EQ(device_.control("fault silent").substr(0, 2), "ok");
+    goTo(2, oabr::smac_valid);
+    keys_.Char(WXK_SPACE);
+    ASSERT_TRUE(isText(2, oabr::smac_valid, "1"));
+    EXPECT_THAT(status(), HasSubstr("did not take all"));
+    tab_->OnValuesChanged();
+    tab_->ReadAllRegisters();
+    EXPECT_TRUE(tab_->needsRead());
+    EXPECT_EQ(grid_->text(2, oabr::smac_valid), "1");
+    goTo(2, oabr::smac_fid);
+    type("5");
+    device_.unplug();
+    ASSERT_TRUE(connectedTo("Not connected"));
+    EXPECT_TRUE(waitFor([this] { return !grid_->IsCellEditControlShown(); }));
+    EXPECT_EQ(grid_->text(2, oabr::smac_fid), "0") << "half a text is not for the next device";
+}
+
+// ---- Port-based VLANs ----
+
+class PortBasedTab : public VlanTabs {
+protected:
+    PortBasedTab() {
+        tab_ = vlan_->portBased();
+        open(tab_);
+    }
+    wxCheckBox* box(int input, int output) {
+        return static_cast<wxCheckBox*>(tab_->FindWindow(PortBasedVlanTab::boxId(input, output)));
+    }
+    void check(int input, int output, bool on) {
+        box(input, output)->SetValue(on);
+        send(wxEVT_CHECKBOX, box(input, output));
+    }
+    void press(int id) { send(wxEVT_BUTTON, tab_->FindWindow(id)); }
+    static std::vector<int> onDevice() {
+        std::vector<int> masks;
+        for (int port = 1; port <= ksz_port_count; ++port) {
+            uint8_t ports = 0xFF;
+            EXPECT_EQ(ksz_pvlan_get(port, &ports), 1);
+            masks.push_back(ports);
+        }
+        return masks;
+    }
+
+    PortBasedVlanTab* tab_ = nullptr;
+};
+
+TEST_F(PortBasedTab, BoxesAndActionsChangeTheDevice) {
+    EXPECT_THAT(onDevice(), ElementsAre(15, 15, 15, 15));
+    EXPECT_THAT(tab_->matrix(), ElementsAre(15, 15, 15, 15));
+    ksz_set_sniff(oabr1, sniff_receive);
+    check(oabr1, usb, false);
+    EXPECT_THAT(onDevice(), ElementsAre(15, 15, 14, 15)) << "one direction only";
+    EXPECT_TRUE(indicatorShown());
+    press(PortBasedVlanTab::inputActionId(base_tx, PortBasedVlanTab::act_none));
+    EXPECT_THAT(onDevice(), ElementsAre(15, 2, 14, 15)) << "a port stays a member of itself";
+    press(PortBasedVlanTab::outputActionId(oabr2, PortBasedVlanTab::act_invert));
+    EXPECT_THAT(onDevice(), ElementsAre(7, 10, 6, 15));
+    press(PortBasedVlanTab::outputActionId(usb, PortBasedVlanTab::act_all));
+    EXPECT_THAT(onDevice(), ElementsAre(7, 11, 7, 15));
+    uint8_t sniff = 0;
+    EXPECT_EQ(ksz_get_sniff(oabr1, &sniff), 1);
+    EXPECT_EQ(sniff, sniff_receive) << "mirroring shares the register";
+}
+
+TEST_F(PortBasedTab, ArrowKeysAndSpaceWork) {
+    box(usb, usb)->SetFocus();
+    ASSERT_TRUE(waitFor([this] { return box(usb, usb)->HasFocus(); }));
+    keys_.Char(WXK_LEFT);
+    keys_.Char(WXK_DOWN);
+    ASSERT_TRUE(waitFor([this] { return box(base_tx, usb)->HasFocus(); }));
+    keys_.Char(WXK_RIGHT);
+    keys_.Char(WXK_RIGHT);
+    ASSERT_TRUE(waitFor([this] { return box(base_tx, oabr1)->HasFocus(); }));
+    keys_.Char(WXK_SPACE);
+    ASSERT_TRUE(waitFor([this] { return !box(base_tx, oabr1)->GetValue(); }));
+    EXPECT_THAT(onDevice(), ElementsAre(15, 11, 15, 15));
+}
+
+TEST_F(PortBasedTab, AMatrixIsLoadedStoredAndThereAfterAPowerCycle) {
+    const PortBasedVlanTab::Matrix matrix = {1, 0, 13, 8};
+    EXPECT_TRUE(tab_->load(matrix));
+    EXPECT_THAT(onDevice(), ElementsAre(1, 0, 13, 8));
+    EXPECT_EQ(store(), "");
+    powerCycle(tab_);
+    EXPECT_EQ(tab_->matrix(), matrix);
+    ASSERT_EQ(device_.control("fault silent").substr(0, 2), "ok");
+    EXPECT_FALSE(tab_->load({15, 15, 15, 15}));
+    EXPECT_THAT(label("portVlanStatus"), HasSubstr("did not take"));
+    EXPECT_TRUE(indicatorShown());
+}
+
+}  // namespace
+}  // namespace kovgui
