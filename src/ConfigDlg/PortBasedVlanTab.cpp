@@ -110,7 +110,7 @@ wxWindow* PortBasedVlanTab::addAction(wxWindow* parent, Action action, Line line
     const wxString of = row ? "from " + nameOf(line.input) : "to " + nameOf(line.output);
     auto* button =
         new wxButton(parent, row ? inputActionId(line.input, action) : outputActionId(line.output, action),
-                     look.label, wxDefaultPosition, wxDefaultSize, wxBU_EXACTFIT);
+                     look.label, wxDefaultPosition, FromDIP(wxSize(64, -1)));
     setAccessibleName(button, wxString(look.label) + " " + of);
     button->SetToolTip(wxString(look.tooltip) + " " + of);
     button->Bind(wxEVT_BUTTON, [this, action, line](wxCommandEvent&) { act(action, line); });

@@ -27,10 +27,10 @@ constexpr ColumnLook looks[oabr::smac_columns] = {
     {"The filtering database that the entry belongs to, 0 to 127", 60},
     {"The entry counts only in the filtering database of its FID", 80},
     {"Forwards even where a port's transmitter or receiver is switched off", 80},
-    {"Frames for the address go to OABR1", 100},
-    {"Frames for the address go to OABR2", 100},
-    {"Frames for the address go to 100BaseTX", 105},
-    {"Frames for the address go to USB", 85},
+    {"Frames for the address go to OABR1", 94},
+    {"Frames for the address go to OABR2", 94},
+    {"Frames for the address go to 100BaseTX", 100},
+    {"Frames for the address go to USB", 80},
     {"Six groups of hexadecimal digits with colons between", 170},
 };
 

@@ -17,7 +17,7 @@ namespace {
 constexpr std::string_view white_space = " \t\r\n";
 // Stands before every name while the library has the text, so that a name may begin with a digit.
 constexpr char name_prefix = '_';
-constexpr size_t max_messages = 8;
+constexpr size_t max_messages = 4;
 
 bool isNameCharacter(char c) {
     const auto byte = static_cast<unsigned char>(c);

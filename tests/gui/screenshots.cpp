@@ -27,6 +27,7 @@
 #include "src/ConfigDlg/DynamicMacTab.h"
 #include "src/ConfigDlg/VlanEntryDialog.h"
 #include "src/ConfigDlg/VlanTab.h"
+#include "src/ConfigManager/XmlConfigDialog.h"
 #include "src/Controls/CheckedGrid.h"
 #include "src/Controls/row_list.h"
 #include "src/Controls/table_job.h"
@@ -75,33 +76,50 @@ void takeWindow(const wxTopLevelWindow* window, const std::string& name) {
     take(areaOf(window).Intersect(wxRect(wxGetDisplaySize())), name);
 }
 
-/// Takes a picture of the window with the modal box that comes up, and sends the box away.
-class ModalPicture : private wxModalDialogHook {
+/// Takes pictures of the window (null: of the display) with the modal boxes that come up one after the other,
+/// and answers each with the keys.
+class ModalPictures : private wxModalDialogHook {
 public:
-    ModalPicture(const wxTopLevelWindow* window, std::string name) : window_(window), name_(std::move(name)) {
+    struct Box {
+        std::string name;
+        std::vector<int> keys = {WXK_ESCAPE};
+    };
+
+    ModalPictures(const wxTopLevelWindow* window, std::vector<Box> boxes)
+        : window_(window), boxes_(std::move(boxes)) {
         timer_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) {
-            take(areaOf(window_).Intersect(wxRect(wxGetDisplaySize())), name_);
-            wxUIActionSimulator().Char(WXK_ESCAPE);
+            const Box& box = boxes_[std::min(next_++, boxes_.size() - 1)];
+            take(areaOf(own_ != nullptr ? own_ : window_).Intersect(wxRect(wxGetDisplaySize())), box.name);
+            for (const int key : box.keys)
+                wxUIActionSimulator().Char(key);
         });
         Register();
     }
-    ~ModalPicture() override { Unregister(); }
+    ~ModalPictures() override { Unregister(); }
 
 private:
-    int Enter(wxDialog*) override {
+    int Enter(wxDialog* dialog) override {
+        own_ = window_ == nullptr ? dynamic_cast<XmlConfigDialog*>(dialog) : nullptr;
         timer_.StartOnce(settle_ms);
         return wxID_NONE;
     }
 
     const wxTopLevelWindow* const window_;
-    const std::string name_;
+    const wxTopLevelWindow* own_ = nullptr;  // a dialog that is taken alone
+    const std::vector<Box> boxes_;
+    size_t next_ = 0;
     wxTimer timer_;
 };
 
-void takeModal(const wxTopLevelWindow* window, const std::string& name, const std::function<void()>& action) {
-    const ModalPicture picture(window, name);
+void takeModals(const wxTopLevelWindow* window, std::vector<ModalPictures::Box> boxes,
+                const std::function<void()>& action) {
+    const ModalPictures pictures(window, std::move(boxes));
     action();
     settle(200);
+}
+
+void takeModal(const wxTopLevelWindow* window, const std::string& name, const std::function<void()>& action) {
+    takeModals(window, {{name}}, action);
 }
 
 void send(MainFrame* frame, int id) {
@@ -226,12 +244,12 @@ void takeFlash(MainFrame* frame, sim_process::Device& device) {
     takeWindow(frame, "firmware-flash-older");
     page->loadFile(firmwareFile("OABR_Korvex", "1.7.0.2"));
     takeWindow(frame, "firmware-flash-newer");
-    for (const bool works : {true, false}) {
+    for (const bool works : {false, true}) {
         if (!works) device.control("fault reject-record=20");
-        const ModalPicture message(frame, works ? "message-flashed" : "message-flash-failed");
+        const ModalPictures message(frame, {{works ? "message-flashed" : "message-flash-failed"}});
         press(FlashPanel::ID_FLASH);
         waitFor([] { return progress() != nullptr; });
-        settle(2500);
+        settle(works ? 5000 : 2500);
         if (works) take(areaOf(nullptr), "flash-progress");
         waitFor([page] { return !page->hasJob() && progress() == nullptr; });
         settle(2 * settle_ms);
@@ -239,9 +257,27 @@ void takeFlash(MainFrame* frame, sim_process::Device& device) {
     book->SetSelection(0);
 }
 
+/// Brings a tab of a page to the front; null where there is none.
+template <typename Tab>
+Tab* showTab(MainFrame* frame) {
+    auto* book = static_cast<wxListbook*>(frame->FindWindow("pages"));
+    for (controls::OABRControlFrame* one : controls::OABRControlFrame::oabrControlFrames) {
+        auto* tab = dynamic_cast<Tab*>(one);
+        if (tab == nullptr) continue;
+        auto* tabs = dynamic_cast<wxNotebook*>(tab->GetParent());
+        for (size_t page = 0; tabs != nullptr && page < book->GetPageCount(); ++page) {
+            if (book->GetPage(page) == tabs->GetParent()) book->SetSelection(page);
+        }
+        if (tabs != nullptr) tabs->SetSelection(static_cast<size_t>(tabs->FindPage(tab)));
+        return tab;
+    }
+    return nullptr;
+}
+
 /// The notice that shows during a store, and what is said when the device does not keep what it was given.
 void takeStore(MainFrame* frame, sim_process::Device& device) {
     chooseDevice(frame, "Connected");
+    if (auto* vlan = showTab<VlanTab>(frame)) waitUntilRead(vlan);
     wxTimer timer;
     timer.Bind(wxEVT_TIMER, [](wxTimerEvent&) { take(areaOf(nullptr), "storing"); });
     timer.StartOnce(300);
@@ -274,23 +310,6 @@ void takeCanRemarks(MainFrame* frame) {
     static_cast<wxTextCtrl*>(field(oabr::CanField::filter1))->SetValue("12G");
     takeWindow(frame, "life-cycle-wrong-field");
     book->SetSelection(0);
-}
-
-/// Brings a tab of a page to the front; null where there is none.
-template <typename Tab>
-Tab* showTab(MainFrame* frame) {
-    auto* book = static_cast<wxListbook*>(frame->FindWindow("pages"));
-    for (controls::OABRControlFrame* one : controls::OABRControlFrame::oabrControlFrames) {
-        auto* tab = dynamic_cast<Tab*>(one);
-        if (tab == nullptr) continue;
-        auto* tabs = dynamic_cast<wxNotebook*>(tab->GetParent());
-        for (size_t page = 0; tabs != nullptr && page < book->GetPageCount(); ++page) {
-            if (book->GetPage(page) == tabs->GetParent()) book->SetSelection(page);
-        }
-        if (tabs != nullptr) tabs->SetSelection(static_cast<size_t>(tabs->FindPage(tab)));
-        return tab;
-    }
-    return nullptr;
 }
 
 /// The VLAN table with entries, its progress and its dialog, and learnt addresses.
@@ -327,6 +346,23 @@ void takeVlanTables(MainFrame* frame) {
     learnt->refresh();
     takeWindow(frame, "vlan-dynamic-mac");
     static_cast<wxListbook*>(frame->FindWindow("pages"))->SetSelection(0);
+}
+
+/// The dialogs of the configuration files, and what they say of a faulty file.
+void takeConfigFile(MainFrame* frame) {
+    ConfigManager& manager = frame->configManager();
+    takeModals(nullptr, {{"config-save", {WXK_RETURN}}, {"config-nothing-chosen"}},
+               [&] { manager.saveFile(); });
+    takeModals(nullptr, {{"config-load", {WXK_SPACE, WXK_RETURN}}, {"file-dialog-config"}},
+               [&] { manager.loadFile(); });
+    const std::string path = (directory / "faulty.xml").string();
+    std::ofstream(path) << "<Port_config/><Sniffing><Sniffing_on_port>OABR3</Sniffing_on_port></Sniffing>"
+                           "<VLAN/><LifeCycle/>\n";
+    manager.askFile = [&](wxWindow*, bool) { return wxString(path); };
+    takeModals(frame, {{"config-load-all", {WXK_SPACE, WXK_RETURN}}, {"message-config-faulty"}},
+               [&] { manager.loadFile(); });
+    std::filesystem::remove(path);
+    std::filesystem::remove(directory / "config-load-all.png");
 }
 
 void takeTrace(MainFrame* frame) {
@@ -384,6 +420,7 @@ int run() {
         takeHelp(frame);
         takeCanRemarks(frame);
         takeVlanTables(frame);
+        takeConfigFile(frame);
         send(frame, wxID_ABOUT);
         settle();
         takeWindow(dynamic_cast<wxTopLevelWindow*>(wxWindow::FindWindowByLabel("About OABR Korvex")),
