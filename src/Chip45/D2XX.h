@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "src/ftdi/ftd2xx.h"
@@ -39,6 +40,8 @@ public:
 
     /// Queues bytes for sending.
     ftdi::FT_STATUS write(std::string data);
+    /// While on, written bytes gather; turned off, they leave together. A failure shows at the next write.
+    void cork(bool on) { ftdi::cork(handle_, on); }
     /// Replaces `*destination` by what is queued, without waiting: by nothing when nothing is.
     /// @param max  most bytes to read, -1 for no limit; the rest stays queued
     ftdi::FT_STATUS read(std::string* destination, int max);
@@ -59,6 +62,8 @@ public:
     /// Set when bytes arrive, on a change of modem or line status, and when the converter goes. Cleared by
     /// connect.
     platform::Event& receiveEvent() { return event_; }
+    /// For the thread that waits for the event: see ftdi::readHere.
+    std::shared_ptr<platform::Waitable> readHere() { return ftdi::readHere(handle_); }
     /// The status of the operation that failed last, for a message.
     ftdi::FT_STATUS lastStatus() const { return last_status_; }
 

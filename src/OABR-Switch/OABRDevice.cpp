@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -100,12 +101,14 @@ void hdlc_put_char(char c) {
     const bool opening = flag && !in_frame;
     if (opening) {
         line.lock();
+        OABRDevice::instance()->cork(true);
         in_frame = true;
         broken = false;
     }
     if (!broken) broken = OABRDevice::instance()->write(std::string(1, c)) != FT_OK;
     if (flag && !opening) {
         in_frame = false;
+        OABRDevice::instance()->cork(false);
         line.unlock();
     }
 }
@@ -349,13 +352,13 @@ bool OABRDevice::receiveAvailable() {
 
 void OABRDevice::receiverThreadFnc() {
     constexpr int look_after_device_ms = 500;
-    constexpr int received = 0;
     constexpr int stopped = 1;
-    platform::Event* const events[] = {&receiveEvent(), &stop_event_};
+    const auto converter = readHere();
+    platform::Waitable* const all[] = {&receiveEvent(), &stop_event_, converter.get()};
+    const std::span events(all, converter ? 3 : 2);
     while (!wxThread::This()->TestDestroy()) {
         const int event = platform::waitAny(events, look_after_device_ms);
         if (event == stopped) return;
-        if (event != received && event != platform::wait_timed_out) continue;
         if (!receiveAvailable()) break;
         if (event == platform::wait_timed_out && state_ == State::firmware && getDeviceStatus() != 0) break;
     }

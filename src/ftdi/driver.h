@@ -33,6 +33,10 @@ public:
     virtual FT_STATUS status(uint32_t* rx_bytes, uint32_t* tx_bytes, uint32_t* events) = 0;
     virtual FT_STATUS read(uint8_t* buffer, uint32_t count, uint32_t* got) = 0;
     virtual FT_STATUS write(const uint8_t* data, uint32_t count, uint32_t* written) = 0;
+    /// See ftdi::cork. A port that cannot gather sends each write as it comes.
+    virtual FT_STATUS cork(bool) { return FT_OK; }
+    /// See ftdi::readHere. The port must outlive the result.
+    virtual std::unique_ptr<platform::Waitable> readHere() { return nullptr; }
     virtual FT_STATUS purge(uint32_t mask) = 0;
     virtual FT_STATUS setUsbParameters(uint32_t in_size, uint32_t out_size) = 0;
     virtual FT_STATUS setDataCharacteristics(uint8_t bits, uint8_t stop_bits, uint8_t parity) = 0;

@@ -159,6 +159,20 @@ FT_STATUS FT_Write(FT_HANDLE handle, const void* data, DWORD count, DWORD* writt
     return call(handle, &Port::write, static_cast<const uint8_t*>(data), count, written);
 }
 
+FT_STATUS cork(FT_HANDLE handle, bool on) {
+    return call(handle, &Port::cork, on);
+}
+
+std::shared_ptr<platform::Waitable> readHere(FT_HANDLE handle) {
+    struct Reading {
+        std::shared_ptr<Port> port;
+        std::unique_ptr<platform::Waitable> waitable;
+    };
+    const auto reading = std::make_shared<Reading>(find(handle));
+    if (reading->port) reading->waitable = reading->port->readHere();
+    return {reading, reading->waitable.get()};
+}
+
 FT_STATUS FT_Purge(FT_HANDLE handle, ULONG mask) {
     return call(handle, &Port::purge, mask);
 }

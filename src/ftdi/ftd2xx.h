@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "src/platform/event.h"
 
@@ -80,5 +81,17 @@ FT_STATUS FT_SetFlowControl(FT_HANDLE handle, USHORT mode, UCHAR xon, UCHAR xoff
 FT_STATUS FT_GetBitMode(FT_HANDLE handle, UCHAR* mode);
 FT_STATUS FT_SetBitMode(FT_HANDLE handle, UCHAR mask, UCHAR mode);
 FT_STATUS FT_ResetPort(FT_HANDLE handle);
+
+// Beyond FTDI's operations.
+
+/// While on, bytes that are written gather in the queue, unless it fills up; turned off, they leave together,
+/// sent by this call where that needs no waiting. For whoever hands over one frame byte by byte.
+FT_STATUS cork(FT_HANDLE handle, bool on);
+/// For a thread that does nothing but wait for the event of FT_SetEventNotification and read: as long as the
+/// result lives, that thread waits for it as well, and takes it as it takes the event. It then fills the
+/// receive queue itself, which saves waking it through another thread. Such a thread must not change
+/// settings.
+/// @return  null where the converter's driver reads by itself alone
+std::shared_ptr<platform::Waitable> readHere(FT_HANDLE handle);
 
 }  // namespace kovgui::ftdi

@@ -113,6 +113,8 @@ FT_STATUS QueuedPort::write(const uint8_t* data, uint32_t count, uint32_t* writt
     while (*written < count) {
         const auto has_room = [this] { return to_send_.size() + sending_ < send_room || usable() != FT_OK; };
         if (!has_room()) {
+            corked_ = false;
+            wakeWriter(lock);
             if (!deadline) deadline = steady_clock::now() + milliseconds(write_timeout_ms_);
             if (write_timeout_ms_ == 0)
                 sent_more_.wait(lock, has_room);
@@ -123,14 +125,44 @@ FT_STATUS QueuedPort::write(const uint8_t* data, uint32_t count, uint32_t* writt
         const size_t take = std::min<size_t>(count - *written, send_room - to_send_.size() - sending_);
         to_send_.insert(to_send_.end(), data + *written, data + *written + take);
         *written += static_cast<uint32_t>(take);
-        wakeWriter(lock);
+        if (!corked_) wakeWriter(lock);
     }
     return usable();
 }
 
+FT_STATUS QueuedPort::cork(bool on) {
+    std::unique_lock lock(mutex_);
+    corked_ = on;
+    if (on || to_send_.empty()) return usable();
+    if (writer_sleeps_ && !sending_here_ && commands_.empty() && usable() == FT_OK) sendHere(lock);
+    if (writerHasWork()) wakeWriter(lock);
+    return usable();
+}
+
+/// Sends what is queued, if the wire takes it without waiting; else it stays queued.
+void QueuedPort::sendHere(std::unique_lock<std::mutex>& lock) {
+    sent_here_.clear();
+    sent_here_.swap(to_send_);
+    sending_ = sent_here_.size();
+    sending_here_ = true;
+    lock.unlock();
+    const Wire::Sent sent = wire_->trySend(sent_here_);
+    lock.lock();
+    sending_here_ = false;
+    sending_ = 0;
+    if (sent == Wire::Sent::nothing) to_send_.insert(to_send_.begin(), sent_here_.begin(), sent_here_.end());
+    if (sent == Wire::Sent::begun) finish_send_ = true;
+    sent_more_.notify_all();
+}
+
+bool QueuedPort::writerHasWork() const {
+    if (sending_here_) return false;
+    return (!to_send_.empty() && !corked_) || finish_send_ || !commands_.empty() || gone_ || closing_;
+}
+
 /// The lock is held before and after, but not while waking: the writer would run into it.
 void QueuedPort::wakeWriter(std::unique_lock<std::mutex>& lock) {
-    if (!writer_sleeps_) return;
+    if (!writer_sleeps_ || sending_here_) return;
     writer_sleeps_ = false;
     lock.unlock();
     writer_wake_.notify_one();
@@ -155,17 +187,17 @@ void QueuedPort::runWriter() {
     std::unique_lock lock(mutex_);
     while (!gone_) {
         writer_sleeps_ = true;
-        writer_wake_.wait(lock,
-                          [this] { return !to_send_.empty() || !commands_.empty() || gone_ || closing_; });
+        writer_wake_.wait(lock, [this] { return writerHasWork(); });
         writer_sleeps_ = false;
-        if (to_send_.empty() && commands_.empty()) break;
+        if (to_send_.empty() && commands_.empty() && !finish_send_) break;
         gather(lock);
         bytes.clear();
         bytes.swap(to_send_);
         sending_ = bytes.size();
         const auto commands = std::exchange(commands_, {});
+        const bool finish = std::exchange(finish_send_, false);
         lock.unlock();
-        bool alive = bytes.empty() || wire_->send(bytes);
+        const bool alive = (bytes.empty() && !finish) || wire_->send(bytes);
         lock.lock();
         sending_ = 0;
         for (const auto& command : commands) {
@@ -192,31 +224,72 @@ void QueuedPort::runReader() {
     wire_->receive(*this);
     {
         std::lock_guard lock(mutex_);
-        gone_ = true;
         reader_ended_ = true;
-        writer_wake_.notify_one();
-        received_more_.notify_all();
-        sent_more_.notify_all();
     }
+    setGone();
     signal(~0u);
 }
 
+void QueuedPort::setGone() {
+    std::lock_guard lock(mutex_);
+    gone_ = true;
+    writer_wake_.notify_one();
+    received_more_.notify_all();
+    sent_more_.notify_all();
+}
+
 void QueuedPort::deliver(std::span<const uint8_t> bytes, uint32_t events) {
-    {
-        std::lock_guard lock(mutex_);
-        const size_t take = std::min(bytes.size(), receive_room - readable());
-        if (take < bytes.size()) events |= FT_EVENT_LINE_STATUS;
-        if (read_position_ > 0 && received_.size() + take > received_.capacity()) {
-            received_.erase(received_.begin(),
-                            received_.begin() + static_cast<std::ptrdiff_t>(read_position_));
-            read_position_ = 0;
-        }
-        received_.insert(received_.end(), bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(take));
-        if (take > 0) events |= FT_EVENT_RXCHAR;
-        events_ |= events;
-        if (take > 0) received_more_.notify_all();
+    signal(store(bytes, events));
+}
+
+/// @return all events that it makes
+uint32_t QueuedPort::store(std::span<const uint8_t> bytes, uint32_t events) {
+    std::lock_guard lock(mutex_);
+    const size_t take = std::min(bytes.size(), receive_room - readable());
+    if (take < bytes.size()) events |= FT_EVENT_LINE_STATUS;
+    if (read_position_ > 0 && received_.size() + take > received_.capacity()) {
+        received_.erase(received_.begin(), received_.begin() + static_cast<std::ptrdiff_t>(read_position_));
+        read_position_ = 0;
     }
-    signal(events);
+    received_.insert(received_.end(), bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(take));
+    if (take > 0) events |= FT_EVENT_RXCHAR;
+    events_ |= events;
+    if (take > 0) received_more_.notify_all();
+    return events;
+}
+
+/// The reading as another thread has it: what it takes in is no news to the event, as that thread knows
+/// already.
+class QueuedPort::Reading : public platform::Waitable, private Inbox {
+public:
+    explicit Reading(QueuedPort& port) : port_(port) { port_.wire_->lend(true); }
+    ~Reading() override { port_.wire_->lend(false); }
+
+    native_handle native() const override { return port_.wire_->source()->native(); }
+    bool take() override {
+        events_ = 0;
+        if (port_.wire_->source()->take() && port_.wire_->pump(*this)) return port_.wanted(events_);
+        port_.setGone();
+        return true;
+    }
+
+private:
+    void deliver(std::span<const uint8_t> bytes, uint32_t events) override {
+        events_ |= port_.store(bytes, events);
+    }
+    void dropReceived() override { port_.dropReceived(); }
+
+    QueuedPort& port_;
+    uint32_t events_ = 0;
+};
+
+std::unique_ptr<platform::Waitable> QueuedPort::readHere() {
+    return wire_->source() ? std::make_unique<Reading>(*this) : nullptr;
+}
+
+bool QueuedPort::wanted(uint32_t events) {
+    std::lock_guard lock(event_mutex_);
+    return (event_mask_ & events) != 0;
 }
 
 void QueuedPort::dropReceived() {

@@ -9,6 +9,8 @@
 #include <atomic>
 #include <chrono>
 
+#include "src/platform/event.h"
+
 namespace kovgui::ftdi {
 
 namespace {
@@ -75,17 +77,31 @@ public:
     VirtualWire(std::unique_ptr<asio::io_context> context, tcp::socket socket)
         : context_(std::move(context)),
           socket_(std::move(socket)),
+          readable_(static_cast<platform::Waitable::native_handle>(socket_.native_handle())),
           buffer_(2 * (header_size + longest_payload)) {
+        out_.reserve(header_size + longest_payload);
         data_.reserve(buffer_.size());
     }
 
     bool send(std::span<const uint8_t> bytes) override {
+        if (!finish()) return false;
         while (!bytes.empty()) {
             const auto part = bytes.first(std::min(bytes.size(), longest_payload));
             if (!message(op_data, part)) return false;
             bytes = bytes.subspan(part.size());
         }
         return true;
+    }
+
+    Sent trySend(std::span<const uint8_t> bytes) override {
+        if (bytes.size() > longest_payload) return Sent::nothing;
+        begin(op_data, bytes);
+        asio::error_code error;
+        unsent_ = unsent_.subspan(socket_.write_some(asio::buffer(unsent_.data(), unsent_.size()), error));
+        if (unsent_.empty()) return Sent::all;
+        if (unsent_.size() < out_.size()) return Sent::begun;
+        unsent_ = {};
+        return Sent::nothing;
     }
 
     FT_STATUS purge(uint32_t mask) override {
@@ -115,26 +131,45 @@ public:
     FT_STATUS resetPort() override { return tell(op_reset_port, {}); }
 
     void receive(Inbox& inbox) override {
-        size_t filled = 0;
-        for (;;) {
-            asio::error_code error;
-            filled +=
-                socket_.read_some(asio::buffer(buffer_.data() + filled, buffer_.size() - filled), error);
-            if (error) break;
-            const size_t used = handle(std::span<const uint8_t>(buffer_.data(), filled), inbox);
-            if (malformed_) break;
+        platform::Waitable* const waits[] = {&changed_, &readable_};
+        const std::span<platform::Waitable* const> all(waits);
+        while (pump(inbox))
+            platform::waitAny(all.first(lent_ ? 1 : 2), -1);
+    }
+
+    platform::Waitable* source() override { return &readable_; }
+
+    void lend(bool on) override {
+        lent_ = on;
+        changed_.set();
+    }
+
+    bool pump(Inbox& inbox) override {
+        std::lock_guard pumping(reading_);
+        if (ended_) return false;
+        asio::error_code error;
+        filled_ += socket_.read_some(asio::buffer(buffer_.data() + filled_, buffer_.size() - filled_), error);
+        if (error == asio::error::would_block) return true;
+        if (!error) {
+            const size_t used = handle(std::span<const uint8_t>(buffer_.data(), filled_), inbox);
             std::copy(buffer_.begin() + static_cast<std::ptrdiff_t>(used),
-                      buffer_.begin() + static_cast<std::ptrdiff_t>(filled), buffer_.begin());
-            filled -= used;
+                      buffer_.begin() + static_cast<std::ptrdiff_t>(filled_), buffer_.begin());
+            filled_ -= used;
         }
+        if (!error && !malformed_) return true;
         cut();
         std::lock_guard lock(mutex_);
         ended_ = true;
         answered_.notify_all();
+        return false;
     }
 
     void hangUp() override { shutDown(tcp::socket::shutdown_send); }
-    void cut() override { shutDown(tcp::socket::shutdown_both); }
+    /// The reader is woken even while another thread reads for it.
+    void cut() override {
+        shutDown(tcp::socket::shutdown_both);
+        changed_.set();
+    }
 
 private:
     void shutDown(tcp::socket::shutdown_type what) {
@@ -143,12 +178,36 @@ private:
     }
 
     bool message(Operation operation, std::span<const uint8_t> payload) {
+        if (!finish()) return false;
+        begin(operation, payload);
+        return finish();
+    }
+
+    void begin(Operation operation, std::span<const uint8_t> payload) {
         const auto head = header(operation, payload.size());
-        const std::array<asio::const_buffer, 2> parts{asio::buffer(head),
-                                                      asio::buffer(payload.data(), payload.size())};
-        asio::error_code error;
-        asio::write(socket_, parts, error);
-        return !error;
+        out_.assign(head.begin(), head.end());
+        out_.insert(out_.end(), payload.begin(), payload.end());
+        unsent_ = out_;
+    }
+
+    /// Sends the rest of the message that was begun, waiting as long as it takes.
+    bool finish() {
+        while (!unsent_.empty()) {
+            asio::error_code error;
+            unsent_ =
+                unsent_.subspan(socket_.write_some(asio::buffer(unsent_.data(), unsent_.size()), error));
+            if (error == asio::error::would_block) error = waitWritable();
+            if (error) return false;
+        }
+        return true;
+    }
+
+    asio::error_code waitWritable() {
+        asio::error_code result;
+        socket_.async_wait(tcp::socket::wait_write, [&](const asio::error_code& error) { result = error; });
+        context_->restart();
+        context_->run();
+        return result;
     }
 
     FT_STATUS tell(Operation operation, std::initializer_list<uint8_t> payload) {
@@ -215,7 +274,16 @@ private:
     const std::unique_ptr<asio::io_context> context_;
     tcp::socket socket_;
 
-    std::vector<uint8_t> buffer_;  // the reader thread's, down to malformed_
+    platform::SocketReady readable_;
+    platform::Event changed_;  // for the reader thread: who reads, or the end
+    std::atomic<bool> lent_{false};
+
+    std::vector<uint8_t> out_;  // one message, and what of it is left to send: whoever may send has them
+    std::span<const uint8_t> unsent_;
+
+    std::mutex reading_;  // guards what is read, down to malformed_; before mutex_
+    std::vector<uint8_t> buffer_;
+    size_t filled_ = 0;
     std::vector<uint8_t> data_;
     bool malformed_ = false;
 
@@ -224,7 +292,7 @@ private:
     Question purged_;
     Question bit_mode_;
     bool drop_when_purged_ = false;
-    bool ended_ = false;
+    std::atomic<bool> ended_{false};
 };
 
 }  // namespace
@@ -261,8 +329,8 @@ FT_STATUS connectVirtualWire(uint16_t port, const std::string& token, std::uniqu
     if (answered || answer[0] != op_device_hello || answer[1] != 1 || answer[2] != 0) return FT_IO_ERROR;
     if (answer[3] == hello_wrong_token || answer[3] == hello_in_use) return FT_DEVICE_NOT_OPENED;
     if (answer[3] != hello_accepted) return FT_IO_ERROR;
-    // From here on the socket is read and written by a thread each, which block in one system call.
-    socket.native_non_blocking(false, error);
+    // From here on each thread does its own waiting.
+    socket.non_blocking(true, error);
     *wire = std::make_unique<VirtualWire>(std::move(context), std::move(socket));
     return FT_OK;
 }

@@ -128,7 +128,7 @@ void FlashRun::showVersions() {
 
 void FlashRun::runJob(const FlashThread& job, WorkerThreadHandler& owner) {
     const auto give_up = steady_clock::now() + std::chrono::seconds(options_.wait_s);
-    platform::Event* const events[] = {&events_.arrived(), &stop_};
+    platform::Waitable* const events[] = {&events_.arrived(), &stop_};
     while (!ended_) {
         const bool waiting = !job.isWriting() && !timed_out_ && !stopped_;
         const auto left = std::chrono::ceil<milliseconds>(give_up - steady_clock::now()).count();

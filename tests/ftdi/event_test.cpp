@@ -46,7 +46,7 @@ TEST(Event, WaitTakesItsWholeTime) {
 
 TEST(WaitAny, TakesTheFirstInTheListAndLeavesTheOthers) {
     Event a, b, c;
-    Event* const events[] = {&a, &b, &c};
+    Waitable* const events[] = {&a, &b, &c};
     EXPECT_EQ(waitAny(events, 0), wait_timed_out);
     c.set();
     b.set();
@@ -57,7 +57,7 @@ TEST(WaitAny, TakesTheFirstInTheListAndLeavesTheOthers) {
 
 TEST(WaitAny, TakesMoreEventsThanAProgramHas) {
     std::vector<Event> many(20);
-    std::vector<Event*> events;
+    std::vector<Waitable*> events;
     for (Event& one : many)
         events.push_back(&one);
     many[19].set();
