@@ -3,38 +3,19 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
 namespace kovgui::ftdi {
 
-namespace fs = std::filesystem;
-
-DeviceDirectory::DeviceDirectory() {
-    std::string pattern = (fs::temp_directory_path() / "oabr-devices-XXXXXX").string();
-    if (!mkdtemp(pattern.data())) throw std::runtime_error("no temporary directory");
-    path_ = pattern;
-}
-
-DeviceDirectory::~DeviceDirectory() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-}
-
 void DeviceDirectory::write(const std::string& name, const std::string& content) const {
-    const fs::path temporary = fs::path(path_) / (name + ".new");
-    std::ofstream(temporary, std::ios::binary) << content;
-    fs::rename(temporary, fs::path(path_) / name);
-}
-
-void DeviceDirectory::remove(const std::string& name) const {
-    fs::remove(fs::path(path_) / name);
+    const std::string file = path() + "/" + name;
+    std::ofstream(file + ".new", std::ios::binary) << content;
+    std::filesystem::rename(file + ".new", file);
 }
 
 FakeLinkDevice::FakeLinkDevice(std::string serial, Greeting greeting)
@@ -52,51 +33,15 @@ FakeLinkDevice::FakeLinkDevice(std::string serial, Greeting greeting)
     thread_ = std::thread([this] { run(); });
 }
 
-FakeLinkDevice::~FakeLinkDevice() {
-    unplug();
-}
-
 std::string FakeLinkDevice::announcement() const {
     return "id=04037F80\nserial=" + serial_ + "\ndescription=Fake device\nport=" + std::to_string(port_) +
            "\ntoken=" + token + "\n";
-}
-
-void FakeLinkDevice::announce(const DeviceDirectory& directory) const {
-    directory.write(serial_ + ".device", announcement());
-}
-
-void FakeLinkDevice::answerPurges(bool yes) {
-    std::lock_guard lock(mutex_);
-    purges_ = yes;
-}
-
-void FakeLinkDevice::answerBitMode(bool yes) {
-    std::lock_guard lock(mutex_);
-    bit_mode_ = yes;
-}
-
-void FakeLinkDevice::onData(std::function<std::string(const std::string&)> answer) {
-    std::lock_guard lock(mutex_);
-    answer_ = std::move(answer);
 }
 
 void FakeLinkDevice::readMessages(bool yes) {
     std::lock_guard lock(mutex_);
     reads_ = yes;
     changed_.notify_all();
-}
-
-void FakeLinkDevice::setBits(uint8_t value) {
-    std::lock_guard lock(mutex_);
-    bits_ = value;
-}
-
-void FakeLinkDevice::sendData(const std::string& bytes) {
-    sendMessage(0x82, bytes);
-}
-
-void FakeLinkDevice::sendEvent(uint8_t mask) {
-    sendMessage(0x8B, std::string(1, static_cast<char>(mask)));
 }
 
 void FakeLinkDevice::sendRaw(const std::string& bytes) {
@@ -123,11 +68,6 @@ void FakeLinkDevice::unplug() {
     close(listener_);
 }
 
-std::vector<FakeLinkDevice::Message> FakeLinkDevice::messages() const {
-    std::lock_guard lock(mutex_);
-    return messages_;
-}
-
 FakeLinkDevice::Message FakeLinkDevice::waitFor(uint8_t operation, int timeout_ms) {
     std::unique_lock lock(mutex_);
     const auto arrived = [&] {
@@ -145,20 +85,10 @@ std::string FakeLinkDevice::waitData(size_t bytes, int timeout_ms) {
     return data_;
 }
 
-size_t FakeLinkDevice::dataMessages() const {
-    std::lock_guard lock(mutex_);
-    return data_messages_;
-}
-
 bool FakeLinkDevice::waitClient(bool connected, int timeout_ms) {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, std::chrono::milliseconds(timeout_ms),
                              [&] { return (client_ >= 0) == connected; });
-}
-
-int FakeLinkDevice::acceptedConnections() const {
-    std::lock_guard lock(mutex_);
-    return accepted_;
 }
 
 namespace {
@@ -181,11 +111,6 @@ void FakeLinkDevice::run() {
     for (int client; (client = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
         const int on = 1;
         setsockopt(client, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        {
-            std::lock_guard lock(mutex_);
-            ++accepted_;
-            changed_.notify_all();
-        }
         serve(client);
         {
             std::lock_guard lock(mutex_);

@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -9,20 +10,16 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/temporary_directory.h"
+
 namespace kovgui::ftdi {
 
-/// A directory of its own for device announcements, mode 0700; removed with everything in it.
-class DeviceDirectory {
+/// A directory of its own for device announcements.
+class DeviceDirectory : public sim_process::TemporaryDirectory {
 public:
-    DeviceDirectory();
-    ~DeviceDirectory();
-    const std::string& path() const { return path_; }
     /// Writes a file as it is; the name may be anything.
     void write(const std::string& name, const std::string& content) const;
-    void remove(const std::string& name) const;
-
-private:
-    std::string path_;
+    void remove(const std::string& name) const { std::filesystem::remove(path() + "/" + name); }
 };
 
 /// A device of the loopback link that does what the test tells it, and notes every message. It answers HELLO,
@@ -35,27 +32,28 @@ public:
     enum class Greeting { accept, wrong_token, in_use, silence, hang_up, noise };
 
     explicit FakeLinkDevice(std::string serial, Greeting greeting = Greeting::accept);
-    ~FakeLinkDevice();
+    ~FakeLinkDevice() { unplug(); }
 
-    uint16_t port() const { return port_; }
     /// The text of its announcement.
     std::string announcement() const;
-    void announce(const DeviceDirectory& directory) const;
+    void announce(const DeviceDirectory& directory) const {
+        directory.write(serial_ + ".device", announcement());
+    }
 
     // What it does from now on.
 
-    void answerPurges(bool yes);
-    void answerBitMode(bool yes);
+    void answerPurges(bool yes) { set(purges_, yes); }
+    void answerBitMode(bool yes) { set(bit_mode_, yes); }
     /// Called on its thread with the payload of each DATA message; what it returns is sent as DATA.
-    void onData(std::function<std::string(const std::string&)> answer);
+    void onData(std::function<std::string(const std::string&)> answer) { set(answer_, answer); }
     /// While false nothing is read from the connection.
     void readMessages(bool yes);
-    void setBits(uint8_t value);
+    void setBits(uint8_t value) { set(bits_, value); }
 
     // To the client that is connected.
 
-    void sendData(const std::string& bytes);
-    void sendEvent(uint8_t mask);
+    void sendData(const std::string& bytes) { sendMessage(0x82, bytes); }
+    void sendEvent(uint8_t mask) { sendMessage(0x8B, std::string(1, static_cast<char>(mask))); }
     /// Bytes as they are.
     void sendRaw(const std::string& bytes);
     /// Closes the connection and stops listening: the device is pulled out.
@@ -68,19 +66,28 @@ public:
         std::string payload;
     };
     /// The messages so far, without HELLO.
-    std::vector<Message> messages() const;
+    std::vector<Message> messages() const { return get(messages_); }
     /// Waits for the next message of that operation among those not waited for yet; an operation of 0 when
     /// the time ran out.
     Message waitFor(uint8_t operation, int timeout_ms = 5000);
     /// All payloads of DATA in one, waiting until there are that many bytes.
     std::string waitData(size_t bytes, int timeout_ms = 5000);
     /// DATA messages so far.
-    size_t dataMessages() const;
+    size_t dataMessages() const { return get(data_messages_); }
     /// Waits until a client is let in, or has gone.
     bool waitClient(bool connected, int timeout_ms = 5000);
-    int acceptedConnections() const;
 
 private:
+    template <class Value>
+    void set(Value& member, const Value& value) {
+        std::lock_guard lock(mutex_);
+        member = value;
+    }
+    template <class Value>
+    Value get(const Value& member) const {
+        std::lock_guard lock(mutex_);
+        return member;
+    }
     void run();
     void serve(int client);
     bool greet(int client);
@@ -100,7 +107,6 @@ private:
     bool bit_mode_ = true;
     bool reads_ = true;
     uint8_t bits_ = 0xF1;
-    int accepted_ = 0;
     std::function<std::string(const std::string&)> answer_;
     std::vector<Message> messages_;
     size_t waited_ = 0;

@@ -2,21 +2,23 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdarg>
-#include <cstdio>
 #include <utility>
 
 namespace kovgui::ftdi {
 
 namespace {
 
-__attribute__((format(printf, 1, 2))) std::string text(const char* format, ...) {
-    char buffer[80];
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(buffer, sizeof buffer, format, arguments);
-    va_end(arguments);
-    return buffer;
+/// Arguments as the list of calls shows them.
+template <class... Values>
+std::string decimal(Values... values) {
+    std::string out;
+    ((out += (out.empty() ? "" : " ") + std::to_string(values)), ...);
+    return out;
+}
+
+std::string hex(uint8_t value) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    return {'0', 'x', digits[value >> 4], digits[value & 15]};
 }
 
 }  // namespace
@@ -31,61 +33,16 @@ void ScriptedConverter::receive(std::string_view bytes) {
     queue(bytes);
 }
 
-void ScriptedConverter::onWrite(std::function<std::string(std::string_view)> answer) {
-    std::lock_guard lock(mutex_);
-    answer_ = std::move(answer);
-}
-
-void ScriptedConverter::limitReads(int bytes) {
-    std::lock_guard lock(mutex_);
-    read_limit_ = bytes;
-}
-
 void ScriptedConverter::unplug() {
     std::lock_guard lock(mutex_);
     unplugged_ = true;
     if (event_) event_->set();
 }
 
-void ScriptedConverter::setBits(uint8_t mask) {
-    std::lock_guard lock(mutex_);
-    bits_ = mask;
-}
-
-std::vector<std::string> ScriptedConverter::calls() const {
-    std::lock_guard lock(mutex_);
-    return calls_;
-}
-
-void ScriptedConverter::clearCalls() {
-    std::lock_guard lock(mutex_);
-    calls_.clear();
-}
-
-std::string ScriptedConverter::written() const {
-    std::lock_guard lock(mutex_);
-    return written_;
-}
-
-void ScriptedConverter::clearWritten() {
-    std::lock_guard lock(mutex_);
-    written_.clear();
-}
-
 bool ScriptedConverter::waitWritten(size_t bytes, int timeout_ms) const {
     std::unique_lock lock(mutex_);
     return written_more_.wait_for(lock, std::chrono::milliseconds(timeout_ms),
                                   [&] { return written_.size() >= bytes; });
-}
-
-bool ScriptedConverter::isOpen() const {
-    std::lock_guard lock(mutex_);
-    return open_;
-}
-
-size_t ScriptedConverter::queued() const {
-    std::lock_guard lock(mutex_);
-    return received_.size();
 }
 
 /// Notes a call and tells its result. The lock is held.
@@ -169,19 +126,19 @@ public:
         return FT_OK;
     }
     FT_STATUS setUsbParameters(uint32_t in_size, uint32_t out_size) override {
-        return setting("setUsbParameters", text("%u %u", in_size, out_size));
+        return setting("setUsbParameters", decimal(in_size, out_size));
     }
     FT_STATUS setDataCharacteristics(uint8_t bits, uint8_t stop_bits, uint8_t parity) override {
-        return setting("setDataCharacteristics", text("%u %u %u", bits, stop_bits, parity));
+        return setting("setDataCharacteristics", decimal(bits, stop_bits, parity));
     }
     FT_STATUS setChars(uint8_t event, bool event_on, uint8_t error, bool error_on) override {
-        return setting("setChars", text("%u %u %u %u", event, event_on, error, error_on));
+        return setting("setChars", decimal(event, event_on, error, error_on));
     }
     FT_STATUS setTimeouts(uint32_t read_ms, uint32_t write_ms) override {
-        return setting("setTimeouts", text("%u %u", read_ms, write_ms));
+        return setting("setTimeouts", decimal(read_ms, write_ms));
     }
     FT_STATUS setLatencyTimer(uint8_t milliseconds) override {
-        return setting("setLatencyTimer", text("%u", milliseconds));
+        return setting("setLatencyTimer", decimal(milliseconds));
     }
     FT_STATUS setEventNotification(uint32_t mask, platform::Event* event) override {
         std::lock_guard lock(c_->mutex_);
@@ -190,9 +147,10 @@ public:
         c_->event_ = event;
         return FT_OK;
     }
-    FT_STATUS setBaudRate(uint32_t rate) override { return setting("setBaudRate", text("%u", rate)); }
+    FT_STATUS setBaudRate(uint32_t rate) override { return setting("setBaudRate", decimal(rate)); }
     FT_STATUS setFlowControl(uint16_t mode, uint8_t xon, uint8_t xoff) override {
-        return setting("setFlowControl", text("0x%04X 0x%02X 0x%02X", mode, xon, xoff));
+        return setting("setFlowControl", hex(mode >> 8) + hex(static_cast<uint8_t>(mode)).substr(2) + " " +
+                                             hex(xon) + " " + hex(xoff));
     }
     FT_STATUS getBitMode(uint8_t* mode) override {
         std::lock_guard lock(c_->mutex_);
@@ -202,8 +160,7 @@ public:
     }
     FT_STATUS setBitMode(uint8_t mask, uint8_t mode) override {
         std::lock_guard lock(c_->mutex_);
-        if (const FT_STATUS failed = c_->called("setBitMode", text("0x%02X 0x%02X", mask, mode)))
-            return failed;
+        if (const FT_STATUS failed = c_->called("setBitMode", hex(mask) + " " + hex(mode))) return failed;
         c_->bits_ = mask;
         return FT_OK;
     }
@@ -246,14 +203,8 @@ void ScriptedDriver::unplug(const std::string& serial) {
     tellWatchers();
 }
 
-int ScriptedDriver::enumerations() const {
-    std::lock_guard lock(mutex_);
-    return enumerations_;
-}
-
 std::vector<DeviceNode> ScriptedDriver::enumerate() {
     std::lock_guard lock(mutex_);
-    ++enumerations_;
     std::vector<DeviceNode> nodes;
     for (const Plugged& p : plugged_)
         nodes.push_back(p.node);

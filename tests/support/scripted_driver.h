@@ -31,25 +31,25 @@ public:
     void receive(std::string_view bytes);
     /// Called for each write, in the writing thread, with the bytes of that write; what it returns is
     /// received.
-    void onWrite(std::function<std::string(std::string_view written)> answer);
+    void onWrite(std::function<std::string(std::string_view written)> answer) { set(answer_, answer); }
     /// The next reads give at most this many bytes, however many are asked for and queued; -1 for no limit.
-    void limitReads(int bytes);
+    void limitReads(int bytes) { set(read_limit_, bytes); }
     /// Pulled out: queued bytes stay readable, the event is signalled once more, then calls give FT_IO_ERROR.
     void unplug();
     /// What getBitMode reports until the next setBitMode; 0xF1 at first.
-    void setBits(uint8_t mask);
+    void setBits(uint8_t mask) { set(bits_, mask); }
 
     // What happened.
 
-    std::vector<std::string> calls() const;
-    void clearCalls();
+    std::vector<std::string> calls() const { return get(calls_); }
+    void clearCalls() { set(calls_, {}); }
     /// All bytes written since the last clearWritten.
-    std::string written() const;
-    void clearWritten();
+    std::string written() const { return get(written_); }
+    void clearWritten() { set(written_, {}); }
     /// Waits until that many bytes have been written. @return false when the time ran out
     bool waitWritten(size_t bytes, int timeout_ms = 5000) const;
-    bool isOpen() const;
-    size_t queued() const;
+    bool isOpen() const { return get(open_); }
+    size_t queued() const { return get(received_).size(); }
 
 private:
     friend class ScriptedPort;
@@ -60,6 +60,16 @@ private:
         int skip;
     };
 
+    template <class Value>
+    void set(Value& member, const Value& value) {
+        std::lock_guard lock(mutex_);
+        member = value;
+    }
+    template <class Value>
+    Value get(const Value& member) const {
+        std::lock_guard lock(mutex_);
+        return member;
+    }
     FT_STATUS called(const std::string& name, const std::string& arguments = {});
     void queue(std::string_view bytes);
 
@@ -88,8 +98,6 @@ public:
                                             const std::string& description = "OABR Korvex");
     /// The converter disappears, and is unplugged when it is open.
     void unplug(const std::string& serial);
-    /// How often enumerate was called.
-    int enumerations() const;
 
     std::vector<DeviceNode> enumerate() override;
     FT_STATUS open(const std::string& serial, std::unique_ptr<Port>* port) override;
@@ -105,7 +113,6 @@ private:
     mutable std::mutex mutex_;  // guards the rest
     std::vector<Plugged> plugged_;
     std::vector<std::weak_ptr<std::function<void()>>> watchers_;
-    int enumerations_ = 0;
 };
 
 }  // namespace kovgui::ftdi

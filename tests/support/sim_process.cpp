@@ -38,22 +38,7 @@ std::string read_whole(const std::string& path) {
     return content.str();
 }
 
-void ignore_broken_pipes() {
-    std::signal(SIGPIPE, SIG_IGN);
-}
-
 }  // namespace
-
-TemporaryDirectory::TemporaryDirectory() {
-    std::string path = (std::filesystem::temp_directory_path() / "oabr-test-XXXXXX").string();
-    if (!mkdtemp(path.data())) throw failure("cannot make a temporary directory");
-    path_ = path;
-}
-
-TemporaryDirectory::~TemporaryDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
 
 std::string program_path(const std::string& name) {
     return std::string(OABR_BIN_DIR) + "/" + name;
@@ -182,25 +167,20 @@ std::string Running::err() const {
     return child_->err;
 }
 
-namespace {
-
-/// Waits until `text` stands in `output`, which the reader thread fills.
-bool wait_text(std::mutex& mutex, std::condition_variable& changed, const std::string& output,
-               const bool& closed, const std::string& text, size_t from, milliseconds limit) {
-    std::unique_lock lock(mutex);
-    const auto came = [&] { return output.find(text, from) != std::string::npos; };
-    changed.wait_for(lock, limit, [&] { return came() || closed; });
+bool Running::wait_text(std::string Child::*output, const std::string& text, size_t from,
+                        milliseconds limit) {
+    std::unique_lock lock(child_->mutex);
+    const auto came = [&] { return ((*child_).*output).find(text, from) != std::string::npos; };
+    child_->changed.wait_for(lock, limit, [&] { return came() || child_->closed; });
     return came();
 }
 
-}  // namespace
-
 bool Running::wait_out(const std::string& text, size_t from, milliseconds limit) {
-    return wait_text(child_->mutex, child_->changed, child_->out, child_->closed, text, from, limit);
+    return wait_text(&Child::out, text, from, limit);
 }
 
 bool Running::wait_err(const std::string& text, size_t from, milliseconds limit) {
-    return wait_text(child_->mutex, child_->changed, child_->err, child_->closed, text, from, limit);
+    return wait_text(&Child::err, text, from, limit);
 }
 
 bool Running::running() const {
@@ -232,11 +212,6 @@ Result Running::wait(milliseconds limit) {
 Program::Program(const std::string& name)
     : path_(name.find('/') == std::string::npos ? program_path(name) : name) {
     environment_["OABR_VIRTUAL_ONLY"] = "1";
-}
-
-Program& Program::arg(const std::string& text) {
-    arguments_.push_back(text);
-    return *this;
 }
 
 Program& Program::args(const std::vector<std::string>& texts) {
@@ -279,7 +254,7 @@ Result Program::run() {
 }
 
 Running Program::start() {
-    ignore_broken_pipes();
+    std::signal(SIGPIPE, SIG_IGN);
     auto child = std::make_unique<Running::Child>();
     if (!environment_.contains("OABR_VIRTUAL_DEVICES")) {
         child->directory = std::make_shared<TemporaryDirectory>();
@@ -348,23 +323,9 @@ Running Program::start() {
     return running;
 }
 
-SimulatedDevice::SimulatedDevice(const std::string& serial) : serial_(serial) {}
-
-SimulatedDevice& SimulatedDevice::speed(const std::string& which) {
-    return option("--speed").option(which);
-}
-
 SimulatedDevice& SimulatedDevice::turnaround(std::chrono::microseconds time) {
     turnaround_ = std::to_string(time.count());
     return *this;
-}
-
-SimulatedDevice& SimulatedDevice::fault(const std::string& text) {
-    return option("--fault").option(text);
-}
-
-SimulatedDevice& SimulatedDevice::quiet() {
-    return option("--quiet");
 }
 
 SimulatedDevice& SimulatedDevice::option(const std::string& text) {
@@ -394,26 +355,6 @@ Device SimulatedDevice::start() {
     return device;
 }
 
-const std::string& Device::serial() const {
-    return serial_;
-}
-
-const std::string& Device::directory() const {
-    return directory_;
-}
-
-std::string Device::announcement() const {
-    return directory_ + "/" + serial_ + ".device";
-}
-
-std::string Device::state_file() const {
-    return home_->files.path() + "/state";
-}
-
-pid_t Device::pid() const {
-    return running_->pid();
-}
-
 void Device::launch() {
     running_ = std::make_unique<Running>(Program("oabr-sim").args(options_).in(directory_).start());
     if (!running_->wait_out("is ready\n")) {
@@ -429,10 +370,6 @@ std::string Device::control(const std::string& line) {
     if (!running_->wait_out("\n", before)) return "error: no answer";
     const std::string answer = running_->out().substr(before);
     return answer.substr(0, answer.find('\n'));
-}
-
-std::vector<std::string> Device::journal() const {
-    return journal("");
 }
 
 std::vector<std::string> Device::journal(const std::string& text) const {
@@ -459,21 +396,9 @@ std::string Device::read_file(const std::string& command, const std::string& nam
     return read_whole(path);
 }
 
-std::string Device::eeprom() {
-    return read_file("dump-eeprom", "eeprom.bin");
-}
-
-std::string Device::flash() {
-    return read_file("dump-flash", "flash.bin");
-}
-
 Result Device::stop() {
     running_->signal(SIGTERM);
     return running_->wait();
-}
-
-void Device::kill() {
-    running_->kill();
 }
 
 void Device::restart(const std::vector<std::string>& more_options) {

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/temporary_directory.h"
+
 // The built programs as child processes: simulated devices, and whatever runs against them. Each device has a
 // device directory of its own unless told otherwise, so tests see neither each other nor a real converter.
 // Nothing outlives the objects here, and a simulated device also ends by itself when the test program dies.
@@ -20,19 +22,6 @@ namespace sim_process {
 
 /// How long anything may take that should be quick; many times what an idle machine needs.
 constexpr std::chrono::seconds patience{30};
-
-/// A temporary directory, mode 0700, removed with everything in it.
-class TemporaryDirectory {
-public:
-    TemporaryDirectory();
-    ~TemporaryDirectory();
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
 
 /// Where a program of this build stands.
 std::string program_path(const std::string& name);
@@ -79,6 +68,8 @@ private:
     friend class Program;
     struct Child;
     explicit Running(std::unique_ptr<Child> child);
+    bool wait_text(std::string Child::*output, const std::string& text, size_t from,
+                   std::chrono::milliseconds limit);
     std::unique_ptr<Child> child_;
 };
 
@@ -90,7 +81,7 @@ class Program {
 public:
     explicit Program(const std::string& name);
 
-    Program& arg(const std::string& text);
+    Program& arg(const std::string& text) { return args({text}); }
     Program& args(const std::vector<std::string>& texts);
     /// Sees this device, or what is announced in this directory.
     Program& in(const Device& device);
@@ -120,14 +111,14 @@ private:
 /// so that no reply is lost on a busy machine.
 class SimulatedDevice {
 public:
-    explicit SimulatedDevice(const std::string& serial = "OKVX0001");
+    explicit SimulatedDevice(const std::string& serial = "OKVX0001") : serial_(serial) {}
 
     /// "real" (the default) or "fast".
-    SimulatedDevice& speed(const std::string& which);
+    SimulatedDevice& speed(const std::string& which) { return option("--speed").option(which); }
     SimulatedDevice& turnaround(std::chrono::microseconds time);
-    SimulatedDevice& fault(const std::string& text);
+    SimulatedDevice& fault(const std::string& text) { return option("--fault").option(text); }
     /// No simulated traffic: counters stand still and nothing is learned.
-    SimulatedDevice& quiet();
+    SimulatedDevice& quiet() { return option("--quiet"); }
     /// Any other option of oabr-sim, in order.
     SimulatedDevice& option(const std::string& text);
     /// Announces itself there, beside other devices, instead of in a directory of its own.
@@ -152,11 +143,11 @@ public:
     Device(Device&&) = default;
     Device& operator=(Device&&) = default;
 
-    const std::string& serial() const;
-    const std::string& directory() const;  ///< device directory
-    std::string announcement() const;      ///< path of the announcement file
-    std::string state_file() const;
-    pid_t pid() const;
+    const std::string& serial() const { return serial_; }
+    const std::string& directory() const { return directory_; }                          ///< device directory
+    std::string announcement() const { return directory_ + "/" + serial_ + ".device"; }  ///< the file
+    std::string state_file() const { return home_->files.path() + "/state"; }
+    pid_t pid() const { return running_->pid(); }
 
     /// Gives a line to the device's control (see `oabr-sim --help`) and waits until it was done.
     /// @return the answer, "ok" with what it says, or "error: ..."
@@ -165,7 +156,7 @@ public:
     void plug() { control("plug"); }
 
     /// The journal so far, one line of JSON an event.
-    std::vector<std::string> journal() const;
+    std::vector<std::string> journal() const { return journal(""); }
     /// Lines of the journal that hold the text, e.g. R"("event":"request")".
     std::vector<std::string> journal(const std::string& text) const;
     /// Waits until the journal has that many lines with the text.
@@ -173,13 +164,13 @@ public:
                       std::chrono::milliseconds limit = patience) const;
 
     /// The contents of its memories now.
-    std::string eeprom();
-    std::string flash();
+    std::string eeprom() { return read_file("dump-eeprom", "eeprom.bin"); }
+    std::string flash() { return read_file("dump-flash", "flash.bin"); }
 
     /// Ends it in the orderly way (SIGTERM).
     Result stop();
     /// As a crash or a power failure would: SIGKILL.
-    void kill();
+    void kill() { running_->kill(); }
     /// Starts it again with the same options and state, adding some; ends it first when it runs.
     void restart(const std::vector<std::string>& more_options = {});
 
