@@ -100,8 +100,8 @@ CheckedGrid::CheckedGrid(wxWindow* parent, int id, const wxString& name, const w
         if (column.kind == Kind::flag) {
             attr->SetReadOnly();  // switched, not typed
             attr->SetAlignment(wxALIGN_CENTRE, wxALIGN_CENTRE);
-        } else if (column.kind == Kind::number) {
-            attr->SetAlignment(wxALIGN_RIGHT, wxALIGN_CENTRE);
+        } else {
+            attr->SetAlignment(column.kind == Kind::number ? wxALIGN_RIGHT : wxALIGN_LEFT, wxALIGN_CENTRE);
         }
         SetColAttr(i, attr);
         SetColSize(i, FromDIP(column.width_px));
