@@ -280,6 +280,58 @@ TEST_F(VirtualDevices, ReceivedBytesSignalTheEventAndWait) {
     EXPECT_EQ(events, FT_EVENT_MODEM_STATUS);
 }
 
+TEST_F(VirtualDevices, AThreadThatWaitsMayReadItself) {
+    openOne();
+    ASSERT_EQ(FT_SetEventNotification(handle, FT_EVENT_RXCHAR, &event), FT_OK);
+    auto reading = readHere(handle);
+    ASSERT_TRUE(reading);
+    platform::Waitable* const both[] = {&event, reading.get()};
+    device->sendEvent(FT_EVENT_LINE_STATUS);  // outside the mask: the wait goes on
+    EXPECT_EQ(platform::waitAny(both, 100), platform::wait_timed_out);
+    device->sendData("abc");
+    ASSERT_NE(platform::waitAny(both, 5000), platform::wait_timed_out);
+    EXPECT_EQ(read(3), "abc");
+    // Another thread's questions are answered meanwhile.
+    std::thread asking([this] {
+        UCHAR bits = 0;
+        EXPECT_EQ(FT_GetBitMode(handle, &bits), FT_OK);
+        EXPECT_EQ(FT_Purge(handle, FT_PURGE_RX), FT_OK);
+        device->sendData("z");
+    });
+    ASSERT_NE(platform::waitAny(both, 5000), platform::wait_timed_out);
+    asking.join();
+    EXPECT_EQ(read(1), "z");
+
+    // Given back, the event tells again.
+    reading.reset();
+    event.reset();
+    device->sendData("d");
+    ASSERT_TRUE(event.wait(5000));
+    EXPECT_EQ(read(1), "d");
+
+    // The end comes through either; what belongs to the port may outlive it.
+    reading = readHere(handle);
+    device->sendData("left");
+    device->unplug();
+    platform::Waitable* const again[] = {&event, reading.get()};
+    while (status() == FT_OK && queued() < 4)
+        ASSERT_NE(platform::waitAny(again, 5000), platform::wait_timed_out);
+    EXPECT_EQ(read(4), "left");
+    while (status() == FT_OK)
+        ASSERT_NE(platform::waitAny(again, 5000), platform::wait_timed_out);
+    FT_Close(handle);
+    EXPECT_NE(platform::waitAny(again, 5000), platform::wait_timed_out);
+}
+
+TEST_F(VirtualDevices, ClosingUnderAThreadThatReadsEndsInTime) {
+    openOne();
+    const auto reading = readHere(handle);
+    const auto begin = steady_clock::now();
+    EXPECT_EQ(FT_Close(handle), FT_OK);  // nobody reads
+    EXPECT_LT(steady_clock::now() - begin, milliseconds(4000));
+    EXPECT_FALSE(readHere(handle));
+}
+
 TEST_F(VirtualDevices, EventsOutsideTheMaskAreKeptButNotSignalled) {
     openOne();
     ASSERT_EQ(FT_SetEventNotification(handle, FT_EVENT_RXCHAR, &event), FT_OK);
@@ -328,6 +380,53 @@ TEST_F(VirtualDevices, AFrameWrittenByteByByteLeavesTogether) {
     const std::string all = device->waitData(0);
     for (size_t i = 0; i < all.size(); ++i)
         ASSERT_EQ(all[i], static_cast<char>(i / frame));
+}
+
+TEST_F(VirtualDevices, CorkedBytesLeaveInOneMessage) {
+    openOne();
+    constexpr size_t frames = 200;
+    for (size_t i = 0; i < frames; ++i) {
+        ASSERT_EQ(cork(handle, true), FT_OK);
+        for (int k = 0; k < 14; ++k)
+            ASSERT_EQ(write("x"), FT_OK);
+        ASSERT_EQ(cork(handle, false), FT_OK);
+        ASSERT_EQ(device->waitData((i + 1) * 14).size(), (i + 1) * 14);
+    }
+    EXPECT_EQ(device->dataMessages(), frames);
+
+    // A setting waits for no cork, and takes what was written before it along.
+    cork(handle, true);
+    write("before");
+    EXPECT_EQ(FT_SetBaudRate(handle, 19200), FT_OK);
+    EXPECT_EQ(device->messages()[frames].payload, "before");
+    // Nor does a full queue.
+    DWORD written = 0;
+    EXPECT_EQ(write(std::string(100000, 'y'), &written), FT_OK);
+    EXPECT_EQ(written, 100000u);
+    write("last");
+    FT_Close(handle);
+    const std::string all = device->waitData(frames * 14 + 100010);
+    EXPECT_EQ(all.substr(all.size() - 5), "ylast");
+}
+
+TEST_F(VirtualDevices, UncorkingNeverWaitsForAStalledDevice) {
+    openOne();
+    device->readMessages(false);
+    ASSERT_EQ(FT_SetTimeouts(handle, 500, 50), FT_OK);
+    std::string sent;
+    for (DWORD written = 1000; written == 1000;) {
+        std::string chunk(1000, '\0');
+        for (size_t i = 0; i < chunk.size(); ++i)
+            chunk[i] = static_cast<char>((sent.size() + i) * 7 + (sent.size() + i) / 251);
+        cork(handle, true);
+        ASSERT_EQ(write(chunk, &written), FT_OK);
+        const auto begin = steady_clock::now();
+        ASSERT_EQ(cork(handle, false), FT_OK);
+        ASSERT_LT(steady_clock::now() - begin, milliseconds(2000));
+        sent += chunk.substr(0, written);
+    }
+    device->readMessages(true);
+    EXPECT_TRUE(device->waitData(sent.size()) == sent);
 }
 
 TEST_F(VirtualDevices, MuchDataArrivesWholeInBothDirections) {
