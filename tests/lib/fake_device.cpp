@@ -1,39 +1,19 @@
 #include "tests/lib/fake_device.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "lib/can.h"
-#include "lib/hdlc.h"
 #include "lib/route.h"
+#include "tests/support/frames.h"
 
 namespace {
 
-Bytes received;  // one frame of the sending thread
-thread_local Bytes sent_bytes;
-
-void takeFrame(void*, const uint8_t* frame, uint16_t length) {
-    received.assign(frame, frame + length);
-}
-
-Bytes deframed(const Bytes& wire) {
-    static std::mutex one_at_a_time;
-    const std::lock_guard lock(one_at_a_time);
-    hdlc_framing framing;
-    framing.init(nullptr, takeFrame, nullptr);
-    received.clear();
-    for (const uint8_t byte : wire)
-        framing.receive(byte);
-    return received;
-}
+thread_local std::string sent_bytes;
 
 void toRequester(const uint8_t* frame, uint16_t length) {
     if (length < hdlc_msg_header_size) return;
     if (comm_obj* obj = reply_object(frame[0], frame[1])) process_ack(obj, frame, length);
-}
-
-Bytes onWire;
-void collect(void*, int byte) {
-    onWire.push_back(static_cast<uint8_t>(byte));
 }
 
 }  // namespace
@@ -63,13 +43,13 @@ FakeDevice::~FakeDevice() {
 }
 
 void FakeDevice::onByte(int byte) {
-    sent_bytes.push_back(static_cast<uint8_t>(byte));
+    sent_bytes += static_cast<char>(byte);
     if (byte != hdlc_flag || sent_bytes.size() == 1) return;
-    Bytes request = deframed(sent_bytes);
-    sent_bytes.clear();
     const std::lock_guard lock(current_->mutex_);
-    current_->requests_.push_back(request);
-    current_->pending_.push_back(std::move(request));
+    for (Bytes& request : framesIn(std::exchange(sent_bytes, {}))) {
+        current_->requests_.push_back(request);
+        current_->pending_.push_back(std::move(request));
+    }
     current_->changed_.notify_all();
 }
 
@@ -94,12 +74,8 @@ void FakeDevice::deliver(const Bytes& frame) {
             pthread_mutex_lock(&obj->lock);
             pthread_mutex_unlock(&obj->lock);
         }
-    onWire.clear();
-    hdlc_framing framing;
-    framing.init(collect, nullptr, nullptr);
-    framing.send_frame(frame.data(), static_cast<uint8_t>(frame.size()));
-    for (const uint8_t byte : onWire)
-        hdlc_on_rx_byte(byte);
+    for (const char byte : framed(frame))
+        hdlc_on_rx_byte(static_cast<uint8_t>(byte));
 }
 
 void FakeDevice::answerWith(const Bytes& payload) {
@@ -111,16 +87,6 @@ void FakeDevice::answerWith(const Bytes& payload) {
         }
         return replies;
     };
-}
-
-std::vector<Bytes> FakeDevice::requests() const {
-    const std::lock_guard lock(mutex_);
-    return requests_;
-}
-
-void FakeDevice::forgetRequests() {
-    const std::lock_guard lock(mutex_);
-    requests_.clear();
 }
 
 std::vector<Bytes> FakeDevice::firmware(const Bytes& request) {

@@ -51,8 +51,14 @@ public:
     void answerWith(const Bytes& payload);
 
     /// Contents of all frames that were received so far.
-    std::vector<Bytes> requests() const;
-    void forgetRequests();
+    std::vector<Bytes> requests() const {
+        const std::lock_guard lock(mutex_);
+        return requests_;
+    }
+    void forgetRequests() {
+        const std::lock_guard lock(mutex_);
+        requests_.clear();
+    }
 
     // What the firmware of this device holds. Touched while a request is under way only by the device's
     // thread.

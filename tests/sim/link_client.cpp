@@ -27,10 +27,6 @@ std::map<std::string, std::string> read_announcement(const std::string& path) {
     return values;
 }
 
-LinkClient::~LinkClient() {
-    close();
-}
-
 void LinkClient::close() {
     if (socket_ >= 0) ::close(socket_);
     socket_ = -1;
@@ -75,17 +71,6 @@ void LinkClient::send(uint8_t operation, const bytes& payload) {
     bytes raw = {operation, static_cast<uint8_t>(payload.size()), static_cast<uint8_t>(payload.size() >> 8)};
     raw.insert(raw.end(), payload.begin(), payload.end());
     send_raw(raw);
-}
-
-void LinkClient::baud(uint32_t rate) {
-    bytes payload;
-    for (int shift = 0; shift < 32; shift += 8)
-        payload.push_back(static_cast<uint8_t>(rate >> shift));
-    send(op_baud, payload);
-}
-
-void LinkClient::flow(bool on) {
-    send(op_flow, {0x00, static_cast<uint8_t>(on ? 0x04 : 0x00), 0x11, 0x13});
 }
 
 uint8_t LinkClient::read_pins() {
@@ -135,27 +120,6 @@ bool LinkClient::closed(milliseconds limit) {
     return ended_;
 }
 
-void LinkClient::use_firmware() {
-    latency(2);
-    baud(230400);
-    flow(false);
-}
-
-void LinkClient::use_bootloader() {
-    latency(2);
-    baud(19200);
-    flow(true);
-}
-
-bytes framed(const bytes& contents) {
-    bytes out;
-    hdlc_framing framing;
-    framing.init([](void* to, int byte) { static_cast<bytes*>(to)->push_back(static_cast<uint8_t>(byte)); },
-                 nullptr, &out);
-    framing.send_frame(contents.data(), static_cast<uint8_t>(contents.size()));
-    return out;
-}
-
 std::string record(uint16_t address, uint8_t type, const bytes& data) {
     bytes all = {static_cast<uint8_t>(data.size()), static_cast<uint8_t>(address >> 8),
                  static_cast<uint8_t>(address), type};
@@ -171,10 +135,6 @@ std::string record(uint16_t address, uint8_t type, const bytes& data) {
         line += digits;
     }
     return line;
-}
-
-void LinkClient::send_frame(const bytes& contents) {
-    write(framed(contents));
 }
 
 std::optional<bytes> LinkClient::frame(milliseconds limit) {
@@ -200,11 +160,6 @@ std::optional<bytes> LinkClient::frame(milliseconds limit) {
     }
 }
 
-bytes LinkClient::ask(const bytes& contents) {
-    send_frame(contents);
-    return frame().value_or(bytes{});
-}
-
 std::string LinkClient::text_until(const std::string& end, milliseconds limit) {
     const auto deadline = steady_clock::now() + limit;
     std::string text;
@@ -214,11 +169,6 @@ std::string LinkClient::text_until(const std::string& end, milliseconds limit) {
         if (next->operation == op_received) text.append(next->payload.begin(), next->payload.end());
     }
     return text;
-}
-
-std::string LinkClient::say(const std::string& line, const std::string& end) {
-    write(line + "\r\n");
-    return text_until(end);
 }
 
 }  // namespace sim_test

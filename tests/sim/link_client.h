@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/frames.h"
 #include "tests/support/sim_process.h"
 
 namespace sim_test {
@@ -41,7 +42,7 @@ std::map<std::string, std::string> read_announcement(const std::string& path);
 class LinkClient {
 public:
     LinkClient() = default;
-    ~LinkClient();
+    ~LinkClient() { close(); }
     LinkClient(const LinkClient&) = delete;
     LinkClient& operator=(const LinkClient&) = delete;
 
@@ -60,8 +61,11 @@ public:
 
     void send(uint8_t operation, const bytes& payload = {});
     void send_raw(const bytes& raw);
-    void baud(uint32_t rate);
-    void flow(bool on);
+    void baud(uint32_t rate) {
+        send(op_baud, {static_cast<uint8_t>(rate), static_cast<uint8_t>(rate >> 8),
+                       static_cast<uint8_t>(rate >> 16), static_cast<uint8_t>(rate >> 24)});
+    }
+    void flow(bool on) { send(op_flow, {0x00, static_cast<uint8_t>(on ? 0x04 : 0x00), 0x11, 0x13}); }
     void latency(uint8_t ms) { send(op_latency, {ms}); }
     void pins(uint8_t mask) { send(op_bit_mode, {mask, 0x20}); }
     uint8_t read_pins();
@@ -76,20 +80,26 @@ public:
     // The serial line as the microcontroller's programs see it.
 
     /// Firmware parameters: 230400 baud, latency 2 ms.
-    void use_firmware();
+    void use_firmware() { latency(2), baud(230400), flow(false); }
     /// Bootloader parameters: 19200 baud, XON/XOFF, latency 2 ms.
-    void use_bootloader();
+    void use_bootloader() { latency(2), baud(19200), flow(true); }
 
-    void send_frame(const bytes& contents);
+    void send_frame(const bytes& contents) { write(framed(contents)); }
     /// Contents of the next frame.
     std::optional<bytes> frame(milliseconds limit = sim_process::patience);
     /// Sends a request and takes the next frame.
-    bytes ask(const bytes& contents);
+    bytes ask(const bytes& contents) {
+        send_frame(contents);
+        return frame().value_or(bytes{});
+    }
 
     /// What the bootloader says until the text holds `end`, or until the time runs out.
     std::string text_until(const std::string& end, milliseconds limit = sim_process::patience);
     /// Sends a line and waits for the text.
-    std::string say(const std::string& line, const std::string& end);
+    std::string say(const std::string& line, const std::string& end) {
+        write(line + "\r\n");
+        return text_until(end);
+    }
 
 private:
     bool fill(std::chrono::steady_clock::time_point deadline);
@@ -101,8 +111,6 @@ private:
     std::deque<uint8_t> line_;  ///< received bytes not looked at yet
 };
 
-/// A frame as it stands on the wire.
-bytes framed(const bytes& contents);
 /// An Intel HEX record.
 std::string record(uint16_t address, uint8_t type, const bytes& data);
 

@@ -24,29 +24,6 @@ Bytes text(uint8_t type, uint8_t command, const std::string& characters) {
 
 }  // namespace
 
-std::string framed(const Bytes& contents) {
-    std::string out;
-    hdlc_framing framing;
-    framing.init([](void* to, int byte) { *static_cast<std::string*>(to) += static_cast<char>(byte); },
-                 nullptr, &out);
-    framing.send_frame(contents.data(), static_cast<uint8_t>(contents.size()));
-    return out;
-}
-
-std::vector<Bytes> framesIn(const std::string& stream) {
-    std::vector<Bytes> out;
-    hdlc_framing framing;
-    framing.init(
-        nullptr,
-        [](void* to, const uint8_t* frame, uint16_t length) {
-            static_cast<std::vector<Bytes>*>(to)->emplace_back(frame, frame + length);
-        },
-        &out);
-    for (const char byte : stream)
-        framing.receive(static_cast<uint8_t>(byte));
-    return out;
-}
-
 ScriptedFirmware::ScriptedFirmware(std::shared_ptr<ScriptedConverter> converter)
     : converter_(std::move(converter)), thread_() {
     using namespace msg_type;
@@ -103,20 +80,6 @@ void ScriptedFirmware::answer(uint8_t type, uint8_t command, Answer answer) {
     const std::lock_guard lock(mutex_);
     std::erase_if(answers_, [&](const auto& row) { return row.first == pairOf(type, command); });
     answers_.emplace_back(pairOf(type, command), std::move(answer));
-}
-
-void ScriptedFirmware::ignore(uint8_t type, uint8_t command) {
-    answer(type, command, [](const Bytes&) { return std::vector<Bytes>(); });
-}
-
-void ScriptedFirmware::intercept(std::function<bool(const Bytes&, std::vector<Bytes>*)> look) {
-    const std::lock_guard lock(mutex_);
-    look_ = std::move(look);
-}
-
-std::vector<Bytes> ScriptedFirmware::requests() const {
-    const std::lock_guard lock(mutex_);
-    return seen_;
 }
 
 std::vector<Bytes> ScriptedFirmware::requests(uint8_t type, uint8_t command) const {

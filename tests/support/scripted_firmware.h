@@ -11,17 +11,15 @@
 #include <thread>
 #include <vector>
 
-#include "lib/hdlc.h"
+#include "tests/support/frames.h"
 #include "tests/support/scripted_driver.h"
 
 namespace kovgui::ftdi {
 
 using Bytes = std::vector<uint8_t>;
 
-/// The bytes of one frame as they cross the line.
-std::string framed(const Bytes& contents);
-/// The contents of the good frames in a stream.
-std::vector<Bytes> framesIn(const std::string& stream);
+using ::framed;
+using ::framesIn;
 
 /// A firmware behind a scripted converter: answers each request frame, one after the other, from a thread of
 /// its own after a device's turn-around time. It knows the identity requests and pings, and what the test
@@ -38,12 +36,20 @@ public:
     using Answer = std::function<std::vector<Bytes>(const Bytes& request)>;
     void answer(uint8_t type, uint8_t command, Answer answer);
     /// Requests of that kind get no answer.
-    void ignore(uint8_t type, uint8_t command);
+    void ignore(uint8_t type, uint8_t command) {
+        answer(type, command, [](const Bytes&) { return std::vector<Bytes>(); });
+    }
     /// Sees each frame before it is answered, and may put another answer in its place by returning true.
-    void intercept(std::function<bool(const Bytes& request, std::vector<Bytes>* answer)> look);
+    void intercept(std::function<bool(const Bytes& request, std::vector<Bytes>* answer)> look) {
+        const std::lock_guard lock(mutex_);
+        look_ = std::move(look);
+    }
 
     /// The requests so far.
-    std::vector<Bytes> requests() const;
+    std::vector<Bytes> requests() const {
+        const std::lock_guard lock(mutex_);
+        return seen_;
+    }
     std::vector<Bytes> requests(uint8_t type, uint8_t command) const;
 
 private:
