@@ -31,7 +31,7 @@ constexpr ColumnLook looks[oabr::smac_columns] = {
     {"Frames for the address go to OABR2", 94},
     {"Frames for the address go to 100BaseTX", 100},
     {"Frames for the address go to USB", 80},
-    {"Six groups of hexadecimal digits with colons between", 155},
+    {"Six groups of hexadecimal digits with colons between", 145},
 };
 
 std::vector<CheckedGrid::Column> gridColumns() {
