@@ -98,16 +98,6 @@ void enterFakeUsb(char** arguments) {
     std::exit(1);
 }
 
-void ScriptedLine::write(std::span<const uint8_t> bytes) {
-    if (!answer) return;
-    const std::string reply = answer(std::string(bytes.begin(), bytes.end()));
-    give({reinterpret_cast<const uint8_t*>(reply.data()), reply.size()});
-}
-
-void ScriptedLine::setBitMode(uint8_t mask, uint8_t mode) {
-    bits_ = mode == 0x20 ? mask : 0xF1;
-}
-
 /// A transfer that the host has submitted.
 struct Converter::Urb {
     explicit Urb(UMockdevIoctlData* submitted)
@@ -139,7 +129,7 @@ Converter::Converter(Bus& bus, Identity identity, std::unique_ptr<LineEnd> line)
     : bus_(bus),
       identity_(std::move(identity)),
       address_(++bus.last_address_),
-      line_(line ? std::move(line) : std::make_unique<ScriptedLine>()),
+      line_(line ? std::move(line) : std::make_unique<SilentLine>()),
       kernel_driver_(identity_.kernel_driver) {
     line_->give = [this](std::span<const uint8_t> bytes) {
         incoming_.insert(incoming_.end(), bytes.begin(), bytes.end());
@@ -222,19 +212,9 @@ void Converter::forbid() {
     fchmod(slave_, 0600);
 }
 
-void Converter::give(std::span<const uint8_t> bytes) {
-    std::lock_guard lock(mutex_);
-    line_->give(bytes);
-}
-
 void Converter::give(const std::string& bytes) {
-    give({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
-}
-
-void Converter::setStatus(uint8_t modem, uint8_t line) {
     std::lock_guard lock(mutex_);
-    modem_ = modem;
-    line_status_ = line;
+    line_->give({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
 }
 
 void Converter::stall(bool yes) {
@@ -249,89 +229,12 @@ void Converter::failTransfers(bool yes) {
     moveBytes();
 }
 
-std::string Converter::written() const {
-    std::lock_guard lock(mutex_);
-    return written_;
-}
-
-bool Converter::waitWritten(size_t bytes, std::chrono::milliseconds limit) const {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, limit, [&] { return written_.size() >= bytes; });
-}
-
-bool Converter::waitReads(size_t at_least, std::chrono::milliseconds limit) const {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, limit, [&] {
-        size_t reads = 0;
-        for (const auto& [key, client] : clients_)
-            for (const auto& urb : client->under_way)
-                reads += urb->isRead();
-        return reads >= at_least;
-    });
-}
-
-bool Converter::waitSending(std::chrono::milliseconds limit) const {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, limit, [&] {
-        return std::any_of(clients_.begin(), clients_.end(), [](const auto& each) {
-            const auto& urbs = each.second->under_way;
-            return std::any_of(urbs.begin(), urbs.end(), [](const auto& urb) { return !urb->isRead(); });
-        });
-    });
-}
-
-size_t Converter::sends() const {
-    std::lock_guard lock(mutex_);
-    return sends_;
-}
-
-std::vector<std::string> Converter::requests() const {
-    std::lock_guard lock(mutex_);
-    return requests_;
-}
-
-void Converter::clearRequests() {
-    std::lock_guard lock(mutex_);
-    requests_.clear();
-}
-
-double Converter::rate() const {
-    std::lock_guard lock(mutex_);
-    return rate_;
-}
-
-bool Converter::claimed() const {
-    std::lock_guard lock(mutex_);
-    return owner_ != nullptr;
-}
-
-bool Converter::waitFree(std::chrono::milliseconds limit) const {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, limit, [this] { return !owner_; });
-}
-
-bool Converter::kernelDriver() const {
-    std::lock_guard lock(mutex_);
-    return kernel_driver_;
-}
-
-int Converter::opened() const {
-    std::lock_guard lock(mutex_);
-    return opened_;
-}
-
-int Converter::resets() const {
-    std::lock_guard lock(mutex_);
-    return resets_;
-}
-
-std::vector<int> Converter::readSizes() const {
-    std::lock_guard lock(mutex_);
-    std::vector<int> sizes;
+std::vector<int> Converter::lengths(bool reads) const {
+    std::vector<int> lengths;
     for (const auto& [key, client] : clients_)
         for (const auto& urb : client->under_way)
-            if (urb->isRead()) sizes.push_back(urb->head->buffer_length);
-    return sizes;
+            if (urb->isRead() == reads) lengths.push_back(urb->head->buffer_length);
+    return lengths;
 }
 
 void Converter::onConnected(UMockdevIoctlBase*, UMockdevIoctlClient* client, void* self_pointer) {
@@ -569,21 +472,7 @@ void Converter::moveBytes() {
         if (failing_) {
             finish(client, std::move(urb), -EPROTO);
         } else if (read) {
-            size_t filled = 0;
-            size_t count = packet_size;
-            while (count == packet_size && filled + packet_size <= urb->buffer.size()) {
-                count = std::min(packet_size, status_bytes + incoming_.size());
-                urb->buffer[filled] = modem_;
-                urb->buffer[filled + 1] = line_status_;
-                std::copy_n(incoming_.begin(), count - status_bytes,
-                            urb->buffer.begin() + static_cast<std::ptrdiff_t>(filled + status_bytes));
-                incoming_.erase(incoming_.begin(),
-                                incoming_.begin() + static_cast<std::ptrdiff_t>(count - status_bytes));
-                filled += count;
-            }
-            urb->head->actual_length = static_cast<int>(filled);
-            last_packet_ = Clock::now();
-            finish(client, std::move(urb), 0);
+            fill(client, std::move(urb));
         } else {
             ++sends_;
             urb->head->actual_length = urb->head->buffer_length;
@@ -597,6 +486,24 @@ void Converter::moveBytes() {
     }
 }
 
+/// Puts what has come into a reading transfer, as packets: at least one, of the two status bytes alone.
+void Converter::fill(Client& client, std::unique_ptr<Urb> urb) {
+    size_t filled = 0;
+    size_t count = packet_size;
+    while (count == packet_size && filled + packet_size <= urb->buffer.size()) {
+        count = std::min(packet_size, status_bytes + incoming_.size());
+        const auto data = incoming_.begin() + static_cast<std::ptrdiff_t>(count - status_bytes);
+        urb->buffer[filled] = modem_;
+        urb->buffer[filled + 1] = line_status_;
+        std::copy(incoming_.begin(), data, urb->buffer.data() + filled + status_bytes);
+        incoming_.erase(incoming_.begin(), data);
+        filled += count;
+    }
+    urb->head->actual_length = static_cast<int>(filled);
+    last_packet_ = Clock::now();
+    finish(client, std::move(urb), 0);
+}
+
 /// With nothing to say the chip still says so each time the latency timer runs out.
 void Converter::idlePackets() {
     const auto found = clients_.find(owner_);
@@ -606,11 +513,7 @@ void Converter::idlePackets() {
     if (read == urbs.end()) return;
     auto urb = std::move(*read);
     urbs.erase(read);
-    urb->buffer[0] = modem_;
-    urb->buffer[1] = line_status_;
-    urb->head->actual_length = status_bytes;
-    last_packet_ = Clock::now();
-    finish(*found->second, std::move(urb), 0);
+    fill(*found->second, std::move(urb));
 }
 
 /// A program that closes the node gives the converter free at once in a real kernel. Here that takes a

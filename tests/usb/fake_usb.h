@@ -53,13 +53,11 @@ public:
     virtual Clock::time_point live() { return Clock::time_point::max(); }
 };
 
-/// Answers nothing, or what the test says.
-class ScriptedLine : public LineEnd {
+/// Answers nothing.
+class SilentLine : public LineEnd {
 public:
-    /// What is given back for each transfer of bytes.
-    std::function<std::string(std::string)> answer;
-    void write(std::span<const uint8_t> bytes) override;
-    void setBitMode(uint8_t mask, uint8_t mode) override;
+    void write(std::span<const uint8_t>) override {}
+    void setBitMode(uint8_t mask, uint8_t mode) override { bits_ = mode == 0x20 ? mask : 0xF1; }
     uint8_t bitMode() override { return bits_; }
 
 private:
@@ -88,10 +86,13 @@ public:
     Converter& operator=(const Converter&) = delete;
 
     /// Bytes arrive on the serial line.
-    void give(std::span<const uint8_t> bytes);
     void give(const std::string& bytes);
     /// The two status bytes of each packet from now on.
-    void setStatus(uint8_t modem, uint8_t line);
+    void setStatus(uint8_t modem, uint8_t line) {
+        std::lock_guard lock(mutex_);
+        modem_ = modem;
+        line_status_ = line;
+    }
     /// While true, bytes to the line stay where they are: the other side has sent XOFF.
     void stall(bool yes);
     /// Every transfer fails from now on, but the converter stays.
@@ -103,28 +104,42 @@ public:
     // What happened.
 
     /// All bytes that the host has sent.
-    std::string written() const;
-    bool waitWritten(size_t bytes, std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
+    std::string written() const { return get(written_); }
+    bool waitWritten(size_t bytes) const {
+        return wait([&] { return written_.size() >= bytes; });
+    }
     /// Waits until that many reading transfers wait for data.
-    bool waitReads(size_t at_least, std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
+    bool waitReads(size_t at_least) const {
+        return wait([&] { return lengths(true).size() >= at_least; });
+    }
     /// Waits until a transfer to the line is stalled.
-    bool waitSending(std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
+    bool waitSending() const {
+        return wait([&] { return !lengths(false).empty(); });
+    }
     /// Bulk transfers to the line so far.
-    size_t sends() const;
+    size_t sends() const { return get(sends_); }
     /// Vendor requests so far, "request value index" in hexadecimal, as "3 4138 0".
-    std::vector<std::string> requests() const;
-    void clearRequests();
+    std::vector<std::string> requests() const { return get(requests_); }
+    void clearRequests() {
+        std::lock_guard lock(mutex_);
+        requests_.clear();
+    }
     /// The rate that the last request 3 set, in baud.
-    double rate() const;
-    bool claimed() const;
+    double rate() const { return get(rate_); }
+    bool claimed() const { return get(owner_) != nullptr; }
     /// Waits until no program holds it; the end of a program is noticed a moment later.
-    bool waitFree(std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
-    bool kernelDriver() const;
+    bool waitFree() const {
+        return wait([&] { return !owner_; });
+    }
+    bool kernelDriver() const { return get(kernel_driver_); }
     /// How often a program has opened the node.
-    int opened() const;
-    int resets() const;
+    int opened() const { return get(opened_); }
+    int resets() const { return get(resets_); }
     /// Length of each reading transfer that waits.
-    std::vector<int> readSizes() const;
+    std::vector<int> readSizes() const {
+        std::lock_guard lock(mutex_);
+        return lengths(true);
+    }
 
 private:
     struct Urb;
@@ -135,6 +150,18 @@ private:
         Clock::time_point until;
     };
 
+    template <class Value>
+    Value get(const Value& member) const {
+        std::lock_guard lock(mutex_);
+        return member;
+    }
+    template <class Condition>
+    bool wait(Condition condition) const {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, std::chrono::seconds(10), condition);
+    }
+    /// Of the transfers that are under way. The lock is held.
+    std::vector<int> lengths(bool reads) const;
     static int onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, void* self);
     static void onConnected(UMockdevIoctlBase*, UMockdevIoctlClient* client, void* self);
     static void onVanished(void* self, GObject* client);
@@ -147,6 +174,7 @@ private:
     int string(uint8_t number, std::span<uint8_t> data) const;
     void finish(Client& client, std::unique_ptr<Urb> urb, int status);
     void moveBytes();
+    void fill(Client& client, std::unique_ptr<Urb> urb);
     void idlePackets();
     void letGo(Client& client);
     void updateNode();
