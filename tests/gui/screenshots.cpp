@@ -25,6 +25,7 @@
 #include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/ConfigDlg/CounterPanel.h"
 #include "src/ConfigDlg/DynamicMacTab.h"
+#include "src/ConfigDlg/StaticMacAdressTab.h"
 #include "src/ConfigDlg/VlanEntryDialog.h"
 #include "src/ConfigDlg/VlanTab.h"
 #include "src/ConfigManager/XmlConfigDialog.h"
@@ -312,8 +313,36 @@ void takeCanRemarks(MainFrame* frame) {
     book->SetSelection(0);
 }
 
+/// The static MAC table with entries, and with cells that are wrong.
+void takeStaticMac(MainFrame* frame) {
+    auto* tab = showTab<StaticMacAdressTab>(frame);
+    if (tab == nullptr) return;
+    waitUntilRead(tab);
+    StaticMacAdressTab::Cells cells = tab->cells();
+    for (size_t row = 0; row < 5; ++row)
+        cells[row] = {row == 3 ? "0" : "1",
+                      std::to_string(10 * row),
+                      row % 2 ? "1" : "0",
+                      "0",
+                      "1",
+                      "0",
+                      "1",
+                      row % 2 ? "0" : "1",
+                      "02:00:5E:10:00:0" + std::to_string(row)};
+    tab->load(cells);
+    auto* grid = static_cast<controls::CheckedGrid*>(tab->FindWindow(StaticMacAdressTab::ID_TABLE));
+    grid->GoToCell(0, oabr::smac_fid);
+    takeWindow(frame, "vlan-static-mac");
+    controls::copyText("128\t1\tyes");
+    grid->GoToCell(3, oabr::smac_fid);
+    grid->paste();
+    takeWindow(frame, "vlan-static-mac-wrong-cell");
+    tab->load(cells);
+}
+
 /// The VLAN table with entries, its progress and its dialog, and learnt addresses.
 void takeVlanTables(MainFrame* frame) {
+    takeStaticMac(frame);
     auto* vlan = showTab<VlanTab>(frame);
     if (vlan == nullptr) return;
     wxTimer timer;
