@@ -138,21 +138,6 @@ TEST(Console, SaysWhichDeviceItCannotHave) {
     EXPECT_THAT(none.err, HasSubstr("No device found."));
 }
 
-TEST(Console, ADeviceInUseIsRefusedAndTheOtherConsoleGoesOn) {
-    const auto device = SimulatedDevice().start();
-    Running first = console().in(device).start();
-    first.write(chip_family);
-    ASSERT_TRUE(first.wait_out("0x0095\n")) << first.err();
-    const Result second = console().in(device).input("ping\n").run();
-    EXPECT_EQ(second.status, 2);
-    EXPECT_THAT(second.err, HasSubstr("in use by another program"));
-    first.write(usb_membership);
-    EXPECT_TRUE(first.wait_out("0x001F\n")) << first.err();
-    first.close_input();
-    EXPECT_EQ(first.wait().status, 0);
-    EXPECT_EQ(console().in(device).input("ping\n").run().status, 0);
-}
-
 TEST(Console, ADeviceThatDoesNotAnswerIsNotConnected) {
     const auto device = SimulatedDevice().fault("silent").start();
     const Result result = console().in(device).input("ping\n").run();
@@ -270,15 +255,6 @@ TEST(Console, NoiseDoesNotWedgeIt) {
     const Result result = console().in(device).input(lines).run();
     EXPECT_THAT(result.out, MatchesRegex("(0x0095\n)+")) << result;
     EXPECT_GE(count(result.out, "0x0095\n"), 10u) << result;
-}
-
-TEST(Console, ARequestThatTheFirmwareDoesNotKnowIsReported) {
-    const auto device = SimulatedDevice().speed("fast").start();
-    Running running = console().in(device).start();
-    running.write("raw F0 3B 01\n");
-    EXPECT_TRUE(running.wait_err("ERROR in type(FFFFFFF0) cmd(3B)")) << running.err();
-    running.write(chip_family);
-    EXPECT_TRUE(running.wait_out("0x0095\n"));
 }
 
 }  // namespace

@@ -12,9 +12,9 @@
 #include "lib/console_cmd.h"
 #include "lib/crc16_ccitt.h"
 #include "lib/ksz.h"
-#include "lib/port_config.h"
 #include "sim/firmware.h"
 #include "tests/lib/fake_device.h"
+#include "tests/lib/port_settings.h"
 
 namespace {
 
@@ -70,6 +70,13 @@ void appendAll(std::vector<e2p_cfg_cmd>& to, const e2p_cfg_cmd_list& list) {
     to.insert(to.end(), list.records, list.records + list.count);
 }
 
+void appendSwitch(std::vector<e2p_cfg_cmd>& to, std::initializer_list<e2p_cfg_cmd_array*> sets) {
+    for (e2p_cfg_cmd_array* set : sets) {
+        appendAll(to, set->switch_cfg);
+        e2p_cfg_cmd_array_delete(&set);
+    }
+}
+
 void writeArea(const std::vector<e2p_cfg_cmd>& body, e2p_area area) {
     const std::vector<e2p_cfg_cmd> list = e2p_with_markers(body);
     e2p_write_config(list.data(), area.address, area.limit);
@@ -103,25 +110,11 @@ Setting ofPort(const char* name, int port, Set set, Store store, std::vector<int
 
 std::vector<Setting> allSettings() {
     std::vector<Setting> all = {
-        {"USB_autoneg", USB_autoneg_set, USB_autoneg_store, {0, 1}},
-        {"ETH_autoneg", ETH_autoneg_set, ETH_autoneg_store, {0, 1}},
-        {"USB_speed", USB_speed_set, USB_speed_store, {0, 1}},
-        {"ETH_speed", ETH_speed_set, ETH_speed_store, {0, 1}},
-        {"OABR1_speed", OABR1_speed_set, OABR1_speed_store, {0, 1}},
-        {"OABR2_speed", OABR2_speed_set, OABR2_speed_store, {0, 1}},
-        {"USB_flow", USB_flow_set, USB_flow_store, {0, 1}},
-        {"ETH_flow", ETH_flow_set, ETH_flow_store, {0, 1}},
-        {"OABR1_flow", OABR1_flow_set, OABR1_flow_store, {0, 1}},
-        {"OABR2_flow", OABR2_flow_set, OABR2_flow_store, {0, 1}},
-        {"USB_duplex", USB_duplex_set, USB_duplex_store, {0, 1}},
-        {"ETH_duplex", ETH_duplex_set, ETH_duplex_store, {0, 1}},
         {"8021q", ksz_8021q_set, ksz_8021q_store, {0, 1}},
-        // A store cannot record "none".
-        {"USB_sniff", USB_sniff_set, USB_sniff_store, {1, 2, 3, 4}},
-        {"ETH_sniff", ETH_sniff_set, ETH_sniff_store, {1, 2, 3, 4}},
-        {"OABR1_sniff", OABR1_sniff_set, OABR1_sniff_store, {1, 2, 3, 4}},
-        {"OABR2_sniff", OABR2_sniff_set, OABR2_sniff_store, {1, 2, 3, 4}},
     };
+    for (const PortSetting& each : port_settings)  // a store cannot record mirroring's "none"
+        all.push_back({each.name, each.set, each.store,
+                       each.values == 2 ? std::vector<int>{0, 1} : std::vector<int>{1, 2, 3, 4}});
     for (int port = 1; port <= ksz_port_count; ++port) {
         all.push_back(ofPort("insert_tag", port, ksz_insert_tag_set, ksz_insert_tag_store, {0, 1}));
         all.push_back(ofPort("remove_tag", port, ksz_remove_tag_set, ksz_remove_tag_store, {0, 1}));
@@ -176,10 +169,7 @@ TEST(Replay, MirroringForgetsWhichPortItWasTakenFrom) {
     Device stored;
     stored.answer(link);
     std::vector<e2p_cfg_cmd> body;
-    for (e2p_cfg_cmd_array* set : {ETH_sniff_store(1), OABR2_sniff_store(1)}) {
-        appendAll(body, set->switch_cfg);
-        e2p_cfg_cmd_array_delete(&set);
-    }
+    appendSwitch(body, {ETH_sniff_store(1), OABR2_sniff_store(1)});
     writeArea(body, e2p_switch_area);
     stored.start();
     int eth = 0;
@@ -201,10 +191,7 @@ TEST(Replay, TablesComeBack) {
     Device stored;
     stored.answer(link);
     std::vector<e2p_cfg_cmd> body;
-    for (e2p_cfg_cmd_array* set : {ksz_smac_store(5, address), ksz_vlan_store(rows)}) {
-        appendAll(body, set->switch_cfg);
-        e2p_cfg_cmd_array_delete(&set);
-    }
+    appendSwitch(body, {ksz_smac_store(5, address), ksz_vlan_store(rows)});
     writeArea(body, e2p_switch_area);
     stored.start();
     EXPECT_EQ(stored.registers(), live.registers());
@@ -220,9 +207,7 @@ int listedRecords() {
     EXPECT_EQ(process_cmd_cfg(argument), cmd_ok);
     const std::string out = testing::internal::GetCapturedStdout();
     int found = 0;
-    for (size_t at = out.find(" mask "); at != out.npos; at = out.find(" mask ", at + 1))
-        ++found;
-    for (const char* table : {"static MAC entry", "VLAN set"})
+    for (const char* table : {" mask ", "static MAC entry", "VLAN set"})
         for (size_t at = out.find(table); at != out.npos; at = out.find(table, at + 1))
             ++found;
     return found;
@@ -232,14 +217,9 @@ TEST(Replay, AnInterruptedWriteShowsAsTheFirmwareReplaysIt) {
     FakeDevice link;
     const ksz_vlan_row old_row{5, {true, 0b1001, 77}};
     std::vector<e2p_cfg_cmd> old_body;
-    e2p_cfg_cmd_array* set = ksz_vlan_store({&old_row, 1});
-    appendAll(old_body, set->switch_cfg);
-    e2p_cfg_cmd_array_delete(&set);
+    appendSwitch(old_body, {ksz_vlan_store({&old_row, 1})});
     std::vector<e2p_cfg_cmd> new_body;
-    for (e2p_cfg_cmd_array* each : {ETH_speed_store(0), ksz_pvid_store(2, 0xABC), OABR1_speed_store(0)}) {
-        appendAll(new_body, each->switch_cfg);
-        e2p_cfg_cmd_array_delete(&each);
-    }
+    appendSwitch(new_body, {ETH_speed_store(0), ksz_pvid_store(2, 0xABC), OABR1_speed_store(0)});
     size_t bytes = 0;
     for (const e2p_cfg_cmd& record : e2p_with_markers(new_body))
         bytes += static_cast<size_t>(record.length());

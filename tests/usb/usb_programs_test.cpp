@@ -95,6 +95,8 @@ TEST_F(UsbPrograms, ADeviceThatAnotherProgramHoldsIsInUse) {
     const Result second = console("ping\n");
     EXPECT_EQ(second.status, 2) << second;
     EXPECT_THAT(second.err, HasSubstr("in use by another program"));
+    first.write("version\n");
+    EXPECT_TRUE(first.wait_out("Firmware")) << "goes on";
     first.close_input();
     EXPECT_EQ(first.wait().status, 0);
     EXPECT_EQ(console("ping\n").status, 0);
