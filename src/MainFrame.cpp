@@ -565,7 +565,9 @@ void MainFrame::OnResetDevice(wxCommandEvent&) {
 int MainFrame::runWhilePainting(const wxString& notice, const wxString& title,
                                 const std::function<int()>& work) {
     const wxWindowDisabler disabled;
-    const wxBusyInfo info(wxBusyInfoFlags().Parent(this).Title("<b>" + title + "</b>").Text(notice));
+    // One text with markup: beside a title of its own the text gets no room.
+    const wxBusyInfo info(
+        wxBusyInfoFlags().Parent(this).Text("<big><b>" + title + "</b></big>\n\n" + notice));
     const wxBusyCursor busy;
     int result = -1;
     wxGUIEventLoop loop;

@@ -16,6 +16,7 @@
 #include <wx/timer.h>
 #include <wx/uiaction.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -25,6 +26,7 @@
 #include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/ConfigDlg/CounterPanel.h"
 #include "src/ConfigDlg/DynamicMacTab.h"
+#include "src/ConfigDlg/PortBasedVlanTab.h"
 #include "src/ConfigDlg/StaticMacAdressTab.h"
 #include "src/ConfigDlg/VlanEntryDialog.h"
 #include "src/ConfigDlg/VlanTab.h"
@@ -280,10 +282,16 @@ void takeStore(MainFrame* frame, sim_process::Device& device) {
     chooseDevice(frame, "Connected");
     if (auto* vlan = showTab<VlanTab>(frame)) waitUntilRead(vlan);
     wxTimer timer;
-    timer.Bind(wxEVT_TIMER, [](wxTimerEvent&) { take(areaOf(nullptr), "storing"); });
-    timer.StartOnce(300);
+    int seen = 0;
+    timer.Bind(wxEVT_TIMER, [&](wxTimerEvent&) {
+        const bool notice = std::any_of(wxTopLevelWindows.begin(), wxTopLevelWindows.end(),
+                                        [&](auto* window) { return window != frame && window->IsShown(); });
+        if (notice && ++seen == 4) take(areaOf(nullptr), "storing");
+    });
+    timer.Start(50);
     send(frame, ID_STORE);
-    settle();
+    timer.Stop();
+    showTab<PortBasedVlanTab>(frame)->load({0x0E, 0x0D, 0x0B, 0x07});
     device.control("fault e2p-most=2");
     takeModal(frame, "message-store-failed", [&] { send(frame, ID_STORE); });
 }
