@@ -28,8 +28,17 @@ Open& open() {
 OKVXConsole::OKVXConsole(std::string title, ConsoleOwner* owner)
     : wxThread(wxTHREAD_DETACHED), title_(std::move(title)), owner_(owner) {}
 
+/// One that ran is deleted by the toolkit at the end of its thread, of which some is still to come: only when
+/// the thread is gone may stopAndWait return, for the program often ends then.
 OKVXConsole::~OKVXConsole() {
-    DeleteConsole();
+    std::unique_lock lock(open().mutex);
+    if (open().console != this) return;
+    console_.reset();
+    open().console = nullptr;
+    if (GetCurrentId() == ran_in_)
+        std::notify_all_at_thread_exit(open().closed, std::move(lock));
+    else
+        open().closed.notify_all();
 }
 
 bool OKVXConsole::CreateConsole() {
@@ -76,9 +85,9 @@ bool OKVXConsole::showOpen() {
 }
 
 wxThread::ExitCode OKVXConsole::Entry() {
+    ran_in_ = GetCurrentId();
     running_ = 1;
     ParseInteractive();
-    DeleteConsole();
     return nullptr;
 }
 

@@ -59,6 +59,7 @@ private:
 
     const std::string title_;
     ConsoleOwner* const owner_;
+    wxThreadIdType ran_in_{};
     std::atomic<int> running_{0};
     platform::Event stop_;
     std::unique_ptr<platform::TextConsole> console_;
