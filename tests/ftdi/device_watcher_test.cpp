@@ -4,12 +4,12 @@
 #include <sys/stat.h>
 
 #include <atomic>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 #include "src/platform/event.h"
 #include "src/platform/private_directory.h"
+#include "tests/support/temporary_directory.h"
 
 namespace kovgui::platform {
 
@@ -17,13 +17,6 @@ namespace fs = std::filesystem;
 
 class WatchedDirectory : public testing::Test {
 protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "oabr-watch-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        root = pattern;
-    }
-    void TearDown() override { fs::remove_all(root); }
-
     static void put(const fs::path& file, const std::string& text = "x") { std::ofstream(file) << text; }
     std::unique_ptr<DeviceWatcher> watch(const fs::path& directory) {
         return std::make_unique<DeviceWatcher>(directory.string(), [this] {
@@ -32,7 +25,8 @@ protected:
         });
     }
 
-    fs::path root;
+    const sim_process::TemporaryDirectory home;
+    const fs::path root = home.path();
     std::atomic<int> calls{0};
     Event called;
 };
@@ -67,14 +61,14 @@ TEST_F(WatchedDirectory, NeedNotExistYet) {
 }
 
 TEST_F(WatchedDirectory, MayBeDeletedAndCreatedAgain) {
-    const fs::path directory = root / "devices";
-    fs::create_directory(directory);
-    const auto watcher = watch(directory);
-    fs::remove_all(directory);
+    const fs::path devices = root / "devices";
+    fs::create_directory(devices);
+    const auto watcher = watch(devices);
+    fs::remove_all(devices);
     ASSERT_TRUE(called.wait(5000));
-    fs::create_directory(directory);
+    fs::create_directory(devices);
     ASSERT_TRUE(called.wait(5000));
-    put(directory / "a");
+    put(devices / "a");
     EXPECT_TRUE(called.wait(5000));
 }
 

@@ -13,49 +13,30 @@
 #include <fstream>
 #include <thread>
 
+#include "tests/support/temporary_directory.h"
+#include "tests/support/typed_input.h"
+
 namespace kovgui::platform {
 
 namespace fs = std::filesystem;
 using Input = TextConsole::Input;
 
-/// Standard input is a pipe that the test writes to.
 class StandardConsole : public testing::Test {
 protected:
-    void SetUp() override {
-        int ends[2];
-        ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-        saved = dup(STDIN_FILENO);
-        dup2(ends[0], STDIN_FILENO);
-        close(ends[0]);
-        keyboard = ends[1];
-    }
-    void TearDown() override {
-        endInput();
-        dup2(saved, STDIN_FILENO);
-        close(saved);
-    }
-    void type(const std::string& text) {
-        ASSERT_EQ(write(keyboard, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    }
-    void endInput() {
-        if (keyboard >= 0) close(keyboard);
-        keyboard = -1;
-    }
     std::string line() {
         std::string text;
         EXPECT_EQ(console->readLine(&text, stop), Input::line);
         return text;
     }
 
-    int saved = -1;
-    int keyboard = -1;
+    TypedInput input;
     Event stop;
     std::unique_ptr<TextConsole> console = TextConsole::standard();
 };
 
 TEST_F(StandardConsole, GivesLinesAndThenTheEnd) {
-    type("ping\n\nmreg 0x1800\r\nlast");
-    endInput();
+    input.type("ping\n\nmreg 0x1800\r\nlast");
+    input.end();
     EXPECT_EQ(line(), "ping");
     EXPECT_EQ(line(), "");
     EXPECT_EQ(line(), "mreg 0x1800");
@@ -68,12 +49,13 @@ TEST_F(StandardConsole, GivesLinesAndThenTheEnd) {
 }
 
 TEST_F(StandardConsole, CutsALongLineAndDropsItsTail) {
-    type(std::string(512, 'a') + "\n" + std::string(512, 'b') + "\r\n" + std::string(513, 'c') + "\nnext\n");
+    input.type(std::string(512, 'a') + "\n" + std::string(512, 'b') + "\r\n" + std::string(513, 'c') +
+               "\nnext\n");
     EXPECT_EQ(line(), std::string(512, 'a'));
     EXPECT_EQ(line(), std::string(512, 'b'));
     EXPECT_EQ(line(), std::string(512, 'c'));
     EXPECT_EQ(line(), "next");
-    std::thread typist([this] { type(std::string(100000, 'd') + "\nafter\n"); });
+    std::thread typist([this] { input.type(std::string(100000, 'd') + "\nafter\n"); });
     EXPECT_EQ(line(), std::string(512, 'd'));
     EXPECT_EQ(line(), "after");
     typist.join();
@@ -82,12 +64,12 @@ TEST_F(StandardConsole, CutsALongLineAndDropsItsTail) {
 TEST_F(StandardConsole, AStopEndsTheWaitAndGoesBeforeLines) {
     std::string text;
     std::thread stopper([this] {
-        type("half a line");
+        input.type("half a line");
         stop.set();
     });
     EXPECT_EQ(console->readLine(&text, stop), Input::stopped);
     stopper.join();
-    type(", the other half\n");
+    input.type(", the other half\n");
     stop.set();
     EXPECT_EQ(console->readLine(&text, stop), Input::stopped);
     EXPECT_EQ(line(), "half a line, the other half");
@@ -158,13 +140,6 @@ TEST(ConsoleOfAWindowProgram, IsTheTerminalItWasStartedFrom) {
 /// A program without a terminal, and what its search path offers as terminal window.
 class ConsoleWindow : public testing::Test {
 protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "oabr-window-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        root = pattern;
-    }
-    void TearDown() override { fs::remove_all(root); }
-
     void install(const std::string& script) {
         std::ofstream(root / "xterm") << "#!/bin/sh\ncd " << root << "\n" << script;
         chmod((root / "xterm").c_str(), 0755);
@@ -180,7 +155,8 @@ protected:
         return exitStatus(child);
     }
 
-    fs::path root;
+    const sim_process::TemporaryDirectory directory;
+    const fs::path root = directory.path();
 };
 
 TEST_F(ConsoleWindow, OpensOnAPseudoTerminal) {

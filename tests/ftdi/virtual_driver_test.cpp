@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "tests/support/fake_link_device.h"
+#include "tests/support/port_test.h"
 
 namespace kovgui::ftdi {
 
@@ -28,74 +29,22 @@ std::string raw(std::initializer_list<int> values) {
 
 }  // namespace
 
-class VirtualDevices : public testing::Test {
+class VirtualDevices : public PortTest {
 protected:
     void SetUp() override { setDriver(std::make_shared<VirtualDriver>(directory.path())); }
-    void TearDown() override {
-        FT_Close(handle);
-        setDriver(nullptr);
-    }
-
-    std::vector<std::string> serials() {
-        std::vector<std::string> out;
-        for (const DeviceNode& node : driver()->enumerate())
-            out.push_back(node.serial);
-        return out;
-    }
-    FT_STATUS openSerial(const char* serial) { return FT_OpenEx(serial, FT_OPEN_BY_SERIAL_NUMBER, &handle); }
 
     /// A device that is announced, open and set up as the transport does it.
     void openOne() {
         device = std::make_unique<FakeLinkDevice>("OK1");
         device->announce(directory);
-        ASSERT_EQ(openSerial("OK1"), FT_OK);
+        ASSERT_EQ(open("OK1"), FT_OK);
         ASSERT_EQ(FT_SetTimeouts(handle, 500, 500), FT_OK);
         ASSERT_EQ(FT_SetEventNotification(handle, 7, &event), FT_OK);
         ASSERT_TRUE(device->waitClient(true));
     }
-    FT_STATUS write(const std::string& data, DWORD* written) {
-        return FT_Write(handle, data.data(), static_cast<DWORD>(data.size()), written);
-    }
-    FT_STATUS write(const std::string& data) {
-        DWORD written = 0;
-        const FT_STATUS status = write(data, &written);
-        EXPECT_EQ(written, status == FT_OK ? data.size() : written);
-        return status;
-    }
-    std::string read(DWORD count, FT_STATUS expected = FT_OK) {
-        std::string data(count, '\0');
-        DWORD got = 0;
-        EXPECT_EQ(FT_Read(handle, data.data(), count, &got), expected);
-        data.resize(got);
-        return data;
-    }
-    FT_STATUS status(DWORD* rx, DWORD* events) {
-        DWORD tx;
-        return FT_GetStatus(handle, rx, &tx, events);
-    }
-    FT_STATUS status() {
-        DWORD rx, events;
-        return status(&rx, &events);
-    }
-    DWORD queued() {
-        DWORD rx = 0;
-        EXPECT_EQ(FT_GetQueueStatus(handle, &rx), FT_OK);
-        return rx;
-    }
-    /// Waits until the unplugged device has been noticed.
-    bool waitGone() {
-        const auto deadline = steady_clock::now() + milliseconds(5000);
-        while (status() == FT_OK) {
-            if (steady_clock::now() > deadline) return false;
-            event.wait(20);
-        }
-        return true;
-    }
 
     DeviceDirectory directory;
     std::unique_ptr<FakeLinkDevice> device;
-    platform::Event event;
-    FT_HANDLE handle = nullptr;
 };
 
 TEST_F(VirtualDevices, AreListedBySerialWhenTheyAcceptAConnection) {
@@ -117,7 +66,7 @@ TEST_F(VirtualDevices, AreListedBySerialWhenTheyAcceptAConnection) {
     EXPECT_EQ(serials(), std::vector<std::string>{"B"});
     chmod(directory.path().c_str(), 0777);
     EXPECT_TRUE(serials().empty());
-    EXPECT_EQ(openSerial("B"), FT_DEVICE_NOT_FOUND);
+    EXPECT_EQ(open("B"), FT_DEVICE_NOT_FOUND);
 }
 
 TEST_F(VirtualDevices, AreWatched) {
@@ -166,13 +115,13 @@ TEST_F(VirtualDevices, OpeningFailsWithTheRightStatus) {
         FakeLinkDevice one(row.serial, row.greeting);
         one.announce(directory);
         const auto begin = steady_clock::now();
-        EXPECT_EQ(openSerial(row.serial), row.status);
+        EXPECT_EQ(open(row.serial), row.status);
         EXPECT_LT(steady_clock::now() - begin, milliseconds(4000));
         EXPECT_EQ(handle, nullptr);
     }
-    EXPECT_EQ(openSerial("GONE"), FT_DEVICE_NOT_FOUND);  // its file is still there, nobody listens
-    EXPECT_EQ(openSerial("NONE"), FT_DEVICE_NOT_FOUND);
-    EXPECT_EQ(openSerial("../NONE"), FT_DEVICE_NOT_FOUND);
+    EXPECT_EQ(open("GONE"), FT_DEVICE_NOT_FOUND);  // its file is still there, nobody listens
+    EXPECT_EQ(open("NONE"), FT_DEVICE_NOT_FOUND);
+    EXPECT_EQ(open("../NONE"), FT_DEVICE_NOT_FOUND);
 }
 
 TEST_F(VirtualDevices, ADeviceThatAcceptsNobodyHoldsNothingUp) {
@@ -200,7 +149,7 @@ TEST_F(VirtualDevices, ADeviceThatAcceptsNobodyHoldsNothingUp) {
     }
     const auto begin = steady_clock::now();
     EXPECT_EQ(serials(), std::vector<std::string>{"GOOD"});
-    EXPECT_EQ(openSerial("STUCK1"), FT_IO_ERROR);
+    EXPECT_EQ(open("STUCK1"), FT_IO_ERROR);
     EXPECT_LT(steady_clock::now() - begin, milliseconds(4000));
     for (const int one : waiting)
         close(one);
@@ -534,7 +483,7 @@ TEST_F(VirtualDevices, MalformedMessagesEndTheConnection) {
         device->sendRaw(raw({0x82, 2, 0, 'o', 'k'}) + faults[i]);
         EXPECT_TRUE(device->waitClient(false));
         EXPECT_EQ(read(2), "ok");
-        EXPECT_TRUE(waitGone());
+        EXPECT_TRUE(seenGone());
         EXPECT_EQ(FT_Close(handle), FT_OK);
     }
 }
@@ -616,37 +565,19 @@ TEST_F(VirtualDevices, CloseSendsWhatIsQueuedAndTheNextOpenWorksAtOnce) {
         expected += part;
         ASSERT_EQ(FT_Close(handle), FT_OK);
         ASSERT_EQ(device->waitData(expected.size()), expected);
-        ASSERT_EQ(openSerial("OK1"), FT_OK);
+        ASSERT_EQ(open("OK1"), FT_OK);
     }
 }
 
 TEST_F(VirtualDevices, AReplacedDeviceIsOpenedUnderItsNewAddress) {
     openOne();
     device->unplug();
-    EXPECT_TRUE(waitGone());
+    EXPECT_TRUE(seenGone());
     EXPECT_EQ(FT_Close(handle), FT_OK);
-    EXPECT_EQ(openSerial("OK1"), FT_DEVICE_NOT_FOUND);
+    EXPECT_EQ(open("OK1"), FT_DEVICE_NOT_FOUND);
     openOne();
     device->sendData("back");
     EXPECT_EQ(read(4), "back");
-}
-
-TEST_F(VirtualDevices, TwoAreKeptApart) {
-    openOne();
-    FakeLinkDevice other("OK2");
-    other.announce(directory);
-    FT_HANDLE second = nullptr;
-    ASSERT_EQ(FT_OpenEx("OK2", FT_OPEN_BY_SERIAL_NUMBER, &second), FT_OK);
-    DWORD written = 0;
-    ASSERT_EQ(FT_Write(second, "two", 3, &written), FT_OK);
-    ASSERT_EQ(write("one"), FT_OK);
-    EXPECT_EQ(other.waitData(3), "two");
-    EXPECT_EQ(device->waitData(3), "one");
-    other.unplug();
-    device->sendData("still here");
-    EXPECT_EQ(read(10), "still here");
-    FT_Close(second);
-    EXPECT_EQ(status(), FT_OK);
 }
 
 TEST_F(VirtualDevices, UnpluggingAtAnyByteOfAMessageIsSurvived) {
@@ -658,7 +589,7 @@ TEST_F(VirtualDevices, UnpluggingAtAnyByteOfAMessageIsSurvived) {
         device->sendRaw(message.substr(0, cut));
         device->unplug();
         EXPECT_EQ(read(4, cut == message.size() ? FT_OK : FT_IO_ERROR), cut == message.size() ? "abcd" : "");
-        EXPECT_TRUE(waitGone());
+        EXPECT_TRUE(seenGone());
         EXPECT_EQ(FT_Close(handle), FT_OK);
     }
 }

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -10,6 +9,7 @@
 
 #include "src/FlashDlg/IFFFile.h"
 #include "src/FlashDlg/IntelHexConverter.h"
+#include "tests/support/temporary_directory.h"
 
 namespace kovgui {
 namespace {
@@ -24,11 +24,6 @@ constexpr const char* short_program = "[Program]\nhex = \":0100000011EE\n:000000
 
 class IffFile : public testing::Test {
 protected:
-    IffFile()
-        : path_(std::filesystem::temp_directory_path() /
-                (std::string("iff-test-") + std::to_string(getpid()) + ".iff")) {}
-    ~IffFile() override { std::filesystem::remove(path_); }
-
     int open(const std::string& text) {
         std::ofstream(path_, std::ios::binary) << text;
         return file.openFile(path_.c_str());
@@ -41,7 +36,8 @@ protected:
     }
 
     IFFFile file;
-    const std::filesystem::path path_;
+    const sim_process::TemporaryDirectory directory_;
+    const std::string path_ = directory_.path() + "/file.iff";
 };
 
 TEST_F(IffFile, PacksVersionsAndDate) {
