@@ -3,6 +3,7 @@
 // Usage: round_trip OABR-SIM
 
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -129,7 +130,10 @@ public:
     explicit PingPong(int turn_around_us) : socket_(context_) {
         asio::ip::tcp::acceptor acceptor(context_, {asio::ip::address_v4::loopback(), 0});
         answering_ = fork();
-        if (answering_ == 0) answer(acceptor, turn_around_us);
+        if (answering_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);  // whatever ends the asking side
+            answer(acceptor, turn_around_us);
+        }
         socket_.connect(acceptor.local_endpoint());
         socket_.set_option(asio::ip::tcp::no_delay(true));
     }
