@@ -314,23 +314,6 @@ TEST_F(VirtualDevices, AReadWaitsForTheCountOrItsTimeout) {
     EXPECT_EQ(read(0), "");
 }
 
-TEST_F(VirtualDevices, AFrameWrittenByteByByteLeavesTogether) {
-    openOne();
-    constexpr int frames = 200;
-    constexpr size_t frame = 14;
-    for (int i = 0; i < frames; ++i) {
-        for (size_t k = 0; k < frame; ++k)
-            ASSERT_EQ(write(std::string(1, static_cast<char>(i))), FT_OK);
-        ASSERT_EQ(device->waitData(static_cast<size_t>(i + 1) * frame).size(),
-                  static_cast<size_t>(i + 1) * frame);
-    }
-    // Far from a message for each byte, even where a busy machine takes the writing thread off in mid-frame.
-    EXPECT_LT(device->dataMessages(), frames * frame / 2);
-    const std::string all = device->waitData(0);
-    for (size_t i = 0; i < all.size(); ++i)
-        ASSERT_EQ(all[i], static_cast<char>(i / frame));
-}
-
 TEST_F(VirtualDevices, CorkedBytesLeaveInOneMessage) {
     openOne();
     constexpr size_t frames = 200;

@@ -351,64 +351,6 @@ TEST_F(DeviceTest, ABrokenWriteDropsTheRestOfItsFrameAndFreesTheLine) {
                 Contains(Bytes{msg_type::request, msg_cmd::debug, 'w', 'h', 'o', 'l', 'e'}));
 }
 
-TEST_F(DeviceTest, ThreadsOnAFaultyDeviceNeverGetAWrongValue) {
-    connect();
-    const auto mdio = [](const Bytes& asked) {
-        return Bytes{msg_type::reply, msg_cmd::mdio_read, asked[2],
-                     asked[3],        asked[3],           static_cast<uint8_t>(~asked[3])};
-    };
-    firmware->answer(msg_type::request, msg_cmd::mdio_read,
-                     [&](const Bytes& asked) { return std::vector<Bytes>{mdio(asked)}; });
-    firmware->answer(msg_type::request, msg_cmd::smi_read, [](const Bytes& asked) {
-        return std::vector<Bytes>{
-            {msg_type::reply, msg_cmd::smi_read, asked[2], static_cast<uint8_t>(asked[2] ^ 0x5A)}};
-    });
-    int count = 0;
-    Bytes late;
-    firmware->intercept([&](const Bytes& asked, std::vector<Bytes>* answer) {
-        ++count;
-        if (count < 6) return false;   // a device shows how it answers before it fails
-        if (count == 20) return true;  // dropped
-        if (asked[1] != msg_cmd::mdio_read) return false;
-        if (count % 7 == 0) *answer = {mdio(asked), mdio(asked)};  // doubled
-        if (count >= 30 && late.empty()) {                         // comes with the next one of its kind
-            late = mdio(asked);
-            return true;
-        }
-        if (!late.empty() && count < 60) {
-            *answer = {late, mdio(asked)};
-            late = {0};
-        }
-        return !answer->empty();
-    });
-    std::atomic<int> wrong{0};
-    std::atomic<int> failed{0};
-    const auto readPhy = [&](int first) {
-        for (int i = 0; i < 30; ++i) {
-            const auto reg = static_cast<uint8_t>(first + i);
-            uint16_t value = 0;
-            if (mdio_read(mdio_switch, reg, &value) != 0)
-                ++failed;
-            else if (value != static_cast<uint16_t>(reg | static_cast<uint8_t>(~reg) << 8))
-                ++wrong;
-        }
-    };
-    std::thread same([&] { readPhy(0); });
-    std::thread kind([&] { readPhy(100); });
-    for (int i = 0; i < 30; ++i) {
-        uint8_t value = 0;
-        if (smi_read(static_cast<uint8_t>(i), &value) != 0)
-            ++failed;
-        else if (value != (i ^ 0x5A))
-            ++wrong;
-    }
-    same.join();
-    kind.join();
-    EXPECT_EQ(wrong, 0);
-    EXPECT_GE(failed, 1);
-    EXPECT_LE(failed, 6);
-}
-
 // ---- Operations ----
 
 TEST_F(DeviceTest, ResetPulsesTheResetLine) {

@@ -1,15 +1,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
 
+#include "tests/support/firmware_file.h"
 #include "tests/support/sim_process.h"
 
 using namespace sim_process;
@@ -25,34 +24,12 @@ std::string contents(const std::string& path) {
     return std::string((std::istreambuf_iterator<char>(file)), {});
 }
 
-void shell(const std::string& command) {
-    const int status = std::system(command.c_str());
-    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
-}
-
-/// Firmware files made of C programs, with the tools that firmware is made with.
-class FlashProgram : public testing::Test {
+class FlashProgram : public testing::Test, protected FirmwareFile {
 protected:
-    /// Compiles a program that says that it has this version, and packs it.
-    void build(const std::string& version, const std::string& more = "") {
-        std::ofstream(path("program.c"))
-            << "#include <avr/io.h>\n#include <avr/pgmspace.h>\n"
-               "const char version[] __attribute__((used)) = \"OABR_FW v"
-            << version << " 2024/5/6\";\n"
-            << more << "int main(void) { DDRB = 1; for (;;) PORTB ^= version[PINB & 7]; }\n";
-        shell("avr-gcc -mmcu=atmega328p -Os -o " + path("program.elf") + " " + path("program.c"));
-        shell("avr-objcopy -O ihex " + path("program.elf") + " " + path("program.hex"));
-        pack(version);
-    }
-    void pack(const std::string& version) {
-        shell(OABR_SOURCE_DIR "/tools/make-iff --target OABR_Korvex --bootloader v2a1b --version v" +
-              version + " --date 2024/5/6 " + path("program.hex") + " " + path("program.iff"));
-    }
     /// A program of 3 KiB: enough to be stopped on the way.
     void buildLarge(const std::string& version) {
         build(version, "const char ballast[3000] PROGMEM __attribute__((used)) = {[0 ... 2999] = 5};\n");
     }
-    std::string path(const std::string& name) const { return files_.path() + "/" + name; }
 
     Program flash(const Device& device) {
         return Program("oabr-flash").in(device).arg(path("program.iff")).deadline(std::chrono::seconds(120));
@@ -79,7 +56,6 @@ protected:
         }
     }
 
-    TemporaryDirectory files_;
     size_t zero_blocks_ = 0;
 };
 

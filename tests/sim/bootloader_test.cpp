@@ -122,23 +122,5 @@ TEST_F(Bootloader, StartsTheFirmware) {
     EXPECT_TRUE(started.start_firmware);
 }
 
-TEST_F(Bootloader, FaultsStrikeWhereTheyWereAskedFor) {
-    faults.silent_greetings = 2;
-    std::string error;
-    ASSERT_TRUE(faults.add("reject-record=2", &error));
-    ASSERT_TRUE(faults.add("flash-power-loss=4", &error));
-    faults.reject_last_record = true;
-    EXPECT_EQ(say("UUUUUU"), "");
-    EXPECT_EQ(say("UUUUUU"), "");
-    start_programming();
-    EXPECT_EQ(say(record(0, data, {1})), ".");
-    EXPECT_EQ(say(record(1, data, {1})), "-");
-    EXPECT_EQ(say("pf"), "pf+\r\n");
-    EXPECT_EQ(say(record(0, end_of_file, {})), "-");
-    EXPECT_EQ(say("pf"), "pf+\r\n");
-    EXPECT_TRUE(step(record(0, data, {1})).power_lost);
-    EXPECT_EQ(say(record(0, end_of_file, {})), ".");
-}
-
 }  // namespace
 }  // namespace oabr_sim

@@ -39,11 +39,6 @@ public:
     void ignore(uint8_t type, uint8_t command) {
         answer(type, command, [](const Bytes&) { return std::vector<Bytes>(); });
     }
-    /// Sees each frame before it is answered, and may put another answer in its place by returning true.
-    void intercept(std::function<bool(const Bytes& request, std::vector<Bytes>* answer)> look) {
-        const std::lock_guard lock(mutex_);
-        look_ = std::move(look);
-    }
 
     /// The requests so far.
     std::vector<Bytes> requests() const {
@@ -64,7 +59,6 @@ private:
     std::deque<Bytes> waiting_;
     std::vector<Bytes> seen_;
     std::vector<std::pair<uint16_t, Answer>> answers_;
-    std::function<bool(const Bytes&, std::vector<Bytes>*)> look_;
     bool ending_ = false;
 
     std::thread thread_;

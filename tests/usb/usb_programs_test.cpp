@@ -1,9 +1,6 @@
 #include <gmock/gmock.h>
-#include <sys/wait.h>
 
-#include <cstdlib>
-#include <fstream>
-
+#include "tests/support/firmware_file.h"
 #include "tests/support/sim_process.h"
 #include "tests/usb/sim_line.h"
 
@@ -21,15 +18,9 @@ protected:
     }
     Program program(const std::string& name) { return Program(name).env("OABR_VIRTUAL_ONLY", "0"); }
     Result console(const std::string& lines) { return program("oabr-console").arg("-e").input(lines).run(); }
-    std::string path(const std::string& name) const { return files.path() + "/" + name; }
-    void shell(const std::string& command) {
-        const int status = std::system(command.c_str());
-        ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
-    }
 
     oabr_sim::device_memory memory;
     fake_usb::Bus bus;
-    TemporaryDirectory files;
 };
 
 TEST_F(UsbPrograms, ConsoleTalksToTheFirmware) {
@@ -69,19 +60,11 @@ TEST_F(UsbPrograms, StoreComesBackAfterAPowerCycle) {
 }
 
 TEST_F(UsbPrograms, FlashUpdatesTheFirmware) {
-    std::ofstream(path("program.c")) << "#include <avr/io.h>\n#include <avr/pgmspace.h>\n"
-                                        "const char version[] __attribute__((used)) = "
-                                        "\"OABR_FW v1.7.0.9 2024/5/6\";\n"
-                                        "int main(void) { DDRB = 1; for (;;) PORTB ^= version[PINB & 7]; }\n";
-    shell("avr-gcc -mmcu=atmega328p -Os -o " + path("program.elf") + " " + path("program.c"));
-    shell("avr-objcopy -O ihex " + path("program.elf") + " " + path("program.hex"));
-    shell(OABR_SOURCE_DIR
-          "/tools/make-iff --target OABR_Korvex --bootloader v2a1b --version v1.7.0.9 --date "
-          "2024/5/6 " +
-          path("program.hex") + " " + path("program.iff"));
+    const FirmwareFile file;
+    file.build("1.7.0.9");
     const auto device = plug();
     const Result result =
-        program("oabr-flash").arg(path("program.iff")).deadline(std::chrono::seconds(120)).run();
+        program("oabr-flash").arg(file.path("program.iff")).deadline(std::chrono::seconds(120)).run();
     EXPECT_EQ(result.status, 0) << result;
     EXPECT_THAT(result.out, HasSubstr("runs firmware 01.07.00.09 of 2024/05/06"));
     EXPECT_THAT(device->requests(), testing::Contains(testing::StartsWith("b 20f0"))) << "held in reset";
