@@ -37,6 +37,8 @@ public:
     /// Shows the texts of a form, sends them and notes the change.
     /// @return what is wrong with them, in words; then the page is as it was
     std::string load(const oabr::CanForm& form);
+    /// Why the device may not have what the page shows; empty when the last sending succeeded.
+    const std::string& sendFailure() const { return failure_; }
 
 private:
     enum class Send { changed, everything };

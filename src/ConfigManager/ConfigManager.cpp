@@ -284,6 +284,7 @@ std::string ConfigManager::loadXmlLifeCycle(const Element& element) {
     for (size_t i = 0; i < oabr::can_field_count; ++i)
         form[static_cast<oabr::CanField>(i)] = values[i].second;
     faults = life_cycle_->load(form);
+    if (faults.empty()) faults = life_cycle_->sendFailure();
     return faults.empty() ? "" : "\"LifeCycle\", " + faults + "\n";
 }
 

@@ -359,6 +359,12 @@ TEST_F(ConfigFile, ASilentDeviceIsNoSuccess) {
     write(joined(wholeFile()));
     ASSERT_EQ(device.control("fault silent").substr(0, 2), "ok");
     EXPECT_THAT(load({"Port Config Panel"}), HasSubstr("could not be read"));
+    ASSERT_EQ(device.control("fault none").substr(0, 2), "ok");
+    ASSERT_EQ(load({"Sniffing Panel"}), "");
+    ASSERT_EQ(device.control("fault silent").substr(0, 2), "ok");
+    EXPECT_THAT(load({"Port Config Panel"}), HasSubstr("did not answer"));
+    EXPECT_THAT(load({"VLAN Panel"}), HasSubstr("did not take all of it"));
+    EXPECT_THAT(load({"Life Cycle Panel"}), HasSubstr("\"LifeCycle\", "));
 }
 
 }  // namespace
