@@ -5,13 +5,14 @@
 
 #include <numeric>
 
-#include "lib/comm_obj.h"
+#include "src/Controls/table_job.h"
 
 namespace kovgui {
 
 using controls::CheckedGrid;
 using controls::RecordSet;
 using controls::StoreStep;
+using controls::TableJobResult;
 using oabr::StaticMacRow;
 
 namespace {
@@ -119,22 +120,33 @@ void StaticMacAdressTab::showState() {
 
 /// Writes the rows that are right, and shows them in their normal form.
 bool StaticMacAdressTab::apply(const std::vector<int>& rows, Write what) {
-    const comm_run run;
     const Activity activity(this, "Writing");
-    bool taken = true;
+    struct Step {
+        int row;
+        ksz_smac_entry entry;
+        bool done;
+    };
+    std::vector<Step> steps;
     for (const int row : rows) {
         if (grid_->isRowWrong(row)) continue;
         const ksz_smac_entry entry = oabr::staticMacEntry(texts(row));
-        ksz_smac_entry& held = device_[static_cast<size_t>(row)];
-        if (what == Write::everything || needsRead() || entry != held) {
-            if (ksz_smac_write(row, entry) == 0) {
-                taken = false;
-                continue;
-            }
-            held = entry;
-        }
-        showRow(row, entry);
+        if (what == Write::everything || needsRead() || entry != device_[static_cast<size_t>(row)])
+            steps.push_back({row, entry, false});
+        else
+            showRow(row, entry);
     }
+    const TableJobResult result =
+        runTableSteps(this, "Writing the static MAC table", static_cast<int>(steps.size()), [&](int index) {
+            Step& step = steps[static_cast<size_t>(index)];
+            step.done = ksz_smac_write(step.row, step.entry) != 0;
+            return step.done;
+        });
+    for (const Step& step : steps) {
+        if (!step.done) continue;
+        device_[static_cast<size_t>(step.row)] = step.entry;
+        showRow(step.row, step.entry);
+    }
+    const bool taken = result == TableJobResult::finished;
     failure_ = taken ? "" : "The device did not take all of the changes.";
     showState();
     return taken;
@@ -153,22 +165,28 @@ bool StaticMacAdressTab::load(const Cells& checked) {
     return apply(allRows());
 }
 
+void StaticMacAdressTab::OnSeen() {
+    CallAfter([this] {
+        if (controls::isSeen(this)) ReadAllRegisters();
+    });
+}
+
 void StaticMacAdressTab::ReadAllRegisters() {
-    if (!needsRead()) return;
-    const comm_run run;
+    if (!needsRead() || controls::tableJobRuns()) return;
     const Activity activity(this, "Reading");
     grid_->dropEditing();
     std::array<ksz_smac_entry, ksz_smac_entries> read{};
-    for (const int row : allRows()) {
-        if (ksz_smac_read(row, &read[static_cast<size_t>(row)]) != 0) continue;
-        failure_ = "The table could not be read from the device.";
-        return showState();
+    const TableJobResult result =
+        runTableJob(this, "Reading the static MAC table", ksz_smac_entries,
+                    [&read](int row) { return ksz_smac_read(row, &read[static_cast<size_t>(row)]) != 0; });
+    if (result == TableJobResult::finished) {
+        device_ = read;
+        setNeedsRead(false);
+        for (const int row : allRows())
+            showRow(row, device_[static_cast<size_t>(row)]);
     }
-    device_ = read;
-    setNeedsRead(false);
-    failure_.clear();
-    for (const int row : allRows())
-        showRow(row, device_[static_cast<size_t>(row)]);
+    failure_ = result == TableJobResult::finished ? "" : "The table was not read from the device.";
+    showState();
 }
 
 void StaticMacAdressTab::OnValuesChanged() {

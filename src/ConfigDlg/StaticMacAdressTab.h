@@ -32,6 +32,7 @@ public:
     controls::StoreStep StoreBesideRecords() override;
     std::string describeFit(unsigned missing_switch_bytes) const override;
     void OnValuesChanged() override;
+    void OnSeen() override;
     void OnDeviceDisConnected(wxThreadEvent& event) override;
 
     /// The texts shown, by row and column.

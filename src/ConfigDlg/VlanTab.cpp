@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "lib/comm_obj.h"
 #include "src/ConfigDlg/VlanEntryDialog.h"
 #include "src/Controls/CheckedGrid.h"
 #include "src/Controls/row_list.h"
@@ -31,8 +30,6 @@ using oabr::VlanTable;
 namespace {
 
 constexpr int gap_px = 6;
-/// So many requests are over before anybody would look for a stop button.
-constexpr size_t quick_steps = 24;
 
 /// In the order of vlan_flags.
 constexpr std::array<const char*, vlan_flags.size()> flag_tooltips = {
@@ -115,13 +112,6 @@ Steps stepsTo(const VlanSettings& to, const VlanSettings* from) {
         addPortSteps(vlan_ports[i], to.ports[i], from == nullptr ? nullptr : &from->ports[i], &steps);
     if (to.enabled) addEnable();
     return steps;
-}
-
-TableJobResult runAtOnce(const Steps& steps) {
-    const comm_run run;
-    const wxBusyCursor busy;
-    const bool done = std::all_of(steps.begin(), steps.end(), [](const auto& step) { return step(); });
-    return done && !run.timed_out() ? TableJobResult::finished : TableJobResult::failed;
 }
 
 }  // namespace
@@ -354,10 +344,8 @@ TableJobResult VlanTab::apply(const VlanSettings& target, Write what) {
     }
     noteChange();
     const TableJobResult result =
-        steps.size() <= quick_steps
-            ? runAtOnce(steps)
-            : runTableJob(this, "Writing the VLAN settings", static_cast<int>(steps.size()),
-                          [&steps](int step) { return steps[static_cast<size_t>(step)](); });
+        runTableSteps(this, "Writing the VLAN settings", static_cast<int>(steps.size()),
+                      [&steps](int step) { return steps[static_cast<size_t>(step)](); });
     if (result == TableJobResult::finished) {
         device_ = target;
         enable_->SetValue(target.enabled);

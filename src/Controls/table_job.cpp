@@ -22,6 +22,7 @@ namespace kovgui::controls {
 namespace {
 
 constexpr int show_after_ms = 300;
+constexpr int quick_steps = 24;
 
 bool runs = false;
 
@@ -176,6 +177,17 @@ TableJobResult runTableJob(wxWindow* page, const wxString& title, int steps,
     }
     runs = false;
     return result;
+}
+
+TableJobResult runTableSteps(wxWindow* page, const wxString& title, int steps,
+                             const std::function<bool(int)>& step) {
+    if (steps > quick_steps) return runTableJob(page, title, steps, step);
+    const comm_run run;
+    const wxBusyCursor busy;
+    for (int i = 0; i < steps; ++i) {
+        if (!step(i) || run.timed_out()) return TableJobResult::failed;
+    }
+    return TableJobResult::finished;
 }
 
 bool tableJobRuns() {

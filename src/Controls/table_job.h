@@ -27,7 +27,12 @@ enum class TableJobResult {
 TableJobResult runTableJob(wxWindow* page, const wxString& title, int steps,
                            const std::function<bool(int)>& step);
 
-/// Whether one runs now.
+/// Does the same at once, on this thread, where the steps are so few that they are over before anybody would
+/// look for a stop button.
+TableJobResult runTableSteps(wxWindow* page, const wxString& title, int steps,
+                             const std::function<bool(int)>& step);
+
+/// Whether a job runs now.
 bool tableJobRuns();
 
 }  // namespace kovgui::controls

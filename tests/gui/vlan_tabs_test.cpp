@@ -55,6 +55,7 @@ protected:
     /// What a store said; empty when it succeeded.
     std::string store() {
         const size_t before = answers_.boxes().size();
+        EXPECT_TRUE(waitFor([this] { return frame_->GetToolBar()->GetToolEnabled(ID_STORE); }));
         command(*frame_, ID_STORE);
         EXPECT_TRUE(waitFor([&] { return !indicatorShown() || answers_.boxes().size() > before; }));
         return answers_.boxes().size() > before ? answers_.boxes().back().text : "";
