@@ -190,14 +190,16 @@ void FlashPanel::OnLoadFile(wxCommandEvent&) {
 
 void FlashPanel::loadFile(const wxString& path) {
     wxString failure;
+    std::string reason;
     if (!wxFileName::IsFileReadable(path)) {
         failure.Printf("Cannot open file '%s'.", path);
     } else if (!file_.openFile(path.fn_str())) {
         failure.Printf("'%s' is not a valid Tarvane Firmware File", path);
+        reason = file_.errorText();
     }
     if (!failure.empty()) {
         wxMessageDialog box(this, failure, "Error", wxOK | wxICON_ERROR);
-        if (!file_.errorText().empty()) box.SetExtendedMessage(deviceText(file_.errorText()));
+        if (!reason.empty()) box.SetExtendedMessage(deviceText(reason));
         box.ShowModal();
     }
     const auto show = [this](wxStaticText* text, const std::string& value) {
