@@ -101,6 +101,16 @@ std::vector<std::string> rowNames(const StaticMacAdressTab& tab) {
     return names;
 }
 
+/// The page's part of a document.
+const Element* partOf(const config::Document& document, ConfigPanel panel, std::string* faults) {
+    const char* const name = elementOf(panel);
+    const auto found = std::ranges::find(document.elements, name, &Element::name);
+    const auto count = std::ranges::count(document.elements, name, &Element::name);
+    if (count == 1) return &*found;
+    *faults += std::string(count == 0 ? "missing" : "doubled") + " element \"" + name + "\"\n";
+    return nullptr;
+}
+
 wxString askWithDialog(wxWindow* parent, bool save) {
     if (!save)
         return wxFileSelector("Choose a file to open", "", "", "", "*.xml", wxFD_OPEN | wxFD_FILE_MUST_EXIST,
@@ -166,13 +176,11 @@ int ConfigManager::saveFile() {
 }
 
 bool ConfigManager::saveXmlFile(const char* path) {
-    Element (ConfigManager::*const writers[config_panel_count])()
-        const = {&ConfigManager::saveXmlPortconfig, &ConfigManager::saveXmlsniffing,
-                 &ConfigManager::saveXmlVlan, &ConfigManager::saveXmlLifeCycle};
     std::vector<Element> elements;
-    for (size_t panel = 0; panel < config_panel_count; ++panel) {
-        if (dialog_->isChosen(static_cast<ConfigPanel>(panel))) elements.push_back((this->*writers[panel])());
-    }
+    if (dialog_->isChosen(ConfigPanel::port)) elements.push_back(saveXmlPortconfig());
+    if (dialog_->isChosen(ConfigPanel::sniffing)) elements.push_back(saveXmlsniffing());
+    if (dialog_->isChosen(ConfigPanel::vlan)) elements.push_back(saveXmlVlan());
+    if (dialog_->isChosen(ConfigPanel::life_cycle)) elements.push_back(saveXmlLifeCycle());
     const std::string failure = config::saveDocument(path, elements);
     if (failure.empty()) return true;
     wxMessageBox(wxString::Format("The file \"%s\" was not written: %s.", path, failure), "Save XML file",
@@ -218,21 +226,21 @@ int ConfigManager::loadFile() {
 }
 
 bool ConfigManager::loadXmlFile(const char* path) {
-    std::string (ConfigManager::*const readers[config_panel_count])(const Element&) = {
-        &ConfigManager::loadXmlPortconfig, &ConfigManager::loadXmlsniffing, &ConfigManager::loadXmlVlan,
-        &ConfigManager::loadXmlLifeCycle};
+    struct Reader {
+        ConfigPanel panel;
+        std::string (ConfigManager::*load)(const Element&);
+    };
+    const Reader readers[] = {{ConfigPanel::port, &ConfigManager::loadXmlPortconfig},
+                              {ConfigPanel::sniffing, &ConfigManager::loadXmlsniffing},
+                              {ConfigPanel::vlan, &ConfigManager::loadXmlVlan},
+                              {ConfigPanel::life_cycle, &ConfigManager::loadXmlLifeCycle}};
     const config::Document document = config::loadDocument(path);
     std::string faults;
     if (!document.error.empty()) faults = document.error + "\n";
-    for (size_t panel = 0; panel < config_panel_count && document.error.empty(); ++panel) {
-        if (!dialog_->isChosen(static_cast<ConfigPanel>(panel))) continue;
-        const char* const name = panel_elements[panel];
-        const auto found = std::ranges::find(document.elements, name, &Element::name);
-        const auto count = std::ranges::count(document.elements, name, &Element::name);
-        if (count == 1)
-            faults += (this->*readers[panel])(*found);
-        else
-            faults += std::string(count == 0 ? "missing" : "doubled") + " element \"" + name + "\"\n";
+    for (const Reader& reader : readers) {
+        if (!document.error.empty() || !dialog_->isChosen(reader.panel)) continue;
+        if (const Element* part = partOf(document, reader.panel, &faults))
+            faults += (this->*reader.load)(*part);
     }
     if (faults.empty()) return true;
     const std::string file = "Not everything could be loaded from \"" + std::string(path) + "\":\n\n";
