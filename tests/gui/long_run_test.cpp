@@ -65,7 +65,7 @@ TEST_F(ConnectedWindow, ConnectsAndEditsLeakNothing) {
     const auto device = sim_process::SimulatedDevice()
                             .in(std::getenv("OABR_VIRTUAL_DEVICES"))
                             .speed("fast")
-                            .turnaround(std::chrono::milliseconds(isLong() ? 2 : 10))
+                            .turnaround(std::chrono::milliseconds(isLong() ? 5 : 10))
                             .quiet()
                             .start();
     ASSERT_TRUE(listed(1));
