@@ -240,7 +240,7 @@ void takeFlash(MainFrame* frame, sim_process::Device& device) {
         wxCommandEvent pressed(wxEVT_BUTTON, id);
         page->ProcessWindowEvent(pressed);
     };
-    takeModal(frame, "file-dialog-firmware", [&] { press(FlashPanel::ID_LOAD_FILE); });
+    takeModal(nullptr, "file-dialog-firmware", [&] { press(FlashPanel::ID_LOAD_FILE); });
     page->loadFile(firmwareFile("Another target", "1.7.0.2"));
     takeWindow(frame, "firmware-flash-other-target");
     page->loadFile(firmwareFile("OABR_Korvex", "1.2.0.0"));
@@ -284,8 +284,10 @@ void takeStore(MainFrame* frame, sim_process::Device& device) {
     wxTimer timer;
     int seen = 0;
     timer.Bind(wxEVT_TIMER, [&](wxTimerEvent&) {
-        const bool notice = std::any_of(wxTopLevelWindows.begin(), wxTopLevelWindows.end(),
-                                        [&](auto* window) { return window != frame && window->IsShown(); });
+        const bool notice =
+            std::any_of(wxTopLevelWindows.begin(), wxTopLevelWindows.end(), [&](auto* window) {
+                return window != frame && window->IsShown() && dynamic_cast<wxDialog*>(window) == nullptr;
+            });
         if (notice && ++seen == 4) take(areaOf(nullptr), "storing");
     });
     timer.Start(50);
@@ -499,7 +501,8 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: %s DIRECTORY\n", argv[0]);
         return 2;
     }
-    kovgui::directory = argv[1];
+    kovgui::directory = std::filesystem::absolute(argv[1]);
+    std::filesystem::current_path("/srv");  // what file dialogs show
     const sim_process::TemporaryDirectory home;
     for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_RUNTIME_DIR"})
         setenv(name, home.path().c_str(), 1);
