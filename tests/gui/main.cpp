@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 
 #include "src/Application.h"
@@ -26,6 +27,9 @@ struct TemporaryHome {
         setenv("HOME", path.c_str(), 1);
         setenv("XDG_CONFIG_HOME", path.c_str(), 1);
         setenv("XDG_RUNTIME_DIR", path.c_str(), 1);
+        // GTK keeps the picture of an icon for each colour that a fade passes through.
+        std::filesystem::create_directory(path + "/gtk-3.0");
+        std::ofstream(path + "/gtk-3.0/settings.ini") << "[Settings]\ngtk-enable-animations=0\n";
         setenv("OABR_VIRTUAL_ONLY", "1", 1);
         setenv("OABR_VIRTUAL_DEVICES", (path + "/devices").c_str(), 1);
     }
