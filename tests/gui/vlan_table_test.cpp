@@ -187,7 +187,6 @@ protected:
     sim_process::Device device_ = sim_process::SimulatedDevice("OKVX0001")
                                       .in(std::getenv("OABR_VIRTUAL_DEVICES"))
                                       .speed("fast")
-                                      .turnaround(std::chrono::milliseconds(3))
                                       .quiet()
                                       .start();
 };
