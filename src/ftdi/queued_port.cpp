@@ -186,8 +186,11 @@ void QueuedPort::runWriter() {
     bytes.reserve(4096);
     std::unique_lock lock(mutex_);
     while (!gone_) {
-        writer_sleeps_ = true;
-        writer_wake_.wait(lock, [this] { return writerHasWork(); });
+        // Each time anew: whoever wakes it says so, and may have corked again before it runs.
+        while (!writerHasWork()) {
+            writer_sleeps_ = true;
+            writer_wake_.wait(lock);
+        }
         writer_sleeps_ = false;
         if (to_send_.empty() && commands_.empty() && !finish_send_) break;
         gather(lock);

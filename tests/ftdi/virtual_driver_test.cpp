@@ -330,6 +330,7 @@ TEST_F(VirtualDevices, CorkedBytesLeaveInOneMessage) {
     cork(handle, true);
     write("before");
     EXPECT_EQ(FT_SetBaudRate(handle, 19200), FT_OK);
+    ASSERT_EQ(device->waitFor(0x03).operation, 0x03);
     EXPECT_EQ(device->messages()[frames].payload, "before");
     // Nor does a full queue.
     DWORD written = 0;
@@ -339,6 +340,18 @@ TEST_F(VirtualDevices, CorkedBytesLeaveInOneMessage) {
     FT_Close(handle);
     const std::string all = device->waitData(frames * 14 + 100010);
     EXPECT_EQ(all.substr(all.size() - 5), "ylast");
+}
+
+TEST_F(VirtualDevices, CorkingAgainBeforeTheWriterRunsHoldsNothingBack) {
+    openOne();
+    for (size_t sent = 2; sent <= 200; sent += 2) {
+        write("a");
+        cork(handle, true);
+        platform::pause(1);  // the writer may find the cork
+        write("b");
+        cork(handle, false);
+        ASSERT_EQ(device->waitData(sent).size(), sent);
+    }
 }
 
 TEST_F(VirtualDevices, UncorkingNeverWaitsForAStalledDevice) {
