@@ -67,7 +67,6 @@ int can_format_msg(const uint8_t* frame, uint16_t length, char* line, size_t siz
 void process_can_msg(const uint8_t* frame, uint16_t length);
 
 // --- Records
-// ---------------------------------------------------------------------------------------------------------
 
 /// Copies the record field by field, in the order of its offsets.
 /// @param buffer  takes 34 bytes

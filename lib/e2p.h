@@ -11,7 +11,6 @@
 // start, and the areas that hold their lists.
 
 // --- Bytes
-// -----------------------------------------------------------------------------------------------------------
 
 /// Reads bytes.
 /// @param count  in: bytes wanted (the low eight bits are sent); out: the count the device says it read,
@@ -38,7 +37,6 @@ int e2p_write_config_array(const uint8_t* data, uint16_t address, uint16_t count
 int e2p_read_config_array(uint8_t* buffer, uint16_t address, uint16_t count);
 
 // --- Map
-// -------------------------------------------------------------------------------------------------------------
 
 /// A part of the EEPROM. A record of n bytes at address a belongs in it when a + n <= limit.
 struct e2p_area {
@@ -57,7 +55,6 @@ constexpr uint16_t e2p_can_extra_address = 0x82D;
 constexpr uint16_t e2p_can_crc_address = 0x83D;
 
 // --- Records
-// ---------------------------------------------------------------------------------------------------------
 
 constexpr int e2p_cfg_cmd_size = 13;
 
@@ -107,7 +104,6 @@ int e2p_read_cfg_cmd(uint16_t address, e2p_cfg_cmd* rec, uint16_t limit);
 int e2p_write_cfg_cmd(uint16_t address, const e2p_cfg_cmd* rec, uint16_t limit);
 
 // --- Lists
-// -----------------------------------------------------------------------------------------------------------
 
 /// Writes a list that begins with the begin marker and ends with the end marker; without the first nothing is
 /// written, without the second the writer runs on to the limit of the area, past the end of the array.
@@ -142,7 +138,6 @@ e2p_shortfall e2p_config_shortfall(std::span<const e2p_cfg_cmd> switch_records,
                                    std::span<const e2p_cfg_cmd> phy2_records);
 
 // --- Record array sets
-// -----------------------------------------------------------------------------------------------
 
 struct e2p_cfg_cmd_list {
     e2p_cfg_cmd* records;  ///< null when `count` is 0

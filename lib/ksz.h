@@ -37,7 +37,6 @@ void ksz_ports_to_text(uint8_t ports, char* text);
 int ksz_ports_from_text(const char* text, uint8_t* ports);
 
 // --- Registers
-// -------------------------------------------------------------------------------------------------------
 
 constexpr uint8_t ksz_reg_global3 = 5;
 constexpr uint8_t ksz_reg_port(int port, int offset) {
@@ -53,7 +52,6 @@ constexpr int ksz_control5 = 12;  ///< negotiation, forced speed and duplex
 constexpr int ksz_control6 = 13;  ///< restart of the negotiation
 
 // --- Mirroring
-// -------------------------------------------------------------------------------------------------------
 
 /// Bits of a port's control register that mirror its traffic.
 constexpr uint8_t sniff_mirror_port = 0x80;
@@ -66,7 +64,6 @@ int ksz_set_sniff(int port, uint8_t bits);
 int ksz_get_sniff(int port, uint8_t* bits);
 
 // --- Flags
-// -----------------------------------------------------------------------------------------------------------
 // Values: 1 on, 0 off.
 
 /// The VLAN table's enable for the whole switch.
@@ -92,7 +89,6 @@ int ksz_vtable_filter_get(int port, int* value);
 e2p_cfg_cmd_array* ksz_vtable_filter_store(int port, int value);
 
 // --- Fields of a port
-// ------------------------------------------------------------------------------------------------
 
 /// Port-based VLAN: the ports that the port may send to. One direction only.
 int ksz_pvlan_set(int port, uint8_t ports);
@@ -106,7 +102,6 @@ int ksz_pvid_get(int port, int* vid);
 e2p_cfg_cmd_array* ksz_pvid_store(int port, int vid);
 
 // --- Indirect tables
-// -------------------------------------------------------------------------------------------------
 
 /// Selectors.
 enum class ksz_table : uint8_t { static_mac = 0, vlan = 1, dynamic_mac = 2, mib = 3 };
@@ -129,7 +124,6 @@ int ksz_table_read(ksz_table table, uint16_t entry, ksz_entry_data* data);
 int ksz_table_write(ksz_table table, uint16_t entry, const ksz_entry_data& data);
 
 // --- Static MAC table
-// ------------------------------------------------------------------------------------------------
 
 struct ksz_smac_entry {
     bool valid;
@@ -160,7 +154,6 @@ int ksz_smac_write(int index, const ksz_smac_entry& entry);
 e2p_cfg_cmd_array* ksz_smac_store(int index, const ksz_smac_entry& entry);
 
 // --- VLAN table
-// ------------------------------------------------------------------------------------------------------
 
 struct ksz_vlan_entry {
     bool valid;
@@ -188,7 +181,6 @@ struct ksz_vlan_row {
 e2p_cfg_cmd_array* ksz_vlan_store(std::span<const ksz_vlan_row> rows);
 
 // --- Dynamic MAC table
-// -----------------------------------------------------------------------------------------------
 
 struct ksz_dmac_entry {
     int count;     ///< valid entries in the whole table, 0..1024; of an empty one the rest is 0
@@ -204,7 +196,6 @@ bool ksz_dmac_decode(const ksz_entry_data& data, ksz_dmac_entry* entry);
 int ksz_dmac_read(int index, ksz_dmac_entry* entry);
 
 // --- MIB counters
-// ----------------------------------------------------------------------------------------------------
 
 struct mib_counter {
     uint32_t raw;      ///< see mib_counter_text

@@ -64,7 +64,6 @@ int ksz_table_write(ksz_table table, uint16_t entry, const ksz_entry_data& data)
 }
 
 // --- Static MAC table
-// ------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -136,7 +135,6 @@ e2p_cfg_cmd_array* ksz_smac_store(int index, const ksz_smac_entry& entry) {
 }
 
 // --- VLAN table
-// ------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -227,7 +225,6 @@ e2p_cfg_cmd_array* ksz_vlan_store(std::span<const ksz_vlan_row> rows) {
 }
 
 // --- Dynamic MAC table
-// -----------------------------------------------------------------------------------------------
 
 namespace {
 

@@ -59,7 +59,6 @@ e2p_cfg_cmd_array* store_bit(const bit_setting& setting, int value) {
 }
 
 // --- Settings of the two ports with a PHY in the switch
-// --------------------------------------------------------------
 
 constexpr bool has_switch_phy(int port) {
     return port == usb || port == eth;
@@ -94,7 +93,6 @@ int read_usb_status(uint16_t bit, int* value) {
 }
 
 // --- Settings of the BroadR-Reach ports
-// ------------------------------------------------------------------------------
 
 constexpr uint8_t reg_sw3_control = 207;
 constexpr uint8_t reg_sw4_control = 6;
@@ -154,7 +152,6 @@ void print_never_call(const char* function) {
 }
 
 // --- Mirroring
-// -------------------------------------------------------------------------------------------------------
 
 constexpr std::array<uint8_t, 5> sniff_bits{0, sniff_mirror_port, sniff_receive, sniff_transmit,
                                             sniff_receive | sniff_transmit};

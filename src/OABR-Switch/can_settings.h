@@ -14,7 +14,6 @@
 namespace kovgui::oabr {
 
 // --- Bit timing
-// ---------------------------------------------------------------------------------------------
 
 /// The rates that the page offers, in bit/s.
 struct CanRate {
@@ -60,7 +59,6 @@ can_speed nearestTiming(uint32_t bits_per_second, const can_speed& from);
 std::optional<can_speed> betterTiming(const can_speed& speed);
 
 // --- The block
-// ----------------------------------------------------------------------------------------------
 
 /// The settings as the EEPROM holds them. Everything that the page shows is in it.
 struct CanBlock {
@@ -84,7 +82,6 @@ void setLiveValues(CanBlock* block, uint8_t lifecycle_mode, uint8_t can_mode, ui
                    uint32_t ethernet_wakeup, uint32_t ethernet_threshold);
 
 // --- The page
-// -----------------------------------------------------------------------------------------------
 
 /// The page's values, in the order in which a configuration file holds them.
 enum class CanField {

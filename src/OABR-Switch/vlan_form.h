@@ -12,7 +12,6 @@
 namespace kovgui::oabr {
 
 // --- The device's settings
-// ----------------------------------------------------------------------------------
 
 /// The page's ports, in the order of its rows and columns.
 constexpr std::array<int, ksz_port_count> vlan_ports = {3, 4, 2, 1};
@@ -76,7 +75,6 @@ struct VlanSettings {
 std::string describeVlanFit(const VlanTable& table, unsigned missing_bytes);
 
 // --- Texts
-// --------------------------------------------------------------------------------------------------
 
 /// What is wrong with a text; empty when it is fine.
 std::string vidFault(const std::string& text);
