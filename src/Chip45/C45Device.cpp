@@ -16,6 +16,7 @@ using platform::pause;
 
 constexpr int max_answer = 64;  // bytes of one read
 constexpr int greetings = 20;
+constexpr int banner_reads = 10;  // after the first: more than the longest banner needs
 constexpr int answer_polls = 5;
 constexpr int greeting_pause_ms = 100;
 constexpr int echo_pause_ms = 50;
@@ -40,6 +41,14 @@ int C45Device::blHandshake() {
         pause(greeting_pause_ms);
         if (read(&answer, max_answer)) return handshake_transport_error;
     }
+    // The rest of a banner whose first bytes have come belongs to it: left behind, it would be taken for the
+    // answer to the first command.
+    std::string arrived = answer;
+    for (int i = 0; i < banner_reads && !arrived.empty(); ++i) {
+        pause(echo_pause_ms);
+        if (read(&arrived, max_answer)) return handshake_transport_error;
+        answer += arrived;
+    }
     LOG_DEBUG(40, "bl_handshake: %s\n", printable(answer).c_str());
     if (answer.empty()) {
         last_message_ = "No Data received";
@@ -54,7 +63,6 @@ int C45Device::blHandshake() {
         return handshake_no_bootloader;
     }
     LOG_DEBUG(46, "Correct Bootloader response received");
-    read(&answer, max_answer);
     return 0;
 }
 

@@ -56,6 +56,13 @@ TEST_F(Bootloader, IsKnownByAnyOfItsIdentitiesAnywhere) {
     }
 }
 
+TEST_F(Bootloader, ABannerInPiecesIsTakenWhole) {
+    converter->limitReads(5);
+    answers({"c45b2 v2.1 OABR_Korvex\r\n>"});
+    EXPECT_EQ(client.blHandshake(), 0);
+    EXPECT_EQ(converter->queued(), 0u);  // nothing is left that a command could take for its answer
+}
+
 TEST_F(Bootloader, IsNotFoundInSilenceOrOtherTexts) {
     answers({});
     EXPECT_EQ(client.blHandshake(), C45Device::handshake_no_bootloader);
