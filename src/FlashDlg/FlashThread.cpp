@@ -170,7 +170,10 @@ int FlashThread::backToFirmware() {
     if (left_firmware_ && !greeted_)
         greeted_ = device_.connectWithBootloaderParams(serial_) == 0 && device_.blHandshake() == 0;
     int result = 0;
-    if (greeted_ && device_.blStartFirmware() != 0) {
+    // A bootloader that still waits for a record takes the first command for a bad one, and obeys the second.
+    const bool started =
+        !greeted_ || device_.blStartFirmware() == 0 || (writing_ && device_.blStartFirmware() == 0);
+    if (!started) {
         LOG_ERROR(104, "Could not start Firmware");
         result = fail("Could not start Firmware");
     }

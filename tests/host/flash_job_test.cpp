@@ -192,11 +192,12 @@ protected:
         if (written.size() == 1 && firmware_runs) firmware->take(written);
         if (written == "g" || written == "pf") command = written;
         if (written == "\r\n") {
+            if (std::exchange(programming, !programming && command == "pf")) return "-";
             if (command == "g" && firmware_starts) firmware_runs = true;
             return std::exchange(command, "") + "+\r\n";
         }
         if (written.starts_with("UUUUUU")) {
-            firmware_runs = false;
+            firmware_runs = programming = false;
             return silent_greetings-- > 0 ? "" : "c45b2 v2.9 OABR_Korvex\r\n";
         }
         return written[0] == ':' ? record(written) : "";
@@ -205,7 +206,9 @@ protected:
         records.push_back(line);
         const int number = static_cast<int>(records.size());
         if (at_record) at_record(number);
-        return number == rejected_record ? "-" : line == ":00000001FF\n" ? last_answer : ".";
+        const bool last = line == ":00000001FF\n";
+        if (last || number == rejected_record) programming = false;
+        return number == rejected_record ? "-" : last ? last_answer : ".";
     }
 
     void flash(const char* hex = program) {
@@ -237,6 +240,7 @@ protected:
     std::string last_answer = ".";
     std::function<void(int)> at_record;
     std::string command;
+    bool programming = false;
     std::vector<std::string> records;
     std::array<char, 4096> eeprom{};
 };
