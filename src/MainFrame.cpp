@@ -6,7 +6,6 @@
 #include <wx/choice.h>
 #include <wx/config.h>
 #include <wx/display.h>
-#include <wx/evtloop.h>
 #include <wx/generic/aboutdlgg.h>
 #include <wx/iconbndl.h>
 #include <wx/listbook.h>
@@ -22,7 +21,6 @@
 #include <wx/utils.h>
 
 #include <algorithm>
-#include <thread>
 
 #include "oabr_version.h"
 #include "src/ConfigDlg/CanTraceWindow.h"
@@ -41,6 +39,7 @@
 #include "src/log.h"
 #include "src/pages.h"
 #include "src/store.h"
+#include "src/while_painting.h"
 
 namespace kovgui {
 
@@ -553,8 +552,8 @@ void MainFrame::OnResetDevice(wxCommandEvent&) {
     }
     {
         const DeviceUse use = DeviceUse::take("the reset");
-        runWhilePainting("Please wait while the device is reset ...", "Wait...",
-                         [] { return OABRDevice::instance()->resetDevice(); });
+        runWithNotice("Please wait while the device is reset ...",
+                      [] { return OABRDevice::instance()->resetDevice(); });
     }
     DisconnectFromDevice();
     ConnectToDevice(device);
@@ -562,22 +561,10 @@ void MainFrame::OnResetDevice(wxCommandEvent&) {
 
 // ---- Store ----
 
-int MainFrame::runWhilePainting(const wxString& notice, const wxString& title,
-                                const std::function<int()>& work) {
-    const wxWindowDisabler disabled;
+int MainFrame::runWithNotice(const wxString& notice, const std::function<int()>& work) {
     // One text with markup: beside a title of its own the text gets no room.
-    const wxBusyInfo info(
-        wxBusyInfoFlags().Parent(this).Text("<big><b>" + title + "</b></big>\n\n" + notice));
-    const wxBusyCursor busy;
-    int result = -1;
-    wxGUIEventLoop loop;
-    std::thread worker([&] {
-        result = work();
-        CallAfter([&loop] { loop.Exit(); });
-    });
-    loop.Run();
-    worker.join();
-    return result;
+    const wxBusyInfo info(wxBusyInfoFlags().Parent(this).Text("<big><b>Wait...</b></big>\n\n" + notice));
+    return runWhilePainting(work);
 }
 
 bool MainFrame::readPagesNeverShown() {
@@ -612,7 +599,7 @@ wxString MainFrame::storeSettings() {
             return wxString::FromUTF8(steps.back().refusal) + "\nNothing was stored.";
     }
     std::string failure;
-    runWhilePainting("Please wait while storing switch settings ...", "Wait...", [&] {
+    runWithNotice("Please wait while storing switch settings ...", [&] {
         failure = writeAndCompare(lists);
         for (const controls::StoreStep& step : steps) {
             if (failure.empty() && step.write) failure = step.write();

@@ -102,7 +102,7 @@ private:
     bool readPagesForFile();
     wxString storeSettings();
     void openLink(const char* key);
-    int runWhilePainting(const wxString& notice, const wxString& title, const std::function<int()>& work);
+    int runWithNotice(const wxString& notice, const std::function<int()>& work);
 
     void OnClose(wxCloseEvent& event);
     void OnQuit(wxCommandEvent& event);

@@ -51,6 +51,7 @@ add_library(oabr_gui STATIC
     log_start.cpp
     pages.cpp
     store.cpp
+    while_painting.cpp
 )
 target_link_libraries(oabr_gui PUBLIC oabr_host oabr_wx_gui)
 target_precompile_headers(oabr_gui PRIVATE <wx/wx.h> <functional> <memory> <string> <vector>)

@@ -119,7 +119,7 @@ CanSettingsPanel::CanSettingsPanel(wxWindow* parent) : OABRControlFrame(parent, 
     use_exact_ = new wxButton(scrolled, ID_USE_EXACT, "&Use exact setting");
     use_exact_->SetToolTip("Takes the setting over that meets the rate");
     use_exact_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { useExact(); });
-    auto* trace = new wxButton(scrolled, ID_TRACE, "CAN T&race...");
+    auto* trace = new wxButton(scrolled, ID_TRACE, "CAN &Trace...");
     trace->SetToolTip("Shows what the device hears on the CAN bus");
     trace->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { CanTraceWindow::open(this, IsEnabled()); });
     auto* line = new wxBoxSizer(wxHORIZONTAL);
@@ -208,7 +208,7 @@ wxSizer* CanSettingsPanel::buildTiming(wxWindow* parent) {
     addLabelled(grid, inside, "Sync &jump width:", CanField::sync_jump,
                 "By how many time quanta a bit may be moved to follow the sender");
 
-    auto* larger = new wxRadioButton(inside, idOf(CanField::larger_phase), "Phase 2 as long as p&hase 1",
+    auto* larger = new wxRadioButton(inside, idOf(CanField::larger_phase), "Phase 2 &as long as phase 1",
                                      wxDefaultPosition, wxDefaultSize, wxRB_GROUP);
     box->Add(enterField(CanField::larger_phase, larger,
                         "Phase segment 2 is as long as phase segment 1, and at least 2 time quanta"),
@@ -254,7 +254,7 @@ wxSizer* CanSettingsPanel::buildFilter(wxWindow* parent) {
     auto* standard = new wxCheckBox(inside, idOf(CanField::standard_frames), "Stan&dard frames");
     line->Add(enterField(CanField::standard_frames, standard, "Takes frames with 11-bit identifiers"),
               wxSizerFlags().Border(wxRIGHT, FromDIP(gap_px)));
-    auto* extended = new wxCheckBox(inside, idOf(CanField::extended_frames), "Exte&nded frames");
+    auto* extended = new wxCheckBox(inside, idOf(CanField::extended_frames), "Extended f&rames");
     line->Add(enterField(CanField::extended_frames, extended, "Takes frames with 29-bit identifiers"));
     box->Add(line, wxSizerFlags().Border(wxALL, FromDIP(gap_px)));
     wxFlexGridSizer* grid = addGrid(this, box);

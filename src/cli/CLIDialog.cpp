@@ -3,7 +3,6 @@
 #include <wx/button.h>
 #include <wx/sizer.h>
 #include <wx/stattext.h>
-#include <wx/utils.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -13,6 +12,7 @@
 #include "src/cli/interpreter.h"
 #include "src/platform/captured_output.h"
 #include "src/utilities.h"
+#include "src/while_painting.h"
 
 namespace kovgui::cli {
 
@@ -28,7 +28,7 @@ CLIDialog::CLIDialog(wxWindow* parent)
 
     const int gap = FromDIP(8);
     auto* line = new wxBoxSizer(wxHORIZONTAL);
-    auto* label = new wxStaticText(this, wxID_ANY, "&Command:");
+    auto* label = new wxStaticText(this, wxID_ANY, "C&ommand:");
     label->MoveBeforeInTabOrder(entry_);
     line->Add(label, wxSizerFlags().CenterVertical().Border(wxRIGHT, gap));
     line->Add(entry_, wxSizerFlags(1).CenterVertical());
@@ -68,10 +68,13 @@ void CLIDialog::OnEnter(wxCommandEvent&) {
     const std::string line = entry_->GetValue().utf8_string();
     entry_->Clear();
     putLine("# %s", line.c_str());
-    const wxBusyCursor busy;
     platform::CapturedOutput captured;
-    runDialogLine(line);
+    runWhilePainting([&line] {
+        runDialogLine(line);
+        return 0;
+    });
     append(captured.finish());
+    entry_->SetFocus();
 }
 
 }  // namespace kovgui::cli

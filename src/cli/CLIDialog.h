@@ -8,8 +8,8 @@
 namespace kovgui::cli {
 
 /// The management console as a window: an entry line and an output area. Each Enter runs one line through the
-/// dialog's own, smaller command table, and the output area shows what the command printed. Runs commands on
-/// the GUI thread.
+/// dialog's own, smaller command table, and the output area shows what the command printed. An Enter
+/// returns when its line is done; until then the window paints.
 class CLIDialog : public wxDialog {
 public:
     explicit CLIDialog(wxWindow* parent);

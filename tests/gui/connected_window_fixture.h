@@ -1,9 +1,11 @@
 #pragma once
 
+#include <gmock/gmock.h>
 #include <wx/checkbox.h>
 #include <wx/listbook.h>
 #include <wx/notebook.h>
 #include <wx/stattext.h>
+#include <wx/uiaction.h>
 
 #include <map>
 
@@ -22,16 +24,33 @@ protected:
         if (!fault.empty()) device.fault(fault);
         return device.start();
     }
-    void showEveryPage() {
+    /// Shows each page and then each of its tabs; says after each that it is seen.
+    void showEveryPage(const std::function<void()>& seen = [] {}) {
         auto* book = static_cast<wxListbook*>(frame_->FindWindow("pages"));
         for (size_t page = 0; page < book->GetPageCount(); ++page) {
             book->SetSelection(page);
             const wxWindowList& children = book->GetPage(page)->GetChildren();
             auto* tabs = children.empty() ? nullptr : dynamic_cast<wxNotebook*>(children.front());
-            for (size_t tab = 0; tabs != nullptr && tab < tabs->GetPageCount(); ++tab)
-                tabs->SetSelection(tab);
             drainEvents();
+            seen();
+            for (size_t tab = 0; tabs != nullptr && tab < tabs->GetPageCount(); ++tab) {
+                tabs->SetSelection(tab);
+                drainEvents();
+                seen();
+            }
         }
+    }
+    void store() {
+        ASSERT_TRUE(waitFor([this] { return toolEnabled(ID_STORE); }));  // a table may be being read
+        command(*frame_, ID_STORE);
+        ASSERT_TRUE(waitFor([this] { return !indicatorShown() || !answers_.boxes().empty(); }));
+        ASSERT_THAT(answers_.boxes(), testing::IsEmpty());
+    }
+    void powerCycle(sim_process::Device& device) {
+        frame_->DisconnectFromDevice();
+        ASSERT_TRUE(connectedTo("Not connected"));
+        ASSERT_EQ(device.control("power-cycle").substr(0, 2), "ok");
+        ASSERT_TRUE(connectFirst());
     }
     std::vector<uint8_t> eeprom(unsigned address, size_t size) {
         std::vector<uint8_t> bytes(size);
@@ -40,23 +59,47 @@ protected:
     }
 };
 
-/// Every control of every page that can be changed, by page and identifier, with what it shows.
-using Shown = std::map<std::pair<std::string, int>, wxString>;
+/// The controls that an operator can change, of every page or of those on the screen.
+inline std::vector<wxWindow*> changeable(bool on_screen = false) {
+    std::vector<wxWindow*> controls;
+    for (controls::OABRControlFrame* page : controls::OABRControlFrame::oabrControlFrames) {
+        for (int id = 0; id < 10'000 && (!on_screen || page->IsShownOnScreen()); ++id) {
+            auto* window = dynamic_cast<wxWindow*>(page->control(id));
+            if (dynamic_cast<wxChoice*>(window) != nullptr || dynamic_cast<wxCheckBox*>(window) != nullptr)
+                controls.push_back(window);
+        }
+    }
+    return controls;
+}
+
+/// What such controls show, by page and identifier.
+using Shown = std::map<std::pair<std::string, int>, std::string>;
+
+inline Shown::key_type keyOf(const wxWindow* control) {
+    return {control->GetParent()->GetName().utf8_string(), control->GetId()};
+}
 
 inline Shown shownValues() {
     Shown shown;
-    for (controls::OABRControlFrame* page : controls::OABRControlFrame::oabrControlFrames) {
-        for (int id = 0; id < 10'000; ++id) {
-            const controls::OABRControl* control = page->control(id);
-            const auto* window = dynamic_cast<const wxWindow*>(control);
-            if (window == nullptr || dynamic_cast<const wxStaticText*>(window) != nullptr) continue;
-            shown[{page->GetName().utf8_string(), id}] = control->shownText();
-        }
-    }
+    for (const wxWindow* control : changeable())
+        shown[keyOf(control)] =
+            dynamic_cast<const controls::OABRControl*>(control)->shownText().utf8_string();
     return shown;
 }
 
-/// Changes a control as an operator does: to its next choice, or the other state.
+/// Changes a control on the screen with a key: to a choice beside the one it shows, or the other state.
+inline void changeByKey(wxWindow* window) {
+    const auto* control = dynamic_cast<controls::OABRControl*>(window);
+    const wxString before = control->shownText();
+    window->SetFocus();
+    ASSERT_TRUE(waitFor([window] { return window->HasFocus(); })) << window->GetName();
+    const auto* choice = dynamic_cast<wxChoice*>(window);
+    const bool last = choice != nullptr && choice->GetSelection() + 1 == static_cast<int>(choice->GetCount());
+    wxUIActionSimulator().Char(choice == nullptr ? WXK_SPACE : last ? WXK_UP : WXK_DOWN);
+    EXPECT_TRUE(waitFor([&] { return control->shownText() != before; })) << window->GetName();
+}
+
+/// The same for any control, shown or not: gives it the event that the operator would cause.
 inline void change(wxWindow* control) {
     wxCommandEvent event(wxEVT_NULL, control->GetId());
     event.SetEventObject(control);

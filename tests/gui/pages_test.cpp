@@ -1,6 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtk/gtk.h>
-#include <wx/button.h>
 #include <wx/html/htmlwin.h>
 #include <wx/listctrl.h>
 #include <wx/stattext.h>
@@ -61,40 +59,6 @@ protected:
     const LinkTaken link_taken_;
     std::unique_ptr<FakeDevice> device_ = std::make_unique<FakeDevice>();
 };
-
-// ---- Every page ----
-
-void collectControls(wxWindow* window, std::vector<wxWindow*>* controls) {
-    for (wxWindow* child : window->GetChildren()) {
-        const bool takes_input = dynamic_cast<wxChoice*>(child) || dynamic_cast<wxCheckBox*>(child) ||
-                                 dynamic_cast<wxButton*>(child) || dynamic_cast<wxListCtrl*>(child) ||
-                                 dynamic_cast<wxHtmlWindow*>(child);
-        if (takes_input) controls->push_back(child);
-        collectControls(child, controls);
-    }
-}
-
-/// What a screen reader says of a control: its name or, for a button, the label on it.
-std::string spokenName(wxWindow* control) {
-    const char* name = atk_object_get_name(gtk_widget_get_accessible(control->GetHandle()));
-    return name != nullptr ? name : control->GetLabel().utf8_string();
-}
-
-TEST_F(Pages, EveryControlHasANameAndLeavesTheMenusMnemonics) {
-    std::vector<wxWindow*> controls;
-    for (OABRControlFrame* page : std::initializer_list<OABRControlFrame*>{
-             new PortConfigPanel(host_), new CustomSettingsPanel(host_), new SniffingPanel(host_),
-             new CounterPanel(host_), new FlashPanel(host_)})
-        collectControls(page, &controls);
-    EXPECT_EQ(controls.size(), 8u + 4u + 6u + 9u + 2u);
-    for (wxWindow* control : controls) {
-        const std::string label = wxString(control->GetLabel()).utf8_string();
-        SCOPED_TRACE(label);
-        EXPECT_NE(spokenName(control), "");
-        for (const char* taken : {"&L", "&l", "&S", "&s", "&X", "&x"})
-            EXPECT_EQ(label.find(taken), label.npos);
-    }
-}
 
 // ---- Ports ----
 

@@ -8,6 +8,7 @@
 #include <wx/fileconf.h>
 #include <wx/image.h>
 #include <wx/listbook.h>
+#include <wx/log.h>
 #include <wx/modalhook.h>
 #include <wx/notebook.h>
 #include <wx/sstream.h>
@@ -62,10 +63,22 @@ void settle(int milliseconds = settle_ms) {
     waitFor([end] { return std::chrono::steady_clock::now() > end; });
 }
 
+/// What is left of a picture of the display without the black around its windows.
+wxImage withoutBackground(const wxImage& image) {
+    wxRect shown;
+    for (int y = 0; y < image.GetHeight(); ++y) {
+        for (int x = 0; x < image.GetWidth(); ++x) {
+            if (image.GetRed(x, y) + image.GetGreen(x, y) + image.GetBlue(x, y) > 0)
+                shown.Union(wxRect(x, y, 1, 1));
+        }
+    }
+    return image.GetSubImage(shown);
+}
+
 void take(const wxRect& area, const std::string& name) {
     const std::string path = (directory / (name + ".png")).string();
     std::vector<unsigned char> pixels = shownPixels(area.x, area.y, area.width, area.height);
-    wxImage(area.GetSize(), pixels.data(), true).SaveFile(path, wxBITMAP_TYPE_PNG);
+    withoutBackground(wxImage(area.GetSize(), pixels.data(), true)).SaveFile(path, wxBITMAP_TYPE_PNG);
     std::printf("%s\n", path.c_str());
 }
 
@@ -241,19 +254,28 @@ void takeFlash(MainFrame* frame, sim_process::Device& device) {
         page->ProcessWindowEvent(pressed);
     };
     takeModal(nullptr, "file-dialog-firmware", [&] { press(FlashPanel::ID_LOAD_FILE); });
+    takeModal(frame, "message-firmware-file-missing", [&] { page->loadFile("korvex-9.iff"); });
+    std::ofstream("notes.iff") << "[Version]\n";
+    takeModal(frame, "message-firmware-file-invalid", [&] { page->loadFile("notes.iff"); });
     page->loadFile(firmwareFile("Another target", "1.7.0.2"));
     takeWindow(frame, "firmware-flash-other-target");
+    takeModal(frame, "message-flash-other-target", [&] { press(FlashPanel::ID_FLASH); });
     page->loadFile(firmwareFile("OABR_Korvex", "1.2.0.0"));
     takeWindow(frame, "firmware-flash-older");
     page->loadFile(firmwareFile("OABR_Korvex", "1.7.0.2"));
     takeWindow(frame, "firmware-flash-newer");
-    for (const bool works : {false, true}) {
-        if (!works) device.control("fault reject-record=20");
-        const ModalPictures message(frame, {{works ? "message-flashed" : "message-flash-failed"}});
+    for (const std::string what : {"stopped", "failed", "done"}) {
+        if (what == "failed") device.control("fault reject-record=20");
+        const ModalPictures message(frame, {{"message-flash-" + what}});
         press(FlashPanel::ID_FLASH);
         waitFor([] { return progress() != nullptr; });
-        settle(works ? 5000 : 2500);
-        if (works) take(areaOf(nullptr), "flash-progress");
+        if (what == "stopped") {
+            wxCommandEvent stop(wxEVT_BUTTON, wxID_CANCEL);
+            progress()->FindWindow(wxID_CANCEL)->ProcessWindowEvent(stop);
+        } else {
+            settle(what == "done" ? 5000 : 2500);
+        }
+        if (what == "done") take(areaOf(nullptr), "flash-progress");
         waitFor([page] { return !page->hasJob() && progress() == nullptr; });
         settle(2 * settle_ms);
     }
@@ -296,6 +318,47 @@ void takeStore(MainFrame* frame, sim_process::Device& device) {
     showTab<PortBasedVlanTab>(frame)->load({0x0E, 0x0D, 0x0B, 0x07});
     device.control("fault e2p-most=2");
     takeModal(frame, "message-store-failed", [&] { send(frame, ID_STORE); });
+    device.control("fault none");
+    {
+        class LongPage : public controls::OABRControlFrame {
+        public:
+            explicit LongPage(wxWindow* parent) : OABRControlFrame(parent, "Long") { Hide(); }
+            void StoreAllRegisters(std::vector<e2p_cfg_cmd>& list, std::vector<e2p_cfg_cmd>&,
+                                   std::vector<e2p_cfg_cmd>&) override {
+                e2p_cfg_cmd record = {};
+                get_cfg_cmd_mdio(&record, e2p_kind::or_mask, 6, 44, 0x0020);
+                list.insert(list.end(), 300, record);
+            }
+        } page(frame);
+        takeModal(frame, "message-store-too-long", [&] { send(frame, ID_STORE); });
+    }
+    for (controls::OABRControlFrame* page : controls::OABRControlFrame::oabrControlFrames)
+        page->OnValuesChanged();
+    device.control("fault silent");
+    takeModal(frame, "message-store-silent", [&] { send(frame, ID_STORE); });
+    frame->configManager().askFile = [](wxWindow*, bool) { return wxString("settings.xml"); };
+    takeModals(frame, {{"unused", {WXK_SPACE, WXK_RETURN}}, {"message-config-silent"}},
+               [&] { frame->configManager().saveFile(); });
+    std::filesystem::remove(directory / "unused.png");
+    device.control("fault none");
+}
+
+/// What is said when there is no device, or more than one to choose from.
+void takeWithoutDevice(MainFrame* frame) {
+    const auto flash = [frame] {
+        wxCommandEvent pressed(wxEVT_BUTTON, FlashPanel::ID_FLASH);
+        wxWindow::FindWindowById(FlashPanel::ID_FLASH, frame)->ProcessWindowEvent(pressed);
+    };
+    auto* chooser = static_cast<wxChoice*>(frame->FindWindow(ID_DEVICE_CHOICE));
+    waitFor([chooser] { return chooser->GetCount() == 0; });
+    takeModal(frame, "message-flash-without-device", flash);
+    std::vector<sim_process::Device> devices;
+    for (const char* serial : {"OKVX0003", "OKVX0004"})
+        devices.push_back(
+            sim_process::SimulatedDevice(serial).in(std::getenv("OABR_VIRTUAL_DEVICES")).start());
+    waitFor([chooser] { return chooser->GetCount() == 2; });
+    takeModals(frame, {{"choose-device"}, {"unused"}}, flash);
+    std::filesystem::remove(directory / "unused.png");
 }
 
 /// The program itself, as it starts.
@@ -304,6 +367,20 @@ void takeSplash(MainFrame* frame) {
     const auto program = sim_process::Program("oabr-switch").in(std::getenv("OABR_VIRTUAL_DEVICES")).start();
     settle(1700);
     take(wxRect(wxGetDisplaySize()), "splash");
+}
+
+/// The counter page while it reads a port, and with what it has read.
+void takeCounters(MainFrame* frame) {
+    auto* book = static_cast<wxListbook*>(frame->FindWindow("pages"));
+    book->SetSelection(3);
+    wxWindow* refresh = frame->FindWindow(CounterPanel::ID_REFRESH_USB);
+    wxCommandEvent pressed(wxEVT_BUTTON, refresh->GetId());
+    refresh->ProcessWindowEvent(pressed);
+    settle(200);
+    take(areaOf(frame), "counter-reading");
+    waitFor([refresh] { return refresh->IsEnabled(); });
+    takeWindow(frame, "counter-read");
+    book->SetSelection(0);
 }
 
 /// The CAN page with a rate that the calculation misses and a wrong field.
@@ -394,13 +471,15 @@ void takeConfigFile(MainFrame* frame) {
                [&] { manager.saveFile(); });
     takeModals(nullptr, {{"config-load", {WXK_SPACE, WXK_RETURN}}, {"file-dialog-config"}},
                [&] { manager.loadFile(); });
-    const std::string path = (directory / "faulty.xml").string();
+    const std::string path = "faulty.xml";
     std::ofstream(path) << "<Port_config/><Sniffing><Sniffing_on_port>OABR3</Sniffing_on_port></Sniffing>"
                            "<VLAN/><LifeCycle/>\n";
     manager.askFile = [&](wxWindow*, bool) { return wxString(path); };
     takeModals(frame, {{"config-load-all", {WXK_SPACE, WXK_RETURN}}, {"message-config-faulty"}},
                [&] { manager.loadFile(); });
-    std::filesystem::remove(path);
+    manager.askFile = [](wxWindow*, bool) { return wxString("missing/settings.xml"); };
+    takeModals(frame, {{"config-load-all", {WXK_SPACE, WXK_RETURN}}, {"message-config-not-written"}},
+               [&] { manager.saveFile(); });
     std::filesystem::remove(directory / "config-load-all.png");
 }
 
@@ -411,6 +490,10 @@ void takeTrace(MainFrame* frame) {
     waitFor([trace] { return trace->log().shown() >= 40; });
     trace->stop();
     takeWindow(trace, "can-trace");
+    takeModal(nullptr, "file-dialog-trace", [trace] {
+        wxCommandEvent pressed(wxEVT_BUTTON, CanTraceWindow::ID_SAVE);
+        trace->FindWindow(CanTraceWindow::ID_SAVE)->ProcessWindowEvent(pressed);
+    });
     trace->Close();
 }
 
@@ -442,6 +525,7 @@ int run() {
                                      .start();
     wxStringInputStream nothing("");
     wxConfigBase::Set(new wxFileConfig(nothing));
+    delete wxLog::SetActiveTarget(new wxLogStderr);  // as the application has it: no boxes of the toolkit
     wxImage::AddHandler(new wxPNGHandler);
     auto* frame = new MainFrame("OABR Korvex 1.6.0");
     frame->Init(true);
@@ -450,6 +534,10 @@ int run() {
     const std::string theme =
         std::getenv("OABR_SCREENSHOT_PREFIX") ? std::getenv("OABR_SCREENSHOT_PREFIX") : "";
     takeWindow(frame, theme + "not-connected");
+    if (theme.empty()) {
+        takeModal(frame, "message-reset-without-device", [&] { send(frame, ID_RESET); });
+        takeModal(frame, "message-website", [&] { send(frame, ID_WEBSITE); });
+    }
     chooseDevice(frame, "Connected");
     takePages(frame, theme);
     if (theme.empty()) {
@@ -458,6 +546,7 @@ int run() {
         takeTrace(frame);
         takeHelp(frame);
         takeCanRemarks(frame);
+        takeCounters(frame);
         takeVlanTables(frame);
         takeConfigFile(frame);
         send(frame, wxID_ABOUT);
@@ -474,6 +563,7 @@ int run() {
         frame->setSettingsChanged(false);
         frame->DisconnectFromDevice();
         device.stop();
+        takeWithoutDevice(frame);
         sim_process::Device old = sim_process::SimulatedDevice("OKVX0002")
                                       .in(std::getenv("OABR_VIRTUAL_DEVICES"))
                                       .speed("fast")
@@ -502,12 +592,17 @@ int main(int argc, char** argv) {
         return 2;
     }
     kovgui::directory = std::filesystem::absolute(argv[1]);
-    std::filesystem::current_path("/srv");  // what file dialogs show
-    const sim_process::TemporaryDirectory home;
+    const sim_process::TemporaryDirectory files;
+    const std::string home = files.path() + "/engineer";
+    const std::string documents = home + "/Documents";  // what file dialogs show
+    std::filesystem::create_directories(documents);
+    std::filesystem::current_path(documents);
+    std::ofstream("test-bench.xml") << "<Port_config/>\n";
+    std::ofstream("korvex-1.7.0.2.iff") << "[Version]\n";
     for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_RUNTIME_DIR"})
-        setenv(name, home.path().c_str(), 1);
+        setenv(name, home.c_str(), 1);
     setenv("OABR_VIRTUAL_ONLY", "1", 1);
-    setenv("OABR_VIRTUAL_DEVICES", (home.path() + "/devices").c_str(), 1);
+    setenv("OABR_VIRTUAL_DEVICES", (files.path() + "/devices").c_str(), 1);
     const TestDisplay display;
     wxApp::SetInstance(new kovgui::ScreenshotApplication);
     if (!wxEntryStart(argc, argv) || !wxTheApp->CallOnInit()) return 1;

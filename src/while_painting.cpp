@@ -1,0 +1,36 @@
+#include "src/while_painting.h"
+
+#include <wx/evtloop.h>
+#include <wx/timer.h>
+#include <wx/utils.h>
+
+#include <chrono>
+#include <future>
+
+namespace kovgui {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto at_once = 50ms;  // nobody sees a window wait so long
+constexpr int look_ms = 20;
+
+}  // namespace
+
+int runWhilePainting(const std::function<int()>& work) {
+    std::future<int> result = std::async(std::launch::async, work);
+    if (result.wait_for(at_once) == std::future_status::ready) return result.get();
+    const wxWindowDisabler disabled;
+    const wxBusyCursor busy;
+    wxGUIEventLoop loop;
+    wxTimer timer;
+    timer.Bind(wxEVT_TIMER, [&](wxTimerEvent&) {
+        if (loop.IsRunning() && result.wait_for(0s) == std::future_status::ready) loop.Exit();
+    });
+    timer.Start(look_ms);
+    loop.Run();
+    return result.get();
+}
+
+}  // namespace kovgui
