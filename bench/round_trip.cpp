@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -52,8 +53,7 @@ double processorTime() {
 }
 
 [[noreturn]] void die(const std::string& why) {
-    std::fprintf(stderr, "round_trip: %s\n", why.c_str());
-    std::exit(1);
+    throw std::runtime_error(why);
 }
 
 /// A simulated device that announces itself in that directory.
@@ -231,7 +231,7 @@ void measureWrites(const ftdi::DeviceDirectory& directory) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     if (argc != 2) die("usage: round_trip OABR-SIM");
     PingPong bare(0);
     PingPong waiting(1000);
@@ -242,4 +242,8 @@ int main(int argc, char** argv) {
     measureWallTime(argv[1], directory);
     measureProcessorTime(argv[1], directory, bare, waiting);
     measureWrites(directory);
+    return 0;
+} catch (const std::exception& failure) {
+    std::fprintf(stderr, "round_trip: %s\n", failure.what());
+    return 1;
 }

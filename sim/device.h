@@ -31,7 +31,7 @@ private:
     struct command;
     static const command commands[];
 
-    void wait_for_next();
+    void wait_for(time_point next);
     void save();
     void power_off();
     void power_on(std::string* error);
