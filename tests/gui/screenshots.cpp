@@ -561,6 +561,7 @@ int run() {
         takeFlash(frame, device);
         takeStore(frame, device);
         frame->setSettingsChanged(false);
+        frame->OnChangedStore();
         frame->DisconnectFromDevice();
         device.stop();
         takeWithoutDevice(frame);
