@@ -3,6 +3,7 @@
 #include <wx/config.h>
 #include <wx/dcmemory.h>
 #include <wx/fileconf.h>
+#include <wx/msgout.h>
 #include <wx/splash.h>
 #include <wx/stdpaths.h>
 
@@ -49,6 +50,12 @@ void describe(wxCmdLineParser& parser) {
     parser.SetSwitchChars("-");
 }
 
+/// The parser asks for an output even where it is to say nothing.
+class NoOutput : public wxMessageOutput {
+public:
+    void Output(const wxString&) override {}
+};
+
 }  // namespace
 
 Application::~Application() {
@@ -58,7 +65,11 @@ Application::~Application() {
 bool Application::printedHelp(int argc, char** argv) {
     wxCmdLineParser parser(argc, argv);
     describe(parser);
-    if (parser.Parse(false) != 0 || !parser.Found("h")) return false;
+    NoOutput nothing;
+    wxMessageOutput* const before = wxMessageOutput::Set(&nothing);
+    const int result = parser.Parse(false);
+    wxMessageOutput::Set(before);
+    if (result != 0 || !parser.Found("h")) return false;
     std::fputs(parser.GetUsageString().utf8_str(), stdout);
     return std::fflush(stdout) == 0;
 }
@@ -74,8 +85,9 @@ bool Application::OnCmdLineParsed(wxCmdLineParser& parser) {
     logToFile = parser.Found("F");
     wxString name;
     if (parser.Found("f", &name)) logFileName.Assign(name);
-    long level = logLevel;
-    if (parser.Found("L", &level)) logLevel = static_cast<int>(std::clamp(level, 0L, 5L));
+    long level = wxLOG_Error;
+    parser.Found("L", &level);
+    logLevel = static_cast<int>(std::clamp(level, 0L, 5L));
     return true;
 }
 
@@ -118,6 +130,7 @@ void Application::showSplashPicture() {
         dc.SetTextForeground(wxColour(0x22, 0x30, 0x3C));
         dc.DrawText("GUI Version: " OABR_VERSION, splash_text_at);
     }
+    // Floating alone lets some window managers put the main window above it.
     new wxSplashScreen(bitmap, wxSPLASH_CENTRE_ON_SCREEN | wxSPLASH_TIMEOUT, splash_ms, mainFrame_, wxID_ANY,
                        wxDefaultPosition, wxDefaultSize,
                        wxBORDER_NONE | wxFRAME_FLOAT_ON_PARENT | wxSTAY_ON_TOP);

@@ -13,6 +13,7 @@ namespace {
 using sim_process::Program;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 /// The built application on the display of the test program.
 class ApplicationProgram : public testing::Test {
@@ -36,6 +37,12 @@ TEST_F(ApplicationProgram, HelpIsPrintedWithoutADisplay) {
     EXPECT_EQ(result.status, 0) << result;
     EXPECT_THAT(result.out, HasSubstr("disable splash screen"));
     EXPECT_THAT(result.out, HasSubstr("0 fatal error, 1 error, 2 warning, 3 message, 4 status, 5 verbose"));
+}
+
+TEST_F(ApplicationProgram, AnUnknownOptionGetsTheUsageAndNothingElse) {
+    const auto result = program().arg("--nosuch").run();
+    EXPECT_NE(result.status, 0) << result;
+    EXPECT_THAT(result.err, StartsWith("Unknown long option 'nosuch'\nUsage: oabr-switch"));
 }
 
 TEST_F(ApplicationProgram, LogsIntoTheFileThatItIsGiven) {

@@ -103,7 +103,6 @@ protected:
     void SetUp() override {
         Application::showSplash = true;
         Application::logFileName.Assign("oabr-switch.log");
-        Application::logLevel = wxLOG_Error;
     }
     bool parse(const wxString& arguments) {
         auto* application = static_cast<Application*>(wxTheApp);
@@ -138,6 +137,8 @@ TEST_F(CommandLine, ClampsTheLogLevel) {
     EXPECT_EQ(Application::logLevel, 5);
     ASSERT_TRUE(parse("-L -3"));
     EXPECT_EQ(Application::logLevel, 0);
+    ASSERT_TRUE(parse(""));
+    EXPECT_EQ(Application::logLevel, 1);
 }
 
 TEST_F(CommandLine, FileNameAloneLogsToNoFile) {
