@@ -99,7 +99,7 @@ const char* _strptime(const char* text, const char* format, std::tm* out) {
 std::time_t to_seconds(const char* text) {
     std::tm date{};
     if (!text || !_strptime(text, "%Y/%m/%d", &date)) return 0;
-    return std::max<std::time_t>(0, std::mktime(&date));
+    return std::mktime(&date);
 }
 
 std::string getLastWindowsError(std::string format) {

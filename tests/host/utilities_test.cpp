@@ -27,6 +27,7 @@ TEST(Utilities, DatesWithSlashesBecomeLocalMidnight) {
     expected.tm_mon = 6;
     expected.tm_mday = 14;
     EXPECT_EQ(to_seconds("2021/07/14"), std::mktime(&expected));
+    EXPECT_LT(to_seconds("1960/07/14"), 0);
     for (const char* text : {"2021-07-14", "2021/13/01", "2021/07", "", "yesterday"})
         EXPECT_EQ(to_seconds(text), 0) << text;
 }
