@@ -92,6 +92,11 @@ bool Application::OnCmdLineParsed(wxCmdLineParser& parser) {
 }
 
 bool Application::OnInit() {
+#ifdef __WXGTK__
+    // GTK complains about every control that it lays out before its window has its size.
+    GTKAllowDiagnosticsControl();
+    GTKSuppressDiagnostics();
+#endif
     // A relative device directory means the one seen from where the program was started.
     ftdi::driver();
     setExePathAsCurrentDirectory();
