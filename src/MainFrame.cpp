@@ -57,15 +57,13 @@ enum StatusField { hardware_field, firmware_field, connection_field, status_fiel
 
 constexpr int look_after_connection_ms = 1000;
 
-/// The oldest firmware that this program works with.
-constexpr oabr::FirmwareVersion oldest_firmware = {{0, 0, 9, 99}};
-/// Result of connecting to a device whose firmware is older than that; the connection is closed again.
+/// Result of connecting to a device whose firmware is older than supported; the connection is closed again.
 constexpr int firmware_too_old = 4;
 
 /// @param result  what connecting with the firmware's settings gave
 int refuseOldFirmware(int result) {
     OABRDevice& device = *OABRDevice::instance();
-    if (result != 0 || device.getFirmwareVersion() >= oldest_firmware) return result;
+    if (result != 0 || device.getFirmwareVersion() >= oabr::oldest_supported_firmware) return result;
     device.disconnect();
     return firmware_too_old;
 }
@@ -433,7 +431,7 @@ void MainFrame::DisconnectFromDevice() {
 
 void MainFrame::reportConnectFailure(int result) {
     if (result == firmware_too_old) {
-        const auto& [a, b, c, d] = oldest_firmware.bytes;
+        const auto& [a, b, c, d] = oabr::oldest_supported_firmware.bytes;
         wxMessageBox(wxString::Format("Please update your Firmware to Version %d.%d.%d.%d", a, b, c, d),
                      "Wrong FW Version", wxOK | wxCENTRE, this);
         return;
@@ -583,8 +581,10 @@ wxString MainFrame::storeSettings() {
     // A page that was never shown holds no device values yet; storing it would overwrite the device's
     // settings.
     if (!readPagesNeverShown()) return "The device's settings could not be read. Nothing was stored.";
+    // Input that waited meanwhile is dropped: an edit now could miss its page's records and yet count as
+    // stored.
     const ConfigLists lists =
-        collectLists(OABRControlFrame::oabrControlFrames, [this] { wxSafeYield(this, true); });
+        collectLists(OABRControlFrame::oabrControlFrames, [] { wxSafeYield(nullptr, true); });
     std::string overflow = describeOverflow(lists);
     if (!overflow.empty()) {
         const unsigned missing = e2p_area_shortfall(lists.switch_list, e2p_switch_area);

@@ -73,6 +73,7 @@ TEST_F(ConnectedWindow, StoreWritesBetweenTheMarkersAndClearsTheIndicator) {
     edit();
     EXPECT_TRUE(indicatorShown());
     store();
+    EXPECT_FALSE(page_->open_to_edits);
     std::vector<e2p_cfg_cmd> records(300);
     size_t count = 0;
     ASSERT_EQ(e2p_read_config(records.data(), e2p_switch_area.address, e2p_switch_area.limit, records.size(),

@@ -33,10 +33,12 @@ public:
         e2p_cfg_cmd record = {};
         get_cfg_cmd_mdio(&record, e2p_kind::or_mask, 6, 44, 0x0020);
         switch_records.insert(switch_records.end(), records, record);
+        CallAfter([this] { open_to_edits = open_to_edits || wxGetTopLevelParent(this)->IsEnabled(); });
     }
 
     std::vector<int> heard;
     size_t records = 1;
+    bool open_to_edits = false;  // what happened next after records were collected found the window enabled
 };
 
 class MainWindow : public testing::Test {
