@@ -3,18 +3,33 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/sim/link_client.h"
+#include <cstdio>
+#include <numeric>
 
 namespace oabr_sim {
 namespace {
 
-using sim_test::bytes;
-using sim_test::record;
+using bytes = std::vector<uint8_t>;
 using ::testing::HasSubstr;
 
 constexpr uint8_t data = 0;
 constexpr uint8_t end_of_file = 1;
 constexpr uint8_t segment = 2;
+
+/// An Intel HEX record.
+std::string record(uint16_t address, uint8_t type, const bytes& contents) {
+    bytes all = {static_cast<uint8_t>(contents.size()), static_cast<uint8_t>(address >> 8),
+                 static_cast<uint8_t>(address), type};
+    all.insert(all.end(), contents.begin(), contents.end());
+    all.push_back(static_cast<uint8_t>(-std::accumulate(all.begin(), all.end(), 0)));
+    std::string line = ":";
+    for (const uint8_t byte : all) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02X", byte);
+        line += digits;
+    }
+    return line;
+}
 
 class Bootloader : public ::testing::Test {
 protected:

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tests/support/sim_process.h"
+#include "tests/support/temporary_directory.h"
 
 namespace oabr_sim {
 namespace {
