@@ -15,9 +15,6 @@ TEST(Crc, AgreesWithThePublishedValues) {
     const uint8_t digits[] = "123456789";
     EXPECT_EQ(crc16_ccitt_calc_data(0xFFFF, digits, 9), 0x6F91);  // complement of the check value 0x906E
     EXPECT_EQ(crc16_ccitt_calc_data(0x1234, digits, 0), 0x1234);
-    EXPECT_EQ(crc16_ccitt_table[1], 0x1189);
-    EXPECT_EQ(crc16_ccitt_table[3], 0x329B);
-    EXPECT_EQ(crc16_ccitt_table[255], 0x0F78);
     EXPECT_EQ(crc16_ccitt_calc_byte(0xABCDFFFF, 0x31), 0xABCD0000U | crc16_ccitt_calc_byte(0xFFFF, 0x31));
 }
 
@@ -74,8 +71,8 @@ TEST_F(Hdlc, JoinsHeaderAndPayload) {
     const uint8_t header[] = {0xF0, 0x7E};
     for (const int length : {0, 1, 60, 253}) {
         const Bytes payload(static_cast<size_t>(length), 0x42);
-        Bytes whole(payload.size() + 2, 0x42);
-        std::copy_n(header, 2, whole.begin());
+        Bytes whole{0xF0, 0x7E};
+        whole.insert(whole.end(), payload.begin(), payload.end());
         const Bytes expected = framed(whole);
         wire.clear();
         framing.send_msg(header, payload.data(), static_cast<uint8_t>(length));
@@ -130,76 +127,19 @@ TEST_F(Hdlc, TakesAnEscapedEscapeForData) {
     EXPECT_THAT(handled, ElementsAre(Bytes{0x01, 0x5D, 0x02}));
 }
 
-/// The receiver as its rules read, one step for each byte.
-struct PlainReceiver {
-    bool escape = false;
-    Bytes buffer;
-    uint16_t crc = 0xFFFF;
-    std::vector<Bytes> handled;
-
-    void receive(uint8_t byte) {
-        if (byte == 0x7E) {
-            if (!escape && buffer.size() >= 2 && crc == 0xF0B8)
-                handled.emplace_back(buffer.begin(), buffer.end() - 2);
-            escape = false;
-            buffer.clear();
-            crc = 0xFFFF;
-            return;
-        }
-        if (escape) {
-            escape = false;
-            byte ^= 0x20;
-        } else if (byte == 0x7D) {
-            escape = true;
-            return;
-        }
-        if (buffer.size() == 64) {
-            crc = static_cast<uint16_t>(~crc);
-            buffer.clear();
-            return;
-        }
-        buffer.push_back(byte);
-        crc = static_cast<uint16_t>(crc16_ccitt_calc_byte(crc, byte));
-    }
-};
-
-TEST_F(Hdlc, FollowsTheRulesOnAnyStream) {
+TEST_F(Hdlc, ComesBackAfterAnyNoise) {
     std::mt19937 random(4711);
-    PlainReceiver plain;
     for (int round = 0; round < 20000; ++round) {
-        Bytes contents(random() % 70);
-        for (uint8_t& byte : contents)
-            byte = static_cast<uint8_t>(random() % 4 == 0 ? 0x7D + random() % 2 : random());
-        Bytes bytes = framed(contents);
-        if (random() % 4 == 0) bytes[random() % bytes.size()] = static_cast<uint8_t>(0x7D + random() % 3);
-        if (random() % 8 == 0) bytes.resize(random() % bytes.size());
-        for (const uint8_t byte : bytes) {
-            framing.receive(byte);
-            plain.receive(byte);
-        }
+        Bytes noise(random() % 140);
+        for (uint8_t& byte : noise)
+            byte = static_cast<uint8_t>(random() % 4 == 0 ? 0x7D + random() % 3 : random());
+        feed(noise);
+        feed({0x7E, 0x7E});
+        handled.clear();
+        const Bytes contents(1 + random() % 62, static_cast<uint8_t>(random()));
+        feed(framed(contents));
+        ASSERT_THAT(handled, ElementsAre(contents)) << round;
     }
-    EXPECT_EQ(handled, plain.handled);
-    EXPECT_GT(handled.size(), 10000U);
-}
-
-// The rare frame that an overrun does not spoil is delivered, too: what counts is the rule.
-TEST_F(Hdlc, DeliversAnOverrunFrameWhoseComplementedCrcFits) {
-    PlainReceiver plain;
-    Bytes bytes{0x7E};
-    bytes.insert(bytes.end(), 64, 0x31);  // fills the buffer
-    bytes.push_back(0x00);                // is dropped, and complements the CRC
-    uint16_t crc = 0xFFFF;
-    for (int i = 0; i < 64; ++i)
-        crc = static_cast<uint16_t>(crc16_ccitt_calc_byte(crc, 0x31));
-    const auto poisoned = static_cast<uint16_t>(~crc);
-    const uint8_t body[] = {0x11, 0x22};
-    const auto fcs = static_cast<uint16_t>(~crc16_ccitt_calc_data(poisoned, body, 2));
-    bytes.insert(bytes.end(), {0x11, 0x22, static_cast<uint8_t>(fcs), static_cast<uint8_t>(fcs >> 8), 0x7E});
-    for (const uint8_t byte : bytes)
-        plain.receive(byte);
-    feed(bytes);
-    EXPECT_EQ(handled, plain.handled);
-    EXPECT_THAT(handled, ElementsAre(Bytes{0x11, 0x22}));
 }
 
 }  // namespace
