@@ -550,8 +550,13 @@ void MainFrame::OnResetDevice(wxCommandEvent&) {
     }
     {
         const DeviceUse use = DeviceUse::take("the reset");
-        runWithNotice("Please wait while the device is reset ...",
-                      [] { return OABRDevice::instance()->resetDevice(); });
+        // A device that does not answer is not connected, and needs the reset most: only the way to it is
+        // opened.
+        const bool open = connected_;
+        runWithNotice("Please wait while the device is reset ...", [&] {
+            OABRDevice& way = *OABRDevice::instance();
+            return open || way.connectWithBootloaderParams(device) == 0 ? way.resetDevice() : -1;
+        });
     }
     DisconnectFromDevice();
     ConnectToDevice(device);

@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "lib/ksz.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "tests/gui/connected_window_fixture.h"
 
@@ -65,6 +66,19 @@ TEST_F(ConnectedWindow, ResetConnectsToTheSameDeviceAgain) {
     ASSERT_TRUE(connectedTo("Connected"));
     EXPECT_EQ(frame_->getSelectedDevice(), "OKVX0001");
     EXPECT_THAT(answers_.boxes(), IsEmpty());
+}
+
+TEST_F(ConnectedWindow, ResetReachesADeviceThatIsNotConnected) {
+    const auto device = plug();
+    ASSERT_TRUE(connectFirst());
+    ASSERT_EQ(ksz_set_sniff(2, sniff_receive), 1);  // as long as the device runs
+    frame_->DisconnectFromDevice();
+    ASSERT_TRUE(connectedTo("Not connected"));
+    command(*frame_, ID_RESET);
+    ASSERT_TRUE(connectedTo("Connected"));
+    uint8_t bits = 0xFF;
+    ASSERT_EQ(ksz_get_sniff(2, &bits), 1);
+    EXPECT_EQ(bits, 0);
 }
 
 TEST_F(ConnectedWindow, StoreWritesBetweenTheMarkersAndClearsTheIndicator) {
