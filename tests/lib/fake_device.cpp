@@ -1,6 +1,7 @@
 #include "tests/lib/fake_device.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 #include "lib/can.h"
@@ -17,6 +18,12 @@ void toRequester(const uint8_t* frame, uint16_t length) {
 }
 
 }  // namespace
+
+Bytes counting(size_t size) {
+    Bytes bytes(size);
+    std::iota(bytes.begin(), bytes.end(), uint8_t{1});
+    return bytes;
+}
 
 FakeDevice* FakeDevice::current_ = nullptr;
 

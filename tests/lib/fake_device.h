@@ -14,6 +14,9 @@
 
 using Bytes = std::vector<uint8_t>;
 
+/// 1, 2, 3 ...
+Bytes counting(size_t size);
+
 /// The contents of the frames to send back to a request, in order. Assigned by the test, called by the
 /// device's thread.
 class AnswerFunction {

@@ -142,19 +142,4 @@ TEST(Texts, OfAddressesAndBits) {
     EXPECT_STREQ(bits, "1111");
 }
 
-TEST(Texts, OfBytes) {
-    const uint8_t bytes[] = {0xAA, 0xBB, 0xCC, 0xDD, 0xEE};
-    const auto printed = [](auto call) {
-        testing::internal::CaptureStdout();
-        call();
-        return testing::internal::GetCapturedStdout();
-    };
-    EXPECT_EQ(printed([&] { dump_hex(bytes, 5, 2, " "); }), "AA BB\nCC DD\nEE \n");
-    EXPECT_EQ(printed([&] { dump_hex(bytes, 2, 1, "-"); }), "AA-BB\n\n")
-        << "the first is always followed by the separator";
-    EXPECT_EQ(printed([&] { dump_hex_offset(nullptr, bytes, 5, 4, " ", 1, 0x1FE); }),
-              "1FC: .. .. AA BB\n200: CC DD EE\n");
-    EXPECT_EQ(printed([&] { dump_hex_offset("p\n", bytes, 5, 4, " ", 0, 4); }), "p\nAA BB CC DD\nEE\n");
-}
-
 }  // namespace

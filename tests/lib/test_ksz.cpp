@@ -4,9 +4,8 @@
 
 #include "lib/comm_obj.h"
 #include "lib/ksz.h"
-#include "lib/text.h"
 #include "tests/lib/fake_device.h"
-#include "tests/lib/replay.h"
+#include "tests/lib/stored_records.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -22,8 +21,7 @@ Bytes bytesOf(const ksz_entry_data& data) {
     return Bytes(data.begin(), data.end());
 }
 
-// --- Layouts, by values worked out by hand from the chip's bit positions
-// ---------------------------------------------
+// --- Layouts, by values worked out by hand from the chip's bit positions ---
 
 const ksz_smac_entry sampleStatic{true, false, true, 0x0A, 0b1001, {0x00, 0x04, 0x03, 0x02, 0x01, 0x80}};
 const Bytes sampleStaticWritten{0x00, 0x04, 0x03, 0x02, 0x01, 0x80, 0xB2, 0x0A, 0x00};
@@ -34,12 +32,6 @@ TEST(StaticEntry, IsWrittenAndReadInDifferentLayouts) {
     EXPECT_EQ(ksz_smac_decode(ksz_smac_read_image{entryOf(sampleStaticRead)}), sampleStatic);
     EXPECT_EQ(ksz_smac_decode(ksz_smac_write_image{entryOf(sampleStaticWritten)}), sampleStatic);
     static_assert(!std::is_convertible_v<ksz_smac_read_image, ksz_smac_write_image>);
-    char text[18];
-    mactostr(sampleStatic.mac, text, sizeof text);
-    EXPECT_STREQ(text, "80:01:02:03:04:00");
-}
-
-TEST(StaticEntry, KeepsEveryFieldApart) {
     const auto onlySet = [](ksz_smac_entry entry) {
         const Bytes bytes = bytesOf(ksz_smac_encode(entry).data);
         return bytes[6] | bytes[7] << 8;
@@ -78,21 +70,7 @@ TEST(DynamicEntry, IsDecoded) {
     EXPECT_FALSE(ksz_dmac_decode(entryOf({0, 0, 0, 0, 0, 0, 0x80, 0, 0}), &entry));
 }
 
-TEST(Ports, AreShownWithTheHighestLeft) {
-    char text[ksz_ports_text_size];
-    ksz_ports_to_text(0b0011, text);
-    EXPECT_STREQ(text, "0011");
-    uint8_t ports = 0;
-    EXPECT_EQ(ksz_ports_from_text("1000", &ports), 1);
-    EXPECT_EQ(ports, 1 << 3) << "port 4";
-    for (const char* bad : {"", "100", "10000", "1002", "0x01", "yes!"})
-        EXPECT_EQ(ksz_ports_from_text(bad, &ports), 0) << bad;
-    EXPECT_EQ(ksz_chip_ports(0b1001), 0x12);
-    EXPECT_EQ(ksz_tool_ports(0x1F), 0x0F);
-}
-
-// --- On a device
-// -----------------------------------------------------------------------------------------------------
+// --- On a device ---
 
 class Switch : public testing::Test {
 protected:
@@ -102,21 +80,6 @@ protected:
     }
     uint16_t& reg(int number) { return device.registers[6][static_cast<size_t>(number)]; }
 
-    /// A live write, and the same change stored and replayed on the same registers, must give the same.
-    template <typename SetLive, typename StoreIt>
-    void expectStoredIsSet(SetLive set, StoreIt store) {
-        for (int round = 0; round < 6; ++round) {
-            scramble();
-            const auto before = device.registers;
-            ASSERT_EQ(set(), 1);
-            const auto live = device.registers;
-            device.registers = before;
-            e2p_cfg_cmd_array* stored = store();
-            ASSERT_NE(stored, nullptr);
-            replay(device, stored);
-            EXPECT_EQ(device.registers, live);
-        }
-    }
     std::mt19937 random{321};
     FakeDevice device;
 };
@@ -147,14 +110,16 @@ TEST_F(Switch, FlagsChangeTheirBitAlone) {
                 int read = -1;
                 EXPECT_EQ(flag.get(port, &read), 1);
                 EXPECT_EQ(read, value);
-                expectStoredIsSet([&] { return flag.set(port, value); },
-                                  [&] { return flag.store(port, value); });
+                const StoredRecords stored{{value ? 0x55 : 0x45, 6, flag.firstRegister + 16 * (port - 1),
+                                            value ? flag.bit : 0xFF - flag.bit}};
+                EXPECT_EQ(recordsOf(flag.store(port, value)), stored);
             }
     for (const int value : {0, 1}) {
         EXPECT_EQ(ksz_8021q_set(value), 1);
         EXPECT_EQ(reg(5) >> 7, value);
-        expectStoredIsSet([&] { return ksz_8021q_set(value); }, [&] { return ksz_8021q_store(value); });
     }
+    EXPECT_EQ(recordsOf(ksz_8021q_store(1)), (StoredRecords{{0x55, 6, 5, 0x80}}));
+    EXPECT_EQ(recordsOf(ksz_8021q_store(0)), (StoredRecords{{0x45, 6, 5, 0x7F}}));
 }
 
 TEST_F(Switch, MembershipAndPvidKeepTheirNeighbours) {
@@ -167,8 +132,6 @@ TEST_F(Switch, MembershipAndPvidKeepTheirNeighbours) {
             uint8_t read = 0xFF;
             EXPECT_EQ(ksz_pvlan_get(port, &read), 1);
             EXPECT_EQ(read, ports);
-            expectStoredIsSet([&] { return ksz_pvlan_set(port, ports); },
-                              [&] { return ksz_pvlan_store(port, ports); });
         }
     for (int port = 1; port <= 4; ++port)
         for (const int vid : {0, 1, 0x0F0, 0xF00, 4095}) {
@@ -179,21 +142,11 @@ TEST_F(Switch, MembershipAndPvidKeepTheirNeighbours) {
             int read = -1;
             EXPECT_EQ(ksz_pvid_get(port, &read), 1);
             EXPECT_EQ(read, vid);
-            expectStoredIsSet([&] { return ksz_pvid_set(port, vid); },
-                              [&] { return ksz_pvid_store(port, vid); });
         }
-    e2p_cfg_cmd_array* stored = ksz_pvid_store(1, 0x100);
-    EXPECT_EQ(stored->switch_cfg.count, 3U) << "a record that sets nothing is left out";
-    e2p_cfg_cmd_array_delete(&stored);
-}
-
-TEST_F(Switch, SniffBitsKeepTheMembership) {
-    reg(65) = 0x35;
-    EXPECT_EQ(ksz_set_sniff(3, 0xFF), 1);
-    EXPECT_EQ(reg(65), 0xF5);
-    uint8_t bits = 0;
-    EXPECT_EQ(ksz_get_sniff(3, &bits), 1);
-    EXPECT_EQ(bits, 0xE0);
+    EXPECT_EQ(recordsOf(ksz_pvlan_store(3, 5)), (StoredRecords{{0x45, 6, 65, 0xEB}, {0x55, 6, 65, 0x0A}}));
+    EXPECT_EQ(recordsOf(ksz_pvid_store(1, 0x100)),
+              (StoredRecords{{0x45, 6, 35, 0xF1}, {0x55, 6, 35, 0x01}, {0x45, 6, 36, 0x00}}))
+        << "a record that sets nothing is left out";
 }
 
 TEST_F(Switch, RefusesWhatIsOutOfBoundsWithoutAsking) {
@@ -238,17 +191,10 @@ TEST_F(Switch, StaticEntriesGoThroughTheTable) {
     device.tableStatus = 1;
     EXPECT_EQ(ksz_smac_write(5, sampleStatic), 0) << "a device that refuses is believed";
 
-    device.tables.clear();
-    replay(device, ksz_smac_store(31, sampleStatic));
-    EXPECT_EQ((device.tables[{0, 31}]), sampleStaticWritten);
     ksz_smac_entry prepared = sampleStatic;
     prepared.valid = false;
-    replay(device, ksz_smac_store(30, prepared));
-    EXPECT_EQ(device.tables.count({0, 30}), 1u) << "an entry that is not used yet is kept as well";
-    e2p_cfg_cmd_array* none = ksz_smac_store(1, {});
-    ASSERT_NE(none, nullptr);
-    EXPECT_EQ(none->switch_cfg.count, 0U);
-    e2p_cfg_cmd_array_delete(&none);
+    EXPECT_EQ(recordsOf(ksz_smac_store(30, prepared)).size(), 1u) << "not used yet, but kept as well";
+    EXPECT_EQ(recordsOf(ksz_smac_store(1, {})).size(), 0u);
 }
 
 TEST_F(Switch, OneVlanChangesAndItsSetStays) {
@@ -261,15 +207,14 @@ TEST_F(Switch, OneVlanChangesAndItsSetStays) {
     ksz_vlan_entry read{};
     EXPECT_EQ(ksz_vlan_read(4095, &read), 1);
     EXPECT_FALSE(read.valid);
-    const auto live = device.tables[{1, 1}];
-
-    device.tables.clear();
     const ksz_vlan_row rows[] = {{7, {true, 1, 9}}, {4, a}, {7, b}, {100, {}}, {4094, a}};
     e2p_cfg_cmd_array* stored = ksz_vlan_store(rows);
     ASSERT_EQ(stored->switch_cfg.count, 2U) << "one record a set, none for a set without a valid VLAN";
-    replay(device, stored);
-    EXPECT_EQ((device.tables[{1, 1}]), live);
-    EXPECT_EQ(device.tables.count({1, 1023}), 1U);
+    const uint8_t* const first = stored->switch_cfg.records[0].body;
+    EXPECT_EQ(Bytes(first, first + 3), (Bytes{1, 1, 0}));
+    EXPECT_EQ(Bytes(first + 3, first + 12), (device.tables[{1, 1}])) << "as it was written live";
+    EXPECT_EQ(get_le16(stored->switch_cfg.records[1].body + 1), 1023);
+    e2p_cfg_cmd_array_delete(&stored);
 }
 
 TEST_F(Switch, ReadsADynamicEntryAgainUntilItIsReady) {
@@ -286,43 +231,6 @@ TEST_F(Switch, ReadsADynamicEntryAgainUntilItIsReady) {
     EXPECT_EQ(asked, 3);
     asked = -1000;
     EXPECT_EQ(ksz_dmac_read(300, &entry), 0) << "but not for ever";
-}
-
-TEST_F(Switch, RefreshesTheCountersOfAPort) {
-    for (uint8_t index = 0; index < 0x26; ++index)
-        device.mib[{4, index}] = mib_valid | index;
-    mib_counter_refresh(4, mib_counters_oabr2.data());
-    for (int i = 0; i < mib_counter_count; ++i) {
-        const mib_counter& counter = mib_counters_oabr2[static_cast<size_t>(i)];
-        const unsigned expected = i < 32 ? static_cast<unsigned>(i) : i == 32 ? 0x20U : 0x25U;
-        EXPECT_EQ(counter.raw, mib_valid | expected) << counter.name;
-    }
-    EXPECT_EQ(device.requests().size(), 34U);
-    EXPECT_STREQ(mib_counters_usb[33].name, "RxDropPackets");
-    EXPECT_EQ(mib_counters_usb[34].name, nullptr);
-    EXPECT_EQ(mib_counters_usb[5].raw, 0U) << "the other tables are left alone";
-    EXPECT_EQ(mib_counters_of(3), mib_counters_oabr1.data());
-
-    device.answer = [](const Bytes&) { return std::vector<Bytes>{}; };
-    comm_run oneTimeout;
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    mib_counter_refresh(4, mib_counters_oabr2.data());
-    testing::internal::GetCapturedStderr();
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(mib_counters_oabr2[7].raw, 0U) << "what was not read is not valid";
-}
-
-TEST(Counters, AreShownByTheirMarks) {
-    const auto shown = [](uint32_t raw) {
-        char text[mib_counter_text_size];
-        mib_counter_text(raw, text);
-        return std::string(text);
-    };
-    EXPECT_EQ(shown(0xC0000005), "overrun");
-    EXPECT_EQ(shown(0x40000000), "0");
-    EXPECT_EQ(shown(0x7FFFFFFF), "1073741823");
-    EXPECT_EQ(shown(0x00000005), "invalid");
 }
 
 }  // namespace

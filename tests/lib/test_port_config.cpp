@@ -4,7 +4,7 @@
 
 #include "tests/lib/fake_device.h"
 #include "tests/lib/port_settings.h"
-#include "tests/lib/replay.h"
+#include "tests/lib/stored_records.h"
 
 using testing::IsEmpty;
 
@@ -32,42 +32,6 @@ protected:
     std::mt19937 random{815};
     FakeDevice device;
 };
-
-// What is stored, replayed on the same registers, gives what was set; where it does not, exactly the known
-// difference.
-TEST_F(PortConfig, StoredIsWhatWasSet) {
-    for (const PortSetting& setting : port_settings) {
-        const bool sniff = setting.values == 5;
-        for (int value = 0; value < setting.values; ++value)
-            for (int round = 0; round < 8; ++round) {
-                SCOPED_TRACE(std::string(setting.name) + " " + std::to_string(value));
-                scramble();
-                if (sniff)  // a store only adds bits, as the firmware begins with none
-                    for (const size_t control : {33, 49, 65, 81})
-                        reg(control) &= 0x1F;
-                const auto before = device.registers;
-                ASSERT_EQ(setting.set(value), 1);
-                auto live = device.registers;
-                e2p_cfg_cmd_array* stored = setting.store(value);
-                if (sniff && value == 0) {
-                    EXPECT_EQ(stored, nullptr);
-                    continue;
-                }
-                ASSERT_NE(stored, nullptr);
-                device.registers = before;
-                replay(device, stored);
-                const bool autoneg = setting.set == USB_autoneg_set || setting.set == ETH_autoneg_set;
-                if (autoneg && value == 0) {
-                    const size_t restart = setting.set == USB_autoneg_set ? 45 : 61;
-                    EXPECT_EQ(live[6][restart], before[6][restart] | 0x20) << "the restart is not stored";
-                    live[6][restart] = before[6][restart];
-                }
-                EXPECT_EQ(device.registers, live);
-            }
-        EXPECT_EQ(setting.store(-1), nullptr) << setting.name;
-        EXPECT_EQ(setting.store(setting.values), nullptr) << setting.name;
-    }
-}
 
 TEST_F(PortConfig, ReadsBackWhatWasSet) {
     for (const PortSetting& setting : port_settings)
@@ -99,28 +63,24 @@ TEST_F(PortConfig, TouchesTheRegistersOfItsPort) {
 }
 
 TEST_F(PortConfig, StoresTheMasksOfTheTable) {
-    const auto masks = [](e2p_cfg_cmd_array* set) {
-        std::vector<std::array<int, 3>> all;
-        for (const e2p_cfg_cmd_list& list : {set->switch_cfg, set->phy1_cfg, set->phy2_cfg})
-            for (size_t i = 0; i < list.count; ++i)
-                all.push_back(
-                    {list.records[i].header, list.records[i].body[1], get_le16(list.records[i].body + 2)});
-        e2p_cfg_cmd_array_delete(&set);
-        return all;
-    };
-    using Masks = std::vector<std::array<int, 3>>;
-    EXPECT_EQ(masks(port_autoneg_store(1, 0)), (Masks{{0x45, 44, 0x007F}}));
-    EXPECT_EQ(masks(port_autoneg_store(2, 1)), (Masks{{0x55, 60, 0x0080}}));
-    EXPECT_EQ(masks(ETH_duplex_store(0)), (Masks{{0x55, 60, 0x0020}}));
-    EXPECT_EQ(masks(ETH_duplex_store(1)), (Masks{{0x45, 60, 0x00DF}}));
-    EXPECT_EQ(masks(OABR1_speed_store(0)), (Masks{{0x55, 207, 0x0020}, {0x45, 0, 0xFC3F}}));
-    EXPECT_EQ(masks(OABR2_speed_store(1)), (Masks{{0x45, 6, 0xFFEF}, {0x55, 0, 0x0200}}));
-    EXPECT_EQ(masks(OABR1_flow_store(0)), (Masks{{0x45, 207, 0xFFBF}}));
-    EXPECT_EQ(masks(OABR2_sniff_store(4)), (Masks{{0x55, 81, 0x0060}}));
-    e2p_cfg_cmd_array* set = OABR2_speed_store(1);
-    EXPECT_EQ(set->phy1_cfg.count, 0U);
-    EXPECT_EQ(set->phy2_cfg.records[0].body[0], 25);
-    e2p_cfg_cmd_array_delete(&set);
+    const std::pair<e2p_cfg_cmd_array*, StoredRecords> stored[] = {
+        {port_autoneg_store(1, 0), {{0x45, 6, 44, 0x007F}}},
+        {port_autoneg_store(2, 1), {{0x55, 6, 60, 0x0080}}},
+        {ETH_duplex_store(0), {{0x55, 6, 60, 0x0020}}},
+        {ETH_duplex_store(1), {{0x45, 6, 60, 0x00DF}}},
+        {USB_speed_store(0), {{0x45, 6, 44, 0x00BF}}},
+        {USB_flow_store(0), {{0x45, 6, 34, 0x00EF}}},
+        {OABR1_speed_store(0), {{0x55, 6, 207, 0x0020}, {0x45, 24, 0, 0xFC3F}}},
+        {OABR2_speed_store(1), {{0x45, 6, 6, 0xFFEF}, {0x55, 25, 0, 0x0200}}},
+        {OABR1_flow_store(0), {{0x45, 6, 207, 0xFFBF}}},
+        {OABR2_sniff_store(4), {{0x55, 6, 81, 0x0060}}}};
+    for (const auto& [set, records] : stored)
+        EXPECT_EQ(recordsOf(set), records);
+    for (const PortSetting& setting : port_settings) {
+        EXPECT_EQ(setting.store(-1), nullptr) << setting.name;
+        EXPECT_EQ(setting.store(setting.values), nullptr) << setting.name;
+    }
+    EXPECT_EQ(ETH_sniff_store(0), nullptr) << "records can only add sniff bits";
 }
 
 TEST_F(PortConfig, RefusesOtherPortsWithoutAsking) {
@@ -142,17 +102,6 @@ TEST_F(PortConfig, RefusesOtherPortsWithoutAsking) {
     EXPECT_EQ(value, 1);
 }
 
-TEST_F(PortConfig, ReadsTheLiveStatusOfTheUsbPort) {
-    for (int status = 0; status < 0x20; ++status) {
-        reg(41) = static_cast<uint16_t>(status);
-        int speed = -1, duplex = -1, flow = -1;
-        EXPECT_EQ(USB_speed_get(&speed) + USB_duplex_get(&duplex) + USB_flow_get(&flow), 3);
-        EXPECT_EQ(speed, status >> 2 & 1);
-        EXPECT_EQ(duplex, status >> 1 & 1);
-        EXPECT_EQ(flow, status >> 3);
-    }
-}
-
 TEST_F(PortConfig, FailsWhenSwitchAndPhyDisagreeOnTheSpeed) {
     int value = 7;
     for (const bool switchSlow : {false, true})
@@ -163,23 +112,6 @@ TEST_F(PortConfig, FailsWhenSwitchAndPhyDisagreeOnTheSpeed) {
             EXPECT_EQ(value, switchSlow != phyFast ? phyFast : 7);
             value = 7;
         }
-}
-
-TEST_F(PortConfig, NeverChangesARole) {
-    device.registers[25][0] = 0x0008;
-    int value = -1;
-    EXPECT_EQ(OABR2_role_get(&value), 1);
-    EXPECT_EQ(value, 0);
-    EXPECT_EQ(OABR1_role_get(&value), 1);
-    EXPECT_EQ(value, 1);
-    device.forgetRequests();
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(OABR1_role_set(1), 0);
-    EXPECT_EQ(OABR2_role_store(0), nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "** Function OABR1_role_set shall never be called!\n** Function OABR2_role_store shall never "
-              "be called!\n");
-    EXPECT_THAT(device.requests(), IsEmpty());
 }
 
 TEST_F(PortConfig, OneSnifferPortAtATime) {
@@ -203,21 +135,15 @@ TEST_F(PortConfig, EndsAtTheFirstAccessThatFails) {
         return request[3] == 65 ? std::vector<Bytes>{} : device.firmware(request);
     };
     reg(81) = 0x80;
+    int value = 42;
     testing::internal::CaptureStderr();
+    EXPECT_EQ(OABR1_sniff_get(&value), 0);
+    EXPECT_EQ(value, 42) << "what was not read stays";
     EXPECT_EQ(USB_sniff_set(1), 0);
     EXPECT_EQ(reg(33), 0x80);
     EXPECT_EQ(reg(81), 0x80) << "the walk ended at port 3";
     EXPECT_EQ(OABR1_sniff_set(2), 1) << "a value other than the sniffer port is never told to have failed";
     testing::internal::GetCapturedStderr();
-}
-
-TEST_F(PortConfig, LeavesOutputsAloneWhenNobodyAnswers) {
-    device.answer = [](const Bytes&) { return std::vector<Bytes>{}; };
-    int value = 42;
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(ETH_flow_get(&value) + ETH_flow_set(1), 0);
-    testing::internal::GetCapturedStderr();
-    EXPECT_EQ(value, 42);
 }
 
 }  // namespace
