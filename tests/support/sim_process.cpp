@@ -6,13 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <condition_variable>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <mutex>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
@@ -38,6 +34,16 @@ std::string read_whole(const std::string& path) {
     return content.str();
 }
 
+template <class Condition>
+bool wait_for(Condition condition, milliseconds limit) {
+    const auto deadline = steady_clock::now() + limit;
+    while (!condition()) {
+        if (steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(milliseconds(1));
+    }
+    return true;
+}
+
 }  // namespace
 
 std::string program_path(const std::string& name) {
@@ -51,25 +57,19 @@ std::ostream& operator<<(std::ostream& stream, const Result& result) {
                   << result.err;
 }
 
-/// The process and what its pipes brought. A thread reads the pipes, so the program never blocks on them.
+/// The process, and the files that it prints to.
 struct Running::Child {
     pid_t pid = -1;
     int input = -1;
+    const TemporaryDirectory files;
+    const std::string out = files.path() + "/out", err = files.path() + "/err";
     std::shared_ptr<TemporaryDirectory> directory;  ///< a device directory that lives as long as the program
-
-    std::mutex mutex;  // guards the rest
-    std::condition_variable changed;
-    std::string out, err;
-    bool closed = false;  ///< both pipes have ended
     bool reaped = false;
     int wait_status = 0;
-
-    std::thread reader;
 
     ~Child() {
         close_input();
         end();
-        if (reader.joinable()) reader.join();
     }
 
     void close_input() {
@@ -79,7 +79,6 @@ struct Running::Child {
 
     /// Takes the exit status when there is one.
     bool reap(int options) {
-        std::lock_guard lock(mutex);
         if (!reaped && waitpid(pid, &wait_status, options) == pid) reaped = true;
         return reaped;
     }
@@ -89,51 +88,12 @@ struct Running::Child {
         ::kill(pid, SIGKILL);
         reap(0);
     }
-
-    void read(int out_end, int err_end);
 };
-
-void Running::Child::read(int out_end, int err_end) {
-    struct Pipe {
-        int end;
-        std::string* text;
-    };
-    Pipe pipes[] = {{out_end, &out}, {err_end, &err}};
-    const auto drain = [this](Pipe& pipe) {
-        char buffer[4096];
-        const ssize_t got = ::read(pipe.end, buffer, sizeof buffer);
-        if (got < 0 && errno == EINTR) return;
-        std::lock_guard lock(mutex);
-        if (got > 0) {
-            pipe.text->append(buffer, static_cast<size_t>(got));
-        } else {
-            close(pipe.end);
-            pipe.end = -1;
-        }
-        changed.notify_all();
-    };
-    while (pipes[0].end >= 0 || pipes[1].end >= 0) {
-        fd_set ready;
-        FD_ZERO(&ready);
-        for (const Pipe& pipe : pipes)
-            if (pipe.end >= 0) FD_SET(pipe.end, &ready);
-        if (select(std::max(pipes[0].end, pipes[1].end) + 1, &ready, nullptr, nullptr, nullptr) < 0) continue;
-        for (Pipe& pipe : pipes)
-            if (pipe.end >= 0 && FD_ISSET(pipe.end, &ready)) drain(pipe);
-    }
-    std::lock_guard lock(mutex);
-    closed = true;
-    changed.notify_all();
-}
 
 Running::Running(std::unique_ptr<Child> child) : child_(std::move(child)) {}
 Running::Running(Running&&) noexcept = default;
 Running& Running::operator=(Running&&) noexcept = default;
 Running::~Running() = default;
-
-pid_t Running::pid() const {
-    return child_->pid;
-}
 
 void Running::write(const std::string& text) {
     size_t written = 0;
@@ -158,29 +118,31 @@ void Running::kill() {
 }
 
 std::string Running::out() const {
-    std::lock_guard lock(child_->mutex);
-    return child_->out;
+    return read_whole(child_->out);
 }
 
 std::string Running::err() const {
-    std::lock_guard lock(child_->mutex);
-    return child_->err;
+    return read_whole(child_->err);
 }
 
-bool Running::wait_text(std::string Child::*output, const std::string& text, size_t from,
-                        milliseconds limit) {
-    std::unique_lock lock(child_->mutex);
-    const auto came = [&] { return ((*child_).*output).find(text, from) != std::string::npos; };
-    child_->changed.wait_for(lock, limit, [&] { return came() || child_->closed; });
-    return came();
+bool Running::wait_text(const std::string& file, const std::string& text, size_t from, milliseconds limit) {
+    bool came = false;
+    wait_for(
+        [&] {
+            const bool ended = !running();  // after its last word
+            came = read_whole(file).find(text, from) != std::string::npos;
+            return came || ended;
+        },
+        limit);
+    return came;
 }
 
 bool Running::wait_out(const std::string& text, size_t from, milliseconds limit) {
-    return wait_text(&Child::out, text, from, limit);
+    return wait_text(child_->out, text, from, limit);
 }
 
 bool Running::wait_err(const std::string& text, size_t from, milliseconds limit) {
-    return wait_text(&Child::err, text, from, limit);
+    return wait_text(child_->err, text, from, limit);
 }
 
 bool Running::running() const {
@@ -188,24 +150,13 @@ bool Running::running() const {
 }
 
 Result Running::wait(milliseconds limit) {
-    const auto deadline = steady_clock::now() + limit;
     Result result;
-    {
-        // A program that ends closes its output; one that closed it and goes on is caught below.
-        std::unique_lock lock(child_->mutex);
-        child_->changed.wait_until(lock, deadline, [&] { return child_->closed; });
-    }
-    while (running() && steady_clock::now() < deadline)
-        std::this_thread::sleep_for(milliseconds(1));
-    if (running()) {
-        result.timed_out = true;
-        child_->end();
-    }
-    if (child_->reader.joinable()) child_->reader.join();
+    result.timed_out = !wait_for([this] { return !running(); }, limit);
+    child_->end();
     const int status = child_->wait_status;
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    result.out = child_->out;
-    result.err = child_->err;
+    result.out = out();
+    result.err = err();
     return result;
 }
 
@@ -214,38 +165,8 @@ Program::Program(const std::string& name)
     environment_["OABR_VIRTUAL_ONLY"] = "1";
 }
 
-Program& Program::args(const std::vector<std::string>& texts) {
-    arguments_.insert(arguments_.end(), texts.begin(), texts.end());
-    return *this;
-}
-
 Program& Program::in(const Device& device) {
     return in(device.directory());
-}
-
-Program& Program::in(const std::string& device_directory) {
-    return env("OABR_VIRTUAL_DEVICES", device_directory);
-}
-
-Program& Program::env(const std::string& name, const std::string& value) {
-    environment_[name] = value;
-    return *this;
-}
-
-Program& Program::working_directory(const std::string& path) {
-    working_directory_ = path;
-    return *this;
-}
-
-Program& Program::input(const std::string& text) {
-    input_ = text;
-    has_input_ = true;
-    return *this;
-}
-
-Program& Program::deadline(milliseconds limit) {
-    deadline_ = limit;
-    return *this;
 }
 
 Result Program::run() {
@@ -279,14 +200,15 @@ Running Program::start() {
     words.insert(words.end(), arguments_.begin(), arguments_.end());
 
     // Closed on exec: a child that held another one's input open would keep it alive.
-    int in[2], out[2], err[2];
-    if (pipe2(in, O_CLOEXEC) || pipe2(out, O_CLOEXEC) || pipe2(err, O_CLOEXEC))
-        throw failure("cannot make pipes");
+    int in[2];
+    if (pipe2(in, O_CLOEXEC)) throw failure("cannot make a pipe");
+    child->input = in[1];
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+    constexpr int fresh = O_WRONLY | O_CREAT | O_APPEND;
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, child->out.c_str(), fresh, 0600);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, child->err.c_str(), fresh, 0600);
     if (!working_directory_.empty())
         posix_spawn_file_actions_addchdir_np(&actions, working_directory_.c_str());
     // Signals as a shell would give them to the program, whatever this process did to its own.
@@ -299,43 +221,22 @@ Running Program::start() {
     posix_spawnattr_setsigdefault(&attributes, &defaults);
     posix_spawnattr_setsigmask(&attributes, &none);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    errno = posix_spawn(&child->pid, path_.c_str(), &actions, &attributes, pointers(words).data(),
-                        pointers(variables).data());
+    const int error = posix_spawn(&child->pid, path_.c_str(), &actions, &attributes, pointers(words).data(),
+                                  pointers(variables).data());
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
     close(in[0]);
-    close(out[1]);
-    close(err[1]);
-    child->input = in[1];
-    if (errno != 0) {
+    if (error != 0) {
         child->pid = -1;
-        close(out[0]);
-        close(err[0]);
+        errno = error;
         throw failure("cannot start " + path_);
     }
-    child->reader = std::thread(
-        [target = child.get(), out_end = out[0], err_end = err[0]] { target->read(out_end, err_end); });
     Running running(std::move(child));
     if (has_input_) {
         running.write(input_);
         running.close_input();
     }
     return running;
-}
-
-SimulatedDevice& SimulatedDevice::turnaround(std::chrono::microseconds time) {
-    turnaround_ = std::to_string(time.count());
-    return *this;
-}
-
-SimulatedDevice& SimulatedDevice::option(const std::string& text) {
-    options_.push_back(text);
-    return *this;
-}
-
-SimulatedDevice& SimulatedDevice::in(const std::string& device_directory) {
-    directory_ = device_directory;
-    return *this;
 }
 
 SimulatedDevice& SimulatedDevice::in(const Device& other) {
@@ -347,9 +248,15 @@ Device SimulatedDevice::start() {
     device.home_ = std::make_unique<Device::Home>();
     device.serial_ = serial_;
     device.directory_ = directory_.empty() ? device.home_->announcements.path() : directory_;
-    device.options_ = {"--control",         "--serial",  serial_,
-                       "--turnaround-us",   turnaround_, "--state",
-                       device.state_file(), "--journal", device.home_->files.path() + "/journal"};
+    device.options_ = {"--control",
+                       "--serial",
+                       serial_,
+                       "--turnaround-us",
+                       turnaround_,
+                       "--state",
+                       device.home_->files.path() + "/state",
+                       "--journal",
+                       device.home_->files.path() + "/journal"};
     device.options_.insert(device.options_.end(), options_.begin(), options_.end());
     device.launch();
     return device;
@@ -381,12 +288,7 @@ std::vector<std::string> Device::journal(const std::string& text) const {
 }
 
 bool Device::wait_journal(const std::string& text, size_t lines, milliseconds limit) const {
-    const auto deadline = steady_clock::now() + limit;
-    while (journal(text).size() < lines) {
-        if (steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(milliseconds(2));
-    }
-    return true;
+    return wait_for([&] { return journal(text).size() >= lines; }, limit);
 }
 
 std::string Device::read_file(const std::string& command, const std::string& name) {

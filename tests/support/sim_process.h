@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <map>
 #include <memory>
@@ -43,7 +41,6 @@ public:
     Running& operator=(Running&&) noexcept;
     ~Running();
 
-    pid_t pid() const;
     /// Writes to its standard input; what it does not take any more is dropped.
     void write(const std::string& text);
     /// Ends its standard input.
@@ -68,7 +65,7 @@ private:
     friend class Program;
     struct Child;
     explicit Running(std::unique_ptr<Child> child);
-    bool wait_text(std::string Child::*output, const std::string& text, size_t from,
+    bool wait_text(const std::string& file, const std::string& text, size_t from,
                    std::chrono::milliseconds limit);
     std::unique_ptr<Child> child_;
 };
@@ -82,21 +79,32 @@ public:
     explicit Program(const std::string& name);
 
     Program& arg(const std::string& text) { return args({text}); }
-    Program& args(const std::vector<std::string>& texts);
+    Program& args(const std::vector<std::string>& texts) {
+        arguments_.insert(arguments_.end(), texts.begin(), texts.end());
+        return *this;
+    }
     /// Sees this device, or what is announced in this directory.
     Program& in(const Device& device);
-    Program& in(const std::string& device_directory);
-    Program& env(const std::string& name, const std::string& value);
-    Program& working_directory(const std::string& path);
+    Program& in(const std::string& device_directory) { return env("OABR_VIRTUAL_DEVICES", device_directory); }
+    Program& env(const std::string& name, const std::string& value) { return set(environment_[name], value); }
+    Program& working_directory(const std::string& path) { return set(working_directory_, path); }
     /// All of its standard input; without it the input is empty for `run`, and stays open for `start`.
-    Program& input(const std::string& text);
-    Program& deadline(std::chrono::milliseconds limit);
+    Program& input(const std::string& text) {
+        has_input_ = true;
+        return set(input_, text);
+    }
+    Program& deadline(std::chrono::milliseconds limit) { return set(deadline_, limit); }
 
     /// Runs it to its end.
     Result run();
     Running start();
 
 private:
+    template <class Value>
+    Program& set(Value& member, const Value& value) {
+        member = value;
+        return *this;
+    }
     std::string path_;
     std::vector<std::string> arguments_;
     std::map<std::string, std::string> environment_;
@@ -104,7 +112,6 @@ private:
     std::string input_;
     bool has_input_ = false;
     std::chrono::milliseconds deadline_ = patience;
-    std::shared_ptr<TemporaryDirectory> own_directory_;
 };
 
 /// A simulated device to start, described in one expression. Its turn-around is 10 ms unless told otherwise,
@@ -115,14 +122,23 @@ public:
 
     /// "real" (the default) or "fast".
     SimulatedDevice& speed(const std::string& which) { return option("--speed").option(which); }
-    SimulatedDevice& turnaround(std::chrono::microseconds time);
+    SimulatedDevice& turnaround(std::chrono::microseconds time) {
+        turnaround_ = std::to_string(time.count());
+        return *this;
+    }
     SimulatedDevice& fault(const std::string& text) { return option("--fault").option(text); }
     /// No simulated traffic: counters stand still and nothing is learned.
     SimulatedDevice& quiet() { return option("--quiet"); }
     /// Any other option of oabr-sim, in order.
-    SimulatedDevice& option(const std::string& text);
+    SimulatedDevice& option(const std::string& text) {
+        options_.push_back(text);
+        return *this;
+    }
     /// Announces itself there, beside other devices, instead of in a directory of its own.
-    SimulatedDevice& in(const std::string& device_directory);
+    SimulatedDevice& in(const std::string& device_directory) {
+        directory_ = device_directory;
+        return *this;
+    }
     SimulatedDevice& in(const Device& other);
 
     /// Starts it and waits until it is announced; throws with what it printed when it is not.
@@ -146,8 +162,6 @@ public:
     const std::string& serial() const { return serial_; }
     const std::string& directory() const { return directory_; }                          ///< device directory
     std::string announcement() const { return directory_ + "/" + serial_ + ".device"; }  ///< the file
-    std::string state_file() const { return home_->files.path() + "/state"; }
-    pid_t pid() const { return running_->pid(); }
 
     /// Gives a line to the device's control (see `oabr-sim --help`) and waits until it was done.
     /// @return the answer, "ok" with what it says, or "error: ..."
@@ -155,9 +169,7 @@ public:
     void unplug() { control("unplug"); }
     void plug() { control("plug"); }
 
-    /// The journal so far, one line of JSON an event.
-    std::vector<std::string> journal() const { return journal(""); }
-    /// Lines of the journal that hold the text, e.g. R"("event":"request")".
+    /// Lines of the journal, each an event in JSON, that hold the text, e.g. R"("event":"request")".
     std::vector<std::string> journal(const std::string& text) const;
     /// Waits until the journal has that many lines with the text.
     bool wait_journal(const std::string& text, size_t lines = 1,
