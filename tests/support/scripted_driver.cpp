@@ -82,94 +82,86 @@ public:
         c_->event_ = nullptr;
     }
     FT_STATUS queueStatus(uint32_t* rx_bytes) override {
-        std::lock_guard lock(c_->mutex_);
-        if (const FT_STATUS failed = c_->called("queueStatus")) return failed;
-        *rx_bytes = static_cast<uint32_t>(c_->received_.size());
-        return FT_OK;
+        return call("queueStatus", {}, [&] { *rx_bytes = static_cast<uint32_t>(c_->received_.size()); });
     }
     FT_STATUS status(uint32_t* rx_bytes, uint32_t* tx_bytes, uint32_t* events) override {
-        std::lock_guard lock(c_->mutex_);
-        if (const FT_STATUS failed = c_->called("status")) return failed;
-        *rx_bytes = static_cast<uint32_t>(c_->received_.size());
-        *tx_bytes = 0;
-        *events = std::exchange(c_->events_, 0);
-        return FT_OK;
+        return call("status", {}, [&] {
+            *rx_bytes = static_cast<uint32_t>(c_->received_.size());
+            *tx_bytes = 0;
+            *events = std::exchange(c_->events_, 0);
+        });
     }
     FT_STATUS read(uint8_t* buffer, uint32_t count, uint32_t* got) override {
-        std::lock_guard lock(c_->mutex_);
         *got = 0;
-        if (const FT_STATUS failed = c_->called("read", std::to_string(count))) return failed;
-        size_t take = std::min<size_t>(count, c_->received_.size());
-        if (c_->read_limit_ >= 0) take = std::min<size_t>(take, static_cast<size_t>(c_->read_limit_));
-        std::copy_n(c_->received_.begin(), take, buffer);
-        c_->received_.erase(0, take);
-        *got = static_cast<uint32_t>(take);
-        return FT_OK;
+        return call("read", decimal(count), [&] {
+            size_t take = std::min<size_t>(count, c_->received_.size());
+            if (c_->read_limit_ >= 0) take = std::min<size_t>(take, static_cast<size_t>(c_->read_limit_));
+            std::copy_n(c_->received_.begin(), take, buffer);
+            c_->received_.erase(0, take);
+            *got = static_cast<uint32_t>(take);
+        });
     }
     FT_STATUS write(const uint8_t* data, uint32_t count, uint32_t* written) override {
-        std::unique_lock lock(c_->mutex_);
         *written = 0;
-        if (const FT_STATUS failed = c_->called("write", std::to_string(count))) return failed;
         const std::string bytes(reinterpret_cast<const char*>(data), count);
-        c_->written_ += bytes;
-        *written = count;
-        c_->written_more_.notify_all();
-        const auto answer = c_->answer_;
-        lock.unlock();
+        std::function<std::string(std::string_view)> answer;
+        const FT_STATUS result = call("write", decimal(count), [&] {
+            c_->written_ += bytes;
+            *written = count;
+            c_->written_more_.notify_all();
+            answer = c_->answer_;
+        });
         if (answer) c_->receive(answer(bytes));
-        return FT_OK;
+        return result;
     }
     FT_STATUS purge(uint32_t mask) override {
-        std::lock_guard lock(c_->mutex_);
-        if (const FT_STATUS failed = c_->called("purge", std::to_string(mask))) return failed;
-        if (mask & FT_PURGE_RX) c_->received_.clear();
-        return FT_OK;
+        return call("purge", decimal(mask), [&] {
+            if (mask & FT_PURGE_RX) c_->received_.clear();
+        });
     }
     FT_STATUS setUsbParameters(uint32_t in_size, uint32_t out_size) override {
-        return setting("setUsbParameters", decimal(in_size, out_size));
+        return call("setUsbParameters", decimal(in_size, out_size));
     }
     FT_STATUS setDataCharacteristics(uint8_t bits, uint8_t stop_bits, uint8_t parity) override {
-        return setting("setDataCharacteristics", decimal(bits, stop_bits, parity));
+        return call("setDataCharacteristics", decimal(bits, stop_bits, parity));
     }
     FT_STATUS setChars(uint8_t event, bool event_on, uint8_t error, bool error_on) override {
-        return setting("setChars", decimal(event, event_on, error, error_on));
+        return call("setChars", decimal(event, event_on, error, error_on));
     }
     FT_STATUS setTimeouts(uint32_t read_ms, uint32_t write_ms) override {
-        return setting("setTimeouts", decimal(read_ms, write_ms));
+        return call("setTimeouts", decimal(read_ms, write_ms));
     }
     FT_STATUS setLatencyTimer(uint8_t milliseconds) override {
-        return setting("setLatencyTimer", decimal(milliseconds));
+        return call("setLatencyTimer", decimal(milliseconds));
     }
     FT_STATUS setEventNotification(uint32_t mask, platform::Event* event) override {
-        std::lock_guard lock(c_->mutex_);
-        if (const FT_STATUS failed = c_->called("setEventNotification", std::to_string(mask))) return failed;
-        c_->event_mask_ = mask;
-        c_->event_ = event;
-        return FT_OK;
+        return call("setEventNotification", decimal(mask), [&] {
+            c_->event_mask_ = mask;
+            c_->event_ = event;
+        });
     }
-    FT_STATUS setBaudRate(uint32_t rate) override { return setting("setBaudRate", decimal(rate)); }
+    FT_STATUS setBaudRate(uint32_t rate) override { return call("setBaudRate", decimal(rate)); }
     FT_STATUS setFlowControl(uint16_t mode, uint8_t xon, uint8_t xoff) override {
-        return setting("setFlowControl", hex(mode >> 8) + hex(static_cast<uint8_t>(mode)).substr(2) + " " +
-                                             hex(xon) + " " + hex(xoff));
+        return call("setFlowControl", hex(mode >> 8) + hex(static_cast<uint8_t>(mode)).substr(2) + " " +
+                                          hex(xon) + " " + hex(xoff));
     }
     FT_STATUS getBitMode(uint8_t* mode) override {
-        std::lock_guard lock(c_->mutex_);
-        if (const FT_STATUS failed = c_->called("getBitMode")) return failed;
-        *mode = c_->bits_;
-        return FT_OK;
+        return call("getBitMode", {}, [&] { *mode = c_->bits_; });
     }
     FT_STATUS setBitMode(uint8_t mask, uint8_t mode) override {
-        std::lock_guard lock(c_->mutex_);
-        if (const FT_STATUS failed = c_->called("setBitMode", hex(mask) + " " + hex(mode))) return failed;
-        c_->bits_ = mask;
-        return FT_OK;
+        return call("setBitMode", hex(mask) + " " + hex(mode), [&] { c_->bits_ = mask; });
     }
-    FT_STATUS resetPort() override { return setting("resetPort", {}); }
+    FT_STATUS resetPort() override { return call("resetPort"); }
 
 private:
-    FT_STATUS setting(const char* name, const std::string& arguments) {
+    /// Notes a call, and does it unless it is to fail.
+    template <class Action = void (*)()>
+    FT_STATUS call(
+        const char* name, const std::string& arguments = {}, Action action = [] {}) {
         std::lock_guard lock(c_->mutex_);
-        return c_->called(name, arguments);
+        const FT_STATUS failed = c_->called(name, arguments);
+        if (!failed) action();
+        return failed;
     }
 
     const std::shared_ptr<ScriptedConverter> c_;
