@@ -146,23 +146,6 @@ TEST(Replay, EverySettingComesBackAsItWasSetLive) {
         }
 }
 
-TEST(Replay, AChangedSettingIsStoredAsItsLastValue) {
-    FakeDevice link;
-    for (const Setting& setting : allSettings()) {
-        if (setting.values.size() != 2) continue;
-        SCOPED_TRACE(setting.name);
-        Device live;
-        live.answer(link);
-        for (const int value : {1, 0})
-            ASSERT_EQ(setting.set(value), 1);
-        Device stored;
-        stored.answer(link);
-        writeSet(setting.store(0));
-        stored.start();
-        EXPECT_EQ(stored.registers(), live.registers());
-    }
-}
-
 TEST(Replay, MirroringForgetsWhichPortItWasTakenFrom) {
     // A store records the chosen port alone, so a list that names two mirror ports replays both.
     FakeDevice link;
