@@ -29,15 +29,14 @@ TEST(Announcement, IsRead) {
     EXPECT_EQ(one->description, "Bench 3 = left");
     EXPECT_EQ(one->port, 40123);
     EXPECT_EQ(one->token, "0123456789abcdef0123456789ABCDEF");
-}
 
-TEST(Announcement, MayHaveOtherKeysOtherLineEndsAndNoLastOne) {
+    // Other keys, other line ends and no last one.
     EXPECT_TRUE(parseAnnouncement("OK1.device", std::string(good) + "later=whatever"));
     EXPECT_TRUE(parseAnnouncement("OK1.device", with("\nserial", "\r\nserial")));
     EXPECT_TRUE(parseAnnouncement("OK1.device", with("Bench 3 = left", "")));
 }
 
-TEST(Announcement, WithAnImpossibleValueIsNone) {
+TEST(Announcement, WithAnImpossibleValueOrInAnotherFileIsNone) {
     const std::pair<std::string, std::string> faults[] = {
         {"id=04037F80\n", ""},          {"id=04037F80", "id=4037F80"},
         {"id=04037F80", "id=0x037F80"}, {"serial=OK1\n", ""},
@@ -55,9 +54,8 @@ TEST(Announcement, WithAnImpossibleValueIsNone) {
     }
     EXPECT_FALSE(parseAnnouncement("OK1.device", ""));
     EXPECT_FALSE(parseAnnouncement("OK1.device", std::string(4000, '\0')));
-}
 
-TEST(Announcement, BelongsToTheFileOfItsSerial) {
+    // It belongs to the file of its serial.
     EXPECT_FALSE(parseAnnouncement("OK2.device", good));
     EXPECT_FALSE(parseAnnouncement(".OK1.device", good));
     EXPECT_TRUE(parseAnnouncement("ABCDEFGHIJKLMNO.device", with("OK1", "ABCDEFGHIJKLMNO")));
