@@ -24,7 +24,6 @@ namespace fake_usb {
 
 namespace {
 
-constexpr uint16_t vendor = 0x0403;
 constexpr uint8_t in_endpoint = 0x81;
 constexpr size_t packet_size = 64;
 constexpr size_t status_bytes = 2;
@@ -184,6 +183,7 @@ void Converter::unplug() {
         std::lock_guard lock(mutex_);
         if (unplugged_) return;
         unplugged_ = true;
+        line_->live();
         line_->close();
         for (auto& [key, client] : clients_)
             while (!client->under_way.empty()) {
@@ -250,6 +250,7 @@ void Converter::onVanished(void* self_pointer, GObject* object) {
     auto& self = *static_cast<Converter*>(self_pointer);
     auto* const client = reinterpret_cast<UMockdevIoctlClient*>(object);
     std::lock_guard lock(self.mutex_);
+    self.line_->live();
     if (self.owner_ == client) self.letGo(*self.clients_[client]);
     self.clients_.erase(client);
     self.updateNode();
@@ -261,6 +262,7 @@ void Converter::onVanished(void* self_pointer, GObject* object) {
 int Converter::onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, void* self_pointer) {
     auto& self = *static_cast<Converter*>(self_pointer);
     std::lock_guard lock(self.mutex_);
+    self.line_->live();
     const int result = self.answer(client);
     if (result == -EBUSY) {
         g_object_ref(client);

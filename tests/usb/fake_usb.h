@@ -49,7 +49,7 @@ public:
     virtual void setLatency(uint8_t) {}
     /// @param mask  1 what was received, 2 what is to be sent
     virtual void purge(uint32_t) {}
-    /// Does what is due. @return when it wants to be called again
+    /// Does what is due; called before each of the others as well. @return when it wants to be called again
     virtual Clock::time_point live() { return Clock::time_point::max(); }
 };
 

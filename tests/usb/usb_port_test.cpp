@@ -231,19 +231,16 @@ protected:
     }
 };
 
-TEST_F(Unplugged, WhileReading) {
+TEST_F(Unplugged, WhileReadingWritingAndWaiting) {
     FT_SetTimeouts(handle, 0, 0);  // for ever
-    during([this] { read(1, FT_IO_ERROR); });
-}
-
-TEST_F(Unplugged, WhileWritingToAFullQueue) {
-    FT_SetTimeouts(handle, 0, 0);
     one->stall(true);
-    during([this] { EXPECT_EQ(write(pattern(100'000)), FT_IO_ERROR); });
-}
-
-TEST_F(Unplugged, WhileWaiting) {
-    during([this] { EXPECT_TRUE(event.wait(10'000)); });
+    during([this] {
+        std::thread reading([this] { read(1, FT_IO_ERROR); });
+        std::thread writing([this] { EXPECT_EQ(write(pattern(100'000)), FT_IO_ERROR); });
+        EXPECT_TRUE(event.wait(10'000));
+        reading.join();
+        writing.join();
+    });
 }
 
 TEST_F(Unplugged, WhileChangingSettings) {
