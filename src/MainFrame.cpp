@@ -1,7 +1,6 @@
 #include "src/MainFrame.h"
 
 #include <wx/aboutdlg.h>
-#include <wx/busyinfo.h>
 #include <wx/choicdlg.h>
 #include <wx/choice.h>
 #include <wx/config.h>
@@ -553,22 +552,18 @@ void MainFrame::OnResetDevice(wxCommandEvent&) {
         // A device that does not answer is not connected, and needs the reset most: only the way to it is
         // opened.
         const bool open = connected_;
-        runWithNotice("Please wait while the device is reset ...", [&] {
-            OABRDevice& way = *OABRDevice::instance();
-            return open || way.connectWithBootloaderParams(device) == 0 ? way.resetDevice() : -1;
-        });
+        runWhilePainting(
+            [&] {
+                OABRDevice& way = *OABRDevice::instance();
+                return open || way.connectWithBootloaderParams(device) == 0 ? way.resetDevice() : -1;
+            },
+            this, "Please wait while the device is reset ...");
     }
     DisconnectFromDevice();
     ConnectToDevice(device);
 }
 
 // ---- Store ----
-
-int MainFrame::runWithNotice(const wxString& notice, const std::function<int()>& work) {
-    // One text with markup: beside a title of its own the text gets no room.
-    const wxBusyInfo info(wxBusyInfoFlags().Parent(this).Text("<big><b>Wait...</b></big>\n\n" + notice));
-    return runWhilePainting(work);
-}
 
 bool MainFrame::readPagesNeverShown() {
     const wxBusyCursor busy;
@@ -604,13 +599,14 @@ wxString MainFrame::storeSettings() {
             return wxString::FromUTF8(steps.back().refusal) + "\nNothing was stored.";
     }
     std::string failure;
-    runWithNotice("Please wait while storing switch settings ...", [&] {
+    const auto write = [&] {
         failure = writeAndCompare(lists);
         for (const controls::StoreStep& step : steps) {
             if (failure.empty() && step.write) failure = step.write();
         }
         return 0;
-    });
+    };
+    runWhilePainting(write, this, "Please wait while storing switch settings ...");
     return wxString::FromUTF8(failure);
 }
 

@@ -3,7 +3,6 @@
 #include <wx/frame.h>
 #include <wx/timer.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,7 +12,6 @@
 #include "src/page_host.h"
 
 class wxBookCtrlEvent;
-class wxBusyInfo;
 class wxChoice;
 class wxListbook;
 class wxMenu;
@@ -102,7 +100,6 @@ private:
     bool readPagesForFile();
     wxString storeSettings();
     void openLink(const char* key);
-    int runWithNotice(const wxString& notice, const std::function<int()>& work);
 
     void OnClose(wxCloseEvent& event);
     void OnQuit(wxCommandEvent& event);

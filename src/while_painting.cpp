@@ -1,11 +1,13 @@
 #include "src/while_painting.h"
 
+#include <wx/busyinfo.h>
 #include <wx/evtloop.h>
 #include <wx/timer.h>
 #include <wx/utils.h>
 
 #include <chrono>
 #include <future>
+#include <optional>
 
 namespace kovgui {
 
@@ -18,10 +20,15 @@ constexpr int look_ms = 20;
 
 }  // namespace
 
-int runWhilePainting(const std::function<int()>& work) {
+int runWhilePainting(const std::function<int()>& work, wxWindow* parent, const wxString& notice) {
     std::future<int> result = std::async(std::launch::async, work);
     if (result.wait_for(at_once) == std::future_status::ready) return result.get();
     const wxWindowDisabler disabled;
+    // After the other windows are disabled: its text is to be read. One text with markup: beside a title of
+    // its own the text gets no room.
+    std::optional<wxBusyInfo> info;
+    if (!notice.empty())
+        info.emplace(wxBusyInfoFlags().Parent(parent).Text("<big><b>Wait...</b></big>\n\n" + notice));
     const wxBusyCursor busy;
     wxGUIEventLoop loop;
     wxTimer timer;
