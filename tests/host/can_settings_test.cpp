@@ -131,37 +131,31 @@ TEST(CanSettings, WhatThePageDoesNotShowStays) {
 }
 
 TEST(CanSettings, ABadTextIsAFaultOfItsField) {
-    struct {
-        CanField field;
-        const char* text;
-    } const rows[] = {{CanField::can_mode, "POWERUP"},
-                      {CanField::can_mode, ""},
-                      {CanField::baud_rate, "300 kbit/s"},
-                      {CanField::phase_segment2, "1"},
-                      {CanField::prescaler, "65"},
-                      {CanField::prescaler, ""},
-                      {CanField::propagation, "-1"},
-                      {CanField::triple_sampling, "True"},
-                      {CanField::wakeup_mode, "Never"},
-                      {CanField::traffic_time, "65536"},
-                      {CanField::ethernet_wakeup, "0x10"},
-                      {CanField::ethernet_threshold, "99999999999"},
-                      {CanField::filter1, ""},
-                      {CanField::filter1, "0x"},
-                      {CanField::filter2, "12G"},
-                      {CanField::mask, "20000000"},
-                      {CanField::mask, "123456789"},
-                      {CanField::own_phase, "true"},
-                      {CanField::selective, "false"}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(std::string(canFieldName(row.field)) + " " + row.text);
-        CanForm form = otherForm();
-        form[row.field] = row.text;
-        const CanCheck check = checkForm(form, defaultCanBlock());
-        ASSERT_EQ(check.faults.size(), 1u);
-        EXPECT_EQ(check.faults[0].field, row.field);
-        EXPECT_NE(check.faultOf(row.field), "");
-    }
+    const std::pair<CanField, std::vector<const char*>> fields[] = {
+        {CanField::can_mode, {"POWERUP", ""}},
+        {CanField::baud_rate, {"300 kbit/s"}},
+        {CanField::phase_segment2, {"1"}},
+        {CanField::prescaler, {"65", ""}},
+        {CanField::propagation, {"-1"}},
+        {CanField::triple_sampling, {"True"}},
+        {CanField::wakeup_mode, {"Never"}},
+        {CanField::traffic_time, {"65536"}},
+        {CanField::ethernet_wakeup, {"0x10"}},
+        {CanField::ethernet_threshold, {"99999999999"}},
+        {CanField::filter1, {"", "0x"}},
+        {CanField::filter2, {"12G"}},
+        {CanField::mask, {"20000000", "123456789"}},
+        {CanField::own_phase, {"true"}},
+        {CanField::selective, {"false"}}};
+    for (const auto& [field, texts] : fields)
+        for (const char* text : texts) {
+            SCOPED_TRACE(std::string(canFieldName(field)) + " " + text);
+            CanForm form = otherForm();
+            form[field] = text;
+            const CanCheck check = checkForm(form, defaultCanBlock());
+            ASSERT_EQ(check.faults.size(), 1u);
+            EXPECT_EQ(check.faults[0].field, field);
+        }
     CanForm form = otherForm();
     form[CanField::traffic_time] = "";
     EXPECT_EQ(checkForm(form, defaultCanBlock()).block.trafficTime(), 0);

@@ -1,12 +1,12 @@
 #include "src/ConfigManager/config_document.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#include "tests/support/temporary_directory.h"
 
 namespace kovgui::config {
 namespace {
@@ -15,16 +15,14 @@ namespace fs = std::filesystem;
 
 class ConfigDocument : public testing::Test {
 protected:
-    ConfigDocument() { fs::create_directory(folder_); }
-    ~ConfigDocument() override { fs::remove_all(folder_); }
-
     std::string path(const char* name) const { return (folder_ / name).string(); }
     static std::string contents(const std::string& path) {
         std::ifstream file(path, std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    const fs::path folder_ = fs::path(testing::TempDir()) / ("config_document." + std::to_string(getpid()));
+    const sim_process::TemporaryDirectory directory_;
+    const fs::path folder_ = directory_.path();
 };
 
 const Values speeds = {{"OABR1/Flow_control", "Off"}, {"OABR1/Speed", "a < b & \"c\""}, {"0/VID", ""}};

@@ -136,13 +136,6 @@ TEST_F(D2xxTest, ReadTakesWhatIsQueuedUpToTheLimit) {
     EXPECT_EQ(read(-1), "hijklmnopqrst");
 }
 
-TEST_F(D2xxTest, WritesAnyBytes) {
-    open();
-    const std::string bytes("\0\x7E\xFF\0", 4);
-    EXPECT_EQ(pipe.write(bytes), FT_OK);
-    EXPECT_EQ(converter->written(), bytes);
-}
-
 TEST_F(D2xxTest, CBusPinsChangeOneLevelAndKeepTheDirections) {
     open();
     const std::tuple<uint8_t, uint8_t, uint8_t, const char*> changes[] = {
@@ -165,17 +158,6 @@ TEST_F(D2xxTest, CBusPinsChangeOneLevelAndKeepTheDirections) {
     EXPECT_EQ(out, 1);
     EXPECT_EQ(pipe.getCBusPin(2, &out), FT_OK);
     EXPECT_EQ(out, 0);
-}
-
-TEST_F(D2xxTest, LineSettingsReachTheConverter) {
-    open();
-    EXPECT_EQ(pipe.setBaud(230400), FT_OK);
-    EXPECT_EQ(pipe.enableFlowControl(true), FT_OK);
-    EXPECT_EQ(pipe.enableFlowControl(false), FT_OK);
-    EXPECT_EQ(pipe.flush(false, true), FT_OK);
-    EXPECT_EQ(pipe.flush(true, false), FT_OK);
-    EXPECT_THAT(converter->calls(), ElementsAre("setBaudRate 230400", "setFlowControl 0x0400 0x11 0x13",
-                                                "setFlowControl 0x0000 0x00 0x00", "purge 1", "purge 2"));
 }
 
 TEST_F(D2xxTest, StatusTellsAGoneConverterFromOneThatWasNeverThere) {

@@ -4,7 +4,6 @@
 #include <thread>
 
 #include "lib/device_cmd.h"
-#include "lib/e2p.h"
 #include "lib/messages.h"
 #include "tests/host/host_fixture.h"
 
@@ -105,15 +104,6 @@ TEST_F(DeviceTest, AFirmwareConnectReadsWhoTheDeviceIs) {
     EXPECT_FALSE(converter->isOpen());
 }
 
-TEST_F(DeviceTest, AVersionInDigitsIsNotLogged) {
-    plug();
-    firmware->answer(msg_type::read_request, msg_cmd::fwv_read, [](const Bytes&) {
-        return std::vector<Bytes>{{msg_type::data_reply, msg_cmd::fwv_read, '1', '2', '3', '4'}};
-    });
-    ASSERT_EQ(device.connectWithFirmwareParams("OKVX0001"), 0);
-    EXPECT_THAT(log.lines(), Not(Contains(HasSubstr(":503 "))));
-}
-
 TEST_F(DeviceTest, AnUnansweredIdentityRequestClosesTheConnection) {
     const std::pair<uint8_t, const char*> requests[] = {
         {msg_cmd::fwv_read, "ERROR: src/OABR-Switch/OABRDevice:479 Could not read FW version"},
@@ -195,36 +185,31 @@ TEST(Identity, RecordsAreShownInTheirOrder) {
 
 // ---- Frames ----
 
-TEST_F(DeviceTest, ErrorReportsAreLoggedWithSignedBytes) {
-    dispatch({msg_type::error, 1, 0x12, 0x05});
-    dispatch({0x50, 0x10, 0xF1, 0x09, 0x55});
-    dispatch({msg_type::error, 1, 0x12});
-    EXPECT_THAT(log.lines(),
-                ElementsAre("ERROR: src/OABR-Switch/OABRDevice:127 ERROR in type(12) cmd(05)\n",
-                            "ERROR: src/OABR-Switch/OABRDevice:127 ERROR in type(FFFFFFF1) cmd(09)\n",
-                            "ERROR: src/OABR-Switch/OABRDevice:127 ERROR in type(FFFFFFE0)\n"));
-}
-
-TEST_F(DeviceTest, FramesOfNobodyAreDroppedWithoutAWord) {
-    for (const Bytes& frame : std::vector<Bytes>{{},
-                                                 {0xE0},
-                                                 {msg_type::ignored, 1, 2, 3},
-                                                 {msg_type::reply, 0x4B, 0},
-                                                 {msg_type::data_reply, 0x99},
-                                                 {msg_type::control_reply, 0x99},
-                                                 {msg_type::hardkey, 0x72, 1, 1, 1, 1},
-                                                 {msg_type::request, 0x05, 0}})
+TEST_F(DeviceTest, ReportsOfTheDeviceAreLoggedAndFramesOfNobodyDropped) {
+    using namespace msg_type;
+    const std::string error = "ERROR: src/OABR-Switch/OABRDevice:127 ERROR in type(";
+    const std::string debug = "DEBUG: src/OABR-Switch/OABRDevice:";
+    const std::pair<Bytes, std::string> frames[] = {
+        {{msg_type::error, 1, 0x12, 0x05}, error + "12) cmd(05)\n"},
+        {{0x50, 0x10, 0xF1, 0x09, 0x55}, error + "FFFFFFF1) cmd(09)\n"},  // bytes are signed
+        {{msg_type::error, 1, 0x12}, error + "FFFFFFE0)\n"},
+        {{request, msg_cmd::debug, 'b', 'o', 'o', 't'}, debug + "28 DBG RQ: boot\n"},
+        {{reply, msg_cmd::debug, 'o', 'k', 0, 'x'}, debug + "34 DBG: ok\n"},
+        {{reply, msg_cmd::debug}, debug + "34 DBG: \n"},
+        {{}, ""},
+        {{0xE0}, ""},
+        {{ignored, 1, 2, 3}, ""},
+        {{reply, 0x4B, 0}, ""},
+        {{data_reply, 0x99}, ""},
+        {{control_reply, 0x99}, ""},
+        {{hardkey, 0x72, 1, 1, 1, 1}, ""},
+        {{request, 0x05, 0}, ""},
+    };
+    for (const auto& [frame, line] : frames) {
+        log.clear();
         dispatch(frame);
-    EXPECT_THAT(log.lines(), IsEmpty());
-}
-
-TEST_F(DeviceTest, DebugTextsEndWithTheirFrame) {
-    dispatch({msg_type::request, msg_cmd::debug, 'b', 'o', 'o', 't'});
-    dispatch({msg_type::reply, msg_cmd::debug, 'o', 'k', 0, 'x'});
-    dispatch({msg_type::reply, msg_cmd::debug});
-    EXPECT_THAT(log.lines(), ElementsAre("DEBUG: src/OABR-Switch/OABRDevice:28 DBG RQ: boot\n",
-                                         "DEBUG: src/OABR-Switch/OABRDevice:34 DBG: ok\n",
-                                         "DEBUG: src/OABR-Switch/OABRDevice:34 DBG: \n"));
+        EXPECT_EQ(log.lines(), line.empty() ? std::vector<std::string>() : std::vector{line});
+    }
 }
 
 TEST_F(DeviceTest, APingOfTheDeviceComesBackAsAReply) {
@@ -294,30 +279,16 @@ TEST_F(DeviceTest, AnUnpluggedDeviceEndsTheReceiverAndTheReplacementConnects) {
     driver->unplug("OKVX0001");
     ASSERT_TRUE(waitReceiverEnded());
     EXPECT_THAT(log.lines("ERROR"), ElementsAre("ERROR: src/Chip45/D2XX:189 FT_GetStatus failed: 4"));
+    device.disconnect();  // tells a receiver to stop that has gone, and not the next one
     firmware.reset();
     connect();
     EXPECT_FALSE(device.receiverEnded());
     uint32_t microseconds = 0;
     EXPECT_EQ(ping(&microseconds), 0);
-}
-
-TEST_F(DeviceTest, AConverterThatGoesWithoutAnEventIsNoticed) {
-    connect();
-    converter->fail("status", FT_IO_ERROR);
-    EXPECT_TRUE(waitReceiverEnded());
-}
-
-TEST_F(DeviceTest, AStopThatCameTooLateDoesNotEndTheNextReceiver) {
-    connect();
-    driver->unplug("OKVX0001");
-    ASSERT_TRUE(waitReceiverEnded());
-    device.disconnect();  // signals a receiver that has gone
-    firmware.reset();
-    connect();
-    uint32_t microseconds = 0;
-    EXPECT_EQ(ping(&microseconds), 0);
     EXPECT_EQ(device.startReceiverThread(), 0);  // runs already
     EXPECT_EQ(ping(&microseconds), 0);
+    converter->fail("status", FT_IO_ERROR);  // goes without an event
+    EXPECT_TRUE(waitReceiverEnded());
 }
 
 // ---- Several threads ----
@@ -368,37 +339,19 @@ TEST_F(DeviceTest, ResetPulsesTheResetLine) {
 TEST_F(DeviceTest, OperationsThatGetNoAnswerAreLoggedAndPassedOn) {
     connect();
     testing::internal::CaptureStderr();
+    uint8_t bytes[4] = {}, register_value, mode;
+    uint16_t word;
     const std::pair<std::function<int()>, const char*> operations[] = {
         {[&] { return device.updateHardkeys(); }, "738 hk_status"},
-        {[&] {
-             uint8_t bytes[4];
-             return device.readE2P(0x200, 4, bytes);
-         },
-         "668 e2p_read failed"},
-        {[&] {
-             const uint8_t bytes[4] = {};
-             return device.writeE2P(0x200, 4, bytes);
-         },
-         "692 e2p_write failed\n"},
-        {[&] {
-             uint8_t value;
-             return device.readSMI(1, &value);
-         },
-         "704 smi_read"},
+        {[&] { return device.readE2P(0x200, 4, bytes); }, "668 e2p_read failed"},
+        {[&] { return device.writeE2P(0x200, 4, bytes); }, "692 e2p_write failed\n"},
+        {[&] { return device.readSMI(1, &register_value); }, "704 smi_read"},
         {[&] { return device.writeSMI(1, 2); }, "712 smi_write"},
-        {[&] {
-             uint16_t value;
-             return device.readMDIO(6, 1, &value);
-         },
-         "720 mdio_read"},
+        {[&] { return device.readMDIO(6, 1, &word); }, "720 mdio_read"},
         {[&] { return device.writeMDIO(6, 1, 2); }, "728 mdio_write"},
         {[&] { return device.setPower(true); }, "613 setPower failed"},
         {[&] { return device.setSniff(1, 0x80); }, "628 ksz_set_sniff failed"},
-        {[&] {
-             uint8_t mode;
-             return device.getSniff(2, &mode);
-         },
-         "640 ksz_set_sniff failed"},
+        {[&] { return device.getSniff(2, &mode); }, "640 ksz_set_sniff failed"},
         {[&] { return device.setBootloaderFlag(true); }, nullptr},
     };
     // Each waits for a second; of different kinds, so they wait together.
@@ -422,24 +375,6 @@ TEST_F(DeviceTest, OperationsThatGetNoAnswerAreLoggedAndPassedOn) {
     testing::internal::GetCapturedStderr();
 }
 
-TEST_F(DeviceTest, SniffBitsGoBothWays) {
-    connect();
-    std::atomic<uint8_t> control{0x1F};
-    firmware->answer(msg_type::request, msg_cmd::mdio_read, [&](const Bytes& asked) {
-        return std::vector<Bytes>{{msg_type::reply, msg_cmd::mdio_read, asked[2], asked[3], control, 0}};
-    });
-    firmware->answer(msg_type::request, msg_cmd::mdio_write, [&](const Bytes& asked) {
-        control = asked[4];
-        return std::vector<Bytes>{{msg_type::reply, msg_cmd::mdio_write, asked[2], asked[3], asked[4], 0}};
-    });
-    EXPECT_EQ(device.setSniff(3, 0x60), 0);
-    EXPECT_EQ(control, 0x7F);
-    uint8_t mode = 0;
-    EXPECT_EQ(device.getSniff(3, &mode), 0);
-    EXPECT_EQ(mode, 0x60);
-    EXPECT_EQ(log.lines().back(), "DEBUG: src/OABR-Switch/OABRDevice:644 get Port 3 = 96");
-}
-
 TEST_F(DeviceTest, AnEepromReadThatComesBackShortIsNoSuccess) {
     connect();
     firmware->answer(msg_type::request, msg_cmd::e2p_read, [](const Bytes& asked) {
@@ -452,50 +387,6 @@ TEST_F(DeviceTest, AnEepromReadThatComesBackShortIsNoSuccess) {
     EXPECT_NE(device.readE2P(0x200, 4, bytes), 0);
     uint8_t large[300] = {};
     EXPECT_NE(device.readE2P(0x200, 259, large), 0);  // the request counts in eight bits
-}
-
-TEST_F(DeviceTest, ConfigurationListsAreWrittenBetweenTheirMarkers) {
-    connect();
-    firmware->answer(msg_type::request, msg_cmd::e2p_write, [](const Bytes& asked) {
-        return std::vector<Bytes>{{msg_type::reply, msg_cmd::e2p_write, asked[2], asked[3], asked[4]}};
-    });
-    const e2p_cfg_cmd begin{0x03, {0xBB, 0xCC}};
-    const e2p_cfg_cmd end{0x13, {0xEE, 0xCC}};
-    const e2p_cfg_cmd body{0x45, {6, 44, 0x7F, 0}};
-    EXPECT_EQ(device.writeE2PConfig({body}, {}, {begin, body, end}), 0);
-    const auto at = [](uint16_t address, const e2p_cfg_cmd& record) {
-        Bytes out{msg_type::request,
-                  msg_cmd::e2p_write,
-                  static_cast<uint8_t>(address),
-                  static_cast<uint8_t>(address >> 8),
-                  static_cast<uint8_t>(record.length()),
-                  record.header};
-        out.insert(out.end(), record.body, record.body + record.length() - 1);
-        return out;
-    };
-    EXPECT_THAT(firmware->requests(msg_type::request, msg_cmd::e2p_write),
-                ElementsAre(at(512, begin), at(515, body), at(520, end), at(1568, begin), at(1571, end),
-                            at(1808, begin), at(1811, body), at(1816, end)));
-}
-
-TEST_F(DeviceTest, APingReplyThatNobodyWaitsForTellsHowLongItTook) {
-    const auto stamped = [](uint64_t age) {
-        const auto now = std::chrono::system_clock::now().time_since_epoch();
-        const uint64_t sent =
-            static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count()) - age;
-        Bytes frame{msg_type::reply, msg_cmd::ping, 0, 0, 0, 0, 0, 0, 0, 0};
-        put_le32(&frame[2], static_cast<uint32_t>(sent));
-        put_le32(&frame[6], static_cast<uint32_t>(sent >> 32));
-        return frame;
-    };
-    testing::internal::CaptureStdout();
-    const Bytes old = stamped(5'000'000);
-    hdlc_ping_process_rsp(old.data(), static_cast<uint16_t>(old.size()));
-    EXPECT_THAT(testing::internal::GetCapturedStdout(),
-                testing::MatchesRegex("PING: turn around 5[0-9][0-9][0-9]ms\n"));
-    testing::internal::CaptureStdout();
-    hdlc_ping_process_rsp(old.data(), 9);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
 }  // namespace

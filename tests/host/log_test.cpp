@@ -38,13 +38,5 @@ TEST(Log, WithoutASinkALineGoesToStandardErrorWithOneLineEndAndNoControlCharacte
                 testing::EndsWith(":5 bell \\x07 and escape \\x1B[2J\n"));
 }
 
-TEST(Log, LevelsAreClamped) {
-    setLogLevel(9);
-    EXPECT_EQ(logLevel(), log_verbose);
-    setLogLevel(-3);
-    EXPECT_EQ(logLevel(), log_fatal_error);
-    setLogLevel(log_error);
-}
-
 }  // namespace
 }  // namespace kovgui

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <clocale>
 
 namespace kovgui {
@@ -30,16 +29,6 @@ TEST(Utilities, DatesWithSlashesBecomeLocalMidnight) {
     EXPECT_LT(to_seconds("1960/07/14"), 0);
     for (const char* text : {"2021-07-14", "2021/13/01", "2021/07", "", "yesterday"})
         EXPECT_EQ(to_seconds(text), 0) << text;
-}
-
-TEST(Utilities, TimesAreReadByTheirFormat) {
-    std::tm time{};
-    const char* const rest = _strptime("  8:05:59 x", "%H:%M:%S", &time);
-    ASSERT_NE(rest, nullptr);
-    EXPECT_STREQ(rest, " x");
-    EXPECT_EQ(time.tm_hour * 10000 + time.tm_min * 100 + time.tm_sec, 80559);
-    EXPECT_EQ(_strptime("8", "%H:%M", &time), nullptr);
-    EXPECT_EQ(_strptime("8", "%Q", &time), nullptr);
 }
 
 TEST(Utilities, MacAddressesGetTheirNormalFormOrStayAsTheyAre) {
@@ -71,12 +60,6 @@ TEST(Utilities, WideAndNarrowTextsKeepWhatTheyCan) {
     EXPECT_EQ(toAnsi(L"a\u20AC"), "a\xE2\x82\xAC");
     EXPECT_EQ(toUnicode("a\xE2\x82\xAC\xFF!"), L"a\u20AC?!");
     std::setlocale(LC_CTYPE, "C");
-}
-
-TEST(Utilities, SystemErrorsStandWhereTheFormatWantsThem) {
-    errno = ENOENT;
-    EXPECT_EQ(getLastWindowsError("[%s]").substr(0, 8), "[No such");
-    EXPECT_EQ(getLastWindowsError("%d"), "%d");
 }
 
 TEST(Utilities, DeviceBytesCannotControlATerminal) {

@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "src/OABR-Switch/dynamic_mac_list.h"
-
 namespace kovgui::oabr {
 namespace {
 
@@ -97,32 +95,6 @@ TEST(VlanRowsText, ComesBackWithForeignLineEnds) {
     EXPECT_THAT(parseVlanRows("1 0 0 0 0 0", &read), HasSubstr("6 columns"));
     EXPECT_THAT(parseVlanRows("1\t0\t0\t0\t0\t0\n1\t0\t0\t0\t0\t0\n", &read), HasSubstr("Line 2, VID: 1"));
     EXPECT_EQ(read.size(), 2u) << "a fault takes nothing";
-}
-
-TEST(DynamicMac, SortsByValueAndFiltersAnyColumn) {
-    DynamicMacList list;
-    const auto entry = [](uint8_t last, uint8_t fid, uint8_t port, uint8_t age) {
-        return ksz_dmac_entry{3, age, port, fid, {last, 0, 0, 0, 0, 0xAB}};
-    };
-    list.setEntries({entry(1, 10, 3, 0), entry(2, 9, 1, 3), entry(3, 100, 2, 1)});
-    const auto macs = [&list] {
-        std::string ends;
-        for (size_t row = 0; row < list.shown(); ++row)
-            ends += list.text(row, DynamicMacList::mac_column).back();
-        return ends;
-    };
-    EXPECT_EQ(list.text(0, DynamicMacList::mac_column), "ab:00:00:00:00:01");
-    list.sortBy(DynamicMacList::fid_column, true);
-    EXPECT_EQ(macs(), "213");
-    list.sortBy(DynamicMacList::port_column, false);
-    EXPECT_EQ(macs(), "213");
-    list.sortBy(DynamicMacList::age_column, false);
-    EXPECT_EQ(macs(), "231");
-    list.setFilter("oabr1");
-    EXPECT_EQ(macs(), "1");
-    list.setFilter("AB:00");
-    EXPECT_EQ(list.shown(), 3u);
-    EXPECT_EQ(list.total(), 3u);
 }
 
 }  // namespace

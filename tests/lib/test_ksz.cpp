@@ -149,6 +149,15 @@ TEST_F(Switch, MembershipAndPvidKeepTheirNeighbours) {
         << "a record that sets nothing is left out";
 }
 
+TEST_F(Switch, SniffBitsKeepTheMembership) {
+    reg(65) = 0x35;
+    EXPECT_EQ(ksz_set_sniff(3, 0xFF), 1);
+    EXPECT_EQ(reg(65), 0xF5);
+    uint8_t bits = 0;
+    EXPECT_EQ(ksz_get_sniff(3, &bits), 1);
+    EXPECT_EQ(bits, 0xE0);
+}
+
 TEST_F(Switch, RefusesWhatIsOutOfBoundsWithoutAsking) {
     int value = 0;
     uint8_t byte = 0;
