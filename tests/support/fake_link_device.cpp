@@ -123,30 +123,17 @@ void FakeLinkDevice::run() {
 
 bool FakeLinkDevice::greet(int client) {
     Message hello;
-    if (!readMessage(client, &hello) || hello.operation != 0x01) return false;
-    const auto answer = [client](char status) {
-        const char bytes[] = {'\x81', 1, 0, status};
-        send(client, bytes, sizeof bytes, MSG_NOSIGNAL);
-        return status == 0;
-    };
-    switch (greeting_) {
-        case Greeting::accept:
-            return answer(hello.payload == token ? 0 : 1);
-        case Greeting::wrong_token:
-            return answer(1);
-        case Greeting::in_use:
-            return answer(2);
-        case Greeting::hang_up:
-            return false;
-        case Greeting::noise:
-            send(client, "SSH-2.0-x\r\n", 11, MSG_NOSIGNAL);
-            return false;
-        case Greeting::silence:
-            char byte;
-            recv(client, &byte, 1, 0);  // until the client gives up
-            return false;
-    }
-    return false;
+    if (!readMessage(client, &hello) || hello.operation != 0x01 || greeting_ == Greeting::hang_up)
+        return false;
+    std::string answer{'\x81', 1, 0, hello.payload != token};
+    if (greeting_ == Greeting::wrong_token) answer[3] = 1;
+    if (greeting_ == Greeting::in_use) answer[3] = 2;
+    if (greeting_ == Greeting::noise) answer = "SSH-2.0-x\r\n";
+    if (greeting_ == Greeting::silence)
+        recv(client, answer.data(), 1, 0);  // until the client gives up
+    else
+        send(client, answer.data(), answer.size(), MSG_NOSIGNAL);
+    return greeting_ == Greeting::accept && answer[3] == 0;
 }
 
 void FakeLinkDevice::serve(int client) {

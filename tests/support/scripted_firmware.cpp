@@ -10,39 +10,22 @@ namespace {
 
 constexpr std::chrono::milliseconds turn_around{10};
 
-uint16_t pairOf(uint8_t type, uint8_t command) {
-    return static_cast<uint16_t>(type << 8 | command);
-}
-
-Bytes text(uint8_t type, uint8_t command, const std::string& characters) {
-    Bytes out(hdlc_msg_header_size + characters.size());
-    out[0] = type;
-    out[1] = command;
-    std::copy(characters.begin(), characters.end(), out.begin() + hdlc_msg_header_size);
-    return out;
-}
-
 }  // namespace
 
 ScriptedFirmware::ScriptedFirmware(std::shared_ptr<ScriptedConverter> converter)
     : converter_(std::move(converter)), thread_() {
     using namespace msg_type;
-    answer(read_request, msg_cmd::fwv_read, [](const Bytes&) {
-        return std::vector<Bytes>{{data_reply, msg_cmd::fwv_read, 1, 6, 0, 0}};
-    });
-    answer(read_request, msg_cmd::fwd_read, [](const Bytes&) {
-        return std::vector<Bytes>{{data_reply, msg_cmd::fwd_read, 20, 21, 7, 14}};
-    });
-    answer(read_request, msg_cmd::blv_read, [](const Bytes&) {
-        return std::vector<Bytes>{{data_reply, msg_cmd::blv_read, 2, 'b', 5, 'a'}};
-    });
-    answer(read_request, msg_cmd::bls_read, [](const Bytes&) {
-        return std::vector<Bytes>{text(data_reply, msg_cmd::bls_read, "OABR_Korvex")};
-    });
-    answer(request, msg_cmd::ping, [](const Bytes& asked) {
-        Bytes same = asked;
-        same[0] = reply;
-        return std::vector<Bytes>{same};
+    const std::string name = "OABR_Korvex";
+    Bytes name_reply = {data_reply, msg_cmd::bls_read};
+    name_reply.insert(name_reply.end(), name.begin(), name.end());
+    for (const Bytes& identity : {Bytes{data_reply, msg_cmd::fwv_read, 1, 6, 0, 0},
+                                  {data_reply, msg_cmd::fwd_read, 20, 21, 7, 14},
+                                  {data_reply, msg_cmd::blv_read, 2, 'b', 5, 'a'},
+                                  name_reply})
+        answer(read_request, identity[1], [identity](const Bytes&) { return std::vector<Bytes>{identity}; });
+    answer(request, msg_cmd::ping, [](Bytes asked) {
+        asked[0] = reply;
+        return std::vector<Bytes>{asked};
     });
     framing_.init(
         nullptr,
@@ -78,24 +61,13 @@ void ScriptedFirmware::take(std::string_view written) {
 
 void ScriptedFirmware::answer(uint8_t type, uint8_t command, Answer answer) {
     const std::lock_guard lock(mutex_);
-    std::erase_if(answers_, [&](const auto& row) { return row.first == pairOf(type, command); });
-    answers_.emplace_back(pairOf(type, command), std::move(answer));
+    answers_[{type, command}] = std::move(answer);
 }
 
 std::vector<Bytes> ScriptedFirmware::requests(uint8_t type, uint8_t command) const {
     std::vector<Bytes> out = requests();
     std::erase_if(out, [&](const Bytes& one) { return one[0] != type || one[1] != command; });
     return out;
-}
-
-std::vector<Bytes> ScriptedFirmware::answerTo(const Bytes& request) {
-    Answer known;
-    {
-        const std::lock_guard lock(mutex_);
-        for (const auto& [pair, answer] : answers_)
-            if (request.size() >= 2 && pair == pairOf(request[0], request[1])) known = answer;
-    }
-    return known ? known(request) : std::vector<Bytes>();
 }
 
 void ScriptedFirmware::run() {
@@ -105,9 +77,11 @@ void ScriptedFirmware::run() {
         if (ending_) return;
         const Bytes request = waiting_.front();
         waiting_.pop_front();
+        const auto known = request.size() >= 2 ? answers_.find({request[0], request[1]}) : answers_.end();
+        const Answer answer = known == answers_.end() ? nullptr : known->second;
         lock.unlock();
         std::this_thread::sleep_for(turn_around);
-        for (const Bytes& frame : answerTo(request))
+        for (const Bytes& frame : answer ? answer(request) : std::vector<Bytes>())
             converter_->receive(framed(frame));
         lock.lock();
     }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -49,7 +50,6 @@ public:
 
 private:
     void run();
-    std::vector<Bytes> answerTo(const Bytes& request);
 
     const std::shared_ptr<ScriptedConverter> converter_;
     hdlc_framing framing_;  // the writing threads', one at a time
@@ -58,7 +58,7 @@ private:
     std::condition_variable arrived_;
     std::deque<Bytes> waiting_;
     std::vector<Bytes> seen_;
-    std::vector<std::pair<uint16_t, Answer>> answers_;
+    std::map<std::pair<uint8_t, uint8_t>, Answer> answers_;  // by type and command
     bool ending_ = false;
 
     std::thread thread_;
