@@ -2,9 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <csignal>
+#include <filesystem>
 #include <thread>
 
 #include "tests/support/sim_process.h"
@@ -17,22 +17,24 @@ using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
 
-// Registers whose values are known.
-constexpr const char* chip_family = "mreg 0x0600\n";     // 0x0095
-constexpr const char* usb_membership = "mreg 0x0621\n";  // 0x001F
+constexpr const char* chip_family = "mreg 0x0600\n";  // 0x0095
+
+std::string repeated(const std::string& lines, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i)
+        all += lines;
+    return all;
+}
 
 Program console() {
     return Program("oabr-console");
 }
 
-/// Waits until a device that was unplugged is there again.
-bool waitAnnounced(const Device& device) {
-    struct stat file {};
-    for (int i = 0; i < 3000; ++i) {
-        if (stat(device.announcement().c_str(), &file) == 0) return true;
+/// Whether a device that was unplugged comes back and is free.
+bool answersAgain(const Device& device) {
+    for (int i = 0; i < 3000 && !std::filesystem::exists(device.announcement()); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
+    return console().in(device).input("ping\n").run().status == 0;
 }
 
 size_t count(const std::string& text, const std::string& what) {
@@ -172,7 +174,7 @@ TEST(Console, AnInterruptEndsItAndFreesTheDevice) {
         running.signal(signal);
         EXPECT_EQ(running.wait().status, 128 + signal);
     }
-    EXPECT_EQ(console().in(device).input("ping\n").run().status, 0);
+    EXPECT_TRUE(answersAgain(device));
 }
 
 TEST(Console, AReaderThatGoesAwayEndsIt) {
@@ -197,8 +199,7 @@ TEST(Console, UnpluggingWhileItWaitsForALineEndsIt) {
     EXPECT_FALSE(result.timed_out);
     EXPECT_THAT(result.err, HasSubstr("The connection to OKVX0001 is lost."));
     device.plug();
-    ASSERT_TRUE(waitAnnounced(device));
-    EXPECT_EQ(console().in(device).input("ping\n").run().status, 0);
+    EXPECT_TRUE(answersAgain(device));
 }
 
 TEST(Console, UnpluggingInTheMiddleOfARequestEndsIt) {
@@ -207,39 +208,27 @@ TEST(Console, UnpluggingInTheMiddleOfARequestEndsIt) {
          {"unplug-at-byte=9", "unplug-at-byte=45", "unplug-at-byte=50", "unplug-at-sent-byte=60"}) {
         SCOPED_TRACE(fault);
         const auto device = SimulatedDevice().speed("fast").fault(fault).start();
-        std::string lines;
-        for (int i = 0; i < 20; ++i)
-            lines += chip_family;
-        const Result result = console().in(device).input(lines).run();
+        const Result result = console().in(device).input(repeated(chip_family, 20)).run();
         EXPECT_TRUE(result.status == 1 || result.status == 2) << result;
         EXPECT_THAT(result.err, HasSubstr("The device was unplugged or a transfer failed.")) << result;
         EXPECT_LE(count(result.err, "timed out"), 1u) << result;
-        ASSERT_TRUE(waitAnnounced(device));
-        EXPECT_EQ(console().in(device).input("ping\n").run().status, 0);
+        EXPECT_TRUE(answersAgain(device));
     }
 }
 
 // ---- A line and a device with faults ----
 
 TEST(Console, FaultsCostAtMostTheRequestTheyHit) {
-    const std::tuple<const char*, size_t, int> faults[] = {
-        {"drop-reply=6", 1, 1},
-        {"corrupt-reply=6", 1, 1},
-        {"delay-reply=6:1300", 1, 1},
-        {"double-reply=/2", 0, 0},
-    };
-    std::string lines;
-    std::string answers;
-    for (int i = 0; i < 5; ++i) {
-        lines += std::string(chip_family) + usb_membership;
-        answers += "0x0095\n0x001F\n";
-    }
-    for (const auto& [fault, lost, status] : faults) {
+    const std::pair<const char*, int> faults[] = {
+        {"drop-reply=6", 1}, {"corrupt-reply=6", 1}, {"delay-reply=6:1300", 1}, {"double-reply=/2", 0}};
+    const std::string lines = repeated("mreg 0x0600\nmreg 0x0621\n", 5);
+    const std::string answers = repeated("0x0095\n0x001F\n", 5);
+    for (const auto& [fault, lost] : faults) {
         SCOPED_TRACE(fault);
         const auto device = SimulatedDevice().speed("fast").fault(fault).start();
         const Result result = console().in(device).input(lines).run();
-        EXPECT_EQ(result.status, status) << result;
-        EXPECT_EQ(count(result.err, "failed\n") / 2, lost) << result;
+        EXPECT_EQ(result.status, lost) << result;
+        EXPECT_EQ(count(result.err, "failed\n") / 2, static_cast<size_t>(lost)) << result;
         // Whatever was lost, no answer is another request's.
         std::string expected = answers;
         if (lost) expected.erase(7, 7);
@@ -249,10 +238,7 @@ TEST(Console, FaultsCostAtMostTheRequestTheyHit) {
 
 TEST(Console, NoiseDoesNotWedgeIt) {
     const auto device = SimulatedDevice().speed("fast").fault("noise=50").start();
-    std::string lines;
-    for (int i = 0; i < 20; ++i)
-        lines += chip_family;
-    const Result result = console().in(device).input(lines).run();
+    const Result result = console().in(device).input(repeated(chip_family, 20)).run();
     EXPECT_THAT(result.out, MatchesRegex("(0x0095\n)+")) << result;
     EXPECT_GE(count(result.out, "0x0095\n"), 10u) << result;
 }
