@@ -56,14 +56,6 @@ TEST(CanBitTiming, ABetterSettingIsOfferedExactlyWhereTheCalculationMisses) {
     }
 }
 
-TEST(CanBitTiming, TheLargerPhaseIsAtLeastTwoQuanta) {
-    can_speed speed{0, 0, 0, 0, 0, 7, 0, 7, 0, 0, 0};
-    EXPECT_EQ(canTiming(speed).quanta, 1 + 8 + 1 + 2);
-    EXPECT_THAT(timingFaults(speed), IsEmpty());
-    speed.phase_segment1 = 6;
-    EXPECT_EQ(canTiming(speed).quanta, 1 + 8 + 7 + 7);
-}
-
 TEST(CanBitTiming, EveryRuleIsNamed) {
     const auto faults = [](uint8_t jump, uint8_t propagation, uint8_t phase1, uint8_t phase2) {
         return timingFaults({static_cast<uint8_t>(jump - 1), 0, 1, 0, static_cast<uint8_t>(phase1 - 1),
@@ -208,17 +200,6 @@ TEST(CanSettings, WhatADeviceLiesIsShownWithinTheRangesAndSaysWhatIsWrong) {
     const CanCheck check = checkForm(form, block);
     EXPECT_EQ(check.faultOf(CanField::can_mode), "nothing is chosen");
     EXPECT_EQ(check.faultOf(CanField::wakeup_mode), "nothing is chosen");
-}
-
-TEST(CanSettings, LiveValuesFillTheBlock) {
-    CanBlock block = defaultCanBlock();
-    setLiveValues(&block, 2, 0x40, 1, 70'000, 5);
-    EXPECT_EQ(block.lifecycleMode(), 2);
-    EXPECT_EQ(block.canMode(), 0x40);
-    EXPECT_EQ(block.ethernetWakeup(), 65535);
-    EXPECT_EQ(block.ethernetThreshold(), 5);
-    EXPECT_EQ(formOf(block)[CanField::selective], "true");
-    EXPECT_EQ(block.trafficTime(), 10);
 }
 
 }  // namespace

@@ -21,11 +21,6 @@ std::vector<std::string> normalForm(const std::string& text) {
     return lines;
 }
 
-bool accepted(const std::string& text) {
-    std::vector<uint8_t> image;
-    return IntelHexConverter::createArray(text.c_str(), image);
-}
-
 /// A data record as a linker writes it.
 std::string record(unsigned address, const std::vector<uint8_t>& data) {
     char part[16];
@@ -67,43 +62,30 @@ TEST(HexConverter, KeepsDataInPlaceAndDropsZeroBlocks) {
                                               ":030040000000EFCE\n", end_of_file));
 }
 
-TEST(HexConverter, TakesLowerCaseAndGivesUpperCase) {
-    EXPECT_THAT(normalForm(":02001000abcd76\n:00000001ff"), ElementsAre(":02001000ABCD76\n", end_of_file));
-}
-
-TEST(HexConverter, ReadsOnPastTheEndOfFileRecordAndWithoutALastLineFeed) {
-    EXPECT_THAT(normalForm(end_of_file + std::string(":0100000011EE")),
-                ElementsAre(":0100000011EE\n", end_of_file));
-    EXPECT_THAT(normalForm(""), ElementsAre(end_of_file));
-    EXPECT_THAT(normalForm("\n\n"), ElementsAre(end_of_file));
-}
-
-TEST(HexConverter, ReadsOverSegmentRecordsWithTheirChecksum) {
-    EXPECT_THAT(normalForm(":020000021000EC\n:0100000011EE\n"), ElementsAre(":0100000011EE\n", end_of_file));
-    EXPECT_FALSE(accepted(":020000021000ED\n"));
+TEST(HexConverter, GivesTheNormalFormOfEveryText) {
+    const std::pair<std::string, const char*> texts[] = {
+        {":02001000abcd76\n:00000001ff", ":02001000ABCD76\n"},            // lower case
+        {std::string(end_of_file) + ":0100000011EE", ":0100000011EE\n"},  // reads on past the end
+        {":020000021000EC\n:0100000011EE\n", ":0100000011EE\n"},          // a segment record is passed over
+        {":02000000FE", ":02000000FE0000\n"},
+        {":01000000FF", ":01000000FF00\n"},      // missing digits are zero
+        {"x0100 000::55\n", ":01000000AA55\n"},  // 'G' is 16, ':' is 10, what is below '0' is 0
+    };
+    for (const auto& [text, record] : texts)
+        EXPECT_THAT(normalForm(text), ElementsAre(record, end_of_file));
+    for (const char* nothing : {"", "\n\n", ":"})
+        EXPECT_THAT(normalForm(nothing), ElementsAre(end_of_file)) << nothing;
 }
 
 TEST(HexConverter, RefusesUnknownTypesAndWrongChecksums) {
     for (const char* text : {":020000040000FA\n", ":0400000300000000F9\n", ":0400000500000000F7\n",
-                             ":00000006FA\n", ":0100000011EF\n", ":00000001FE\n", ":01000000\n11EE"}) {
+                             ":00000006FA\n", ":0100000011EF\n", ":00000001FE\n", ":01000000\n11EE",
+                             ":020000021000ED\n", ":FF", ":0100000011E\nE:"}) {
         SCOPED_TRACE(text);
         std::vector<std::string> lines{"earlier"};
         EXPECT_FALSE(IntelHexConverter::convert((record(0, {1}) + text).c_str(), lines));
         EXPECT_THAT(lines, ElementsAre("earlier"));
     }
-}
-
-TEST(HexConverter, CountsMissingDigitsAsZeroAndNeverReadsPastALine) {
-    EXPECT_TRUE(accepted(":"));
-    EXPECT_TRUE(accepted(":01000000FF"));        // FF is the data, the checksum is missing
-    EXPECT_FALSE(accepted(":0100000011E\nE:"));  // E0, whatever the next line holds
-    EXPECT_FALSE(accepted(":FF"));
-    EXPECT_THAT(normalForm(":02000000FE"), ElementsAre(":02000000FE0000\n", end_of_file));
-}
-
-TEST(HexConverter, DoesNotRejectDigitsOutsideTheirRange) {
-    // 'G' is 16, ':' is 10, what is below '0' is 0; the first character may be anything.
-    EXPECT_THAT(normalForm("x0100 000::55\n"), ElementsAre(":01000000AA55\n", end_of_file));
 }
 
 TEST(HexConverter, PutsASegmentRecordBetweenTheSegments) {

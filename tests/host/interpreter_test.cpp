@@ -152,6 +152,8 @@ TEST_F(CommandTest, ResetTakesNoArgumentOrTheCpu) {
         EXPECT_EQ(run(line), 0) << line;
         EXPECT_EQ(converter->calls().size(), 4u) << line;
     }
+    EXPECT_EQ(converter->calls()[1], "setBitMode 0xF0 0x20");
+    EXPECT_EQ(converter->calls()[3], "setBitMode 0xF1 0x20");
     converter->clearCalls();
     EXPECT_EQ(run("reset x"), 0);
     EXPECT_TRUE(converter->calls().empty());

@@ -7,19 +7,6 @@
 namespace kovgui {
 namespace {
 
-TEST(Utilities, HexDigitsAreNotValidatedByTheFirstPair) {
-    EXPECT_EQ(asciiToHex('7'), 7);
-    EXPECT_EQ(asciiToHex('b'), 11);
-    EXPECT_EQ(asciiToHex('F'), 15);
-    EXPECT_EQ(asciiToHex('G'), 16);
-    EXPECT_EQ(asciiToHex('/'), 0);
-    EXPECT_EQ(asciiToHex('A', '5'), 0xA5);
-    EXPECT_EQ(asciiToHex('z', 'f'), static_cast<unsigned char>((35 << 4) + 15));
-    EXPECT_EQ(hex2uchar('e'), 14);
-    EXPECT_EQ(hex2ascii("9C"), 0x9C);
-    EXPECT_EQ(hex2ascii(""), 0);
-}
-
 TEST(Utilities, DatesWithSlashesBecomeLocalMidnight) {
     std::tm expected{};
     expected.tm_year = 121;

@@ -158,9 +158,9 @@ TEST_F(Eeprom, WritesAnAreaFromMarkerToMarker) {
     const e2p_cfg_cmd headless[] = {mdio(1), end_marker};
     e2p_write_config(headless, 0x200, 1567);
     EXPECT_THAT(device.requests(), IsEmpty());
-}
 
-TEST_F(Eeprom, LeavesOutWhatDoesNotFitButKeepsItsPlace) {
+    // What does not fit is left out, but keeps its place.
+    device.eeprom.fill(0xFF);
     const e2p_cfg_cmd list[] = {begin_marker, ofLength(1), mdio(7), ofLength(14), mdio(8), end_marker};
     e2p_write_config(list, 0x200, 0x200 + 3 + 1 + 5 + 14 + 3);
     EXPECT_EQ(bytesAt(0x203, 1), Bytes{0xFF});
@@ -196,14 +196,11 @@ TEST_F(Eeprom, ReadingEndsWhereverTheListDoes) {
     device.eeprom[0x208] = 0x50;
     EXPECT_EQ(e2p_read_config(records, 0x200, 1567, 8, &count), 0) << "a record that does not advance";
     EXPECT_EQ(count, 3U);
-}
 
-TEST_F(Eeprom, ReadingASilentDeviceCostsOneTimeout) {
     device.answer = [](const Bytes&) { return std::vector<Bytes>{}; };
-    e2p_cfg_cmd records[8];
     testing::internal::CaptureStderr();
     EXPECT_EQ(e2p_read_config(records, 0x200, 1567, 8), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "send_rq timed out\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "send_rq timed out\n") << "silence costs one timeout";
 }
 
 TEST_F(Eeprom, AreasTellHowManyBytesAreMissing) {
