@@ -169,12 +169,9 @@ TEST_F(ConsoleWindow, OpensOnAPseudoTerminal) {
     EXPECT_EQ(title, "-T Bench");
 }
 
-TEST_F(ConsoleWindow, CannotBeHadWhenTheWindowFails) {
+TEST_F(ConsoleWindow, CannotBeHadWhenTheWindowFailsAndEndsWhenItIsClosed) {
     install("exit 1\n");
     EXPECT_EQ(run(), 2);
-}
-
-TEST_F(ConsoleWindow, EndsWhenTheWindowIsClosed) {
     install("printf '4194314\\n' >&3\nhead -n 1 <&3 > seen\n");
     EXPECT_EQ(run(), 3);
     std::string seen;

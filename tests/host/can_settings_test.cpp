@@ -18,11 +18,6 @@ can_speed calculated(uint32_t rate) {
     return speed;
 }
 
-bool same(const CanBlock& a, const CanBlock& b) {
-    return std::memcmp(&a.speed, &b.speed, sizeof a.speed) == 0 &&
-           std::memcmp(&a.filter, &b.filter, sizeof a.filter) == 0 && a.extra == b.extra;
-}
-
 TEST(CanBitTiming, IsDescribedInOneLine) {
     EXPECT_EQ(describeTiming(calculated(500'000)),
               "500000 bit/s, error 0.00 %, sample point 68.8 %, 16 TQ, CNF 0xC0 0xE4 0x04");
@@ -67,20 +62,6 @@ TEST(CanBitTiming, EveryRuleIsNamed) {
     EXPECT_THAT(faults(1, 2, 2, 5), ElementsAre(HasSubstr("shorter than phase segment 2")));
     EXPECT_THAT(faults(1, 2, 2, 2), ElementsAre(HasSubstr("7 quanta")));
     EXPECT_THAT(faults(1, 4, 4, 1), ElementsAre(HasSubstr("at least 2"), HasSubstr("sync jump")));
-}
-
-TEST(CanSettings, ADefaultBlockGoesThroughTheFormUnchanged) {
-    const CanBlock block = defaultCanBlock();
-    const CanForm form = formOf(block);
-    EXPECT_EQ(form[CanField::can_mode], "NORMAL");
-    EXPECT_EQ(form[CanField::baud_rate], "500 kbit/s");
-    EXPECT_EQ(form[CanField::sync_jump], "4");
-    EXPECT_EQ(form[CanField::traffic_time], "10");
-    EXPECT_EQ(form[CanField::standard_frames] + form[CanField::extended_frames], "truefalse");
-    const CanCheck check = checkForm(form, block);
-    EXPECT_THAT(check.faults, IsEmpty());
-    EXPECT_THAT(check.warnings, IsEmpty());
-    EXPECT_TRUE(same(check.block, block));
 }
 
 /// A form that differs from the default in every field.

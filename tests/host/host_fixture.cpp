@@ -35,10 +35,6 @@ CapturedLog::~CapturedLog() {
     setLogLevel(log_error);
 }
 
-std::vector<std::string> CapturedLog::lines() const {
-    return lines("");
-}
-
 std::vector<std::string> CapturedLog::lines(const std::string& level) const {
     const std::lock_guard lock(mutex_);
     std::vector<std::string> out = lines_;

@@ -19,9 +19,8 @@ class CapturedLog {
 public:
     CapturedLog();
     ~CapturedLog();
-    std::vector<std::string> lines() const;
     /// Lines that begin with the word.
-    std::vector<std::string> lines(const std::string& level) const;
+    std::vector<std::string> lines(const std::string& level = "") const;
     void clear();
 
 private:
