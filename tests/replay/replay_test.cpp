@@ -228,26 +228,6 @@ TEST(Replay, AnInterruptedWriteShowsAsTheFirmwareReplaysIt) {
 
 // ---- CAN block ----
 
-TEST(CanBlock, IsTakenOverWhenItsCrcIsRight) {
-    FakeDevice link;
-    Device device;
-    device.answer(link);
-    can_speed speed{};
-    ASSERT_EQ(can_calc_params(16'000'000, 250'000, 1, &speed), 0);
-    can_mask_filter filter{};
-    filter.words0[1] = 0x123;
-    uint8_t extra[16] = {3, 0x20};
-    ASSERT_EQ(can_save_cfg_to_e2p(&speed, &filter, extra), 0);
-    device.start();
-    EXPECT_EQ(memcmp(device.hardware.can.speed.data(), &speed, sizeof speed), 0);
-    EXPECT_EQ(device.hardware.can.lifecycle_mode, 3);
-    EXPECT_EQ(device.hardware.can.mode, 0x20);
-
-    device.hardware.memory.eeprom[e2p_can_speed_address] ^= 1;
-    device.start();
-    EXPECT_EQ(device.hardware.can.lifecycle_mode, 0) << "a block with a wrong CRC is not taken";
-}
-
 TEST(CanBlock, AFailingWriteLeavesNoCrc) {
     FakeDevice link;
     Device device;
