@@ -129,14 +129,17 @@ TEST_F(Hdlc, TakesAnEscapedEscapeForData) {
 
 TEST_F(Hdlc, ComesBackAfterAnyNoise) {
     std::mt19937 random(4711);
-    for (int round = 0; round < 20000; ++round) {
-        Bytes noise(random() % 140);
-        for (uint8_t& byte : noise)
+    const auto anyBytes = [&](size_t count) {
+        Bytes bytes(count);
+        for (uint8_t& byte : bytes)
             byte = static_cast<uint8_t>(random() % 4 == 0 ? 0x7D + random() % 3 : random());
-        feed(noise);
+        return bytes;
+    };
+    for (int round = 0; round < 20000; ++round) {
+        feed(anyBytes(random() % 140));
         feed({0x7E, 0x7E});
         handled.clear();
-        const Bytes contents(1 + random() % 62, static_cast<uint8_t>(random()));
+        const Bytes contents = anyBytes(1 + random() % 62);
         feed(framed(contents));
         ASSERT_THAT(handled, ElementsAre(contents)) << round;
     }
