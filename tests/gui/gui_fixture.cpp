@@ -61,6 +61,13 @@ int Answers::Enter(wxDialog* dialog) {
     return answer(dialog);
 }
 
+void send(wxEventType type, wxWindow* from, int value) {
+    wxCommandEvent event(type, from->GetId());
+    event.SetEventObject(from);
+    event.SetInt(value);
+    from->ProcessWindowEvent(event);
+}
+
 void command(wxFrame& frame, int id) {
     if (frame.GetToolBar()->FindById(id) != nullptr) {
         ASSERT_TRUE(frame.GetToolBar()->GetToolEnabled(id)) << "tool " << id << " is disabled";

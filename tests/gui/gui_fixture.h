@@ -48,5 +48,8 @@ private:
     std::vector<Box> boxes_;
 };
 
+/// Sends the event that the operator causes at a control.
+void send(wxEventType type, wxWindow* from, int value = 0);
+
 /// Presses a tool or menu item: sends its command to the window, unless it is disabled there.
 void command(wxFrame& frame, int id);

@@ -58,24 +58,18 @@ protected:
         ASSERT_NE(choice, nullptr);
         ASSERT_TRUE(choice->IsEnabled());
         ASSERT_TRUE(choice->SetStringSelection(text)) << text;
-        wxCommandEvent event(wxEVT_CHOICE, id);
-        event.SetEventObject(choice);
-        choice->GetEventHandler()->ProcessEvent(event);
+        send(wxEVT_CHOICE, choice);
     }
     static void check(wxWindow* page, int id, bool on) {
         auto* box = dynamic_cast<wxCheckBox*>(page->FindWindow(id));
         ASSERT_NE(box, nullptr);
         box->SetValue(on);
-        wxCommandEvent event(wxEVT_CHECKBOX, id);
-        event.SetEventObject(box);
-        box->GetEventHandler()->ProcessEvent(event);
+        send(wxEVT_CHECKBOX, box);
     }
     static void press(wxWindow* page, int id) {
         wxWindow* button = page->FindWindow(id);
         ASSERT_TRUE(button->IsEnabled());
-        wxCommandEvent event(wxEVT_BUTTON, id);
-        event.SetEventObject(button);
-        button->GetEventHandler()->ProcessEvent(event);
+        send(wxEVT_BUTTON, button);
     }
     static std::string shown(controls::OABRControlFrame* page, int id) {
         return page->control(id)->shownText().utf8_string();

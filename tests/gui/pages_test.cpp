@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <wx/html/htmlwin.h>
 #include <wx/listctrl.h>
 #include <wx/stattext.h>
 
@@ -25,7 +24,6 @@ namespace kovgui {
 namespace {
 
 using controls::OABRControlFrame;
-using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -48,12 +46,8 @@ protected:
     }
     uint16_t& switchRegister(uint8_t reg) { return device_->registers[mdio_switch][reg]; }
     uint16_t& sniff(int port) { return switchRegister(ksz_reg_port(port, ksz_control1)); }
-    void silence() {
-        device_->answer = [](const Bytes&) { return std::vector<Bytes>(); };
-    }
-    std::string text(wxWindow* page, const char* name) {
-        auto* control = dynamic_cast<wxStaticText*>(wxWindow::FindWindowByName(name, page));
-        return control != nullptr ? control->GetLabelText().utf8_string() : "no such text";
+    static std::string text(wxWindow* page, const char* name) {
+        return wxWindow::FindWindowByName(name, page)->GetLabel().utf8_string();
     }
 
     const LinkTaken link_taken_;
@@ -73,24 +67,20 @@ struct Edit {
     uint16_t to;
 };
 
-/// Reads the page with the registers as they are before, makes each edit and looks at its register.
-template <typename Page>
-void expectEdits(Page* page, FakeDevice& device, const std::vector<Edit>& edits,
-                 void (*choose)(wxWindow*, int, const wxString&),
-                 std::string (*shown)(OABRControlFrame*, int)) {
-    for (const Edit& edit : edits) {
-        SCOPED_TRACE(edit.id);
-        EXPECT_EQ(shown(page, edit.id), edit.before);
-        choose(page, edit.id, edit.choice);
-        EXPECT_EQ(device.registers[edit.mdio][edit.reg], edit.to);
-    }
-}
-
 class Ports : public Pages {
 protected:
     void hold(const std::vector<Edit>& edits) {
         for (const Edit& edit : edits)
             device_->registers[edit.mdio][edit.reg] = edit.from;
+    }
+    /// Makes each edit on a page that shows the registers as they are before, and looks at its register.
+    void expectEdits(OABRControlFrame* page, const std::vector<Edit>& edits) {
+        for (const Edit& edit : edits) {
+            SCOPED_TRACE(edit.id);
+            EXPECT_EQ(shown(page, edit.id), edit.before);
+            choose(page, edit.id, edit.choice);
+            EXPECT_EQ(device_->registers[edit.mdio][edit.reg], edit.to);
+        }
     }
 };
 
@@ -106,7 +96,7 @@ TEST_F(Ports, EachSettingShowsTheDeviceAndChangesIt) {
     };
     hold(edits);
     auto* page = open<PortConfigPanel>();
-    expectEdits(page, *device_, edits, &choose, &shown);
+    expectEdits(page, edits);
     EXPECT_EQ(switchRegister(207), 0x20);  // the speed of OABR1 stands there as well
     EXPECT_EQ(switchRegister(6), 0x20);
     EXPECT_EQ(shown(page, PortConfigPanel::ID_OABR1_ROLE), "Master");
@@ -132,25 +122,6 @@ TEST_F(Ports, ForcedSpeedAndDuplexNeedNegotiationOff) {
     EXPECT_EQ(switchRegister(61), 0x20);
 }
 
-TEST_F(Ports, StoreYieldsWhatThePageShows) {
-    switchRegister(207) = 0x60;
-    device_->registers[mdio_oabr1_phy][0] = 0x0008;
-    device_->registers[mdio_oabr2_phy][0] = 0x0200;
-    auto* page = open<PortConfigPanel>();
-    std::vector<e2p_cfg_cmd> lists[3];
-    page->StoreAllRegisters(lists[0], lists[1], lists[2]);
-    std::vector<std::string> written;
-    for (const auto& list : lists) {
-        for (const e2p_cfg_cmd& record : list)
-            written.push_back(wxString::Format("%X: %d %d %02X%02X", record.header, record.body[0],
-                                               record.body[1], record.body[3], record.body[2])
-                                  .utf8_string());
-    }
-    EXPECT_THAT(written, ElementsAre("55: 6 207 0040", "55: 6 207 0020", "45: 6 6 FFDF", "45: 6 6 FFEF",
-                                     "45: 6 60 007F", "45: 6 60 00DF", "45: 6 50 00EF", "45: 6 60 00BF",
-                                     "45: 24 0 FC3F", "55: 25 0 0200"));
-}
-
 TEST_F(Ports, TheUsbPortShowsItsSettingsAndItsLink) {
     const std::vector<Edit> edits = {
         {CustomSettingsPanel::ID_USB_DUPLEX, "Half", "Full", mdio_switch, 44, 0x0080, 0x00A0},
@@ -164,18 +135,10 @@ TEST_F(Ports, TheUsbPortShowsItsSettingsAndItsLink) {
     EXPECT_EQ(shown(page, CustomSettingsPanel::ID_USB_LINK_DUPLEX), "Full");
     EXPECT_EQ(shown(page, CustomSettingsPanel::ID_USB_LINK_FLOW), "Transmit");
     EXPECT_EQ(shown(page, CustomSettingsPanel::ID_USB_LINK_SPEED), "100 Mbit/s");
-    expectEdits(page, *device_, edits, &choose, &shown);
+    expectEdits(page, edits);
     check(page, CustomSettingsPanel::ID_USB_AUTONEG, true);
     EXPECT_EQ(switchRegister(44), 0x60);
     EXPECT_FALSE(page->FindWindow(CustomSettingsPanel::ID_USB_SPEED)->IsEnabled());
-}
-
-TEST_F(Ports, AnEditOnASilentDeviceCostsOneTimeout) {
-    auto* page = open<PortConfigPanel>();
-    silence();
-    device_->forgetRequests();
-    choose(page, PortConfigPanel::ID_OABR1_SPEED, "10 Mbit/s");
-    EXPECT_EQ(device_->requests().size(), 1u);
 }
 
 // ---- Sniffing ----
@@ -245,47 +208,6 @@ TEST_F(Sniffing, AModeCanBeChosenForEveryPortButTheSniffPort) {
     EXPECT_THAT(enabled(), IsEmpty());
     for (int port = 1; port <= 4; ++port)
         EXPECT_EQ(sniff(port), 0) << port;
-}
-
-TEST_F(Sniffing, WhatIsShownCanBeWrittenReadAndStoredAsAWhole) {
-    sniff(3) = 0x80;
-    sniff(4) = 0x40;
-    sniff(2) = 0x20;
-    sniff(1) = 0x60;
-    auto* page = open<SniffingPanel>();
-    EXPECT_EQ(shown(page, SniffingPanel::ID_SNIFF_PORT), "OABR2");
-    EXPECT_EQ(shown(page, SniffingPanel::ID_SNIFF_OABR1), "RX only");
-    EXPECT_EQ(shown(page, SniffingPanel::ID_SNIFF_100BASETX), "TX only");
-    EXPECT_EQ(shown(page, SniffingPanel::ID_SNIFF_USB), "TX and RX");
-    for (int port = 1; port <= 4; ++port)
-        sniff(port) = port == 1 ? 0x80 : 0x1F;
-    page->SetAllRegisters();
-    EXPECT_EQ(sniff(3), 0x9F);
-    EXPECT_EQ(sniff(4), 0x5F);
-    EXPECT_EQ(sniff(2), 0x3F);
-    EXPECT_EQ(sniff(1), 0x60);
-
-    std::vector<e2p_cfg_cmd> list, none;
-    page->StoreAllRegisters(list, none, none);
-    std::vector<std::pair<int, int>> stored;
-    for (const e2p_cfg_cmd& record : list)
-        stored.emplace_back(record.body[1], record.body[2]);
-    EXPECT_THAT(stored, ElementsAre(std::pair(81, 0x40), std::pair(49, 0x20), std::pair(33, 0x60),
-                                    std::pair(65, 0x80)));
-}
-
-TEST_F(Sniffing, DisabledStoresNothing) {
-    auto* page = open<SniffingPanel>();
-    std::vector<e2p_cfg_cmd> list, none;
-    page->StoreAllRegisters(list, none, none);
-    EXPECT_THAT(list, IsEmpty());
-}
-
-TEST_F(Sniffing, TheHelpSaysHowToUseIt) {
-    auto* page = open<SniffingPanel>();
-    auto* help = dynamic_cast<wxHtmlWindow*>(wxWindow::FindWindowByName("htmlWindow", page));
-    ASSERT_NE(help, nullptr);
-    EXPECT_THAT(help->ToText().utf8_string(), HasSubstr("How to use Port Mirroring"));
 }
 
 // ---- Counters ----
@@ -397,14 +319,13 @@ TEST_F(Counters, AStoppedRefreshLeavesTheRestInvalid) {
     EXPECT_EQ(oabr::DeviceUse::user(), "");
 }
 
-TEST_F(Counters, AreNotReadWhileSomebodyElseHasTheDevice) {
-    const auto use = oabr::DeviceUse::take("the store");
-    press(page_, CounterPanel::ID_REFRESH_USB);
-    EXPECT_THAT(text(page_, "counterStatus"), HasSubstr("in use by the store"));
-    EXPECT_THAT(device_->requests(), IsEmpty());
-}
-
-TEST_F(Counters, ThePageMayGoWhileItReads) {
+TEST_F(Counters, AreReadByOneAtATimeAndThePageMayGoMeanwhile) {
+    {
+        const auto use = oabr::DeviceUse::take("the store");
+        press(page_, CounterPanel::ID_REFRESH_USB);
+        EXPECT_THAT(text(page_, "counterStatus"), HasSubstr("in use by the store"));
+        EXPECT_THAT(device_->requests(), IsEmpty());
+    }
     press(page_, CounterPanel::ID_REFRESH_USB);
     page_->Destroy();
     EXPECT_EQ(oabr::DeviceUse::user(), "");
@@ -458,23 +379,21 @@ TEST_F(Firmware, ThePageShowsWhatAFileHolds) {
         EXPECT_THAT(texts(page_), HasSubstr(shown));
 }
 
-TEST_F(Firmware, AFileThatIsNoneIsRefused) {
+TEST_F(Firmware, FlashingNeedsAFileThatIsOneAndADevice) {
     page_->loadFile("/nowhere/at all.iff");
     const std::string bad = write("bad.iff", "[Version]\nBUILD_VERSION = v1.0.0.0\n");
     page_->loadFile(bad);
-    ASSERT_EQ(answers_.boxes().size(), 2u);
-    EXPECT_EQ(answers_.boxes()[0].title, "Error");
-    EXPECT_EQ(answers_.boxes()[0].text, "Cannot open file '/nowhere/at all.iff'.");
-    EXPECT_EQ(answers_.boxes()[1].text, "'" + bad + "' is not a valid Tarvane Firmware File");
-}
-
-TEST_F(Firmware, FlashingNeedsAFileAndADevice) {
     press(page_, FlashPanel::ID_FLASH);
     page_->loadFile(write("good.iff", good_));
     press(page_, FlashPanel::ID_FLASH);
-    ASSERT_EQ(answers_.boxes().size(), 2u);
-    EXPECT_EQ(answers_.boxes()[0].text, "Please select a Firmware File");
-    EXPECT_THAT(answers_.boxes()[1].text, StartsWith("There is no device to flash"));
+    std::vector<std::string> told;
+    for (const Answers::Box& box : answers_.boxes())
+        told.push_back(box.text);
+    EXPECT_THAT(told,
+                ElementsAre("Cannot open file '/nowhere/at all.iff'.",
+                            "'" + bad + "' is not a valid Tarvane Firmware File",
+                            "Please select a Firmware File", StartsWith("There is no device to flash")));
+    EXPECT_EQ(answers_.boxes()[0].title, "Error");
     EXPECT_EQ(host_->disconnected, 0);
 }
 
@@ -488,11 +407,6 @@ TEST_F(Firmware, TheEndOfAnUpdateIsTold) {
     };
     EXPECT_EQ(end(WorkerThread::finished), "Succeed: Device successfully flashed");
     EXPECT_THAT(end(WorkerThread::go_on), HasSubstr(": Stoped by User"));
-}
-
-TEST_F(Firmware, ThePageStaysUsableWithoutAConnection) {
-    disconnect(page_);
-    EXPECT_TRUE(page_->FindWindow(FlashPanel::ID_FLASH)->IsEnabled());
 }
 
 }  // namespace

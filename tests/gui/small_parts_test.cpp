@@ -28,37 +28,23 @@ TEST(Pictures, AreThereAtOneAndTwoTimesTheirSize) {
     }
 }
 
-TEST(Pictures, UnknownNameGivesNone) {
-    EXPECT_FALSE(ResourceManager::instance().getPicture("NOSUCH").IsOk());
-}
-
 TEST(DeviceText, ShowsWhatIsNotPrintableAsItsValue) {
     EXPECT_EQ(deviceText("OKVX 1%s"), "OKVX 1%s");
     EXPECT_EQ(deviceText(std::string("a\0\n\xFF", 4)), "a\\x00\\x0A\\xFF");
 }
 
-TEST(DeviceUse, HasOneHolderAtATime) {
+TEST(DeviceUse, HasOneHolderAtATimeAndMovesWithIt) {
     int changes = 0;
     oabr::DeviceUse::listen([&] { ++changes; });
-    {
-        const oabr::DeviceUse flash = oabr::DeviceUse::take("the firmware update");
-        EXPECT_TRUE(flash);
-        EXPECT_EQ(oabr::DeviceUse::user(), "the firmware update");
-        EXPECT_FALSE(oabr::DeviceUse::take("the store"));
-        EXPECT_EQ(oabr::DeviceUse::user(), "the firmware update");
-    }
+    oabr::DeviceUse held = oabr::DeviceUse::take("the firmware update");
+    EXPECT_FALSE(oabr::DeviceUse::take("the store"));
+    oabr::DeviceUse kept;
+    kept = std::move(held);
+    EXPECT_EQ(oabr::DeviceUse::user(), "the firmware update");
+    kept.release();
     EXPECT_EQ(oabr::DeviceUse::user(), "");
     EXPECT_EQ(changes, 2);
     oabr::DeviceUse::listen(nullptr);
-}
-
-TEST(DeviceUse, MovesWithItsHolder) {
-    oabr::DeviceUse held = oabr::DeviceUse::take("the store");
-    oabr::DeviceUse kept;
-    kept = std::move(held);
-    EXPECT_EQ(oabr::DeviceUse::user(), "the store");
-    kept.release();
-    EXPECT_TRUE(oabr::DeviceUse::take("the reset"));
 }
 
 TEST(CapturedOutput, TakesBothStreamsInOrderAndGivesThemBack) {
@@ -77,25 +63,16 @@ TEST(CapturedOutput, TakesBothStreamsInOrderAndGivesThemBack) {
     EXPECT_EQ(outer.finish(), "outside");
 }
 
-class LogStart : public testing::Test {
-protected:
-    ~LogStart() override {
-        setLogSink(nullptr);
-        setLogLevel(log_error);
-    }
-};
-
-TEST_F(LogStart, WithoutWindowAndFileLogsFatalErrorsOnly) {
+TEST(LogStart, LogsNoMoreThanItHasAPlaceFor) {
     log_start(nullptr, nullptr, 5);
-    EXPECT_EQ(logLevel(), 0);
-}
-
-TEST_F(LogStart, AFileThatCannotBeOpenedIsLeftOutWithoutAWord) {
+    EXPECT_EQ(logLevel(), 0) << "fatal errors only";
     const wxFileName nowhere("/no/such/directory/oabr.log");
     platform::CapturedOutput captured;
     log_start(nullptr, &nowhere, 4);
-    EXPECT_EQ(captured.finish(), "");
+    EXPECT_EQ(captured.finish(), "") << "a file that cannot be opened is left out without a word";
     EXPECT_EQ(logLevel(), 4);
+    setLogSink(nullptr);
+    setLogLevel(log_error);
 }
 
 class CommandLine : public testing::Test {
@@ -112,24 +89,16 @@ protected:
     }
 };
 
-TEST_F(CommandLine, HasItsDefaults) {
-    ASSERT_TRUE(parse(""));
-    EXPECT_TRUE(Application::showSplash);
-    EXPECT_FALSE(Application::showConsole);
-    EXPECT_FALSE(Application::logToWindow);
-    EXPECT_FALSE(Application::logToFile);
-    EXPECT_EQ(Application::logLevel, 1);
-    EXPECT_EQ(Application::logFileName.GetFullPath(), "oabr-switch.log");
-}
-
-TEST_F(CommandLine, TakesEveryOption) {
-    ASSERT_TRUE(parse("-s -c -D --logfile -f /tmp/other.log --loglevel 4"));
-    EXPECT_FALSE(Application::showSplash);
-    EXPECT_TRUE(Application::showConsole);
-    EXPECT_TRUE(Application::logToWindow);
-    EXPECT_TRUE(Application::logToFile);
-    EXPECT_EQ(Application::logFileName.GetFullPath(), "/tmp/other.log");
-    EXPECT_EQ(Application::logLevel, 4);
+TEST_F(CommandLine, HasItsDefaultsAndTakesEveryOption) {
+    for (const bool given : {false, true}) {
+        ASSERT_TRUE(parse(given ? "-s -c -D --logfile -f /tmp/other.log --loglevel 4" : ""));
+        EXPECT_EQ(Application::showSplash, !given);
+        EXPECT_EQ(Application::showConsole, given);
+        EXPECT_EQ(Application::logToWindow, given);
+        EXPECT_EQ(Application::logToFile, given);
+        EXPECT_EQ(Application::logFileName.GetFullPath(), given ? "/tmp/other.log" : "oabr-switch.log");
+        EXPECT_EQ(Application::logLevel, given ? 4 : 1);
+    }
 }
 
 TEST_F(CommandLine, ClampsTheLogLevel) {
@@ -137,13 +106,6 @@ TEST_F(CommandLine, ClampsTheLogLevel) {
     EXPECT_EQ(Application::logLevel, 5);
     ASSERT_TRUE(parse("-L -3"));
     EXPECT_EQ(Application::logLevel, 0);
-    ASSERT_TRUE(parse(""));
-    EXPECT_EQ(Application::logLevel, 1);
-}
-
-TEST_F(CommandLine, FileNameAloneLogsToNoFile) {
-    ASSERT_TRUE(parse("-f other.log"));
-    EXPECT_FALSE(Application::logToFile);
 }
 
 }  // namespace
