@@ -1,46 +1,27 @@
 #include <gmock/gmock.h>
-#include <wx/button.h>
-#include <wx/checkbox.h>
-#include <wx/choice.h>
-#include <wx/listbook.h>
 #include <wx/radiobut.h>
 #include <wx/spinctrl.h>
-#include <wx/stattext.h>
 #include <wx/textctrl.h>
-#include <wx/tglbtn.h>
 
 #include <fstream>
-#include <sstream>
 
 #include "src/ConfigDlg/CanSettingsPanel.h"
 #include "src/ConfigDlg/CanTraceWindow.h"
-#include "src/OABR-Switch/OABRDevice.h"
-#include "tests/gui/main_window_fixture.h"
-#include "tests/support/sim_process.h"
+#include "tests/gui/connected_window_fixture.h"
 
 namespace kovgui {
 namespace {
 
 using oabr::CanField;
 using oabr::CanForm;
-using oabr::OABRDevice;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 /// The page in the window, connected to a simulated device.
-class CanPage : public MainWindow {
+class CanPage : public WithDevice {
 protected:
     CanPage() {
-        page_->records = 0;
-        EXPECT_TRUE(connectFirst());
-        auto* book = static_cast<wxListbook*>(frame_->FindWindow("pages"));
-        for (size_t page = 0; page < book->GetPageCount(); ++page) {
-            can_ = dynamic_cast<CanSettingsPanel*>(book->GetPage(page));
-            if (can_ == nullptr) continue;
-            book->SetSelection(page);
-            break;
-        }
-        EXPECT_TRUE(waitFor([this] { return can_ != nullptr && !can_->needsRead(); }));
+        bringToFront(can_);
+        EXPECT_TRUE(waitFor([this] { return !can_->needsRead(); }));
     }
 
     template <typename Control>
@@ -49,8 +30,7 @@ protected:
     }
     std::string shown(CanField field) { return can_->form()[field]; }
     std::string label(const char* name) {
-        auto* text = static_cast<wxStaticText*>(wxWindow::FindWindowByName(name, can_));
-        return text->IsShown() ? text->GetLabelText().utf8_string() : "";
+        return wxWindow::FindWindowByName(name, can_)->IsShown() ? WithDevice::label(name, can_) : "";
     }
 
     // As the operator does.
@@ -63,7 +43,6 @@ protected:
         auto* entry = control<wxSpinCtrl>(field);
         entry->SetValue(value);
         wxSpinEvent event(wxEVT_SPINCTRL, entry->GetId());
-        event.SetEventObject(entry);
         entry->ProcessWindowEvent(event);
     }
     void select(CanField field) {
@@ -81,27 +60,13 @@ protected:
         entry->SetValue(text);
         send(wxEVT_TEXT_ENTER, entry);
     }
-    static void send(wxEventType type, wxWindow* from) {
-        wxCommandEvent event(type, from->GetId());
-        event.SetEventObject(from);
-        from->ProcessWindowEvent(event);
-    }
     void press(int id) {
-        wxWindow* button = can_->FindWindow(id);
-        ASSERT_TRUE(button->IsShown() && button->IsEnabled());
+        wxWindow* button = wxWindow::FindWindowById(id);
+        ASSERT_TRUE(button != nullptr && button->IsShown() && button->IsEnabled());
         send(wxEVT_BUTTON, button);
     }
-    bool store() {
-        command(*frame_, ID_STORE);
-        return waitFor([this] { return !indicatorShown() || !answers_.boxes().empty(); });
-    }
 
-    sim_process::Device device_ = sim_process::SimulatedDevice("OKVX0001")
-                                      .in(std::getenv("OABR_VIRTUAL_DEVICES"))
-                                      .speed("fast")
-                                      .quiet()
-                                      .start();
-    CanSettingsPanel* can_ = nullptr;
+    CanSettingsPanel* can_ = find<CanSettingsPanel>();
 };
 
 can_speed liveSpeed() {
@@ -134,9 +99,7 @@ TEST_F(CanPage, NothingIsSentOrStoredWhileAFieldIsWrong) {
     spin(CanField::phase_segment2, 2);
     EXPECT_THAT(label("canRemarks"), HasSubstr("longer than the sync jump width"));
     EXPECT_EQ(liveSpeed().phase_segment2, before.phase_segment2);
-    ASSERT_TRUE(store());
-    ASSERT_THAT(answers_.boxes(), testing::SizeIs(1));
-    EXPECT_THAT(answers_.boxes()[0].text, HasSubstr("Nothing was stored"));
+    EXPECT_THAT(store(), HasSubstr("Nothing was stored"));
     EXPECT_TRUE(indicatorShown());
     spin(CanField::sync_jump, 1);
     EXPECT_EQ(label("canRemarks"), "");
@@ -173,12 +136,8 @@ TEST_F(CanPage, EveryValueComesBackAfterStoreAndPowerCycle) {
     select(CanField::selective);
     EXPECT_EQ(label("canRemarks"), "");
     const CanForm before = can_->form();
-    ASSERT_TRUE(store());
-    ASSERT_THAT(answers_.boxes(), IsEmpty());
-
-    command(*frame_, ID_RESET);
-    ASSERT_TRUE(connectedTo("Connected"));
-    ASSERT_TRUE(waitFor([this] { return can_->IsEnabled() && !can_->needsRead(); }));
+    ASSERT_EQ(store(), "");
+    powerCycleAndRead(can_);
     for (size_t i = 0; i < oabr::can_field_count; ++i) {
         const auto field = static_cast<CanField>(i);
         EXPECT_EQ(can_->form()[field], before[field]) << canFieldName(field);
@@ -190,23 +149,8 @@ TEST_F(CanPage, EveryValueComesBackAfterStoreAndPowerCycle) {
     EXPECT_EQ(flag, 3);
 }
 
-TEST_F(CanPage, AFormIsLoadedWholeOrNotAtAll) {
-    CanForm form = can_->form();
-    form[CanField::wakeup_mode] = "Ethernet";
-    form[CanField::mask] = "wrong";
-    EXPECT_THAT(can_->load(form), testing::StartsWith("Mask: "));
-    EXPECT_EQ(shown(CanField::wakeup_mode), "Always on");
-    EXPECT_FALSE(indicatorShown());
-    form[CanField::mask] = "7FF";
-    EXPECT_EQ(can_->load(form), "");
-    uint8_t mode = 0;
-    can_get_lcmode(&mode);
-    EXPECT_EQ(mode, 2);
-    EXPECT_TRUE(indicatorShown());
-}
-
 TEST_F(CanPage, ASilentDeviceIsNamedAndThePageStaysMarked) {
-    ASSERT_EQ(device_.control("fault silent").substr(0, 2), "ok");
+    fault("silent");
     choose(CanField::wakeup_mode, "CAN");
     EXPECT_THAT(label("canRemarks"), HasSubstr("did not take: wake-up mode"));
     can_->OnValuesChanged();
@@ -225,11 +169,6 @@ protected:
     }
     bool records(size_t at_least) {
         return waitFor([=, this] { return trace_->log().shown() >= at_least; });
-    }
-    void press(int id) {
-        wxWindow* button = wxWindow::FindWindowById(id);
-        ASSERT_TRUE(button != nullptr && button->IsEnabled());
-        send(wxEVT_BUTTON, button);
     }
     CanTraceWindow* trace_;
 };

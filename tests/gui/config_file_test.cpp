@@ -15,6 +15,7 @@ namespace kovgui {
 namespace {
 
 using oabr::OABRDevice;
+using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -22,123 +23,108 @@ using testing::StartsWith;
 
 using Lines = std::vector<std::string>;
 
-void append(Lines* lines, int depth, const std::string& line) {
-    lines->push_back(std::string(4 * static_cast<size_t>(depth), ' ') + line);
-}
-void appendValue(Lines* lines, int depth, const std::string& name, const std::string& text) {
-    append(lines, depth, text.empty() ? "<" + name + " />" : "<" + name + ">" + text + "</" + name + ">");
+/// The text of a file as the program writes it: each element in its place, a line each.
+class FileText {
+public:
+    void value(const std::string& name, const std::string& text) {
+        add("<" + name + ">" + text + "</" + name + ">");
+    }
+    /// Several of them, as "name=text;name=text".
+    void values(const std::string& list) {
+        std::istringstream items(list);
+        for (std::string item; std::getline(items, item, ';');)
+            value(item.substr(0, item.find('=')), item.substr(item.find('=') + 1));
+    }
+    void element(const std::string& name, const std::function<void()>& content) {
+        add("<" + name + ">");
+        ++depth_;
+        content();
+        --depth_;
+        add("</" + name + ">");
+    }
+    Lines lines = {"<?xml version=\"1.0\" ?>"};
+
+private:
+    void add(const std::string& line) { lines.push_back(std::string(4 * depth_, ' ') + line); }
+    size_t depth_ = 0;
+};
+
+const char* flag(bool is) {
+    return is ? "true" : "false";
 }
 
-constexpr const char* mac_columns[] = {"Valid",     "FID",        "Use_FID", "ST_Ovrd",    "Fwd_OABR1",
-                                       "Fwd_OABR2", "Fwd_100BTX", "Fwd_USB", "MAC_Address"};
-
-/// A file with every value other than a device's that was never configured, as the program writes it: each
-/// element in its place, a line each.
+/// A file with every value other than a device's that was never configured.
 Lines wholeFile() {
-    Lines lines = {
-        "<?xml version=\"1.0\" ?>",
-        "<Port_config>",
-        "    <OABR1>",
-        "        <Flow_control>On</Flow_control>",
-        "        <Speed>10 Mbit/s</Speed>",
-        "    </OABR1>",
-        "    <OABR2>",
-        "        <Flow_control>On</Flow_control>",
-        "        <Speed>10 Mbit/s</Speed>",
-        "    </OABR2>",
-        "    <BaseTx>",
-        "        <Auto_negotiation>false</Auto_negotiation>",
-        "        <Duplex_model>Half</Duplex_model>",
-        "        <Flow_control>On</Flow_control>",
-        "        <Speed>10 Mbit/s</Speed>",
-        "    </BaseTx>",
-        "</Port_config>",
-        "<Sniffing>",
-        "    <Sniffing_on_port>100BaseTX</Sniffing_on_port>",
-        "    <OABR1>TX only</OABR1>",
-        "    <OABR2>RX only</OABR2>",
-        "    <BaseTx>off</BaseTx>",
-        "    <USB>TX and RX</USB>",
-        "</Sniffing>",
-        "<VLAN>",
-        "    <Port_Based_Vlan>",
+    FileText file;
+    const auto element = [&file](const std::string& name, const std::string& values) {
+        file.element(name, [&] { file.values(values); });
     };
-    int cell = 0;
-    for (const char* input : {"USB", "BaseTx", "OABR2", "OABR1"}) {
-        append(&lines, 2, std::string("<") + input + "_Input>");
-        for (const char* output : {"USB", "BaseTx", "OABR2", "OABR1"})
-            appendValue(&lines, 3, std::string(output) + "_Output", cell++ % 3 == 0 ? "false" : "true");
-        append(&lines, 2, std::string("</") + input + "_Input>");
-    }
-    append(&lines, 1, "</Port_Based_Vlan>");
-    append(&lines, 1, "<Static_Mac>");
-    for (int row = 0; row < 32; ++row) {
-        const std::string name = "T" + std::to_string(row);
-        append(&lines, 2, "<" + name + ">");
-        for (int column = 0; column < 9; ++column) {
-            std::string text = (row + column) % 2 == 0 ? "true" : "false";
-            if (column == 0 || column == 4) text = "true";
-            if (column == 1) text = std::to_string(127 - row);
-            if (column == 8) text = wxString::Format("02:00:00:00:C0:%02X", row).utf8_string();
-            appendValue(&lines, 3, mac_columns[column], text);
+    file.element("Port_config", [&] {
+        element("OABR1", "Flow_control=On;Speed=10 Mbit/s");
+        element("OABR2", "Flow_control=On;Speed=10 Mbit/s");
+        element("BaseTx", "Auto_negotiation=false;Duplex_model=Half;Flow_control=On;Speed=10 Mbit/s");
+    });
+    element("Sniffing", "Sniffing_on_port=100BaseTX;OABR1=TX only;OABR2=RX only;BaseTx=off;USB=TX and RX");
+    const auto portBased = [&file] {
+        int cell = 0;
+        for (const std::string input : {"USB", "BaseTx", "OABR2", "OABR1"}) {
+            file.element(input + "_Input", [&] {
+                for (const std::string output : {"USB", "BaseTx", "OABR2", "OABR1"})
+                    file.value(output + "_Output", flag(cell++ % 3 != 0));
+            });
         }
-        append(&lines, 2, "</" + name + ">");
-    }
-    append(&lines, 1, "</Static_Mac>");
-    appendValue(&lines, 1, "Vlan_802.1Q", "true");
-    append(&lines, 1, "<Vlan_Tabelle1>");
-    int port = 0;
-    for (const char* name : {"OABR1", "OABR2", "Ethernet_100BTX", "USB"}) {
-        append(&lines, 2, std::string("<") + name + ">");
-        appendValue(&lines, 3, "PVID", std::to_string(4000 + port));
-        int flag = 0;
-        for (const char* column : {"Insert_Tag", "Remove_Tag", "PVID_Filter", "VTable_Filter"})
-            appendValue(&lines, 3, column, flag++ == port ? "false" : "true");
-        append(&lines, 2, std::string("</") + name + ">");
-        ++port;
-    }
-    append(&lines, 1, "</Vlan_Tabelle1>");
-    append(&lines, 1, "<Vlan_Tabelle2>");
-    int row = 0;
-    for (const int vid : {1, 2, 77, 4094}) {
-        append(&lines, 2, "<" + std::to_string(row) + ">");
-        appendValue(&lines, 3, "Valid", "true");
-        appendValue(&lines, 3, "VID", std::to_string(vid));
-        appendValue(&lines, 3, "FID", std::to_string(100 + row));
-        int bit = 0;
-        for (const char* column : {"OABR1", "OABR2", "ET_100BTX", "USB"})
-            appendValue(&lines, 3, column, bit++ == row ? "false" : "true");
-        append(&lines, 2, "</" + std::to_string(row++) + ">");
-    }
-    append(&lines, 1, "</Vlan_Tabelle2>");
-    append(&lines, 0, "</VLAN>");
-    append(&lines, 0, "<LifeCycle>");
-    const std::pair<const char*, const char*> can[] = {{"CANMode", "LISTENONLY"},
-                                                       {"BaudRate", "Custom"},
-                                                       {"PhaseSeg1", "4"},
-                                                       {"PhaseSeg2", "3"},
-                                                       {"BRP", "16"},
-                                                       {"SyncJump", "2"},
-                                                       {"UseLargerPhase1", "true"},
-                                                       {"UseLargerPhase2", "false"},
-                                                       {"UseMultipleBit", "false"},
-                                                       {"bWakeUpFilter", "true"},
-                                                       {"PropagationDelay", "6"},
-                                                       {"WakeupMode", "CAN or Ethernet"},
-                                                       {"TrafficTime", "65535"},
-                                                       {"Ethernetwakeup", "258"},
-                                                       {"EthernetThreshold", "772"},
-                                                       {"Traffic", "false"},
-                                                       {"Selective", "true"},
-                                                       {"StandardPuffer1", "true"},
-                                                       {"ExtendedPuffer1", "true"},
-                                                       {"Filter1", "18FF50E5"},
-                                                       {"Filter2", "123"},
-                                                       {"Mask", "1FFFFFFF"}};
-    for (const auto& [name, text] : can)
-        appendValue(&lines, 1, name, text);
-    append(&lines, 0, "</LifeCycle>");
-    return lines;
+    };
+    const auto staticMac = [&file](int row) {
+        file.value("Valid", flag(row != 7));
+        file.value("FID", std::to_string(127 - row));
+        int column = 1;
+        for (const char* name : {"Use_FID", "ST_Ovrd", "Fwd_OABR1", "Fwd_OABR2", "Fwd_100BTX", "Fwd_USB"})
+            file.value(name, flag(++column == 4 || (row + column) % 2 == 0));
+        file.value("MAC_Address", wxString::Format("02:00:00:00:C0:%02X", row).utf8_string());
+    };
+    const auto portsOfVlan = [&file] {
+        int port = 0;
+        for (const char* name : {"OABR1", "OABR2", "Ethernet_100BTX", "USB"}) {
+            file.element(name, [&] {
+                file.value("PVID", std::to_string(4000 + port));
+                int column = 0;
+                for (const char* setting : {"Insert_Tag", "Remove_Tag", "PVID_Filter", "VTable_Filter"})
+                    file.value(setting, flag(column++ != port));
+            });
+            ++port;
+        }
+    };
+    const auto vlans = [&file] {
+        int row = 0;
+        for (const int vid : {1, 2, 77, 4094}) {
+            file.element(std::to_string(row), [&] {
+                file.value("Valid", "true");
+                file.value("VID", std::to_string(vid));
+                file.value("FID", std::to_string(100 + row));
+                int column = 0;
+                for (const char* port : {"OABR1", "OABR2", "ET_100BTX", "USB"})
+                    file.value(port, flag(column++ != row));
+            });
+            ++row;
+        }
+    };
+    file.element("VLAN", [&] {
+        file.element("Port_Based_Vlan", portBased);
+        file.element("Static_Mac", [&] {
+            for (int row = 0; row < 32; ++row)
+                file.element("T" + std::to_string(row), [&] { staticMac(row); });
+        });
+        file.value("Vlan_802.1Q", "true");
+        file.element("Vlan_Tabelle1", portsOfVlan);
+        file.element("Vlan_Tabelle2", vlans);
+    });
+    element("LifeCycle",
+            "CANMode=LISTENONLY;BaudRate=Custom;PhaseSeg1=4;PhaseSeg2=3;BRP=16;SyncJump=2;"
+            "UseLargerPhase1=true;UseLargerPhase2=false;UseMultipleBit=false;bWakeUpFilter=true;"
+            "PropagationDelay=6;WakeupMode=CAN or Ethernet;TrafficTime=65535;Ethernetwakeup=258;"
+            "EthernetThreshold=772;Traffic=false;Selective=true;StandardPuffer1=true;ExtendedPuffer1=true;"
+            "Filter1=18FF50E5;Filter2=123;Mask=1FFFFFFF");
+    return file.lines;
 }
 
 std::string joined(const Lines& lines) {
@@ -148,15 +134,12 @@ std::string joined(const Lines& lines) {
     return text;
 }
 
-/// Compares line by line, and names the first that differs.
-void expectLines(const std::string& actual, const std::string& expected) {
-    std::istringstream a(actual), b(expected);
-    std::string line, wanted;
-    for (int number = 1; std::getline(b, wanted); ++number) {
-        ASSERT_TRUE(std::getline(a, line)) << "line " << number << " is missing: " << wanted;
-        ASSERT_EQ(line, wanted) << "line " << number;
-    }
-    EXPECT_FALSE(std::getline(a, line)) << line;
+Lines linesOf(const std::string& text) {
+    std::istringstream stream(text);
+    Lines lines;
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    return lines;
 }
 
 /// What a device holds of all that a file can set: its registers, tables and CAN block.
@@ -196,7 +179,6 @@ std::vector<unsigned> deviceState() {
 class ConfigFile : public ConnectedWindow {
 protected:
     ConfigFile() {
-        page_->records = 0;
         frame_->configManager().askFile = [this](wxWindow*, bool) { return path_; };
     }
     ~ConfigFile() override { wxRemoveFile(path_); }
@@ -217,9 +199,7 @@ protected:
                 if (box == nullptr || std::ranges::find(labels, box->GetLabelText()) == labels.end())
                     continue;
                 box->SetValue(true);
-                wxCommandEvent event(wxEVT_CHECKBOX, box->GetId());
-                event.SetEventObject(box);
-                box->ProcessWindowEvent(event);
+                send(wxEVT_CHECKBOX, box);
             }
             return wxID_OK;
         });
@@ -235,15 +215,6 @@ protected:
         command(*frame_, wxID_OPEN);
         return answers_.boxes().size() == before + 1 ? "" : answers_.boxes().back().text;
     }
-    void storeAndPowerCycle(sim_process::Device& device) {
-        command(*frame_, ID_STORE);
-        ASSERT_TRUE(waitFor([this] { return !indicatorShown(); }));
-        frame_->DisconnectFromDevice();
-        ASSERT_TRUE(connectedTo("Not connected"));
-        ASSERT_EQ(device.control("power-cycle").substr(0, 2), "ok");
-        ASSERT_TRUE(connectFirst());
-    }
-
     const wxString path_ = wxFileName::CreateTempFileName("oabr-config");
 };
 
@@ -251,30 +222,32 @@ TEST_F(ConfigFile, AllThatAFileHoldsIsSetAndStoredAndSavedAgain) {
     const std::string whole = joined(wholeFile());
     std::vector<unsigned> first;
     {
-        auto device = plug("OKVX0001");
+        auto device = simulated("OKVX0001").start();
         ASSERT_TRUE(connectFirst());
         write(whole);
         ASSERT_EQ(load({"All panels"}), "");
         EXPECT_TRUE(indicatorShown());
-        ASSERT_NO_FATAL_FAILURE(storeAndPowerCycle(device));
+        ASSERT_EQ(store(), "");
+        ASSERT_NO_FATAL_FAILURE(powerCycle(device));
         save({"All panels"});
-        expectLines(read(path_), whole);
+        EXPECT_THAT(linesOf(read(path_)), ElementsAreArray(wholeFile()));
         first = deviceState();
         device.unplug();
         ASSERT_TRUE(listed(0));
     }
-    auto erased = plug("OKVX0002");
+    auto erased = simulated("OKVX0002").start();
     ASSERT_TRUE(connectFirst());
     EXPECT_NE(deviceState(), first);
     // Each panel alone: the others keep what they have.
     for (const char* panel : {"Life Cycle Panel", "VLAN Panel", "Sniffing Panel", "Port Config Panel"})
         ASSERT_EQ(load({panel}), "");
-    ASSERT_NO_FATAL_FAILURE(storeAndPowerCycle(erased));
+    ASSERT_EQ(store(), "");
+    ASSERT_NO_FATAL_FAILURE(powerCycle(erased));
     EXPECT_EQ(deviceState(), first);
 }
 
 TEST_F(ConfigFile, OnlyTheChosenPanelsAreInTheFile) {
-    const auto device = plug();
+    const auto device = simulated().start();
     ASSERT_TRUE(connectFirst());
     save({"Sniffing Panel"});
     EXPECT_THAT(read(path_), StartsWith("<?xml version=\"1.0\" ?>\n<Sniffing>\n    <Sniffing_on_port>"));
@@ -311,7 +284,7 @@ wxString panelOf(const Lines& lines, size_t at) {
 }
 
 TEST_F(ConfigFile, AFaultyFileIsNamedAndLeavesThePageAlone) {
-    const auto device = plug();
+    const auto device = simulated().start();
     ASSERT_TRUE(connectFirst());
     save({"All panels"});
     const std::string before = read(path_);
@@ -350,11 +323,11 @@ TEST_F(ConfigFile, AFaultyFileIsNamedAndLeavesThePageAlone) {
         "ELF\xFF%s");
     EXPECT_THAT(load({"All panels"}), HasSubstr("line 1: text outside of all elements"));
     save({"All panels"});
-    expectLines(read(path_), before);
+    EXPECT_EQ(read(path_), before);
 }
 
 TEST_F(ConfigFile, ASilentDeviceIsNoSuccess) {
-    auto device = plug();
+    auto device = simulated().start();
     ASSERT_TRUE(connectFirst());
     write(joined(wholeFile()));
     ASSERT_EQ(device.control("fault silent").substr(0, 2), "ok");

@@ -18,11 +18,11 @@ namespace kovgui {
 /// The window with simulated devices, which come and go in the directory that the program watches.
 class ConnectedWindow : public MainWindow {
 protected:
-    static sim_process::Device plug(const std::string& serial = "OKVX0001", const std::string& fault = "") {
-        sim_process::SimulatedDevice device(serial);
-        device.in(std::getenv("OABR_VIRTUAL_DEVICES")).speed("fast").quiet();
-        if (!fault.empty()) device.fault(fault);
-        return device.start();
+    static sim_process::SimulatedDevice simulated(const std::string& serial = "OKVX0001") {
+        return sim_process::SimulatedDevice(serial)
+            .in(std::getenv("OABR_VIRTUAL_DEVICES"))
+            .speed("fast")
+            .quiet();
     }
     /// Shows each page and then each of its tabs; says after each that it is seen.
     void showEveryPage(const std::function<void()>& seen = [] {}) {
@@ -40,11 +40,13 @@ protected:
             }
         }
     }
-    void store() {
-        ASSERT_TRUE(waitFor([this] { return toolEnabled(ID_STORE); }));  // a table may be being read
+    /// @return what the message box said; empty when everything was stored
+    std::string store() {
+        const size_t before = answers_.boxes().size();
+        EXPECT_TRUE(waitFor([this] { return toolEnabled(ID_STORE); }));  // a table may be being read
         command(*frame_, ID_STORE);
-        ASSERT_TRUE(waitFor([this] { return !indicatorShown() || !answers_.boxes().empty(); }));
-        ASSERT_THAT(answers_.boxes(), testing::IsEmpty());
+        EXPECT_TRUE(waitFor([&] { return !indicatorShown() || answers_.boxes().size() > before; }));
+        return answers_.boxes().size() > before ? answers_.boxes().back().text : "";
     }
     void powerCycle(sim_process::Device& device) {
         frame_->DisconnectFromDevice();
@@ -52,11 +54,22 @@ protected:
         ASSERT_EQ(device.control("power-cycle").substr(0, 2), "ok");
         ASSERT_TRUE(connectFirst());
     }
-    std::vector<uint8_t> eeprom(unsigned address, size_t size) {
-        std::vector<uint8_t> bytes(size);
-        EXPECT_EQ(oabr::OABRDevice::instance()->readE2P(address, size, bytes.data()), 0);
-        return bytes;
+};
+
+/// The window connected to one device.
+class WithDevice : public ConnectedWindow {
+protected:
+    WithDevice() { EXPECT_TRUE(connectFirst()); }
+
+    /// What the device does wrong from now on; "none" ends it.
+    void fault(const std::string& what) { ASSERT_EQ(device_.control("fault " + what).substr(0, 2), "ok"); }
+    /// Until the page was read after the power came back.
+    void powerCycleAndRead(const controls::OABRControlFrame* page) {
+        powerCycle(device_);
+        ASSERT_TRUE(waitFor([page] { return page->IsThisEnabled() && !page->needsRead(); }));
     }
+
+    sim_process::Device device_ = simulated().start();
 };
 
 /// The controls that an operator can change, of every page or of those on the screen.
@@ -101,18 +114,13 @@ inline void changeByKey(wxWindow* window) {
 
 /// The same for any control, shown or not: gives it the event that the operator would cause.
 inline void change(wxWindow* control) {
-    wxCommandEvent event(wxEVT_NULL, control->GetId());
-    event.SetEventObject(control);
     if (auto* choice = dynamic_cast<wxChoice*>(control)) {
         choice->SetSelection((choice->GetSelection() + 1) % static_cast<int>(choice->GetCount()));
-        event.SetEventType(wxEVT_CHOICE);
-        event.SetInt(choice->GetSelection());
+        send(wxEVT_CHOICE, control, choice->GetSelection());
     } else if (auto* box = dynamic_cast<wxCheckBox*>(control)) {
         box->SetValue(!box->GetValue());
-        event.SetEventType(wxEVT_CHECKBOX);
-        event.SetInt(box->GetValue());
+        send(wxEVT_CHECKBOX, control, box->GetValue());
     }
-    control->ProcessWindowEvent(event);
 }
 
 }  // namespace kovgui

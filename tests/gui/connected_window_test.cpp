@@ -15,22 +15,10 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-TEST_F(ConnectedWindow, ConnectingShowsWhoTheDeviceIs) {
-    const auto device = plug();
-    ASSERT_TRUE(connectFirst());
-    EXPECT_EQ(frame_->getSelectedDevice(), "OKVX0001");
-    EXPECT_THAT(status(0).utf8_string(), StartsWith("Hardware Version: "));
-    EXPECT_EQ(status(1), "Firmware Version: " + OABRDevice::instance()->getFirmwareVersion().toString());
-    EXPECT_TRUE(toolEnabled(ID_STORE));
-    EXPECT_TRUE(menuEnabled(ID_STORE));
-    EXPECT_THAT(page_->heard, ElementsAre(ID_DEVICE_CONNECTED));
-    EXPECT_THAT(answers_.boxes(), IsEmpty());
-}
-
 TEST_F(ConnectedWindow, TheChooserFollowsWhatComesAndGoes) {
-    auto first = plug("OKVX0001");
+    auto first = simulated("OKVX0001").start();
     ASSERT_TRUE(listed(1));
-    auto second = plug("OKVX0000");
+    auto second = simulated("OKVX0000").start();
     ASSERT_TRUE(listed(2));
     EXPECT_EQ(chooser()->GetSelection(), wxNOT_FOUND);
     choose(1);
@@ -41,36 +29,30 @@ TEST_F(ConnectedWindow, TheChooserFollowsWhatComesAndGoes) {
     EXPECT_EQ(status(2), "Connected");
 }
 
-TEST_F(ConnectedWindow, UnpluggingDisconnectsAndReplugConnectsAgain) {
-    auto device = plug();
-    ASSERT_TRUE(connectFirst());
-    device.unplug();
+TEST_F(WithDevice, UnplugReplugAndResetAreFollowed) {
+    EXPECT_EQ(frame_->getSelectedDevice(), "OKVX0001");
+    EXPECT_THAT(status(0).utf8_string(), StartsWith("Hardware Version: "));
+    EXPECT_EQ(status(1), "Firmware Version: 01.06.00.00");
+    EXPECT_TRUE(toolEnabled(ID_STORE));
+    EXPECT_TRUE(menuEnabled(ID_STORE));
+    device_.unplug();
     ASSERT_TRUE(connectedTo("Not connected"));
     ASSERT_TRUE(listed(0));
     EXPECT_FALSE(toolEnabled(ID_STORE));
     EXPECT_TRUE(toolEnabled(ID_RESET));
     EXPECT_TRUE(toolEnabled(ID_CONSOLE));
     EXPECT_EQ(status(0) + status(1), "");
-    device.plug();
+    device_.plug();
     ASSERT_TRUE(connectFirst());
     EXPECT_THAT(page_->heard, ElementsAre(ID_DEVICE_CONNECTED, ID_DEVICE_DISCONNECTED, ID_DEVICE_CONNECTED));
-    EXPECT_THAT(answers_.boxes(), IsEmpty());
-}
-
-TEST_F(ConnectedWindow, ResetConnectsToTheSameDeviceAgain) {
-    const auto device = plug();
-    ASSERT_TRUE(connectFirst());
-    page_->heard.clear();
     command(*frame_, ID_RESET);
-    ASSERT_TRUE(waitFor([this] { return page_->heard.size() == 2; }));
+    ASSERT_TRUE(waitFor([this] { return page_->heard.size() == 5; }));
     ASSERT_TRUE(connectedTo("Connected"));
     EXPECT_EQ(frame_->getSelectedDevice(), "OKVX0001");
     EXPECT_THAT(answers_.boxes(), IsEmpty());
 }
 
-TEST_F(ConnectedWindow, ResetReachesADeviceThatIsNotConnected) {
-    const auto device = plug();
-    ASSERT_TRUE(connectFirst());
+TEST_F(WithDevice, ResetReachesADeviceThatIsNotConnected) {
     ASSERT_EQ(ksz_set_sniff(2, sniff_receive), 1);  // as long as the device runs
     frame_->DisconnectFromDevice();
     ASSERT_TRUE(connectedTo("Not connected"));
@@ -81,12 +63,11 @@ TEST_F(ConnectedWindow, ResetReachesADeviceThatIsNotConnected) {
     EXPECT_EQ(bits, 0);
 }
 
-TEST_F(ConnectedWindow, StoreWritesBetweenTheMarkersAndClearsTheIndicator) {
-    const auto device = plug();
-    ASSERT_TRUE(connectFirst());
+TEST_F(WithDevice, StoreWritesBetweenTheMarkersAndClearsTheIndicator) {
+    page_->records = 1;
     edit();
     EXPECT_TRUE(indicatorShown());
-    store();
+    EXPECT_EQ(store(), "");
     EXPECT_FALSE(page_->open_to_edits);
     std::vector<e2p_cfg_cmd> records(300);
     size_t count = 0;
@@ -104,50 +85,33 @@ TEST_F(ConnectedWindow, StoreWritesBetweenTheMarkersAndClearsTheIndicator) {
     drainEvents();
 }
 
-TEST_F(ConnectedWindow, AListTooLongForItsAreaIsRefusedAndNothingWritten) {
-    const auto device = plug();
-    ASSERT_TRUE(connectFirst());
-    const std::vector<uint8_t> before = eeprom(e2p_switch_area.address, 48);
+TEST_F(WithDevice, AListTooLongForItsAreaIsRefusedAndNothingWritten) {
+    const std::string before = device_.eeprom();
     page_->records = 300;
     edit();
-    command(*frame_, ID_STORE);
-    ASSERT_TRUE(waitFor([this] { return !answers_.boxes().empty(); }));
-    EXPECT_THAT(answers_.boxes()[0].text, HasSubstr("Nothing was stored"));
+    EXPECT_THAT(store(), HasSubstr("Nothing was stored"));
     EXPECT_TRUE(indicatorShown());
-    EXPECT_EQ(eeprom(e2p_switch_area.address, 48), before);
+    EXPECT_EQ(device_.eeprom(), before);
 }
 
-TEST_F(ConnectedWindow, AStoreThatTheDeviceDoesNotKeepIsNoSuccess) {
-    auto device = plug();
-    ASSERT_TRUE(connectFirst());
+TEST_F(WithDevice, AStoreThatTheDeviceDoesNotKeepIsNoSuccess) {
     edit();
-    ASSERT_EQ(device.control("fault e2p-most=2").substr(0, 2), "ok");
-    command(*frame_, ID_STORE);
-    ASSERT_TRUE(waitFor([this] { return !answers_.boxes().empty(); }));
-    EXPECT_THAT(answers_.boxes()[0].text, HasSubstr("differ from those written"));
+    fault("e2p-most=2");
+    EXPECT_THAT(store(), HasSubstr("differ from those written"));
     EXPECT_TRUE(indicatorShown());
 }
 
-TEST_F(ConnectedWindow, ASilentDeviceIsNotStoredTo) {
-    auto device = plug();
-    ASSERT_TRUE(connectFirst());
+TEST_F(WithDevice, ASilentDeviceIsNotStoredTo) {
     edit();
-    ASSERT_EQ(device.control("fault silent").substr(0, 2), "ok");
+    fault("silent");
     const auto begin = std::chrono::steady_clock::now();
-    command(*frame_, ID_STORE);
-    ASSERT_TRUE(waitFor([this] { return !answers_.boxes().empty(); }));
-    EXPECT_THAT(answers_.boxes()[0].text, HasSubstr("Nothing was stored"));
+    EXPECT_THAT(store(), HasSubstr("Nothing was stored"));
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
     EXPECT_TRUE(indicatorShown());
 }
 
 TEST_F(ConnectedWindow, AnOldFirmwareIsRefused) {
-    const auto device = sim_process::SimulatedDevice("OKVX0001")
-                            .in(std::getenv("OABR_VIRTUAL_DEVICES"))
-                            .speed("fast")
-                            .option("--firmware-version")
-                            .option("0.0.9.98")
-                            .start();
+    const auto device = simulated().option("--firmware-version").option("0.0.9.98").start();
     ASSERT_TRUE(listed(1));
     choose(0);
     ASSERT_TRUE(waitFor([this] { return !answers_.boxes().empty(); }));
@@ -158,9 +122,7 @@ TEST_F(ConnectedWindow, AnOldFirmwareIsRefused) {
     EXPECT_FALSE(OABRDevice::instance()->isConnected());
 }
 
-TEST_F(ConnectedWindow, AFailedConnectShowsThatNothingIsConnected) {
-    auto device = plug();
-    ASSERT_TRUE(connectFirst());
+TEST_F(WithDevice, AFailedConnectShowsThatNothingIsConnected) {
     frame_->ConnectToDevice("OKVX9999");
     ASSERT_THAT(answers_.boxes(), testing::SizeIs(1));
     EXPECT_EQ(answers_.boxes()[0].text, "Cannot connect to Device");
@@ -168,10 +130,7 @@ TEST_F(ConnectedWindow, AFailedConnectShowsThatNothingIsConnected) {
     EXPECT_FALSE(toolEnabled(ID_STORE));
 }
 
-TEST_F(ConnectedWindow, WhatIsStoredComesBackAfterAPowerCycle) {
-    auto device = plug();
-    ASSERT_TRUE(connectFirst());
-    page_->records = 0;
+TEST_F(WithDevice, WhatIsStoredComesBackAfterAPowerCycle) {
     showEveryPage();
     const Shown before = shownValues();
     std::set<wxWindow*> changed;
@@ -192,15 +151,15 @@ TEST_F(ConnectedWindow, WhatIsStoredComesBackAfterAPowerCycle) {
         page->ReadAllRegisters();
     }
     EXPECT_EQ(shownValues(), expected) << "the device holds something else";
-    store();
-    powerCycle(device);
+    EXPECT_EQ(store(), "");
+    powerCycle(device_);
 
     // From here on no page is shown but the one that came up with the window.
     wxWindow* const edited = *changed.begin();
     change(edited);
     expected[keyOf(edited)] = dynamic_cast<controls::OABRControl*>(edited)->shownText();
-    store();
-    powerCycle(device);
+    EXPECT_EQ(store(), "");
+    powerCycle(device_);
     showEveryPage();
     EXPECT_EQ(shownValues(), expected);
 }

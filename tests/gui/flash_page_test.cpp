@@ -1,39 +1,28 @@
 #include <gmock/gmock.h>
-#include <wx/progdlg.h>
-#include <wx/stattext.h>
 
 #include <cstdlib>
 #include <fstream>
+#include <numeric>
 
 #include "src/FlashDlg/FlashPanel.h"
-#include "src/OABR-Switch/OABRDevice.h"
 #include "src/OABR-Switch/device_use.h"
-#include "tests/gui/main_window_fixture.h"
-#include "tests/support/sim_process.h"
+#include "tests/gui/connected_window_fixture.h"
 
 namespace kovgui {
 namespace {
 
-using oabr::OABRDevice;
 using testing::HasSubstr;
 
 /// An Intel HEX record of 16 bytes at most.
-std::string record(unsigned address, const std::string& bytes, unsigned type = 0) {
-    unsigned sum = static_cast<unsigned>(bytes.size()) + (address >> 8) + (address & 0xFF) + type;
-    char head[16];
-    std::snprintf(head, sizeof head, ":%02X%04X%02X", static_cast<unsigned>(bytes.size()), address, type);
-    std::string text = head;
-    const auto append = [&text](unsigned byte) {
-        char digits[4];
-        std::snprintf(digits, sizeof digits, "%02X", byte & 0xFF);
-        text += digits;
-    };
-    for (const char c : bytes) {
-        sum += static_cast<unsigned char>(c);
-        append(static_cast<unsigned char>(c));
-    }
-    append(0x100 - (sum & 0xFF));
-    return text + "\n";
+std::string record(size_t address, const std::string& bytes, int type = 0) {
+    std::string text = {static_cast<char>(bytes.size()), static_cast<char>(address >> 8),
+                        static_cast<char>(address), static_cast<char>(type)};
+    text += bytes;
+    text += static_cast<char>(-std::accumulate(text.begin(), text.end(), 0));
+    std::string hex = ":";
+    for (const char byte : text)
+        hex += wxString::Format("%02X", static_cast<unsigned char>(byte)).utf8_string();
+    return hex + "\n";
 }
 
 /// A firmware file whose program says which version it is.
@@ -42,39 +31,29 @@ std::string firmwareFile(const std::string& version, size_t size) {
     program.resize(size, 'x');
     std::string hex;
     for (size_t at = 0; at < program.size(); at += 16)
-        hex += record(static_cast<unsigned>(at), program.substr(at, 16));
+        hex += record(at, program.substr(at, 16));
     hex += record(0, "", 1);
     return "[Version]\nTR_SYSTEM = OABR_Korvex\nBL_VERSION = v2a1b\nBUILD_VERSION = v" + version +
            "\nBUILD_DATUM = 2024/05/06\n[Program]\nhex = \"" + hex + "\"\n";
 }
 
 /// The firmware page of the window, with a simulated device in the directory that the program watches.
-class FlashPage : public MainWindow {
+class FlashPage : public ConnectedWindow {
 protected:
     FlashPage() { platform::setPauseScale(1); }  // a bootloader answers in its own time
 
-    static sim_process::SimulatedDevice device() {
-        return sim_process::SimulatedDevice().in(std::getenv("OABR_VIRTUAL_DEVICES")).speed("fast").quiet();
-    }
-    FlashPanel* flashPage() {
-        for (auto* page : controls::OABRControlFrame::oabrControlFrames) {
-            if (auto* found = dynamic_cast<FlashPanel*>(page)) return found;
-        }
-        return nullptr;
-    }
     void load(const std::string& version, size_t size = 512) {
         const std::string path = std::string(std::getenv("HOME")) + "/firmware.iff";
         std::ofstream(path) << firmwareFile(version, size);
-        flashPage()->loadFile(path);
+        flash_->loadFile(path);
     }
     void press(int id) {
-        wxWindow* button = flashPage()->FindWindow(id);
+        wxWindow* button = flash_->FindWindow(id);
         ASSERT_TRUE(button->IsEnabled());
-        wxCommandEvent event(wxEVT_BUTTON, id);
-        button->GetEventHandler()->ProcessEvent(event);
+        send(wxEVT_BUTTON, button);
     }
     bool told() {
-        return waitFor([this] { return !answers_.boxes().empty() && !flashPage()->hasJob(); });
+        return waitFor([this] { return !answers_.boxes().empty() && !flash_->hasJob(); });
     }
     static wxWindow* progress() {
         for (wxWindow* window : wxTopLevelWindows) {
@@ -82,18 +61,16 @@ protected:
         }
         return nullptr;
     }
-    static std::string verdict(wxWindow* page) {
-        return static_cast<wxStaticText*>(wxWindow::FindWindowByName("verdict", page))
-            ->GetLabelText()
-            .utf8_string();
-    }
+    std::string verdict() const { return label("verdict", flash_); }
+
+    FlashPanel* const flash_ = find<FlashPanel>();
 };
 
 TEST_F(FlashPage, FlashesTheConnectedDeviceAndConnectsToItAgain) {
-    const auto plugged = device().start();
+    const auto plugged = simulated().start();
     ASSERT_TRUE(connectFirst());
     load("1.7.0.2");
-    EXPECT_THAT(verdict(flashPage()), HasSubstr("newer"));
+    EXPECT_THAT(verdict(), HasSubstr("newer"));
     page_->heard.clear();
     press(FlashPanel::ID_FLASH);
     EXPECT_EQ(oabr::DeviceUse::user(), "the firmware update");
@@ -106,12 +83,12 @@ TEST_F(FlashPage, FlashesTheConnectedDeviceAndConnectsToItAgain) {
     ASSERT_TRUE(connectedTo("Connected"));
     EXPECT_EQ(status(1), "Firmware Version: 01.07.00.02");
     EXPECT_THAT(page_->heard, testing::ElementsAre(ID_DEVICE_DISCONNECTED, ID_DEVICE_CONNECTED));
-    EXPECT_THAT(verdict(flashPage()), HasSubstr("that the device runs"));
+    EXPECT_THAT(verdict(), HasSubstr("that the device runs"));
     EXPECT_EQ(oabr::DeviceUse::user(), "");
 }
 
 TEST_F(FlashPage, RecoversADeviceThatSitsInItsBootloader) {
-    const auto plugged = device().option("--no-firmware").start();
+    const auto plugged = simulated().option("--no-firmware").start();
     ASSERT_TRUE(listed(1));
     load("1.7.0.3");
     press(FlashPanel::ID_FLASH);
@@ -122,7 +99,7 @@ TEST_F(FlashPage, RecoversADeviceThatSitsInItsBootloader) {
 }
 
 TEST_F(FlashPage, SaysWhatFailed) {
-    const auto plugged = device().fault("reject-record=5").start();
+    const auto plugged = simulated().fault("reject-record=5").start();
     ASSERT_TRUE(connectFirst());
     load("1.7.0.2");
     press(FlashPanel::ID_FLASH);
@@ -137,7 +114,7 @@ TEST_F(FlashPage, SaysWhatFailed) {
 
 TEST_F(FlashPage, CanBeStopped) {
     platform::setPauseScale(0.1);  // nobody answers
-    const auto plugged = device().option("--no-firmware").fault("silent-greetings=1000").start();
+    const auto plugged = simulated().option("--no-firmware").fault("silent-greetings=1000").start();
     ASSERT_TRUE(listed(1));
     load("1.7.0.2");
     press(FlashPanel::ID_FLASH);
@@ -145,9 +122,7 @@ TEST_F(FlashPage, CanBeStopped) {
     wxWindow* const stop = progress()->FindWindow(wxID_CANCEL);
     ASSERT_NE(stop, nullptr);
     EXPECT_EQ(stop->GetLabel(), "&Stop");
-    wxCommandEvent event(wxEVT_BUTTON, wxID_CANCEL);
-    event.SetEventObject(stop);
-    stop->GetEventHandler()->ProcessEvent(event);
+    send(wxEVT_BUTTON, stop);
     ASSERT_TRUE(told());
     EXPECT_EQ(progress(), nullptr);
     EXPECT_TRUE(toolEnabled(ID_RESET));
@@ -155,14 +130,14 @@ TEST_F(FlashPage, CanBeStopped) {
 }
 
 TEST_F(FlashPage, AsksBeforeItFlashesWhatIsForAnotherTarget) {
-    const auto plugged = device().option("--description").option("Something else").start();
+    const auto plugged = simulated().option("--description").option("Something else").start();
     ASSERT_TRUE(connectFirst());
     load("1.7.0.2");
-    EXPECT_THAT(verdict(flashPage()), HasSubstr("another target"));
+    EXPECT_THAT(verdict(), HasSubstr("another target"));
     answers_.next(wxID_NO);
     press(FlashPanel::ID_FLASH);
     EXPECT_EQ(answers_.boxes().size(), 1u);
-    EXPECT_FALSE(flashPage()->hasJob());
+    EXPECT_FALSE(flash_->hasJob());
     EXPECT_EQ(status(2), "Connected");
 }
 

@@ -32,14 +32,7 @@ protected:
     wxListBox* chapters() { return static_cast<wxListBox*>(viewer_->FindWindow(HelpViewer::ID_CHAPTERS)); }
     void choose(int chapter) {
         chapters()->SetSelection(chapter);
-        wxCommandEvent event(wxEVT_LISTBOX, HelpViewer::ID_CHAPTERS);
-        event.SetInt(chapter);
-        chapters()->ProcessWindowEvent(event);
-    }
-    bool enabled(int id) { return viewer_->FindWindow(id)->IsEnabled(); }
-    void press(int id) {
-        wxCommandEvent event(wxEVT_BUTTON, id);
-        viewer_->FindWindow(id)->ProcessWindowEvent(event);
+        send(wxEVT_LISTBOX, chapters(), chapter);
     }
     HelpViewer* viewer_ = nullptr;
 };
@@ -55,8 +48,8 @@ TEST_F(Help, ShowsEveryChapterThatItLists) {
     }
     const fs::path directory = manualDirectory().utf8_string();
     EXPECT_EQ(titles.size() + 1, static_cast<size_t>(std::distance(fs::directory_iterator(directory), {})));
-    press(HelpViewer::ID_BACK);
-    EXPECT_TRUE(enabled(HelpViewer::ID_FORWARD));
+    send(wxEVT_BUTTON, viewer_->FindWindow(HelpViewer::ID_BACK));
+    EXPECT_TRUE(viewer_->FindWindow(HelpViewer::ID_FORWARD)->IsEnabled());
     EXPECT_EQ(viewer_->title(), chapters()->GetStringSelection());
 }
 

@@ -69,8 +69,7 @@ protected:
 };
 
 TEST_F(LongRun, ConnectsAndEditsLeakNothing) {
-    const auto device =
-        sim_process::SimulatedDevice().in(std::getenv("OABR_VIRTUAL_DEVICES")).speed("fast").quiet().start();
+    const auto device = simulated().start();
     ASSERT_TRUE(listed(1));
     const std::vector<wxWindow*> controls = changeable();
     ASSERT_GE(controls.size(), 12u);
@@ -136,14 +135,12 @@ private:
     std::chrono::milliseconds longest_{0};
 };
 
-TEST_F(ConnectedWindow, ASilentDeviceStallsForOneRequestAtMost) {
+TEST_F(WithDevice, ASilentDeviceStallsForOneRequestAtMost) {
     constexpr long request_ms = 1000;
     constexpr long at_most_ms =
         request_ms + 700;  // a busy machine, and the pauses at a tenth of their length
-    auto device = plug();
-    ASSERT_TRUE(connectFirst());
     showEveryPage();
-    ASSERT_EQ(device.control("fault silent").substr(0, 2), "ok");
+    fault("silent");
     Heartbeat heartbeat;
     heartbeat.longestMs();
     std::set<wxWindow*> tried;  // one control of each page will do
@@ -156,8 +153,7 @@ TEST_F(ConnectedWindow, ASilentDeviceStallsForOneRequestAtMost) {
         page->OnValuesChanged();
     showEveryPage([&] { EXPECT_LE(heartbeat.longestMs(), at_most_ms) << "showing a page"; });
     wxWindow* const refresh = wxWindow::FindWindowById(CounterPanel::ID_REFRESH_USB, frame_);
-    wxCommandEvent pressed(wxEVT_BUTTON, refresh->GetId());
-    refresh->ProcessWindowEvent(pressed);
+    send(wxEVT_BUTTON, refresh);
     ASSERT_TRUE(waitFor([refresh] { return refresh->IsThisEnabled(); }));
     EXPECT_LE(heartbeat.longestMs(), at_most_ms) << "counters";
     for (const int id : {ID_STORE, ID_UPDATE_DEVICES, ID_RESET}) {
@@ -171,9 +167,7 @@ TEST_F(ConnectedWindow, ASilentDeviceStallsForOneRequestAtMost) {
     EXPECT_FALSE(OABRDevice::instance()->isConnected());
 }
 
-TEST_F(ConnectedWindow, PaintsWhileTheConsoleDialogRunsALongCommand) {
-    const auto device = plug();
-    ASSERT_TRUE(connectFirst());
+TEST_F(WithDevice, PaintsWhileTheConsoleDialogRunsALongCommand) {
     auto* console = new cli::CLIDialog(frame_);
     console->Show();
     auto* entry = static_cast<wxTextCtrl*>(console->FindWindow("cliEntry"));
@@ -181,8 +175,7 @@ TEST_F(ConnectedWindow, PaintsWhileTheConsoleDialogRunsALongCommand) {
     Heartbeat heartbeat;
     heartbeat.longestMs();
     const auto begin = std::chrono::steady_clock::now();
-    wxCommandEvent enter(wxEVT_TEXT_ENTER, entry->GetId());
-    entry->ProcessWindowEvent(enter);
+    send(wxEVT_TEXT_ENTER, entry);
     const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
     EXPECT_LT(static_cast<double>(heartbeat.longestMs()), took.count() / 2);
     EXPECT_THAT(static_cast<wxTextCtrl*>(console->FindWindow("cliOutput"))->GetValue().utf8_string(),

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <wx/bookctrl.h>
 #include <wx/choice.h>
 #include <wx/config.h>
 #include <wx/fileconf.h>
@@ -37,7 +38,7 @@ public:
     }
 
     std::vector<int> heard;
-    size_t records = 1;
+    size_t records = 0;
     bool open_to_edits = false;  // what happened next after records were collected found the window enabled
 };
 
@@ -69,7 +70,26 @@ protected:
     wxString status(int field) { return frame_->GetStatusBar()->GetStatusText(field); }
     bool toolEnabled(int id) { return frame_->GetToolBar()->GetToolEnabled(id); }
     bool menuEnabled(int id) { return frame_->GetMenuBar()->IsEnabled(id); }
+    static std::string label(const char* name, const wxWindow* parent) {
+        return wxWindow::FindWindowByName(name, parent)->GetLabel().utf8_string();
+    }
     bool indicatorShown() { return wxWindow::FindWindowByName("storeIndicator", frame_)->IsShown(); }
+
+    /// The page of this kind.
+    template <typename Page>
+    static Page* find() {
+        for (auto* page : controls::OABRControlFrame::oabrControlFrames) {
+            if (auto* found = dynamic_cast<Page*>(page)) return found;
+        }
+        return nullptr;
+    }
+    /// Shows a page, or a tab and its page, as the operator does.
+    static void bringToFront(const wxWindow* page) {
+        for (; page->GetParent() != nullptr; page = page->GetParent()) {
+            auto* book = dynamic_cast<wxBookCtrlBase*>(page->GetParent());
+            if (book != nullptr) book->SetSelection(static_cast<size_t>(book->FindPage(page)));
+        }
+    }
 
     bool listed(size_t devices) {
         return waitFor([=, this] { return chooser()->GetCount() == devices; });

@@ -1,27 +1,19 @@
 #include <gmock/gmock.h>
-#include <wx/button.h>
-#include <wx/checkbox.h>
-#include <wx/listbook.h>
-#include <wx/notebook.h>
-#include <wx/stattext.h>
 #include <wx/textctrl.h>
 #include <wx/timer.h>
 
 #include <atomic>
 #include <cstring>
-#include <memory>
 #include <utility>
 
 #include "src/ConfigDlg/DynamicMacTab.h"
 #include "src/ConfigDlg/VlanEntryDialog.h"
-#include "src/ConfigDlg/VlanPage.h"
 #include "src/ConfigDlg/VlanTab.h"
 #include "src/Controls/CheckedGrid.h"
 #include "src/Controls/row_list.h"
 #include "src/Controls/table_job.h"
 #include "src/OABR-Switch/device_use.h"
-#include "tests/gui/main_window_fixture.h"
-#include "tests/support/sim_process.h"
+#include "tests/gui/connected_window_fixture.h"
 
 namespace kovgui {
 namespace {
@@ -32,12 +24,6 @@ using oabr::DynamicMacList;
 using oabr::VlanForm;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-void send(wxEventType type, wxWindow* from) {
-    wxCommandEvent event(type, from->GetId());
-    event.SetEventObject(from);
-    from->ProcessWindowEvent(event);
-}
 
 wxWindow* progressDialog() {
     wxWindow* dialog = wxWindow::FindWindowByName("tableJob");
@@ -65,16 +51,6 @@ private:
     wxTimer timer_;
 };
 
-/// Counts how often a window is painted, as long as that lives.
-std::shared_ptr<int> countPaints(wxWindow* window) {
-    auto paints = std::make_shared<int>(0);
-    window->Bind(wxEVT_PAINT, [paints](wxPaintEvent& event) {
-        ++*paints;
-        event.Skip();
-    });
-    return paints;
-}
-
 // ---- The job ----
 
 class TableJob : public MainWindow {
@@ -95,7 +71,12 @@ protected:
 };
 
 TEST_F(TableJob, TheWindowPaintsAndTakesNoInputMeanwhile) {
-    const auto paints = countPaints(frame_->FindWindow("pages"));
+    int paints = 0;
+    const auto counted = [&paints](wxPaintEvent& event) {
+        ++paints;
+        event.Skip();
+    };
+    frame_->FindWindow("pages")->Bind(wxEVT_PAINT, counted);
     bool enabled = false, shown = false, held = true;
     WhileItRuns look([&] {
         if (!controls::tableJobRuns()) return;
@@ -108,7 +89,8 @@ TEST_F(TableJob, TheWindowPaintsAndTakesNoInputMeanwhile) {
     EXPECT_EQ(done_, 300);
     EXPECT_TRUE(inOrder_);
     EXPECT_GT(look.ticks, 10);
-    EXPECT_GT(*paints, 5);
+    EXPECT_GT(paints, 5);
+    frame_->FindWindow("pages")->Unbind(wxEVT_PAINT, counted);
     EXPECT_TRUE(shown);
     EXPECT_TRUE(held);
     EXPECT_FALSE(enabled);
@@ -157,42 +139,11 @@ TEST_F(TableJob, AWindowThatClosesStopsItAndGoesAfterwards) {
     frame_ = nullptr;
 }
 
-// ---- The tabs, on a simulated device ----
+// ---- The dynamic MAC tab ----
 
-/// The tabs of a connected device.
-class ChipTables : public MainWindow {
+class DynamicMacPage : public WithDevice {
 protected:
-    /// Connects, and shows the tab as the operator does.
-    template <typename Tab>
-    Tab* open() {
-        EXPECT_TRUE(connectFirst());
-        auto* book = static_cast<wxListbook*>(frame_->FindWindow("pages"));
-        size_t at = 0;
-        while (dynamic_cast<VlanPage*>(book->GetPage(at)) == nullptr)
-            ++at;
-        book->SetSelection(at);
-        auto* tabs = static_cast<wxNotebook*>(book->GetPage(at)->GetChildren().front());
-        for (size_t tab = 0; tab < tabs->GetPageCount(); ++tab) {
-            auto* found = dynamic_cast<Tab*>(tabs->GetPage(tab));
-            if (found == nullptr) continue;
-            tabs->SetSelection(tab);
-            return found;
-        }
-        return nullptr;
-    }
-    std::string label(const wxWindow* tab, const char* name) {
-        return wxWindow::FindWindowByName(name, tab)->GetLabel().utf8_string();
-    }
-
-    sim_process::Device device_ = sim_process::SimulatedDevice("OKVX0001")
-                                      .in(std::getenv("OABR_VIRTUAL_DEVICES"))
-                                      .speed("fast")
-                                      .quiet()
-                                      .start();
-};
-
-class DynamicMacPage : public ChipTables {
-protected:
+    DynamicMacPage() { bringToFront(mac_); }
     void hear(int stations) {
         for (int i = 0; i < stations; ++i) {
             char line[80];
@@ -210,10 +161,10 @@ protected:
         event.m_col = column;
         list()->ProcessWindowEvent(event);
     }
-    std::string status() { return label(mac_, "dynamicMacStatus"); }
+    std::string status() { return label("dynamicMacStatus", mac_); }
     std::string cell(long row, int column) { return list()->GetItemText(row, column).utf8_string(); }
 
-    DynamicMacTab* mac_ = open<DynamicMacTab>();
+    DynamicMacTab* mac_ = find<DynamicMacTab>();
 };
 
 TEST_F(DynamicMacPage, ReadsSortsFiltersAndCopies) {
@@ -245,17 +196,17 @@ TEST_F(DynamicMacPage, KeepsWhatWasReadBeforeAStopOrASilence) {
     EXPECT_THAT(status(), HasSubstr("Stopped: these are not all."));
     EXPECT_GT(mac_->rows().total(), 0u);
     EXPECT_LT(mac_->rows().total(), 200u);
-    ASSERT_EQ(device_.control("fault silent").substr(0, 2), "ok");
+    fault("silent");
     refresh();
     EXPECT_EQ(status(), "0 of 0 entries. The device does not answer: these are not all.");
 }
 
 // ---- The 802.1Q tab ----
 
-class VlanPageTest : public ChipTables {
+class VlanPageTest : public WithDevice {
 protected:
     VlanPageTest() {
-        vlan_ = open<VlanTab>();
+        bringToFront(vlan_);
         EXPECT_TRUE(waitFor([this] { return !vlan_->needsRead(); }));
     }
     controls::RowList* table() {
@@ -264,7 +215,7 @@ protected:
     controls::CheckedGrid* ports() {
         return static_cast<controls::CheckedGrid*>(vlan_->FindWindow(VlanTab::ID_PORTS));
     }
-    std::string status() { return label(vlan_, "vlanStatus"); }
+    std::string status() { return label("vlanStatus", vlan_); }
     void press(int id) {
         drainEvents();
         wxWindow* button = vlan_->FindWindow(id);
@@ -284,7 +235,7 @@ protected:
             static_cast<wxTextCtrl*>(dialog->FindWindow(VlanEntryDialog::ID_FID))->SetValue(fid);
             for (const int port : ports)
                 static_cast<wxCheckBox*>(dialog->FindWindow(VlanEntryDialog::ID_PORT + port))->SetValue(true);
-            remark_ = label(dialog, "vlanEntryRemark");
+            remark_ = label("vlanEntryRemark", dialog);
             return dialog->FindWindow(wxID_OK)->IsEnabled() ? wxID_OK : wxID_CANCEL;
         });
     }
@@ -310,15 +261,8 @@ protected:
                                {true, static_cast<uint8_t>(vid & 0x0F), static_cast<uint8_t>(vid & 0x7F)});
         return vlanFormOf(settings);
     }
-    /// What a store of the settings said; empty when it succeeded.
-    std::string store() {
-        const size_t before = answers_.boxes().size();
-        command(*frame_, ID_STORE);
-        EXPECT_TRUE(waitFor([&] { return !indicatorShown() || answers_.boxes().size() > before; }));
-        return answers_.boxes().size() > before ? answers_.boxes().back().text : "";
-    }
 
-    VlanTab* vlan_ = nullptr;
+    VlanTab* vlan_ = find<VlanTab>();
     std::string remark_;
 };
 
@@ -376,32 +320,9 @@ TEST_F(VlanPageTest, AWrongPortCellIsNeitherSentNorStored) {
     EXPECT_EQ(status(), "0 VLANs.");
 }
 
-TEST_F(VlanPageTest, EverythingComesBackAfterStoreAndPowerCycle) {
-    VlanForm form = vlan_->form();
-    form.enabled = true;
-    form.ports = {{{"10", "1", "0", "1", "0"},
-                   {"4094", "0", "1", "0", "1"},
-                   {"300", "1", "1", "0", "0"},
-                   {"1", "0", "0", "1", "1"}}};
-    form.table = {{"1", "10", "3", "1", "0", "0", "1"}, {"1", "4094", "127", "0", "1", "1", "0"}};
-    ASSERT_EQ(vlan_->load(form), TableJobResult::finished);
-    EXPECT_EQ(vlan_->form(), form);
-    EXPECT_EQ(store(), "");
-    command(*frame_, ID_RESET);
-    ASSERT_TRUE(connectedTo("Connected"));
-    ASSERT_TRUE(waitFor([this] { return vlan_->IsThisEnabled() && !vlan_->needsRead(); }));
-    EXPECT_EQ(vlan_->form(), form);
-    EXPECT_TRUE(onDevice(4094).valid);
-}
-
-TEST_F(VlanPageTest, AFullTableLoadsWhileTheWindowPaintsAndTheStoreSaysHowMuchFits) {
-    const auto paints = countPaints(vlan_);
+TEST_F(VlanPageTest, TheStoreOfAFullTableSaysHowMuchFits) {
     VlanForm form = fullForm();
-    {
-        WhileItRuns look([this] { vlan_->Refresh(); });
-        ASSERT_EQ(vlan_->load(form), TableJobResult::finished);
-        EXPECT_GT(*paints, 10);
-    }
+    ASSERT_EQ(vlan_->load(form), TableJobResult::finished);
     EXPECT_EQ(status(), "4094 VLANs.");
     EXPECT_EQ(vlan_->form(), form);
     EXPECT_EQ(onDevice(4094), (ksz_vlan_entry{true, 14, 126}));
@@ -447,14 +368,14 @@ TEST_F(VlanPageTest, AfterAStopThePageShowsWhatTheDeviceHolds) {
 }
 
 TEST_F(VlanPageTest, ASilentDeviceLeavesThePageUnreadUntilItAnswersAgain) {
-    ASSERT_EQ(device_.control("fault silent").substr(0, 2), "ok");
+    fault("silent");
     enter("9", "0", {0});
     press(VlanTab::ID_ADD);
     EXPECT_TRUE(waitFor([this] { return status().find("did not take") != std::string::npos; }));
     EXPECT_TRUE(vlan_->needsRead());
     EXPECT_FALSE(table()->IsEnabled());
     EXPECT_EQ(vlan_->load(vlan_->form()), TableJobResult::failed);
-    ASSERT_EQ(device_.control("fault none").substr(0, 2), "ok");
+    fault("none");
     press(VlanTab::ID_READ);
     EXPECT_FALSE(vlan_->needsRead());
     EXPECT_EQ(status(), "0 VLANs.");

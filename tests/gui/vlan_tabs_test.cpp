@@ -1,19 +1,12 @@
 #include <gmock/gmock.h>
-#include <wx/button.h>
-#include <wx/checkbox.h>
-#include <wx/listbook.h>
-#include <wx/notebook.h>
-#include <wx/stattext.h>
 #include <wx/textctrl.h>
 #include <wx/uiaction.h>
 
 #include "lib/ksz.h"
 #include "src/ConfigDlg/PortBasedVlanTab.h"
 #include "src/ConfigDlg/StaticMacAdressTab.h"
-#include "src/ConfigDlg/VlanPage.h"
 #include "src/Controls/row_list.h"
-#include "tests/gui/main_window_fixture.h"
-#include "tests/support/sim_process.h"
+#include "tests/gui/connected_window_fixture.h"
 
 namespace kovgui {
 namespace {
@@ -21,57 +14,19 @@ namespace {
 using controls::CheckedGrid;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr int usb = 1, base_tx = 2, oabr1 = 3, oabr2 = 4;
 
 /// A tab of the VLAN page in the window, connected to a simulated device.
-class VlanTabs : public MainWindow {
+class VlanTabs : public WithDevice {
 protected:
-    VlanTabs() {
-        page_->records = 0;
-        EXPECT_TRUE(connectFirst());
-        auto* book = static_cast<wxListbook*>(frame_->FindWindow("pages"));
-        for (size_t i = 0; vlan_ == nullptr && i < book->GetPageCount(); ++i) {
-            vlan_ = dynamic_cast<VlanPage*>(book->GetPage(i));
-            if (vlan_ != nullptr) book->SetSelection(i);
-        }
-    }
     void open(controls::OABRControlFrame* tab) {
-        auto* tabs = static_cast<wxNotebook*>(tab->GetParent());
-        tabs->SetSelection(static_cast<size_t>(tabs->FindPage(tab)));
+        bringToFront(tab);
         ASSERT_TRUE(waitFor([tab] { return !tab->needsRead(); }));
         ASSERT_TRUE(waitFor([this] { return frame_->IsActive(); }));
     }
-    std::string label(const char* name) {
-        return wxWindow::FindWindowByName(name, vlan_)->GetLabel().utf8_string();
-    }
-    static void send(wxEventType type, wxWindow* from) {
-        wxCommandEvent event(type, from->GetId());
-        event.SetEventObject(from);
-        from->ProcessWindowEvent(event);
-    }
-    /// What a store said; empty when it succeeded.
-    std::string store() {
-        const size_t before = answers_.boxes().size();
-        EXPECT_TRUE(waitFor([this] { return frame_->GetToolBar()->GetToolEnabled(ID_STORE); }));
-        command(*frame_, ID_STORE);
-        EXPECT_TRUE(waitFor([&] { return !indicatorShown() || answers_.boxes().size() > before; }));
-        return answers_.boxes().size() > before ? answers_.boxes().back().text : "";
-    }
-    void powerCycle(controls::OABRControlFrame* tab) {
-        command(*frame_, ID_RESET);
-        ASSERT_TRUE(connectedTo("Connected"));
-        ASSERT_TRUE(waitFor([tab] { return tab->IsEnabled() && !tab->needsRead(); }));
-    }
 
-    sim_process::Device device_ = sim_process::SimulatedDevice("OKVX0001")
-                                      .in(std::getenv("OABR_VIRTUAL_DEVICES"))
-                                      .speed("fast")
-                                      .quiet()
-                                      .start();
-    VlanPage* vlan_ = nullptr;
     wxUIActionSimulator keys_;
 };
 
@@ -80,9 +35,7 @@ protected:
 class StaticMacTab : public VlanTabs {
 protected:
     StaticMacTab() {
-        tab_ = vlan_->staticMac();
         open(tab_);
-        grid_ = static_cast<CheckedGrid*>(tab_->FindWindow(StaticMacAdressTab::ID_TABLE));
         EXPECT_TRUE(waitFor([this] {  // laid out, so that no cell has to be scrolled to
             return grid_->GetGridWindow()->GetClientSize().x > grid_->CellToRect(0, oabr::smac_address).x;
         }));
@@ -114,15 +67,15 @@ protected:
         goTo(row, column);
         keys_.Char('v', wxMOD_CONTROL);
     }
-    std::string status() { return label("staticMacStatus"); }
+    std::string status() { return label("staticMacStatus", tab_); }
     static ksz_smac_entry onDevice(int index) {
         ksz_smac_entry entry{};
         EXPECT_EQ(ksz_smac_read(index, &entry), 1);
         return entry;
     }
 
-    StaticMacAdressTab* tab_ = nullptr;
-    CheckedGrid* grid_ = nullptr;
+    StaticMacAdressTab* tab_ = find<StaticMacAdressTab>();
+    CheckedGrid* grid_ = static_cast<CheckedGrid*>(tab_->FindWindow(StaticMacAdressTab::ID_TABLE));
 };
 
 TEST_F(StaticMacTab, ACellIsCheckedWhileItIsTypedAndSentWhenItsRowIsRight) {
@@ -235,35 +188,19 @@ TEST_F(StaticMacTab, AClickOnTheBoxOfAFlagSwitchesIt) {
     EXPECT_TRUE(onDevice(1).use_fid);
 }
 
-TEST_F(StaticMacTab, TheTablesAreLoadedStoredAndThereAfterAPowerCycle) {
+TEST_F(StaticMacTab, AStoreThatIsTooLongSaysHowManyEntriesFit) {
     StaticMacAdressTab::Cells cells = tab_->cells();
     ASSERT_THAT(cells, SizeIs(32));
-    for (size_t row = 0; row < cells.size(); ++row) {
-        const std::string number = std::to_string(row);
-        cells[row] = {row == 7 ? "0" : "1", number, "1", "0", "0", "1", "0", "1", "02:00:00:00:00:" + number};
-    }
-    const PortBasedVlanTab::Matrix matrix = {1, 0, 13, 8};
-    open(vlan_->portBased());
-    EXPECT_TRUE(vlan_->portBased()->load(matrix));
-    open(tab_);
+    for (size_t row = 0; row < cells.size(); ++row)
+        cells[row] = {"1", std::to_string(row), "1", "0", "0", "1", "0", "1", "02:00:00:00:00:01"};
     ASSERT_EQ(tab_->check(cells), "");
     EXPECT_TRUE(tab_->load(cells));
-    EXPECT_TRUE(indicatorShown());
-    cells = tab_->cells();
-    EXPECT_EQ(cells[5][oabr::smac_address], "02:00:00:00:00:05");
-    EXPECT_EQ(tab_->rowLabel(31), "31");
-    EXPECT_EQ(store(), "");
-    powerCycle(tab_);
-    vlan_->portBased()->ReadAllRegisters();
-    EXPECT_EQ(vlan_->portBased()->matrix(), matrix);
-    EXPECT_EQ(tab_->cells(), cells) << "with the entry that is not valid yet";
-    EXPECT_FALSE(indicatorShown());
     EXPECT_EQ(tab_->describeFit(14), "Static MAC table: 30 of the 32 entries fit.\n");
     EXPECT_EQ(tab_->describeFit(33 * 13), "");
 }
 
 TEST_F(StaticMacTab, ADeviceThatFallsSilentLosesNothing) {
-    ASSERT_EQ(device_.control("fault silent").substr(0, 2), "ok");
+    fault("silent");
     goTo(2, oabr::smac_valid);
     keys_.Char(WXK_SPACE);
     ASSERT_TRUE(isText(2, oabr::smac_valid, "1"));
@@ -284,10 +221,7 @@ TEST_F(StaticMacTab, ADeviceThatFallsSilentLosesNothing) {
 
 class PortBasedTab : public VlanTabs {
 protected:
-    PortBasedTab() {
-        tab_ = vlan_->portBased();
-        open(tab_);
-    }
+    PortBasedTab() { open(tab_); }
     wxCheckBox* box(int input, int output) {
         return static_cast<wxCheckBox*>(tab_->FindWindow(PortBasedVlanTab::boxId(input, output)));
     }
@@ -306,7 +240,7 @@ protected:
         return masks;
     }
 
-    PortBasedVlanTab* tab_ = nullptr;
+    PortBasedVlanTab* tab_ = find<PortBasedVlanTab>();
 };
 
 TEST_F(PortBasedTab, BoxesAndActionsChangeTheDevice) {
@@ -325,6 +259,9 @@ TEST_F(PortBasedTab, BoxesAndActionsChangeTheDevice) {
     uint8_t sniff = 0;
     EXPECT_EQ(ksz_get_sniff(oabr1, &sniff), 1);
     EXPECT_EQ(sniff, sniff_receive) << "mirroring shares the register";
+    fault("silent");
+    EXPECT_FALSE(tab_->load({15, 15, 15, 15}));
+    EXPECT_THAT(label("portVlanStatus", tab_), HasSubstr("did not take"));
 }
 
 TEST_F(PortBasedTab, ArrowKeysAndSpaceWork) {
@@ -339,15 +276,6 @@ TEST_F(PortBasedTab, ArrowKeysAndSpaceWork) {
     keys_.Char(WXK_SPACE);
     ASSERT_TRUE(waitFor([this] { return !box(base_tx, oabr1)->GetValue(); }));
     EXPECT_THAT(onDevice(), ElementsAre(15, 11, 15, 15));
-}
-
-TEST_F(PortBasedTab, AMatrixIsLoadedOrTheRefusalIsSaid) {
-    EXPECT_TRUE(tab_->load({1, 0, 13, 8}));
-    EXPECT_THAT(onDevice(), ElementsAre(1, 0, 13, 8));
-    ASSERT_EQ(device_.control("fault silent").substr(0, 2), "ok");
-    EXPECT_FALSE(tab_->load({15, 15, 15, 15}));
-    EXPECT_THAT(label("portVlanStatus"), HasSubstr("did not take"));
-    EXPECT_TRUE(indicatorShown());
 }
 
 }  // namespace
