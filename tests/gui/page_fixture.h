@@ -4,7 +4,6 @@
 #include <wx/checkbox.h>
 #include <wx/choice.h>
 #include <wx/frame.h>
-#include <wx/radiobut.h>
 
 #include <string>
 #include <vector>
@@ -21,20 +20,17 @@ public:
     HostFrame() : wxFrame(nullptr, wxID_ANY, "host", wxDefaultPosition, wxSize(1000, 700)) {}
 
     void setSettingsChanged(bool is) override { changed = is; }
-    void OnChangedStore() override { ++told; }
+    void OnChangedStore() override {}
     void showActivity(const wxString& text) override {
         if (!text.empty()) activities.push_back(text.utf8_string());
     }
-    void announceConnected() override { ++connected; }
+    void announceConnected() override {}
     void announceDisconnected() override { ++disconnected; }
-    std::string deviceForRecovery() override { return recovery; }
+    std::string deviceForRecovery() override { return {}; }
 
     bool changed = false;
-    int told = 0;
-    int connected = 0;
     int disconnected = 0;
     std::vector<std::string> activities;
-    std::string recovery;
 };
 
 /// One page in such a window.
