@@ -111,7 +111,13 @@ public:
     void receiverThreadFnc();
 
 private:
-    enum class State : int { disconnected = 0, bootloader = 1, bootloader_answered = 2, opening = 3, firmware = 4 };
+    enum class State : int {
+        disconnected = 0,
+        bootloader = 1,
+        bootloader_answered = 2,
+        opening = 3,
+        firmware = 4
+    };
 
     OABRDevice();
     int failConnect(const std::string& why);
