@@ -360,7 +360,11 @@ void MainFrame::setSettingsChanged(bool changed) {
 }
 
 void MainFrame::OnChangedStore() {
-    storeIndicator_->Show(settingsChanged_);
+    if (storeIndicator_->Show(settingsChanged_)) {
+        // The toolkit puts it in its place when idle; a status text that shows before then paints it
+        // elsewhere.
+        CallAfter([this] { GetStatusBar()->Refresh(); });
+    }
     placeStoreIndicator();
     updateCommands();
 }
