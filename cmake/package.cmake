@@ -22,6 +22,8 @@ foreach(program oabr-switch oabr-console oabr-flash oabr-sim)
     configure_file(docs/man/${program}.1 ${CMAKE_BINARY_DIR}/generated/${program}.1 @ONLY)
     oabr_install_compressed(${CMAKE_BINARY_DIR}/generated/${program}.1 ${program}.1.gz ${CMAKE_INSTALL_MANDIR}/man1)
 endforeach()
+execute_process(COMMAND date -u -R -d ${OABR_RELEASE_DATE} OUTPUT_VARIABLE changelog_date OUTPUT_STRIP_TRAILING_WHITESPACE
+                COMMAND_ERROR_IS_FATAL ANY)
 configure_file(packaging/changelog.in ${CMAKE_BINARY_DIR}/generated/changelog @ONLY)
 oabr_install_compressed(${CMAKE_BINARY_DIR}/generated/changelog changelog.gz ${CMAKE_INSTALL_DOCDIR})
 oabr_install_compressed(${CMAKE_SOURCE_DIR}/CHANGELOG.md CHANGELOG.md.gz ${CMAKE_INSTALL_DOCDIR})
@@ -54,5 +56,9 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/packaging/postinst ${
 
 set(CPACK_SOURCE_GENERATOR TGZ)
 set(CPACK_SOURCE_PACKAGE_FILE_NAME oabr-korvex-${PROJECT_VERSION})
-set(CPACK_SOURCE_IGNORE_FILES "/\\\\.git/" "/build[^/]*/" "/\\\\.cache/" "\\\\.swp$")
+set(CPACK_VERBATIM_VARIABLES ON)
+string(REGEX REPLACE "([][+.*?()^$|\\])" "\\\\\\1" source "${CMAKE_SOURCE_DIR}")
+string(REGEX REPLACE "([][+.*?()^$|\\])" "\\\\\\1" binary "${CMAKE_BINARY_DIR}")
+set(CPACK_SOURCE_IGNORE_FILES "^${source}/(build|\\.cache)/" "^${source}/\\.git(/|$)" "^${binary}/"
+    "/compile_commands\\.json$" "\\.swp$")
 include(CPack)
