@@ -108,6 +108,10 @@ bool Application::OnInit() {
     if (wxConfigBase::Get(false) == nullptr) {
         wxStandardPaths::Get().SetFileLayout(wxStandardPaths::FileLayout_XDG);
         const wxFileName file(wxStandardPaths::Get().GetUserConfigDir(), "oabr-switch.ini");
+        {
+            const wxLogNull quiet;
+            file.Mkdir(0700, wxPATH_MKDIR_FULL);  // a new user has no such directory yet
+        }
         wxConfigBase::Set(new wxFileConfig("", "", file.GetFullPath()));
     }
 

@@ -59,11 +59,13 @@ TEST_F(ApplicationProgram, LogsIntoTheFileThatItIsGivenAndANameAloneLogsNowhere)
     const std::string file = directory_.path() + "/given.log";
     const std::string other = directory_.path() + "/other.log";
     auto quiet = program().args({"-s", "-f", file, "-L", "5"}).start();
-    auto logging = program().args({"-s", "-F", "-f", other, "-L", "5"}).start();
+    const std::string settings = directory_.path() + "/new/settings";
+    auto logging =
+        program().args({"-s", "-F", "-f", other, "-L", "5"}).env("XDG_CONFIG_HOME", settings).start();
     EXPECT_TRUE(
         logged(other, "DEBUG: src/OABR-Switch/OABRDevice:827 Enum Devices finished with 0 valid devices"));
-    EXPECT_TRUE(logging.running());
     EXPECT_FALSE(std::filesystem::exists(file));
+    EXPECT_TRUE(std::filesystem::is_directory(settings));  // where the window's size is to be kept
     EXPECT_THAT(quiet.err(), Not(HasSubstr("DEBUG")));
 }
 
