@@ -21,6 +21,8 @@ constexpr uint16_t vendor_id = 0x0403;
 constexpr uint16_t product_id = 0x7F80;
 constexpr size_t longest_serial = 15;
 constexpr int control_timeout_ms = 1000;
+/// Until a watch that libusb lets down tries again.
+constexpr int retry_ms = 1000;
 
 struct FreeUsbContext {
     void operator()(libusb_context* context) const { libusb_exit(context); }
@@ -151,6 +153,7 @@ public:
     ~HotplugWatch() {
         if (!watching_) return;
         ending_ = true;
+        end_.set();
         libusb_hotplug_deregister_callback(context_.get(), handle_);  // wakes the thread as well
         libusb_interrupt_event_handler(context_.get());
         thread_.join();
@@ -162,8 +165,9 @@ private:
     /// libusb's own callback may not ask a converter anything, so ours runs after it has returned.
     void run() {
         while (!ending_) {
-            libusb_handle_events(context_.get());
+            const int failed = libusb_handle_events(context_.get());
             if (pending_.exchange(false) && !ending_) changed_();
+            if (failed && failed != LIBUSB_ERROR_INTERRUPTED) end_.wait(retry_ms);
         }
     }
 
@@ -173,6 +177,7 @@ private:
     bool watching_ = false;
     std::atomic<bool> pending_{false};
     std::atomic<bool> ending_{false};
+    platform::Event end_;  // where libusb fails and wakes nobody
     std::thread thread_;
 };
 

@@ -200,7 +200,7 @@ void Converter::unplug() {
     unlink((bus_.root_ + node_).c_str());
 }
 
-void Converter::forbid() {
+void Converter::forbid(bool yes) {
     // As in the real /sys, everybody may read what the system knows.
     using namespace std::filesystem;
     constexpr perms everybody =
@@ -209,7 +209,7 @@ void Converter::forbid() {
     for (const auto& entry : recursive_directory_iterator(bus_.root_ + "/sys"))
         if (!entry.is_symlink()) permissions(entry.path(), everybody, perm_options::add);
     permissions(bus_.root_ + "/ioctl/" + node_, perms::all);  // the emulation's own
-    fchmod(slave_, 0600);
+    fchmod(slave_, yes ? 0 : 0600);
 }
 
 void Converter::give(const std::string& bytes) {

@@ -98,8 +98,8 @@ public:
     /// Every transfer fails from now on, but the converter stays.
     void failTransfers(bool yes);
     void unplug();
-    /// The node may be opened by nobody but root.
-    void forbid();
+    /// The node may be opened by nobody.
+    void forbid(bool yes);
 
     // What happened.
 

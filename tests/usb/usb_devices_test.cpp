@@ -67,13 +67,13 @@ TEST_F(UsbDevices, ThatCannotBeOpenedSayWhy) {
         EXPECT_TRUE(broken->waitFree());
     }
     const auto forbidden = bus.plug();
-    serials();  // the emulated system tells no other user of changes, so libusb begins to listen before
-    forbidden->forbid();
+    forbidden->forbid(true);
     constexpr uid_t nobody = 65534;
-    setfsuid(nobody);  // of this thread alone, and with it root's right to open everything
+    setfsuid(nobody);  // of this thread alone: takes root's right to open everything
     EXPECT_THAT(serials(), ElementsAre("OKVX0001")) << "it must be seen, for the reason to be seen";
     EXPECT_EQ(open(), FT_DEVICE_NOT_OPENED_FOR_WRITE);
     setfsuid(geteuid());
+    forbidden->forbid(false);
     EXPECT_EQ(open(), FT_OK);
 }
 

@@ -12,7 +12,10 @@
 /// An emulated bus, and the FT_ functions on what is plugged into it.
 class Usb : public kovgui::ftdi::PortTest {
 protected:
-    void SetUp() override { setDriver(std::make_shared<kovgui::ftdi::LibFtdiDriver>()); }
+    void SetUp() override {
+        setDriver(std::make_shared<kovgui::ftdi::LibFtdiDriver>());
+        serials();  // libusb listens from now on: the emulation cannot bear a listener that goes in an event
+    }
 
     /// As the transport sets it up.
     void openAndSetUp(const std::string& serial = "OKVX0001") {
