@@ -125,12 +125,18 @@ wxString askWithDialog(wxWindow* parent, bool save) {
     return replace ? path : wxString();
 }
 
-/// Lines of a message, fit to be shown.
+wxString shownPath(const char* path) {
+    return wxString(path, *wxConvFileName);
+}
+
+/// Lines of a message, fit to be shown: a file may hold texts of any length.
 wxString messageText(const std::string& lines) {
+    constexpr size_t most = 200;
     wxString text;
     for (size_t begin = 0; begin < lines.size();) {
         const size_t end = std::min(lines.find('\n', begin), lines.size());
-        text += deviceText(lines.substr(begin, end - begin)) + "\n";
+        text += deviceText(lines.substr(begin, std::min(end - begin, most)));
+        text += end - begin > most ? "...\n" : "\n";
         begin = end + 1;
     }
     return text;
@@ -183,8 +189,8 @@ bool ConfigManager::saveXmlFile(const char* path) {
     if (dialog_->isChosen(ConfigPanel::life_cycle)) elements.push_back(saveXmlLifeCycle());
     const std::string failure = config::saveDocument(path, elements);
     if (failure.empty()) return true;
-    wxMessageBox(wxString::Format("The file \"%s\" was not written: %s.", path, failure), "Save XML file",
-                 wxOK | wxICON_ERROR, window());
+    wxMessageBox(wxString::Format("The file \"%s\" was not written: %s.", shownPath(path), failure),
+                 "Save XML file", wxOK | wxICON_ERROR, window());
     return false;
 }
 
@@ -243,9 +249,8 @@ bool ConfigManager::loadXmlFile(const char* path) {
             faults += (this->*reader.load)(*part);
     }
     if (faults.empty()) return true;
-    const std::string file = "Not everything could be loaded from \"" + std::string(path) + "\":\n\n";
-    wxMessageBox(wxString::FromUTF8(file) + messageText(faults) +
-                     "\nA page whose part of the file is faulty is as it was before.",
+    wxMessageBox("Not everything could be loaded from \"" + shownPath(path) + "\":\n\n" +
+                     messageText(faults) + "\nA page whose part of the file is faulty is as it was before.",
                  "Open XML Config", wxOK | wxICON_ERROR, window());
     return false;
 }

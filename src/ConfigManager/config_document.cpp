@@ -14,6 +14,8 @@
 namespace kovgui::config {
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr std::string_view white_space = " \t\r\n";
 // Stands before every name while the library has the text, so that a name may begin with a digit.
 constexpr char name_prefix = '_';
@@ -39,6 +41,8 @@ public:
 
     /// @return false with `error` set
     bool run() {
+        if (text_.starts_with("\xFF\xFE") || text_.starts_with("\xFE\xFF"))
+            return fail("the text is in UTF-16, it must be in UTF-8");
         skip("\xEF\xBB\xBF");
         while (at_ < text_.size()) {
             if (!(text_[at_] == '<' ? markup() : characters())) return false;
@@ -182,6 +186,21 @@ void flatten(const Element& element, const std::string& path, Values* values) {
 struct FileCloser {
     void operator()(FILE* file) const { std::fclose(file); }
 };
+using FilePointer = std::unique_ptr<FILE, FileCloser>;
+
+constexpr const char* no_file = "this is not an ordinary file";
+constexpr int names_beside = 100;
+
+/// Creates a file in the target's directory that was not there before.
+/// @return null with errno set when that failed
+FilePointer createBeside(const fs::path& target, std::string* name) {
+    for (int i = 0; i < names_beside; ++i) {
+        *name = target.string() + ".new" + (i == 0 ? "" : std::to_string(i));
+        FilePointer file(std::fopen(name->c_str(), "wx"));
+        if (file || errno != EEXIST) return file;
+    }
+    return nullptr;
+}
 
 }  // namespace
 
@@ -201,7 +220,11 @@ Document parseDocument(std::string_view bytes) {
 }
 
 Document loadDocument(const char* path) {
-    const std::unique_ptr<FILE, FileCloser> file(std::fopen(path, "rb"));
+    // Opening a pipe would wait for somebody to write into it.
+    std::error_code code;
+    const fs::file_status status = fs::status(path, code);
+    if (fs::exists(status) && !fs::is_regular_file(status)) return {{}, no_file};
+    const FilePointer file(std::fopen(path, "rb"));
     if (!file) return {{}, std::strerror(errno)};
     std::string bytes(max_size + 1, '\0');
     bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
@@ -215,16 +238,26 @@ std::string saveDocument(const char* path, const std::vector<Element>& elements)
     for (const Element& element : elements)
         append(&xml, element);
 
-    const std::string beside = std::string(path) + ".new";
-    errno = 0;
-    std::string error;
-    if (!xml.SaveFile(beside)) error = std::strerror(errno);
-    // A full disk shows when a file is closed, and the library does not look.
-    if (error.empty() && !loadDocument(beside.c_str()).error.empty())
-        error = "not all of it could be written";
+    // What a link leads to is replaced, not the link; and only a file is.
     std::error_code code;
-    if (error.empty()) std::filesystem::rename(beside, path, code);
-    if (code) error = code.message();
+    const fs::path target = fs::weakly_canonical(path, code);
+    if (code) return code.message();
+    const fs::file_status old = fs::status(target, code);
+    if (fs::exists(old) && !fs::is_regular_file(old)) return no_file;
+
+    std::string beside;
+    FilePointer file = createBeside(target, &beside);
+    if (!file) return std::strerror(errno);
+    errno = 0;
+    bool written = xml.SaveFile(file.get());
+    // A full disk may show only when a file is closed.
+    written = std::fclose(file.release()) == 0 && written;
+    std::string error = written ? "" : errno == 0 ? "not all of it could be written" : std::strerror(errno);
+    if (error.empty()) {
+        if (fs::exists(old)) fs::permissions(beside, old.permissions(), code);
+        fs::rename(beside, target, code);
+        if (code) error = code.message();
+    }
     if (!error.empty()) std::remove(beside.c_str());
     return error;
 }

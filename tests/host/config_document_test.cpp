@@ -1,7 +1,9 @@
 #include "src/ConfigManager/config_document.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -40,18 +42,29 @@ TEST_F(ConfigDocument, SavedTextsComeBack) {
               (Values{{"0/VID", ""}, {"OABR1/Speed", "a < b & \"c\""}, {"OABR1/Flow_control", "Off"}}));
 }
 
-TEST_F(ConfigDocument, WhatCannotBeWrittenKeepsTheOldFile) {
+TEST_F(ConfigDocument, ASaveReplacesOneFileOrNone) {
+    const std::vector<Element> elements = {compose("Port_config", speeds)};
     std::ofstream(path("a.xml")) << "old";
-    fs::create_directory(path("a.xml.new"));
-    EXPECT_NE(saveDocument(path("a.xml").c_str(), {{"VLAN", "", {}}}), "");
+    fs::permissions(path("a.xml"), fs::perms::owner_read | fs::perms::owner_write);
+    std::ofstream(path("a.xml.new")) << "somebody's";
+    fs::create_symlink("a.xml", path("link.xml"));
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit full = {10, limit.rlim_max};
+    std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &full);
+    const std::string error = saveDocument(path("a.xml").c_str(), elements);
+    setrlimit(RLIMIT_FSIZE, &limit);
+    EXPECT_EQ(error, "File too large");
     EXPECT_EQ(contents(path("a.xml")), "old");
-    EXPECT_EQ(saveDocument(path("none/a.xml").c_str(), {{"VLAN", "", {}}}), "No such file or directory");
-    if (fs::exists("/dev/full")) {
-        fs::remove(path("a.xml.new"));
-        fs::create_symlink("/dev/full", path("a.xml.new"));
-        EXPECT_NE(saveDocument(path("a.xml").c_str(), {compose("Port_config", speeds)}), "");
-        EXPECT_EQ(contents(path("a.xml")), "old");
-    }
+    EXPECT_EQ(saveDocument(path("link.xml").c_str(), elements), "");
+    EXPECT_EQ(loadDocument(path("a.xml").c_str()).elements.size(), 1u);
+    EXPECT_EQ(fs::status(path("a.xml")).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_TRUE(fs::is_symlink(path("link.xml")));
+    EXPECT_EQ(contents(path("a.xml.new")), "somebody's");
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder_), {}), 3);
+    EXPECT_EQ(saveDocument(path("none/a.xml").c_str(), elements), "No such file or directory");
+    EXPECT_EQ(saveDocument("/dev/null", elements), "this is not an ordinary file");
 }
 
 TEST_F(ConfigDocument, ReadsWhatPeopleWrite) {
@@ -87,6 +100,7 @@ TEST_F(ConfigDocument, SaysWhereATextIsBroken) {
         {"<A/>tail", "line 1: text outside of all elements"},
         {"<!DOCTYPE a [<!ENTITY b \"c\">]><A/>", "line 1: a declaration that is not understood"},
         {"<A><![CDATA[", "line 1: a text is not ended"},
+        {"\xFF\xFE<", "line 1: the text is in UTF-16, it must be in UTF-8"},
     };
     for (const auto& [text, error] : cases)
         EXPECT_EQ(parseDocument(text).error, error) << text;
@@ -98,12 +112,12 @@ TEST_F(ConfigDocument, BoundsDepthAndSize) {
     for (int level = 0; level < 10'000; ++level)
         deep += "<a>\n";
     EXPECT_EQ(parseDocument(deep).error, "line 17: elements are nested too deep");
-    EXPECT_NE(loadDocument("/dev/zero").error, "");
+    EXPECT_EQ(loadDocument("/dev/zero").error, "this is not an ordinary file");
     std::ofstream(path("big.xml")).close();
     fs::resize_file(path("big.xml"), 100'000'000);
     EXPECT_EQ(loadDocument(path("big.xml").c_str()).error, "this is far larger than any configuration file");
     EXPECT_EQ(loadDocument(path("none.xml").c_str()).error, "No such file or directory");
-    EXPECT_EQ(loadDocument(folder_.c_str()).error, "Is a directory");
+    EXPECT_EQ(loadDocument(folder_.c_str()).error, "this is not an ordinary file");
 }
 
 TEST_F(ConfigDocument, ACutOrDamagedTextNeverPassesForTheWhole) {
