@@ -126,6 +126,15 @@ wxMenu* makeMenu(const MenuRow (&table)[rows]) {
     return menu;
 }
 
+/// A panel that only shows something: the tab key passes it by.
+class Sign : public wxPanel {
+public:
+    Sign(wxWindow* parent, const wxString& name)
+        : wxPanel(parent, wxID_ANY, wxDefaultPosition, wxDefaultSize, 0, name) {
+        m_container.DisableSelfFocus();
+    }
+};
+
 void addTool(wxToolBar* bar, const ToolRow& row) {
     bar->AddTool(row.id, row.label, picture(row.picture), row.help);
 }
@@ -219,8 +228,7 @@ void MainFrame::buildMenus() {
 void MainFrame::buildStatusBar() {
     wxStatusBar* bar = CreateStatusBar(status_fields, wxSTB_DEFAULT_STYLE, wxID_ANY, "mainStatusBar");
     bar->SetStatusText("Not connected", connection_field);
-    storeIndicator_ =
-        new wxPanel(bar, wxID_ANY, wxDefaultPosition, wxDefaultSize, wxTAB_TRAVERSAL, "storeIndicator");
+    storeIndicator_ = new Sign(bar, "storeIndicator");
     auto* row = new wxBoxSizer(wxHORIZONTAL);
     auto* sign = new wxStaticBitmap(storeIndicator_, wxID_ANY, picture("STORE_RED"));
     row->Add(sign, wxSizerFlags().CenterVertical());

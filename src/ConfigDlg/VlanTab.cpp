@@ -249,7 +249,7 @@ void VlanTab::showTable() {
 }
 
 void VlanTab::showState() {
-    content_->Enable(!needsRead());
+    if (content_->Enable(!needsRead()) && !needsRead()) controls::takeIntoTabRound(content_);
     std::string text = needsRead() ? "The settings were not read from the device."
                                    : std::to_string(rows_.size()) + " VLANs.";
     for (const std::string& remark : {remark_, ports_->remark()})

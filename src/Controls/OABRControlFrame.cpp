@@ -2,6 +2,8 @@
 
 #include <wx/bookctrl.h>
 #include <wx/control.h>
+#include <wx/notebook.h>
+#include <wx/statbox.h>
 
 #include <algorithm>
 
@@ -41,6 +43,12 @@ void OABRControlFrame::enter(int id, OABRControl* control) {
 
 void OABRControlFrame::leave(const OABRControl* control) {
     std::erase_if(controls_, [control](const auto& entry) { return entry.second == control; });
+}
+
+bool OABRControlFrame::Enable(bool enable) {
+    if (!wxPanel::Enable(enable)) return false;
+    if (enable) takeIntoTabRound(this);
+    return true;
 }
 
 OABRControl* OABRControlFrame::control(int id) const {
@@ -131,6 +139,34 @@ OABRControlFrame::Activity::Activity(OABRControlFrame* page, const wxString& wha
 
 OABRControlFrame::Activity::~Activity() {
     if (PageHost* const host = pageHost(page_)) host->showActivity("");
+}
+
+namespace {
+
+/// A child that comes and goes has the toolkit settle the round of its parent anew.
+void settleTabRound(wxWindow* parent) {
+    wxWindow passing;
+    passing.Hide();
+    passing.Create(parent, wxID_ANY);
+}
+
+void settleTabRounds(wxWindow* window) {
+    const bool has_round =
+        dynamic_cast<wxPanel*>(window) != nullptr || dynamic_cast<wxStaticBox*>(window) != nullptr;
+    if (!has_round) return;
+    for (wxWindow* child : window->GetChildren())
+        settleTabRounds(child);
+    settleTabRound(window);
+}
+
+}  // namespace
+
+void takeIntoTabRound(wxWindow* window) {
+    settleTabRounds(window);
+    for (wxWindow* parent = window->GetParent(); parent != nullptr && !parent->IsTopLevel();
+         parent = parent->GetParent()) {
+        if (dynamic_cast<wxNotebook*>(parent) == nullptr) settleTabRound(parent);
+    }
 }
 
 bool isSeen(const wxWindow* window) {

@@ -69,6 +69,8 @@ public:
     /// Whether what is shown may differ from the device and must be read before it is trusted.
     bool needsRead() const { return needs_read_; }
 
+    bool Enable(bool enable = true) override;
+
     OABRControl* control(int id) const;
 
     void enter(int id, OABRControl* control);
@@ -100,6 +102,10 @@ private:
 
     wxDECLARE_EVENT_TABLE();
 };
+
+/// Takes a window that was just enabled into the tab key's round, with all that is in it. The toolkit settles
+/// that round once, and leaves out what is disabled then.
+void takeIntoTabRound(wxWindow* window);
 
 /// Whether a window is on the screen: its parents are shown and it is not on a tab that is behind another.
 bool isSeen(const wxWindow* window);

@@ -160,7 +160,14 @@ TEST_F(WithDevice, WhatIsStoredComesBackAfterAPowerCycle) {
     expected[keyOf(edited)] = dynamic_cast<controls::OABRControl*>(edited)->shownText();
     EXPECT_EQ(store(), "");
     powerCycle(device_);
-    showEveryPage();
+    showEveryPage([] {
+        for (controls::OABRControlFrame* page : controls::OABRControlFrame::oabrControlFrames) {
+            if (!page->IsEnabled() || !controls::isSeen(page)) continue;
+            const bool comes = page->NavigateIn();
+            EXPECT_TRUE(comes && !page->HasFocus())
+                << page->GetName() << ": the tab key passes its controls by";
+        }
+    });
     EXPECT_EQ(shownValues(), expected);
 }
 
