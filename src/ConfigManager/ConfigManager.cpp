@@ -131,12 +131,12 @@ wxString shownPath(const char* path) {
 
 /// Lines of a message, fit to be shown: a file may hold texts of any length.
 wxString messageText(const std::string& lines) {
-    constexpr size_t most = 200;
+    constexpr size_t most = 160;
     wxString text;
     for (size_t begin = 0; begin < lines.size();) {
         const size_t end = std::min(lines.find('\n', begin), lines.size());
-        text += deviceText(lines.substr(begin, std::min(end - begin, most)));
-        text += end - begin > most ? "...\n" : "\n";
+        const wxString line = deviceText(lines.substr(begin, std::min(end - begin, most + 1)));
+        text += line.length() > most ? line.Left(most) + "...\n" : line + "\n";
         begin = end + 1;
     }
     return text;
