@@ -42,8 +42,6 @@ constexpr int gap_px = 6;
 /// Below what the two digits of an error show.
 constexpr double least_error = 0.00005;
 
-constexpr CanField number_fields[] = {CanField::traffic_time, CanField::ethernet_wakeup,
-                                      CanField::ethernet_threshold};
 constexpr CanField identifier_fields[] = {CanField::filter1, CanField::filter2, CanField::mask};
 constexpr CanField timing_fields[] = {
     CanField::phase_segment1,  CanField::phase_segment2, CanField::prescaler,
@@ -162,20 +160,21 @@ void CanSettingsPanel::addLabelled(wxSizer* grid, wxWindow* parent, const char* 
             new wxChoice(parent, id, wxDefaultPosition, wxDefaultSize, choices, 0, wxDefaultValidator, name);
     } else if (isOneOf(field, timing_fields)) {
         const auto [least, most] = oabr::canRange(field);
-        auto* spin = new wxSpinCtrl(parent, id, "", wxDefaultPosition, wxDefaultSize, wxSP_ARROW_KEYS, least,
-                                    most, least, name);
+        auto* spin = new wxSpinCtrl(parent, id, "", wxDefaultPosition, wxDefaultSize,
+                                    wxSP_ARROW_KEYS | wxTE_PROCESS_ENTER, least, most, least, name);
         spin->Bind(wxEVT_SPINCTRL, [this, field](wxSpinEvent&) { edited(field); });
         control = spin;
     } else {
-        auto* entry = new wxTextCtrl(parent, id, "", wxDefaultPosition, wxDefaultSize, wxTE_PROCESS_ENTER,
-                                     wxDefaultValidator, name);
-        entry->Bind(wxEVT_TEXT, [this, field](wxCommandEvent&) { typed(field); });
-        entry->Bind(wxEVT_TEXT_ENTER, [this, field](wxCommandEvent&) { leftText(field); });
-        entry->Bind(wxEVT_KILL_FOCUS, [this, field](wxFocusEvent& event) {
+        control = new wxTextCtrl(parent, id, "", wxDefaultPosition, wxDefaultSize, wxTE_PROCESS_ENTER,
+                                 wxDefaultValidator, name);
+    }
+    if (dynamic_cast<wxChoice*>(control) == nullptr) {
+        control->Bind(wxEVT_TEXT, [this, field](wxCommandEvent&) { typed(field); });
+        control->Bind(wxEVT_TEXT_ENTER, [this, field](wxCommandEvent&) { leftText(field); });
+        control->Bind(wxEVT_KILL_FOCUS, [this, field](wxFocusEvent& event) {
             event.Skip();
             leftText(field);
         });
-        control = entry;
     }
     setAccessibleName(control, name);
     grid->Add(enterField(field, control, tooltip), wxSizerFlags().Expand().CenterVertical());
@@ -272,7 +271,8 @@ std::string CanSettingsPanel::text(CanField field) const {
     const wxWindow* control = window(field);
     if (const auto* choice = dynamic_cast<const wxChoice*>(control))
         return choice->GetStringSelection().utf8_string();
-    if (const auto* spin = dynamic_cast<const wxSpinCtrl*>(control)) return std::to_string(spin->GetValue());
+    if (const auto* spin = dynamic_cast<const wxSpinCtrl*>(control))
+        return spin->GetTextValue().utf8_string();
     if (const auto* entry = dynamic_cast<const wxTextCtrl*>(control)) return entry->GetValue().utf8_string();
     const auto* box = dynamic_cast<const wxCheckBox*>(control);
     const bool on = box != nullptr ? box->GetValue() : static_cast<const wxRadioButton*>(control)->GetValue();
@@ -327,17 +327,32 @@ void CanSettingsPanel::OnValueChangedEvent(wxCommandEvent& event) {
 }
 
 void CanSettingsPanel::edited(CanField field) {
+    if (wrong_ == field) return CallAfter([this, field] { takeBack(field); });
     if (field == CanField::baud_rate)
         useRate();
-    else if (isOneOf(field, timing_fields)) {
-        const auto rate = calculatedRate(check().block.speed);
-        show(CanField::baud_rate, rate ? rate->label : oabr::can_custom_rate);
-    }
+    else
+        showRate(field);
     noteChange();
     apply();
 }
 
-void CanSettingsPanel::typed(CanField) {
+void CanSettingsPanel::showRate(CanField field) {
+    const CanCheck now = check();
+    if (!isOneOf(field, timing_fields) || !now.faultOf(field).empty()) return;
+    const auto rate = calculatedRate(now.block.speed);
+    show(CanField::baud_rate, rate ? rate->label : oabr::can_custom_rate);
+}
+
+void CanSettingsPanel::typed(CanField field) {
+    // A spin control that is left with a wrong number brings it into the range and says so within one event:
+    // its text counts as wrong until that is over.
+    if (!check().faultOf(field).empty())
+        wrong_ = field;
+    else
+        CallAfter([this, field] {
+            if (check().faultOf(field).empty()) wrong_.reset();
+        });
+    showRate(field);
     failure_.clear();
     showCheck(check());
     noteChange();
@@ -345,7 +360,15 @@ void CanSettingsPanel::typed(CanField) {
 
 void CanSettingsPanel::leftText(CanField field) {
     if (!IsThisEnabled() || text(field) == formOf(device_)[field]) return;
-    if (isOneOf(field, number_fields) && !check().faultOf(field).empty()) show(field, formOf(device_)[field]);
+    if (isOneOf(field, identifier_fields) || (wrong_ != field && check().faultOf(field).empty()))
+        return apply();
+    takeBack(field);
+}
+
+void CanSettingsPanel::takeBack(CanField field) {
+    wrong_.reset();
+    show(field, formOf(device_)[field]);
+    showRate(field);
     apply();
 }
 
@@ -365,6 +388,7 @@ void CanSettingsPanel::useExact() {
     if (!better) return;
     showTiming(*better);
     show(CanField::baud_rate, oabr::can_custom_rate);
+    window(CanField::baud_rate)->SetFocus();  // the button goes
     noteChange();
     apply();
 }
@@ -397,8 +421,10 @@ void CanSettingsPanel::showCheck(const CanCheck& check) {
     remarks_->Wrap(content_->GetClientSize().x - FromDIP(4 * gap_px));
 
     const can_speed& speed = check.block.speed;
-    timing_->SetLabelText(describeTiming(speed));
-    const auto better = betterTiming(speed);
+    const bool readable = std::all_of(std::begin(timing_fields), std::end(timing_fields),
+                                      [&](CanField field) { return check.faultOf(field).empty(); });
+    timing_->SetLabelText(readable ? describeTiming(speed) : "");
+    const auto better = readable ? betterTiming(speed) : std::nullopt;
     offer_->SetLabelText(
         better
             ? wxString::Format("The setting misses %s by %.2f %%; prescaler %d with %d TQ a bit %s.",

@@ -3,6 +3,7 @@
 #include <wx/scrolwin.h>
 
 #include <array>
+#include <optional>
 #include <string>
 
 #include "src/Controls/OABRControlFrame.h"
@@ -60,7 +61,9 @@ private:
     void edited(oabr::CanField field);
     void typed(oabr::CanField field);
     void leftText(oabr::CanField field);
+    void takeBack(oabr::CanField field);
     void useRate();
+    void showRate(oabr::CanField edited);
     void useExact();
     void showTiming(const can_speed& speed);
     void showCheck(const oabr::CanCheck& check);
@@ -79,6 +82,7 @@ private:
 
     oabr::CanBlock device_ = oabr::defaultCanBlock();  // what the device was last seen to hold
     std::string failure_;                              // of the last sending
+    std::optional<oabr::CanField> wrong_;              // whose text is wrong; a moment longer than it is
 };
 
 }  // namespace kovgui

@@ -93,6 +93,8 @@ std::optional<CanRate> calculatedRate(const can_speed& speed) {
     for (const CanRate& rate : can_rates) {
         can_speed calculated{};
         if (can_find_params(can_oscillator_hz, rate.bits_per_second, 1, &calculated) != 0) continue;
+        calculated.cnf3_upper = speed.cnf3_upper;
+        can_calc_config(&calculated);
         if (std::tie(calculated.cnf1, calculated.cnf2, calculated.cnf3) ==
             std::tie(speed.cnf1, speed.cnf2, speed.cnf3))
             return rate;
@@ -403,9 +405,13 @@ void readTiming(FormReader& read, const CanForm& form, can_speed* speed) {
     can_calc_config(speed);
 
     const std::string& rate = form[CanField::baud_rate];
-    if (rate != can_custom_rate && std::none_of(can_rates.begin(), can_rates.end(),
-                                                [&](const CanRate& one) { return rate == one.label; }))
+    if (rate == can_custom_rate) return;
+    const auto calculated = calculatedRate(*speed);
+    if (std::none_of(can_rates.begin(), can_rates.end(),
+                     [&](const CanRate& one) { return rate == one.label; }))
         read.fault(CanField::baud_rate, "unknown choice \"" + rate + "\"");
+    else if (!calculated || rate != calculated->label)
+        read.fault(CanField::baud_rate, "the bit timing is not that of " + rate);
 }
 
 void checkTiming(FormReader& read, const can_speed& speed) {

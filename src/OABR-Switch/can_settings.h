@@ -50,7 +50,8 @@ std::string describeTiming(const can_speed& speed);
 /// The rules of the controller that the record breaks, in words; empty when it keeps them all.
 std::vector<std::string> timingFaults(const can_speed& speed);
 
-/// The rate whose calculated registers the record holds; none for a record that was set by hand.
+/// The rate whose calculated registers the record holds, whatever CNF3 says beside the timing; none for a
+/// record that was set by hand.
 std::optional<CanRate> calculatedRate(const can_speed& speed);
 /// A record that comes as near to the rate as the controller can, with as many quanta a bit as that allows
 /// and its segments divided as the calculation divides them; what it does not set stays as in `from`.

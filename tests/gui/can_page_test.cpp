@@ -113,6 +113,16 @@ TEST_F(CanPage, WrongTextsAreNamedWhileTypingAndANumberFallsBack) {
     EXPECT_THAT(label("canRemarks"), HasSubstr("bits 12 are not in the mask"));
     type(CanField::traffic_time, "70000");
     EXPECT_EQ(shown(CanField::traffic_time), "10");
+    auto* prescaler = control<wxSpinCtrl>(CanField::prescaler);
+    prescaler->SetValue("");
+    send(wxEVT_TEXT, prescaler);
+    EXPECT_THAT(label("canRemarks"), HasSubstr("Prescaler: must be a whole number, 1 to 64"));
+    EXPECT_EQ(label("canTiming"), "");
+    prescaler->SetValue(64);  // what the toolkit makes of it when the field is left
+    send(wxEVT_TEXT, prescaler);
+    spin(CanField::prescaler, 64);
+    EXPECT_TRUE(waitFor([&] { return shown(CanField::prescaler) == "1"; }));
+    EXPECT_EQ(liveSpeed().prescaler, 0);
     check(CanField::extended_frames, false);
     control<wxTextCtrl>(CanField::filter2)->SetValue("800");
     EXPECT_THAT(label("canRemarks"), HasSubstr("at most 7FF"));

@@ -24,9 +24,11 @@ TEST(CanBitTiming, IsDescribedInOneLine) {
     EXPECT_EQ(describeTiming(calculated(125'000)),
               "126984 bit/s, error 1.59 %, sample point 66.7 %, 21 TQ, CNF 0xC2 0xF5 0x06");
     can_speed odd = calculated(500'000);
+    odd.cnf3_upper = 1;
+    EXPECT_EQ(calculatedRate(*can_calc_config(&odd))->bits_per_second, 500'000u) << "the wake-up filter";
     odd.prescaler = 2;  // 167 kbit/s, far from every rate of the table
     EXPECT_EQ(describeTiming(*can_calc_config(&odd)),
-              "166667 bit/s, sample point 68.8 %, 16 TQ, CNF 0xC2 0xE4 0x04");
+              "166667 bit/s, sample point 68.8 %, 16 TQ, CNF 0xC2 0xE4 0x44");
 }
 
 // Worked out by hand from the oscillator: 16 MHz / 2 / rate = prescaler * quanta.
