@@ -109,6 +109,7 @@ CanTraceWindow::CanTraceWindow(wxWindow* owner, bool connected)
     : wxFrame(owner, wxID_ANY, "CAN Trace", wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE,
               "canTrace"),
       connected_(connected) {
+    SetIcons(static_cast<wxTopLevelWindow*>(owner)->GetIcons());
     build();
     timer_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { take(); });
     // Closing puts it away; what it has recorded stays.
@@ -156,6 +157,7 @@ void CanTraceWindow::build() {
     SetStatusWidths(2, std::array{-3, -2}.data());
     SetSize(FromDIP(wxSize(820, 480)));
     SetMinSize(FromDIP(wxSize(560, 240)));
+    start_->SetFocus();
 
     start_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { wanted_ ? stop() : start(); });
     pause_->Bind(wxEVT_TOGGLEBUTTON, [this](wxCommandEvent&) {
@@ -227,10 +229,9 @@ void CanTraceWindow::showRows() {
     else
         list_->Refresh();
     if (rows > 0 && follow) list_->EnsureVisible(rows - 1);
-    // Where the toolkit draws the list itself it measures a longer one when idle, and paints nothing until
-    // then; without this the list flickers.
-    for (wxWindow* child : list_->GetChildren())
-        child->OnInternalIdle();
+    // Where the toolkit draws the list itself it measures a longer one when idle, and paints an empty one
+    // until then.
+    list_->OnInternalIdle();
     showState();
 }
 

@@ -18,6 +18,9 @@ constexpr size_t length_at = 11;
 constexpr size_t data_at = 12;
 constexpr uint8_t length_mask = 0x0F;
 constexpr uint8_t extended_flag = 0x08;
+// As the controller's receive registers have them.
+constexpr uint8_t standard_remote_flag = 0x10;  // beside the extended flag
+constexpr uint8_t extended_remote_flag = 0x40;  // beside the length
 
 constexpr uint32_t most_standard = 0x7FF;
 constexpr uint32_t most_extended = 0x1FFFFFFF;
@@ -46,8 +49,11 @@ std::optional<CanTraceLine> decode(const CanTraceRecord& record) {
     const uint8_t* id = frame + id_at;
     line.extended = (id[1] & extended_flag) != 0;
     line.identifier = line.extended ? extendedIdentifier(id) : static_cast<uint32_t>(id[0] << 3 | id[1] >> 5);
-    line.length = static_cast<uint8_t>(std::min<size_t>(
-        {static_cast<size_t>(frame[length_at] & length_mask), sizeof line.data, record.length - data_at}));
+    line.remote =
+        line.extended ? (frame[length_at] & extended_remote_flag) != 0 : (id[1] & standard_remote_flag) != 0;
+    line.length = static_cast<uint8_t>(std::min<size_t>(frame[length_at] & length_mask, sizeof line.data));
+    if (line.remote) return line;
+    line.length = static_cast<uint8_t>(std::min<size_t>(line.length, record.length - data_at));
     std::copy_n(frame + data_at, line.length, line.data);
     return line;
 }
@@ -77,14 +83,17 @@ std::string CanTraceLine::identifierText() const {
 std::string CanTraceLine::dataText() const {
     if (kind == Kind::message_error) return "Message Error";
     if (kind == Kind::can_error) return "CAN Error: " + std::to_string(error);
-    return hexData(data, length, " ");
+    return remote ? "remote request" : hexData(data, length, " ");
 }
 
 std::string CanTraceLine::candumpText() const {
     char text[64];
     std::snprintf(text, sizeof text, "(%lld.%06lld) can0 ", static_cast<long long>(time_us / 1'000'000),
                   static_cast<long long>(time_us % 1'000'000));
-    if (kind == Kind::frame) return text + identifierText() + "#" + hexData(data, length, "");
+    if (kind == Kind::frame) {
+        const std::string asked = length > 0 ? "R" + std::to_string(length) : "R";
+        return text + identifierText() + "#" + (remote ? asked : hexData(data, length, ""));
+    }
     const bool protocol = kind == Kind::message_error;
     // What the device says of a CAN error stands where such frames carry the controller's own bytes.
     const uint8_t details[8] = {0, 0, 0, 0, 0, protocol ? uint8_t{0} : error, 0, 0};

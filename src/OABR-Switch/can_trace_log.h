@@ -22,15 +22,16 @@ struct CanTraceLine {
     uint32_t identifier;  ///< all 29 bits of an extended one
     Kind kind;
     bool extended;
-    uint8_t length;  ///< bytes of data that there are
+    bool remote;     ///< asks for data and carries none
+    uint8_t length;  ///< bytes of data that there are; of a remote frame, that are asked for
     uint8_t error;   ///< code of a CAN error
     uint8_t data[8];
 
     /// "123", "18FF50E5"; empty for an error.
     std::string identifierText() const;
-    /// "11 22 33", or what the error says.
+    /// "11 22 33", "remote request", or what the error says.
     std::string dataText() const;
-    /// "(1436509052.249713) can0 123#1122334455667788"
+    /// "(1436509052.249713) can0 123#1122334455667788"; "123#R8" for a remote frame
     std::string candumpText() const;
 };
 

@@ -30,6 +30,9 @@ CanTraceRecord standardFrame(uint16_t id, uint32_t stamp = 0, std::vector<uint8_
 
 const CanTraceRecord extended_frame =
     recordOf({0x6F, 0x4D, 0, 0xE9, 0x03, 0, 0, 0xC7, 0xEB, 0x50, 0xE5, 2, 0xAB, 0x01});
+const CanTraceRecord remote_frame = recordOf({0x6F, 0x4D, 0, 0xE9, 0x03, 0, 0, 0x24, 0x70, 0, 0, 8});
+const CanTraceRecord extended_remote =
+    recordOf({0x6F, 0x4D, 0, 0xE9, 0x03, 0, 0, 0xC7, 0xEB, 0x50, 0xE5, 0x40, 0xAB});
 const CanTraceRecord message_error = recordOf({0x6F, 0x4D, 1, 0xEA, 0x03, 0, 0});
 const CanTraceRecord can_error = recordOf({0x6F, 0x4D, 2, 0xEB, 0x03, 0, 4});
 
@@ -49,19 +52,21 @@ TEST(CanTrace, IsWrittenAsBusToolsWriteIt) {
     CanTraceLog log;
     log.add(standardFrame(0x123, 1000, {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}), now_us);
     log.add(extended_frame, now_us + 777);
-    log.add(message_error, now_us + 888);
-    log.add(can_error, now_us + 999);
-    log.add(standardFrame(0x001, 1250), now_us);
+    for (const CanTraceRecord& record :
+         {remote_frame, extended_remote, message_error, can_error, standardFrame(0x001, 1250)})
+        log.add(record, now_us);
     std::ostringstream text;
     log.writeCandump(text);
     EXPECT_EQ(text.str(),
               "(1436509052.000000) can0 123#1122334455667788\n"
               "(1436509052.001000) can0 18FF50E5#AB01\n"
+              "(1436509052.001000) can0 123#R8\n"
+              "(1436509052.001000) can0 18FF50E5#R\n"
               "(1436509052.002000) can0 20000008#0000000000000000\n"
               "(1436509052.003000) can0 20000004#0000000000040000\n"
               "(1436509052.250000) can0 001#\n");
     EXPECT_EQ(log.line(0).dataText(), "11 22 33 44 55 66 77 88");
-    EXPECT_EQ(log.line(3).identifierText() + log.line(3).dataText(), "CAN Error: 4");
+    EXPECT_EQ(log.line(5).identifierText() + log.line(5).dataText(), "CAN Error: 4");
 }
 
 TEST(CanTrace, ARestartOfTheDeviceDatesItAnew) {
