@@ -87,6 +87,7 @@ HelpViewer::HelpViewer(wxWindow* owner, const wxString& directory)
     : wxFrame(owner, wxID_ANY, "OABR Korvex Help", wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE,
               "helpViewer"),
       directory_(directory) {
+    if (const auto* window = dynamic_cast<wxTopLevelWindow*>(owner)) SetIcons(window->GetIcons());
     auto* panel = new wxPanel(this);
     const int gap = FromDIP(6);
     back_ = new wxButton(panel, ID_BACK, "&Back");
@@ -115,21 +116,31 @@ HelpViewer::HelpViewer(wxWindow* owner, const wxString& directory)
     chapters_->Bind(wxEVT_LISTBOX, [this](wxCommandEvent& event) {
         if (event.GetInt() >= 0) showChapter(chapters[event.GetInt()].file);
     });
-    back_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) {
+    const auto back = [this] {
         text_->HistoryBack();
         showPlace();
-    });
-    forward_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) {
+    };
+    const auto forward = [this] {
         text_->HistoryForward();
         showPlace();
-    });
+    };
+    back_->Bind(wxEVT_BUTTON, [back](wxCommandEvent&) { back(); });
+    forward_->Bind(wxEVT_BUTTON, [forward](wxCommandEvent&) { forward(); });
     browser->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { follow(text_->GetOpenedPage()); });
     text_->Bind(wxEVT_HTML_LINK_CLICKED, [this](wxHtmlLinkEvent& event) {
         event.Skip();
         CallAfter(&HelpViewer::showPlace);
     });
-    Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) {
-        event.GetKeyCode() == WXK_ESCAPE ? static_cast<void>(Close()) : event.Skip();
+    Bind(wxEVT_CHAR_HOOK, [this, back, forward](wxKeyEvent& event) {
+        const int key = event.GetKeyCode();
+        if (key == WXK_ESCAPE)
+            Close();
+        else if (event.AltDown() && key == WXK_LEFT)
+            back();
+        else if (event.AltDown() && key == WXK_RIGHT)
+            forward();
+        else
+            event.Skip();
     });
     showChapter(chapters[0].file);
 }
