@@ -134,6 +134,9 @@ public:
     bool kernelDriver() const { return get(kernel_driver_); }
     /// How often a program has opened the node.
     int opened() const { return get(opened_); }
+    bool waitOpened() const {
+        return wait([&] { return opened_ > 0; });
+    }
     int resets() const { return get(resets_); }
     /// Length of each reading transfer that waits.
     std::vector<int> readSizes() const {
