@@ -18,6 +18,7 @@
 #include <fstream>
 
 #include "lib/can.h"
+#include "src/Controls/CheckedGrid.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/OABR-Switch/device_use.h"
 #include "src/accessible.h"
@@ -154,7 +155,8 @@ void CanTraceWindow::build() {
     content->Add(list_, wxSizerFlags(1).Expand());
     panel->SetSizer(content);
     CreateStatusBar(2);
-    SetStatusWidths(2, std::array{-3, -2}.data());
+    SetStatusWidths(
+        2, std::array{-1, GetTextExtent("100000000 records, 1000000 shown, 99000000 gone ").x}.data());
     SetSize(FromDIP(wxSize(820, 480)));
     SetMinSize(FromDIP(wxSize(560, 240)));
     start_->SetFocus();
@@ -245,7 +247,7 @@ void CanTraceWindow::showState() {
     wxString count = wxString::Format("%llu records, %zu shown",
                                       static_cast<unsigned long long>(log_.received()), log_.shown());
     const unsigned long long gone = log_.forgotten() + lost_;
-    if (gone > 0) count += wxString::Format(", %llu no longer there", gone);
+    if (gone > 0) count += wxString::Format(", %llu gone", gone);
     SetStatusText(count, 1);
 }
 
@@ -253,6 +255,8 @@ void CanTraceWindow::OnFilter() {
     std::string fault;
     const auto filter = oabr::CanTraceFilter::parse(filter_->GetValue().utf8_string(), &fault);
     trouble_ = wxString::FromUTF8(fault);
+    filter_->SetForegroundColour(controls::remarkColour(!filter));
+    filter_->Refresh();
     if (filter) log_.setFilter(*filter);
     showRows();
 }

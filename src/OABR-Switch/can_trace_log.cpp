@@ -137,9 +137,7 @@ std::optional<CanTraceFilter> CanTraceFilter::parse(std::string_view text, std::
         const auto last = dash == std::string_view::npos ? first : readIdentifier(word.substr(dash + 1));
         if (!first || !last || first->extended != last->extended || first->value > last->value) {
             *fault =
-                "\"" + std::string(word) +
-                "\" is no identifier: up to 3 hexadecimal digits, at most 7FF, for a standard one, 4 to 8, "
-                "at most 1FFFFFFF, for an extended one; 100-1FF for a range";
+                "\"" + std::string(word) + "\" is no identifier: at most 7FF, or 4 to 8 digits, or 100-1FF";
             return std::nullopt;
         }
         filter.ranges_.push_back({first->value, last->value, first->extended});
