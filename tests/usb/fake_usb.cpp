@@ -80,6 +80,11 @@ uint16_t get16(const uint8_t* at) {
     return static_cast<uint16_t>(at[0] | at[1] << 8);
 }
 
+/// @param result  an ioctl's, or the error as a negative number
+void complete(UMockdevIoctlClient* client, int result) {
+    umockdev_ioctl_client_complete(client, result < 0 ? -1 : result, result < 0 ? -result : 0);
+}
+
 }  // namespace
 
 void enterFakeUsb(char** arguments) {
@@ -92,6 +97,7 @@ void enterFakeUsb(char** arguments) {
     setenv("LD_PRELOAD", (library + ":" + variable("LD_PRELOAD")).c_str(), 1);
     setenv("ASAN_OPTIONS", (variable("ASAN_OPTIONS") + ":verify_asan_link_order=0").c_str(), 1);
     std::signal(SIGHUP, SIG_IGN);  // of the terminal that an unplugged node was
+    umask(022);                    // what is emulated may be read by everybody
     execv("/proc/self/exe", arguments);
     std::perror("cannot start anew");
     std::exit(1);
@@ -203,11 +209,7 @@ void Converter::unplug() {
 void Converter::forbid(bool yes) {
     // As in the real /sys, everybody may read what the system knows.
     using namespace std::filesystem;
-    constexpr perms everybody =
-        perms::group_read | perms::group_exec | perms::others_read | perms::others_exec;
-    permissions(bus_.root_, everybody, perm_options::add);
-    for (const auto& entry : recursive_directory_iterator(bus_.root_ + "/sys"))
-        if (!entry.is_symlink()) permissions(entry.path(), everybody, perm_options::add);
+    permissions(bus_.root_, perms::group_exec | perms::others_exec, perm_options::add);
     permissions(bus_.root_ + "/ioctl/" + node_, perms::all);  // the emulation's own
     fchmod(slave_, yes ? 0 : 0600);
 }
@@ -264,15 +266,32 @@ int Converter::onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, void* se
     std::lock_guard lock(self.mutex_);
     self.line_->live();
     const int result = self.answer(client);
-    if (result == -EBUSY) {
-        g_object_ref(client);
-        self.refused_.push_back({client, Clock::now() + std::chrono::milliseconds(50)});
-        self.changed_.notify_all();
-        return TRUE;
-    }
-    umockdev_ioctl_client_complete(client, result < 0 ? -1 : result, result < 0 ? -result : 0);
+    if (result == -EBUSY)
+        self.askAgain(client);
+    else
+        complete(client, result);
     self.changed_.notify_all();
     return TRUE;
+}
+
+/// A program that closes the node gives the converter free at once in a real kernel. Here that takes a
+/// moment, so a claim is refused a moment later.
+void Converter::askAgain(UMockdevIoctlClient* client) {
+    using Claim = std::pair<Converter*, UMockdevIoctlClient*>;
+    const GSourceFunc ask = [](void* data) {
+        const auto& [self, from] = *static_cast<Claim*>(data);
+        std::lock_guard lock(self->mutex_);
+        complete(from, self->answer(from));
+        return G_SOURCE_REMOVE;
+    };
+    const GDestroyNotify done = [](void* data) {
+        const std::unique_ptr<Claim> claim(static_cast<Claim*>(data));
+        g_object_unref(claim->second);
+    };
+    GSource* const later = g_timeout_source_new(50);
+    g_source_set_callback(later, ask, new Claim(this, UMOCKDEV_IOCTL_CLIENT(g_object_ref(client))), done);
+    g_source_attach(later, g_source_get_context(g_main_current_source()));
+    g_source_unref(later);
 }
 
 /// @return the ioctl's result, or the error as a negative number
@@ -297,10 +316,6 @@ int Converter::answer(UMockdevIoctlClient* from) {
             std::memcpy(data->data, &capabilities, sizeof capabilities);
             return 0;
         }
-        case USBDEVFS_GETDRIVER:
-            if (!kernel_driver_) return -ENODATA;
-            std::strcpy(reinterpret_cast<usbdevfs_getdriver*>(data->data)->driver, "ftdi_sio");
-            return 0;
         case USBDEVFS_DISCONNECT_CLAIM:
             if (owner_ && owner_ != from) return -EBUSY;
             kernel_driver_ = false;
@@ -320,9 +335,6 @@ int Converter::answer(UMockdevIoctlClient* from) {
             return 0;
         case USBDEVFS_RESET:
             ++resets_;
-            return 0;
-        case USBDEVFS_CLEAR_HALT:
-        case USBDEVFS_SETCONFIGURATION:
             return 0;
         case USBDEVFS_SUBMITURB:
             return submit(from, client, data);
@@ -518,35 +530,13 @@ void Converter::idlePackets() {
     fill(*found->second, std::move(urb));
 }
 
-/// A program that closes the node gives the converter free at once in a real kernel. Here that takes a
-/// moment, so a claim is refused a moment later.
-void Converter::refuseClaims(std::unique_lock<std::mutex>& lock) {
-    const auto due = std::stable_partition(refused_.begin(), refused_.end(), [this](const Refused& each) {
-        return owner_ && !unplugged_ && each.until > Clock::now();
-    });
-    const std::vector<Refused> answered(due, refused_.end());
-    refused_.erase(due, refused_.end());
-    for (const Refused& each : answered) {
-        const int result = answer(each.client);
-        umockdev_ioctl_client_complete(each.client, result < 0 ? -1 : result, result < 0 ? -result : 0);
-    }
-    lock.unlock();
-    for (const Refused& each : answered)
-        g_object_unref(each.client);
-    lock.lock();
-}
-
 void Converter::run() {
     std::unique_lock lock(mutex_);
     while (!ending_) {
-        refuseClaims(lock);
-        auto refused_until = Clock::now() + std::chrono::seconds(1);
-        for (const Refused& each : refused_)
-            refused_until = std::min(refused_until, each.until);
-        const Clock::time_point line_wants = line_->live();
+        const Clock::time_point wants =
+            std::min(line_->live(), Clock::now() + std::chrono::seconds(1));  // no wait knows "never"
         idlePackets();
         const Clock::time_point packet_due = std::max(last_packet_, Clock::now() - latency_) + latency_;
-        const Clock::time_point wants = std::min(line_wants, refused_until);
         changed_.wait_until(lock, owner_ ? std::min(wants, packet_due) : wants);
     }
 }

@@ -147,11 +147,6 @@ public:
 private:
     struct Urb;
     struct Client;
-    /// A claim that is to be refused unless the converter is given free.
-    struct Refused {
-        UMockdevIoctlClient* client;
-        Clock::time_point until;
-    };
 
     template <class Value>
     Value get(const Value& member) const {
@@ -169,6 +164,7 @@ private:
     static void onConnected(UMockdevIoctlBase*, UMockdevIoctlClient* client, void* self);
     static void onVanished(void* self, GObject* client);
     int answer(UMockdevIoctlClient* client);
+    void askAgain(UMockdevIoctlClient* client);
     int submit(UMockdevIoctlClient* from, Client& client, UMockdevIoctlData* data);
     int reap(Client& client, UMockdevIoctlData* data);
     int discard(Client& client, unsigned long address);
@@ -181,7 +177,6 @@ private:
     void idlePackets();
     void letGo(Client& client);
     void updateNode();
-    void refuseClaims(std::unique_lock<std::mutex>& lock);
     void run();
 
     Bus& bus_;
@@ -199,7 +194,6 @@ private:
     std::unique_ptr<LineEnd> line_;
     std::map<UMockdevIoctlClient*, std::unique_ptr<Client>> clients_;
     UMockdevIoctlClient* owner_ = nullptr;
-    std::vector<Refused> refused_;
     bool kernel_driver_ = false;
     bool unplugged_ = false;
     bool stalled_ = false;
