@@ -109,7 +109,8 @@ void StaticMacAdressTab::showRow(int row, const ksz_smac_entry& entry) {
 void StaticMacAdressTab::showState() {
     if (status_ == nullptr) return;
     std::string remark = grid_->remark();
-    if (grid_->hasFaults() && !remark.empty()) remark += " A wrong entry is not sent, and nothing is stored.";
+    if (grid_->hasFaults() && !remark.empty())
+        remark += " Wrong entries are not sent, and nothing is stored.";
     if (remark.empty()) remark = failure_;
     status_->SetForegroundColour(controls::remarkColour(!remark.empty()));
     status_->SetLabelText(wxString::FromUTF8(remark));

@@ -70,13 +70,16 @@ public:
     wxGridCellRenderer* Clone() const override { return new FlagRenderer; }
 };
 
+/// The cells of a block of text. Spreadsheets put tabs between cells; lists from elsewhere have semicolons or
+/// commas.
 std::vector<wxArrayString> linesOf(wxString text) {
+    const wxString separator = text.Contains("\t") ? "\t" : text.Contains(";") ? ";" : ",";
     text.Replace("\r\n", "\n");
     text.Replace("\r", "\n");
     if (text.EndsWith("\n")) text.RemoveLast();
     std::vector<wxArrayString> lines;
     for (const wxString& line : wxStringTokenize(text, "\n", wxTOKEN_RET_EMPTY_ALL)) {
-        lines.push_back(wxStringTokenize(line, "\t", wxTOKEN_RET_EMPTY_ALL));
+        lines.push_back(wxStringTokenize(line, separator, wxTOKEN_RET_EMPTY_ALL));
         if (lines.back().empty()) lines.back().push_back("");
     }
     return lines;
@@ -323,8 +326,7 @@ void CheckedGrid::paste() {
         }
     }
     if (left_out > 0)
-        paste_remark_ =
-            wxString::Format("%zu pasted values reach beyond the table and were left out.", left_out);
+        paste_remark_ = wxString::Format("Pasted values beyond the table were left out: %zu.", left_out);
     tellChanged(changed);
 }
 
@@ -368,6 +370,7 @@ void CheckedGrid::OnKey(wxKeyEvent& event) {
     if (event.GetModifiers() == wxMOD_CONTROL) {
         if (key == 'C' || key == WXK_INSERT) return copySelection();
         if (key == 'V') return paste();
+        if (key == 'A') return SelectAll();
         if (key == 'X') {
             copySelection();
             return clearSelection();

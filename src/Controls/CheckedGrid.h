@@ -12,8 +12,9 @@ namespace kovgui::controls {
 
 /// A grid of settings whose texts are checked while they are typed and wherever else they come from. A wrong
 /// text stays in its cell, which is marked and says why. Besides the toolkit's keys (arrows, Enter, F2): the
-/// space bar switches the selected flags, Delete clears, Ctrl+C, Ctrl+X and Ctrl+V exchange blocks with the
-/// clipboard as lines with tabs between; the tab key goes along a row and leaves the grid at its end.
+/// space bar switches the selected flags, Delete clears, Ctrl+A selects all, Ctrl+C, Ctrl+X and Ctrl+V
+/// exchange blocks with the clipboard as lines with tabs between; the tab key goes along a row and leaves the
+/// grid at its end.
 class CheckedGrid : public wxGrid {
 public:
     enum class Kind {

@@ -38,7 +38,7 @@ std::string staticMacFault(size_t column, const std::string& text) {
     if (column == smac_fid) return fidFault(text);
     if (column != smac_address) return text == "1" || text == "0" ? "" : "must be 1 or 0";
     wxString mac = wxString::FromUTF8(text);
-    return validateMac(mac) ? "" : "must be six groups of one or two hexadecimal digits with colons between";
+    return validateMac(mac) ? "" : "must be six hexadecimal groups, as in 01:23:45:67:89:AB";
 }
 
 std::string checkStaticMac(const StaticMacCells& cells) {

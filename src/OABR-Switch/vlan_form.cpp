@@ -1,6 +1,7 @@
 #include "src/OABR-Switch/vlan_form.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstdint>
 #include <optional>
@@ -80,15 +81,27 @@ std::string portFault(const std::array<std::string, 5>& port) {
     return {};
 }
 
-std::vector<std::string> split(const std::string& text, char by) {
-    std::vector<std::string> parts(1);
-    for (const char c : text) {
+/// The cells of a line, without the blanks around them. Spreadsheets put tabs between cells; lists from
+/// elsewhere have semicolons or commas.
+std::vector<std::string> cellsOf(const std::string& line) {
+    const char by = line.find('\t') != std::string::npos  ? '\t'
+                    : line.find(';') != std::string::npos ? ';'
+                                                          : ',';
+    std::vector<std::string> cells(1);
+    for (const char c : line) {
         if (c == by)
-            parts.emplace_back();
-        else
-            parts.back() += c;
+            cells.emplace_back();
+        else if (c != ' ' && c != '\r')
+            cells.back() += c;
     }
-    return parts;
+    return cells;
+}
+
+/// What programs put into the clipboard for a flag, as the page has it.
+std::string pastedFlag(std::string text) {
+    std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
+    if (text == "true") return "1";
+    return text.empty() || text == "false" ? "0" : text;
 }
 
 }  // namespace
@@ -221,11 +234,11 @@ std::string parseVlanRows(const std::string& text, std::vector<ksz_vlan_row>* ro
     std::istringstream lines(text);
     std::string line;
     for (int count = 1; std::getline(lines, line); ++count) {
-        while (!line.empty() && (line.back() == '\r' || line.back() == ' '))
-            line.pop_back();
-        if (line.empty()) continue;
-        const std::vector<std::string> texts = split(line, '\t');
+        std::vector<std::string> texts = cellsOf(line);
+        if (texts == std::vector<std::string>{""}) continue;
         constexpr size_t columns = form_columns.size() - vid_column;
+        for (size_t i = first_port_column - vid_column; i < texts.size(); ++i)
+            texts[i] = pastedFlag(texts[i]);
         std::string fault = texts.size() == columns ? rowFault(texts, 0)
                                                     : "there must be " + std::to_string(columns) +
                                                           " columns with tabs between them";

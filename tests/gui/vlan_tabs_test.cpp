@@ -87,7 +87,7 @@ TEST_F(StaticMacTab, ACellIsCheckedWhileItIsTypedAndSentWhenItsRowIsRight) {
     keys_.Char(WXK_RETURN);
     ASSERT_TRUE(isText(3, oabr::smac_fid, "128"));
     EXPECT_NE(grid_->GetCellBackgroundColour(3, oabr::smac_fid), grid_->GetDefaultCellBackgroundColour());
-    EXPECT_THAT(status(), HasSubstr("Entry 3, FID: must be 0 to 127. A wrong entry is not sent"));
+    EXPECT_THAT(status(), HasSubstr("Entry 3, FID: must be 0 to 127. Wrong entries are not sent"));
 
     goTo(3, oabr::smac_valid);
     keys_.Char(WXK_SPACE);
@@ -139,7 +139,8 @@ TEST_F(StaticMacTab, BlocksArePastedCheckedCutAndCopied) {
     EXPECT_EQ(grid_->faultOf(31, oabr::smac_oabr1), "must be 1 or 0");
     EXPECT_EQ(grid_->text(31, oabr::smac_oabr2), "0") << "an empty flag is off";
     EXPECT_EQ(onDevice(31), ksz_smac_entry{});
-    EXPECT_THAT(status(), HasSubstr("Entry 31, FID: must be 0 to 127. 1 more wrong. 2 pasted values reach"));
+    EXPECT_THAT(status(),
+                HasSubstr("Entry 31, FID: must be 0 to 127. 1 more wrong. Pasted values beyond the table"));
 
     EXPECT_THAT(tab_->StoreBesideRecords().refusal, HasSubstr("Static MAC Table, Entry 31, FID: must be"));
     EXPECT_TRUE(indicatorShown());

@@ -88,7 +88,7 @@ TEST(VlanRowsText, ComesBackWithForeignLineEnds) {
     const std::vector<ksz_vlan_row> rows = {{5, {true, 0x09, 77}}, {4094, {true, 0x06, 0}}};
     EXPECT_EQ(vlanRowsText(rows), "5\t77\t0\t1\t0\t1\n4094\t0\t1\t0\t1\t0\n");
     std::vector<ksz_vlan_row> read;
-    EXPECT_EQ(parseVlanRows("5\t77\t0\t1\t0\t1\r\n\r\n4094\t0\t1\t0\t1\t0", &read), "");
+    EXPECT_EQ(parseVlanRows("5\t77\t0\tTRUE\t\t1\r\n\r\n4094; 0;1;0;1;0", &read), "");
     EXPECT_EQ(vlanRowsText(read), vlanRowsText(rows));
     EXPECT_THAT(parseVlanRows("1\t0\t0\t0\t0\t0\n2\t200\t0\t0\t0\t0\n", &read),
                 HasSubstr("Line 2, FID: must be 0 to 127"));
