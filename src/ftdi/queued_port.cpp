@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "src/ftdi/line_settings.h"
@@ -36,7 +37,13 @@ QueuedPort::QueuedPort(std::unique_ptr<Wire> wire) : wire_(std::move(wire)) {
     received_.reserve(4096);
     to_send_.reserve(4096);
     writer_ = std::thread([this] { runWriter(); });
-    reader_ = std::thread([this] { runReader(); });
+    try {
+        reader_ = std::thread([this] { runReader(); });
+    } catch (const std::system_error&) {  // no thread left
+        setGone();
+        writer_.join();
+        throw;
+    }
 }
 
 QueuedPort::~QueuedPort() {
