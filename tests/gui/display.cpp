@@ -56,10 +56,14 @@ void waitForManager() {
     if (type == None) fail("the window manager did not start");
 }
 
+/// Now and then Xvfb does not end at the first signal.
 void stop(pid_t child) {
     if (child <= 0) return;
-    kill(child, SIGTERM);
-    waitpid(child, nullptr, 0);
+    const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (waitpid(child, nullptr, WNOHANG) == 0) {
+        kill(child, std::chrono::steady_clock::now() < patience ? SIGTERM : SIGKILL);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
 }
 
 }  // namespace
