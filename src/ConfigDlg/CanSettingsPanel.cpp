@@ -13,7 +13,6 @@
 #include <wx/textctrl.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
 #include "lib/comm_obj.h"
@@ -33,15 +32,12 @@ using oabr::CanBlock;
 using oabr::CanCheck;
 using oabr::CanField;
 using oabr::CanForm;
-using oabr::canTiming;
+using oabr::describeOffer;
 using oabr::describeTiming;
 
 namespace {
 
 constexpr int gap_px = 6;
-/// Below what the two digits of an error show.
-constexpr double least_error = 0.00005;
-
 constexpr CanField identifier_fields[] = {CanField::filter1, CanField::filter2, CanField::mask};
 constexpr CanField timing_fields[] = {
     CanField::phase_segment1,  CanField::phase_segment2, CanField::prescaler,
@@ -424,16 +420,10 @@ void CanSettingsPanel::showCheck(const CanCheck& check) {
     const bool readable = std::all_of(std::begin(timing_fields), std::end(timing_fields),
                                       [&](CanField field) { return check.faultOf(field).empty(); });
     timing_->SetLabelText(readable ? describeTiming(speed) : "");
-    const auto better = readable ? betterTiming(speed) : std::nullopt;
-    offer_->SetLabelText(
-        better
-            ? wxString::Format("The setting misses %s by %.2f %%; prescaler %d with %d TQ a bit %s.",
-                               canTiming(speed).target->label, 100 * canTiming(speed).error,
-                               better->prescaler + 1, canTiming(*better).quanta,
-                               std::abs(canTiming(*better).error) < least_error ? "meets it" : "comes nearer")
-            : wxString());
-    offer_->Show(better.has_value());
-    use_exact_->Show(better.has_value());
+    const std::string offer = readable ? describeOffer(speed) : "";
+    offer_->SetLabelText(wxString::FromUTF8(offer));
+    offer_->Show(!offer.empty());
+    use_exact_->Show(!offer.empty());
     content_->FitInside();
     content_->Layout();
 }

@@ -129,6 +129,16 @@ std::optional<can_speed> betterTiming(const can_speed& speed) {
     return better;
 }
 
+std::string describeOffer(const can_speed& speed) {
+    const auto better = betterTiming(speed);
+    if (!better) return {};
+    const CanTiming timing = canTiming(speed), exact = canTiming(*better);
+    return printed("The setting misses %s by %.2f %%%s; prescaler %d with %d TQ a bit %s.",
+                   timing.target->label, 100 * timing.error,
+                   std::abs(timing.error) > bad_error ? ", the bus may fail" : "", better->prescaler + 1,
+                   exact.quanta, std::abs(exact.error) < no_error ? "meets it" : "comes nearer");
+}
+
 // ---- The block ----
 
 namespace {
@@ -417,11 +427,6 @@ void readTiming(FormReader& read, const CanForm& form, can_speed* speed) {
 void checkTiming(FormReader& read, const can_speed& speed) {
     for (const std::string& text : timingFaults(speed))
         read.fault(CanField::baud_rate, text);
-    const CanTiming timing = canTiming(speed);
-    if (std::abs(timing.error) > bad_error)
-        read.warn(CanField::baud_rate,
-                  printed("the rate is %.2f %% off %s; controllers with the exact rate may fail",
-                          100 * timing.error, timing.target->label));
 }
 
 void readFilter(FormReader& read, can_mask_filter* filter) {

@@ -58,6 +58,9 @@ std::optional<CanRate> calculatedRate(const can_speed& speed);
 can_speed nearestTiming(uint32_t bits_per_second, const can_speed& from);
 /// A record that meets the target rate of `speed` better than it does; none where there is none.
 std::optional<can_speed> betterTiming(const can_speed& speed);
+/// "The setting misses 50 kbit/s by 3.90 %, the bus may fail; prescaler 8 with 20 TQ a bit meets it.", where
+/// there is a better record; else empty.
+std::string describeOffer(const can_speed& speed);
 
 // --- The block
 
