@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -30,6 +31,21 @@ std::string_view trimmed(std::string_view text) {
     const size_t begin = text.find_first_not_of(white_space);
     if (begin == std::string_view::npos) return {};
     return text.substr(begin, text.find_last_not_of(white_space) - begin + 1);
+}
+
+/// Whether a text that begins with '&' begins with a character by its name or number.
+bool isReference(std::string_view text) {
+    for (const std::string_view name : {"&amp;", "&lt;", "&gt;", "&quot;", "&apos;"}) {
+        if (text.starts_with(name)) return true;
+    }
+    const bool hexadecimal = text.starts_with("&#x");
+    if (!hexadecimal && !text.starts_with("&#")) return false;
+    text.remove_prefix(hexadecimal ? 3 : 2);
+    unsigned number = 0;
+    const auto [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), number, hexadecimal ? 16 : 10);
+    return error == std::errc() && end != text.data() + text.size() && *end == ';' && number != 0 &&
+           number < 0x110000;
 }
 
 /// Copies a text as far as the library is to see it: elements, with the prefix before their names and without
@@ -81,6 +97,11 @@ private:
         const std::string_view found = text_.substr(at_, end - at_);
         if (found.find('\0') != std::string_view::npos) return fail("this is no text");
         if (open_.empty() && !trimmed(found).empty()) return fail("text outside of all elements");
+        for (size_t at = found.find('&'); at != std::string_view::npos; at = found.find('&', at + 1)) {
+            if (isReference(found.substr(at))) continue;
+            at_ += at;
+            return fail("a \"&\" that begins no character");
+        }
         prepared += found;
         at_ = end;
         return true;

@@ -98,6 +98,8 @@ TEST_F(ConfigDocument, SaysWhereATextIsBroken) {
         {"<A></A", "line 1: the end of \"A\" is broken"},
         {"<A/><!-- ", "line 1: a comment is not ended"},
         {"<A/>tail", "line 1: text outside of all elements"},
+        {"<A>&lt;\n&lt</A>", "line 2: a \"&\" that begins no character"},
+        {"<A>&#x0;</A>", "line 1: a \"&\" that begins no character"},
         {"<!DOCTYPE a [<!ENTITY b \"c\">]><A/>", "line 1: a declaration that is not understood"},
         {"<A><![CDATA[", "line 1: a text is not ended"},
         {"\xFF\xFE<", "line 1: the text is in UTF-16, it must be in UTF-8"},
