@@ -8,6 +8,8 @@
 
 #include <utility>
 
+#include "src/Controls/CheckedGrid.h"
+
 namespace kovgui {
 
 using oabr::vlan_port_names;
@@ -41,6 +43,7 @@ VlanEntryDialog::VlanEntryDialog(wxWindow* parent, const wxString& title, const 
     }
     remark_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, wxST_NO_AUTORESIZE,
                                "vlanEntryRemark");
+    remark_->SetForegroundColour(controls::remarkColour(true));
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(grid, wxSizerFlags().Expand().Border(wxALL, 2 * gap));
     content->Add(box, wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT, 2 * gap));

@@ -250,10 +250,15 @@ void VlanTab::showTable() {
 
 void VlanTab::showState() {
     if (content_->Enable(!needsRead()) && !needsRead()) controls::takeIntoTabRound(content_);
-    std::string text = needsRead() ? "The settings were not read from the device."
-                                   : std::to_string(rows_.size()) + " VLANs.";
-    for (const std::string& remark : {remark_, ports_->remark()})
-        text += remark.empty() ? "" : " " + remark;
+    std::string text = needsRead()
+                           ? "The settings were not read from the device."
+                           : std::to_string(rows_.size()) + (rows_.size() == 1 ? " VLAN." : " VLANs.");
+    std::string remark = ports_->remark();
+    if (ports_->hasFaults() && !remark.empty()) remark += " Wrong cells are not sent, and nothing is stored.";
+    for (const std::string& one : {remark_, remark})
+        text += one.empty() ? "" : " " + one;
+    status_->SetForegroundColour(controls::remarkColour(!remark_.empty() || !remark.empty()));
+    status_->SetToolTip(wxString::FromUTF8(text));
     status_->SetLabelText(wxString::FromUTF8(text));
 }
 
@@ -417,6 +422,7 @@ void VlanTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::v
 }
 
 StoreStep VlanTab::StoreBesideRecords() {
+    ports_->finishEditing();
     const std::string fault = checkVlanForm(form());
     return {fault.empty() ? "" : GetName().utf8_string() + ", " + fault, nullptr};
 }
