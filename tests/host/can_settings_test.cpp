@@ -108,7 +108,7 @@ TEST(CanSettings, WhatThePageDoesNotShowStays) {
 TEST(CanSettings, ABadTextIsAFaultOfItsField) {
     const std::pair<CanField, std::vector<const char*>> fields[] = {
         {CanField::can_mode, {"POWERUP", ""}},
-        {CanField::baud_rate, {"300 kbit/s"}},
+        {CanField::baud_rate, {"300 kbit/s", "125 kbit/s"}},
         {CanField::phase_segment2, {"1"}},
         {CanField::prescaler, {"65", ""}},
         {CanField::propagation, {"-1"}},
