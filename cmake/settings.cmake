@@ -9,6 +9,13 @@ target_compile_options(oabr_settings INTERFACE
     # GCC 12 sees overlaps in std::string's operator+ that are not there (GCC bug 105651).
     -Wno-restrict)
 
+# Programs do not depend on where they were built; those that are installed are hardened as Debian's are.
+add_compile_options(-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+if(NOT OABR_SANITIZE)
+    add_compile_options($<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+    add_link_options(LINKER:-z,relro,-z,now)
+endif()
+
 if(OABR_SANITIZE)
     add_compile_options(-fsanitize=${OABR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${OABR_SANITIZE})
