@@ -47,6 +47,7 @@ add_library(oabr_gui STATIC
     ResourceManager.cpp
     cli/CLIDialog.cpp
     device_text.cpp
+    file_choice.cpp
     links.cpp
     log_start.cpp
     pages.cpp

@@ -2,7 +2,6 @@
 
 #include <wx/button.h>
 #include <wx/checkbox.h>
-#include <wx/filedlg.h>
 #include <wx/listctrl.h>
 #include <wx/msgdlg.h>
 #include <wx/panel.h>
@@ -22,6 +21,7 @@
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/OABR-Switch/device_use.h"
 #include "src/accessible.h"
+#include "src/file_choice.h"
 
 namespace kovgui {
 namespace {
@@ -270,11 +270,10 @@ bool CanTraceWindow::save(const wxString& path) const {
 }
 
 void CanTraceWindow::OnSave() {
-    wxFileDialog dialog(this, "Save CAN trace", "", "can-trace.log", "CAN logs (*.log)|*.log|All files|*",
-                        wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
-    if (dialog.ShowModal() != wxID_OK || save(dialog.GetPath())) return;
-    wxMessageBox("The trace could not be written to\n" + dialog.GetPath(), "Error", wxOK | wxICON_ERROR,
-                 this);
+    const wxString path = chooseFile(this, "Save CAN trace", "can-trace.log",
+                                     "CAN logs (*.log)|*.log|All files|*", wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
+    if (path.empty() || save(path)) return;
+    wxMessageBox("The trace could not be written to\n" + path, "Error", wxOK | wxICON_ERROR, this);
 }
 
 }  // namespace kovgui

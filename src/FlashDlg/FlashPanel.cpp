@@ -1,7 +1,6 @@
 #include "src/FlashDlg/FlashPanel.h"
 
 #include <wx/button.h>
-#include <wx/filedlg.h>
 #include <wx/filename.h>
 #include <wx/msgdlg.h>
 #include <wx/progdlg.h>
@@ -16,6 +15,7 @@
 #include "src/FlashDlg/FlashThread.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/device_text.h"
+#include "src/file_choice.h"
 #include "src/page_host.h"
 
 namespace kovgui {
@@ -183,9 +183,9 @@ void FlashPanel::OnDeviceDisConnected(wxThreadEvent&) {
 // ---- File ----
 
 void FlashPanel::OnLoadFile(wxCommandEvent&) {
-    wxFileDialog dialog(this, "Open iff file", "", "", "IFF files (*.iff)|*.iff",
-                        wxFD_OPEN | wxFD_FILE_MUST_EXIST);
-    if (dialog.ShowModal() == wxID_OK) loadFile(dialog.GetPath());
+    const wxString path =
+        chooseFile(this, "Open iff file", "", "IFF files (*.iff)|*.iff", wxFD_OPEN | wxFD_FILE_MUST_EXIST);
+    if (!path.empty()) loadFile(path);
 }
 
 void FlashPanel::loadFile(const wxString& path) {
