@@ -100,11 +100,12 @@ CanSettingsPanel::CanSettingsPanel(wxWindow* parent) : OABRControlFrame(parent, 
                                           wxVSCROLL | wxHSCROLL | wxTAB_TRAVERSAL);
     scrolled->SetScrollRate(FromDIP(10), FromDIP(10));
     const wxSizerFlags flags = wxSizerFlags(1).Expand().Border(wxALL, gap);
+    // Built in the order in which the tab key goes.
+    auto* columns = new wxBoxSizer(wxHORIZONTAL);
+    columns->Add(buildTiming(scrolled), flags);
     auto* right = new wxBoxSizer(wxVERTICAL);
     right->Add(buildLifeCycle(scrolled), wxSizerFlags().Expand().Border(wxBOTTOM, gap));
     right->Add(buildFilter(scrolled), wxSizerFlags().Expand());
-    auto* columns = new wxBoxSizer(wxHORIZONTAL);
-    columns->Add(buildTiming(scrolled), flags);
     columns->Add(right, flags);
 
     const wxSizerFlags below = wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxBOTTOM, gap);
@@ -304,14 +305,16 @@ void CanSettingsPanel::showForm(const CanForm& form) {
     showCheck(check());
 }
 
-std::string CanSettingsPanel::load(const CanForm& form) {
+std::string CanSettingsPanel::fault(const CanForm& form) const {
     const CanCheck check = checkForm(form, device_);
-    if (!check.faults.empty())
-        return std::string(canFieldName(check.faults[0].field)) + ": " + check.faults[0].text;
-    showForm(formOf(check.block));
+    if (check.faults.empty()) return {};
+    return std::string(canFieldName(check.faults[0].field)) + ": " + check.faults[0].text;
+}
+
+void CanSettingsPanel::load(const CanForm& checked) {
+    showForm(formOf(checkForm(checked, device_).block));
     SetAllRegisters();
     noteChange();
-    return {};
 }
 
 // ---- Edits ----

@@ -35,9 +35,11 @@ public:
 
     /// What the page shows.
     oabr::CanForm form() const;
+    /// What is wrong with a form, naming the field; empty when it is fine.
+    std::string fault(const oabr::CanForm& form) const;
     /// Shows the texts of a form, sends them and notes the change.
-    /// @return what is wrong with them, in words; then the page is as it was
-    std::string load(const oabr::CanForm& form);
+    /// @param checked  without faults
+    void load(const oabr::CanForm& checked);
     /// Why the device may not have what the page shows; empty when the last sending succeeded.
     const std::string& sendFailure() const { return failure_; }
 

@@ -38,10 +38,8 @@ public:
     /// The texts shown, by row and column.
     Cells cells() const;
     wxString rowLabel(int row) const;
-    /// What is wrong with a table, naming row and column; empty when it is fine.
-    std::string check(const Cells& cells) const { return oabr::checkStaticMac(cells); }
     /// Shows a table, writes what of it differs from the device and notes the change.
-    /// @param checked  without faults
+    /// @param checked  without faults, see checkStaticMac
     /// @return         false when the device did not take all of it
     bool load(const Cells& checked);
 

@@ -1,6 +1,5 @@
 #include "src/ConfigManager/ConfigManager.h"
 
-#include <wx/filedlg.h>
 #include <wx/filefn.h>
 #include <wx/filename.h>
 #include <wx/msgdlg.h>
@@ -18,6 +17,7 @@
 #include "src/ConfigManager/converters.h"
 #include "src/ConfigManager/vlan_values.h"
 #include "src/device_text.h"
+#include "src/file_choice.h"
 #include "src/log.h"
 #include "src/page_host.h"
 
@@ -113,10 +113,9 @@ const Element* partOf(const config::Document& document, ConfigPanel panel, std::
 
 wxString askWithDialog(wxWindow* parent, bool save) {
     if (!save)
-        return wxFileSelector("Choose a file to open", "", "", "", "*.xml", wxFD_OPEN | wxFD_FILE_MUST_EXIST,
-                              parent);
-    wxString path = wxFileSelector("Save XML file", "", "", "", "XML files (*.xml)|*.xml",
-                                   wxFD_SAVE | wxFD_OVERWRITE_PROMPT, parent);
+        return chooseFile(parent, "Choose a file to open", "", "*.xml", wxFD_OPEN | wxFD_FILE_MUST_EXIST);
+    wxString path =
+        chooseFile(parent, "Save XML file", "", "XML files (*.xml)|*.xml", wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
     if (path.empty() || wxFileName(path).HasExt()) return path;
     path += ".xml";
     const bool replace =
@@ -188,10 +187,23 @@ bool ConfigManager::saveXmlFile(const char* path) {
     if (dialog_->isChosen(ConfigPanel::vlan)) elements.push_back(saveXmlVlan());
     if (dialog_->isChosen(ConfigPanel::life_cycle)) elements.push_back(saveXmlLifeCycle());
     const std::string failure = config::saveDocument(path, elements);
-    if (failure.empty()) return true;
+    if (failure.empty()) {
+        tellWrongEntries();
+        return true;
+    }
     wxMessageBox(wxString::Format("The file \"%s\" was not written: %s.", shownPath(path), failure),
                  "Save XML file", wxOK | wxICON_ERROR, window());
     return false;
+}
+
+void ConfigManager::tellWrongEntries() const {
+    std::string faults;
+    if (dialog_->isChosen(ConfigPanel::vlan)) faults += vlanFault(shownTables());
+    if (dialog_->isChosen(ConfigPanel::life_cycle)) faults += lifeCycleFault(life_cycle_->form());
+    if (faults.empty()) return;
+    wxMessageBox("The file was written as the pages are. It can be loaded when this is corrected:\n\n" +
+                     messageText(faults),
+                 "Save XML file", wxOK | wxICON_WARNING, window());
 }
 
 Element ConfigManager::saveXmlPortconfig() const {
@@ -202,9 +214,13 @@ Element ConfigManager::saveXmlsniffing() const {
     return config::compose(elementOf(ConfigPanel::sniffing), shownValues(*sniffing_, sniffing_values));
 }
 
+config::VlanTables ConfigManager::shownTables() const {
+    return {port_based_->matrix(), static_mac_->cells(), vlan_->form()};
+}
+
 Element ConfigManager::saveXmlVlan() const {
-    const config::VlanTables tables{port_based_->matrix(), static_mac_->cells(), vlan_->form()};
-    return config::compose(elementOf(ConfigPanel::vlan), config::vlanValues(tables, rowNames(*static_mac_)));
+    return config::compose(elementOf(ConfigPanel::vlan),
+                           config::vlanValues(shownTables(), rowNames(*static_mac_)));
 }
 
 Element ConfigManager::saveXmlLifeCycle() const {
@@ -215,6 +231,20 @@ Element ConfigManager::saveXmlLifeCycle() const {
         values.emplace_back(oabr::canFieldName(field), form[field]);
     }
     return config::compose(elementOf(ConfigPanel::life_cycle), values);
+}
+
+// ---- What is wrong ----
+
+std::string ConfigManager::vlanFault(const config::VlanTables& tables) const {
+    std::string fault = oabr::checkStaticMac(tables.static_mac);
+    if (!fault.empty()) return "\"VLAN/Static_Mac\", " + fault + "\n";
+    fault = oabr::checkVlanForm(tables.vlan);
+    return fault.empty() ? "" : "\"VLAN\", " + fault + "\n";
+}
+
+std::string ConfigManager::lifeCycleFault(const oabr::CanForm& form) const {
+    const std::string fault = life_cycle_->fault(form);
+    return fault.empty() ? "" : "\"LifeCycle\", " + fault + "\n";
 }
 
 // ---- Loading ----
@@ -270,10 +300,8 @@ std::string ConfigManager::loadXmlVlan(const Element& element) {
     std::string faults = config::readVlanTables(element, rowNames(*static_mac_), &tables);
     if (!faults.empty()) return faults;
     // All three tabs are one page: nothing is loaded before everything is found good.
-    faults = static_mac_->check(tables.static_mac);
-    if (!faults.empty()) return "\"VLAN/Static_Mac\", " + faults + "\n";
-    faults = oabr::checkVlanForm(tables.vlan);
-    if (!faults.empty()) return "\"VLAN\", " + faults + "\n";
+    faults = vlanFault(tables);
+    if (!faults.empty()) return faults;
     const char* const refused = "\"VLAN\": the device did not take all of it\n";
     if (!port_based_->load(tables.port_based) || !static_mac_->load(tables.static_mac)) return refused;
     switch (vlan_->load(tables.vlan)) {
@@ -296,9 +324,11 @@ std::string ConfigManager::loadXmlLifeCycle(const Element& element) {
     oabr::CanForm form;
     for (size_t i = 0; i < oabr::can_field_count; ++i)
         form[static_cast<oabr::CanField>(i)] = values[i].second;
-    faults = life_cycle_->load(form);
-    if (faults.empty()) faults = life_cycle_->sendFailure();
-    return faults.empty() ? "" : "\"LifeCycle\", " + faults + "\n";
+    faults = lifeCycleFault(form);
+    if (!faults.empty()) return faults;
+    life_cycle_->load(form);
+    const std::string& failure = life_cycle_->sendFailure();
+    return failure.empty() ? "" : "\"LifeCycle\", " + failure + "\n";
 }
 
 }  // namespace kovgui

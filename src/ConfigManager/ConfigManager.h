@@ -6,6 +6,8 @@
 #include <string>
 
 #include "src/ConfigManager/config_document.h"
+#include "src/ConfigManager/vlan_values.h"
+#include "src/OABR-Switch/can_settings.h"
 
 class wxWindow;
 
@@ -44,7 +46,14 @@ public:
 private:
     bool askPanels(XmlConfigDialog& dialog, const char* nothing_chosen);
     bool saveXmlFile(const char* path);
+    /// Says which of the entries that were saved are wrong: what is shown is saved, but not loaded again.
+    void tellWrongEntries() const;
     bool loadXmlFile(const char* path);
+
+    config::VlanTables shownTables() const;
+    // What is wrong with a page's values, a line; empty when nothing is.
+    std::string vlanFault(const config::VlanTables& tables) const;
+    std::string lifeCycleFault(const oabr::CanForm& form) const;
 
     config::Element saveXmlPortconfig() const;
     config::Element saveXmlsniffing() const;

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <wx/filename.h>
+#include <wx/textctrl.h>
 
 #include <fstream>
 #include <iterator>
@@ -7,6 +8,7 @@
 
 #include "lib/can.h"
 #include "lib/ksz.h"
+#include "src/ConfigDlg/CanSettingsPanel.h"
 #include "src/ConfigManager/XmlConfigDialog.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "tests/gui/connected_window_fixture.h"
@@ -256,6 +258,13 @@ TEST_F(ConfigFile, OnlyTheChosenPanelsAreInTheFile) {
     save({"VLAN Panel"});
     EXPECT_THAT(read(path_), HasSubstr("    <Vlan_Tabelle2 />\n</VLAN>\n"));
     EXPECT_EQ(load({"VLAN Panel"}), "");
+
+    auto* mask = frame_->FindWindow(CanSettingsPanel::idOf(oabr::CanField::mask));
+    static_cast<wxTextCtrl*>(mask)->SetValue("12G");
+    save({"Life Cycle Panel"});
+    EXPECT_THAT(read(path_), HasSubstr("<Mask>12G</Mask>"));
+    EXPECT_THAT(answers_.boxes().back().text, HasSubstr("\"LifeCycle\", Mask"));
+    EXPECT_THAT(load({"Life Cycle Panel"}), HasSubstr("\"LifeCycle\", Mask"));
 
     const size_t before = answers_.boxes().size();
     answers_.next(wxID_OK);

@@ -144,7 +144,7 @@ TEST_F(StaticMacTab, BlocksArePastedCheckedCutAndCopied) {
 
     EXPECT_THAT(tab_->StoreBesideRecords().refusal, HasSubstr("Static MAC Table, Entry 31, FID: must be"));
     EXPECT_TRUE(indicatorShown());
-    EXPECT_THAT(tab_->check(tab_->cells()), HasSubstr("Entry 31, FID"));
+    EXPECT_THAT(oabr::checkStaticMac(tab_->cells()), HasSubstr("Entry 31, FID"));
 
     goTo(30, 0);
     grid_->SelectBlock(30, 0, 31, oabr::smac_address);
@@ -194,7 +194,7 @@ TEST_F(StaticMacTab, AStoreThatIsTooLongSaysHowManyEntriesFit) {
     ASSERT_THAT(cells, SizeIs(32));
     for (size_t row = 0; row < cells.size(); ++row)
         cells[row] = {"1", std::to_string(row), "1", "0", "0", "1", "0", "1", "02:00:00:00:00:01"};
-    ASSERT_EQ(tab_->check(cells), "");
+    ASSERT_EQ(oabr::checkStaticMac(cells), "");
     EXPECT_TRUE(tab_->load(cells));
     EXPECT_EQ(tab_->describeFit(14), "Static MAC table: 30 of the 32 entries fit.\n");
     EXPECT_EQ(tab_->describeFit(33 * 13), "");
