@@ -136,7 +136,8 @@ public:
 };
 
 void addTool(wxToolBar* bar, const ToolRow& row) {
-    bar->AddTool(row.id, row.label, picture(row.picture), row.help);
+    // The status bar shows the long help while the mouse is over a tool: nothing, where there is none.
+    bar->AddTool(row.id, row.label, picture(row.picture), wxNullBitmap, wxITEM_NORMAL, row.help, row.help);
 }
 
 }  // namespace
@@ -287,7 +288,7 @@ void MainFrame::buildPages() {
 
 void MainFrame::restoreSize() {
     const wxConfigBase* config = wxConfigBase::Get(false);
-    const wxSize least = FromDIP(wxSize(760, 520));
+    const wxSize least = FromDIP(wxSize(800, 590));
     wxSize size = FromDIP(wxSize(1000, 700));
     if (config != nullptr) {
         size.x = static_cast<int>(config->ReadLong("/MainWindow/Width", size.x));

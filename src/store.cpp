@@ -66,7 +66,7 @@ std::string describeOverflow(const ConfigLists& lists) {
         const unsigned missing = e2p_area_shortfall(one.list, one.area);
         if (missing == 0) continue;
         text += "The " + std::string(one.name) + " settings need " + std::to_string(missing) +
-                " bytes more than their part of the EEPROM has.\n";
+                (missing == 1 ? " byte" : " bytes") + " more than their part of the EEPROM has.\n";
     }
     return text;
 }

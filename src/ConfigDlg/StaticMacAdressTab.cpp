@@ -25,8 +25,8 @@ struct ColumnLook {
 };
 constexpr ColumnLook looks[oabr::smac_columns] = {
     {"The switch uses the entry", 60},
-    {"The filtering database that the entry belongs to, 0 to 127", 60},
-    {"The entry counts only in the filtering database of its FID", 80},
+    {"The forwarding database that the entry belongs to, 0 to 127", 60},
+    {"The entry counts only in the forwarding database of its FID", 80},
     {"Forwards even where a port's transmitter or receiver is switched off", 80},
     {"Frames for the address go to OABR1", 94},
     {"Frames for the address go to OABR2", 94},
