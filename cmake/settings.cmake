@@ -13,7 +13,7 @@ target_compile_options(oabr_settings INTERFACE
 add_compile_options(-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
 if(NOT OABR_SANITIZE)
     add_compile_options($<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
-    add_link_options(LINKER:-z,relro,-z,now)
+    add_link_options(LINKER:-z,relro)
 endif()
 
 if(OABR_SANITIZE)
