@@ -3,12 +3,12 @@
 #include <wx/dcclient.h>
 #include <wx/renderer.h>
 #include <wx/settings.h>
-#include <wx/tokenzr.h>
 
 #include <algorithm>
 
 #include "src/Controls/row_list.h"
 #include "src/accessible.h"
+#include "src/pasted_cells.h"
 
 namespace kovgui::controls {
 namespace {
@@ -17,13 +17,6 @@ constexpr const char* flag_fault = "must be 1 or 0";
 
 bool isFlagText(const wxString& text) {
     return text == "1" || text == "0" || text.empty();
-}
-
-/// What programs put into the clipboard for a flag.
-std::string flagText(const wxString& text) {
-    if (text.IsSameAs("true", false)) return "1";
-    if (text.empty() || text.IsSameAs("false", false)) return "0";
-    return text.utf8_string();
 }
 
 struct Colours {
@@ -69,21 +62,6 @@ public:
     }
     wxGridCellRenderer* Clone() const override { return new FlagRenderer; }
 };
-
-/// The cells of a block of text. Spreadsheets put tabs between cells; lists from elsewhere have semicolons or
-/// commas.
-std::vector<wxArrayString> linesOf(wxString text) {
-    const wxString separator = text.Contains("\t") ? "\t" : text.Contains(";") ? ";" : ",";
-    text.Replace("\r\n", "\n");
-    text.Replace("\r", "\n");
-    if (text.EndsWith("\n")) text.RemoveLast();
-    std::vector<wxArrayString> lines;
-    for (const wxString& line : wxStringTokenize(text, "\n", wxTOKEN_RET_EMPTY_ALL)) {
-        lines.push_back(wxStringTokenize(line, separator, wxTOKEN_RET_EMPTY_ALL));
-        if (lines.back().empty()) lines.back().push_back("");
-    }
-    return lines;
-}
 
 }  // namespace
 
@@ -301,15 +279,14 @@ void CheckedGrid::copySelection() const {
 }
 
 void CheckedGrid::paste() {
-    const std::vector<wxArrayString> lines = linesOf(clipboardText());
+    const std::vector<std::vector<std::string>> lines = pastedCells(clipboardText().utf8_string());
     const wxGridBlockCoords target = selection();
     if (lines.empty() || !target) return;
     Cells changed;
     size_t left_out = 0;
     paste_remark_.clear();
-    const auto putPasted = [&](const Cell& cell, wxString text) {
-        text.Trim(true).Trim(false);
-        put(cell, isFlag(cell.column) ? flagText(text) : text.utf8_string(), &changed);
+    const auto putPasted = [&](const Cell& cell, const std::string& text) {
+        put(cell, isFlag(cell.column) ? pastedFlag(text) : text, &changed);
     };
     if (lines.size() == 1 && lines[0].size() == 1) {
         forEachCell(target, [&](const Cell& cell) { putPasted(cell, lines[0][0]); });

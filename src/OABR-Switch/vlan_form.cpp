@@ -1,12 +1,12 @@
 #include "src/OABR-Switch/vlan_form.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cstdint>
 #include <optional>
 #include <set>
-#include <sstream>
+
+#include "src/pasted_cells.h"
 
 namespace kovgui::oabr {
 namespace {
@@ -79,29 +79,6 @@ std::string portFault(const std::array<std::string, 5>& port) {
             return std::string(vlan_flags[i].name) + ": " + fault;
     }
     return {};
-}
-
-/// The cells of a line, without the blanks around them. Spreadsheets put tabs between cells; lists from
-/// elsewhere have semicolons or commas.
-std::vector<std::string> cellsOf(const std::string& line) {
-    const char by = line.find('\t') != std::string::npos  ? '\t'
-                    : line.find(';') != std::string::npos ? ';'
-                                                          : ',';
-    std::vector<std::string> cells(1);
-    for (const char c : line) {
-        if (c == by)
-            cells.emplace_back();
-        else if (c != ' ' && c != '\r')
-            cells.back() += c;
-    }
-    return cells;
-}
-
-/// What programs put into the clipboard for a flag, as the page has it.
-std::string pastedFlag(std::string text) {
-    std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
-    if (text == "true") return "1";
-    return text.empty() || text == "false" ? "0" : text;
 }
 
 }  // namespace
@@ -231,10 +208,9 @@ std::string vlanRowsText(const std::vector<ksz_vlan_row>& rows) {
 std::string parseVlanRows(const std::string& text, std::vector<ksz_vlan_row>* rows) {
     std::vector<ksz_vlan_row> read;
     std::set<int> seen;
-    std::istringstream lines(text);
-    std::string line;
-    for (int count = 1; std::getline(lines, line); ++count) {
-        std::vector<std::string> texts = cellsOf(line);
+    int count = 0;
+    for (std::vector<std::string>& texts : pastedCells(text)) {
+        ++count;
         if (texts == std::vector<std::string>{""}) continue;
         constexpr size_t columns = form_columns.size() - vid_column;
         for (size_t i = first_port_column - vid_column; i < texts.size(); ++i)

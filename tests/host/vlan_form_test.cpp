@@ -93,6 +93,7 @@ TEST(VlanRowsText, ComesBackWithForeignLineEnds) {
     EXPECT_THAT(parseVlanRows("1\t0\t0\t0\t0\t0\n2\t200\t0\t0\t0\t0\n", &read),
                 HasSubstr("Line 2, FID: must be 0 to 127"));
     EXPECT_THAT(parseVlanRows("1 0 0 0 0 0", &read), HasSubstr("6 columns"));
+    EXPECT_THAT(parseVlanRows("1 2\t0\t0\t0\t0\t0", &read), HasSubstr("Line 1, VID: must be"));
     EXPECT_THAT(parseVlanRows("1\t0\t0\t0\t0\t0\n1\t0\t0\t0\t0\t0\n", &read), HasSubstr("Line 2, VID: 1"));
     EXPECT_EQ(read.size(), 2u) << "a fault takes nothing";
 }
