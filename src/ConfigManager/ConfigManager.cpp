@@ -111,6 +111,14 @@ const Element* partOf(const config::Document& document, ConfigPanel panel, std::
     return nullptr;
 }
 
+/// What is wrong with the tables of the VLAN page, a line; empty when nothing is.
+std::string vlanFault(const config::VlanTables& tables) {
+    std::string fault = oabr::checkStaticMac(tables.static_mac);
+    if (!fault.empty()) return "\"VLAN/Static_Mac\", " + fault + "\n";
+    fault = oabr::checkVlanForm(tables.vlan);
+    return fault.empty() ? "" : "\"VLAN\", " + fault + "\n";
+}
+
 wxString askWithDialog(wxWindow* parent, bool save) {
     if (!save)
         return chooseFile(parent, "Choose a file to open", "", "*.xml", wxFD_OPEN | wxFD_FILE_MUST_EXIST);
@@ -234,13 +242,6 @@ Element ConfigManager::saveXmlLifeCycle() const {
 }
 
 // ---- What is wrong ----
-
-std::string ConfigManager::vlanFault(const config::VlanTables& tables) const {
-    std::string fault = oabr::checkStaticMac(tables.static_mac);
-    if (!fault.empty()) return "\"VLAN/Static_Mac\", " + fault + "\n";
-    fault = oabr::checkVlanForm(tables.vlan);
-    return fault.empty() ? "" : "\"VLAN\", " + fault + "\n";
-}
 
 std::string ConfigManager::lifeCycleFault(const oabr::CanForm& form) const {
     const std::string fault = life_cycle_->fault(form);

@@ -51,8 +51,7 @@ private:
     bool loadXmlFile(const char* path);
 
     config::VlanTables shownTables() const;
-    // What is wrong with a page's values, a line; empty when nothing is.
-    std::string vlanFault(const config::VlanTables& tables) const;
+    /// What is wrong with the values of the page, a line; empty when nothing is.
     std::string lifeCycleFault(const oabr::CanForm& form) const;
 
     config::Element saveXmlPortconfig() const;
