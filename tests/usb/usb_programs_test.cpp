@@ -1,4 +1,9 @@
 #include <gmock/gmock.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <thread>
 
 #include "tests/support/firmware_file.h"
 #include "tests/support/sim_process.h"
@@ -54,6 +59,21 @@ TEST_F(UsbPrograms, OneProgramHoldsADeviceUntilItIsUnplugged) {
     device = plug();
     EXPECT_EQ(console("ping\n").status, 0);
     EXPECT_TRUE(device->waitFree());
+}
+
+TEST_F(UsbPrograms, WithoutPermissionTheUdevRuleIsNamed) {
+    const auto device = plug();
+    device->forbid(true);
+    Result result;
+    bool held = false;
+    // Root may open everything; what this thread starts may not.
+    std::thread([&] {
+        held = prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE) == 0 || geteuid() != 0;
+        if (held) result = console("ping\n");
+    }).join();
+    if (!held) GTEST_SKIP() << "root keeps its rights here";
+    EXPECT_EQ(result.status, 2) << result;
+    EXPECT_THAT(result.err, HasSubstr("no permission to use the device. Install the package's udev rule"));
 }
 
 TEST_F(UsbPrograms, StoreComesBackAfterAPowerCycle) {
