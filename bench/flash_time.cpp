@@ -15,7 +15,7 @@
 
 #include "src/FlashDlg/FlashThread.h"
 #include "src/FlashDlg/IntelHexConverter.h"
-#include "src/log.h"
+#include "src/base/log.h"
 #include "src/platform/event.h"
 #include "tests/support/sim_process.h"
 

@@ -12,7 +12,7 @@ foreach(file IN LISTS FILES)
     string(APPEND rows "    {\"${name}\", file_${number}, sizeof file_${number}},\n")
     math(EXPR number "${number} + 1")
 endforeach()
-file(WRITE ${OUTPUT} "#include \"src/embedded.h\"
+file(WRITE ${OUTPUT} "#include \"src/window/embedded.h\"
 
 namespace kovgui {
 namespace {

@@ -12,11 +12,11 @@
 
 #include "oabr_version.h"
 #include "src/MainFrame.h"
-#include "src/ResourceManager.h"
+#include "src/base/log.h"
+#include "src/base/utilities.h"
 #include "src/ftdi/driver.h"
-#include "src/log.h"
-#include "src/log_start.h"
-#include "src/utilities.h"
+#include "src/window/ResourceManager.h"
+#include "src/window/log_start.h"
 
 namespace kovgui {
 

@@ -9,7 +9,7 @@
 
 #include "src/ConfigManager/ConfigManager.h"
 #include "src/OABR-Switch/device_window.h"
-#include "src/page_host.h"
+#include "src/window/page_host.h"
 
 class wxBookCtrlEvent;
 class wxChoice;

@@ -11,25 +11,15 @@ add_custom_command(
 
 add_library(oabr_gui STATIC
     ${embedded_source}
-    Application.cpp
-    ConfigDlg/CanSettingsPanel.cpp
-    ConfigDlg/CanTraceWindow.cpp
-    ConfigDlg/CounterPanel.cpp
-    ConfigDlg/CounterThread.cpp
-    ConfigDlg/CustomSettingsPanel.cpp
-    ConfigDlg/DynamicMacTab.cpp
-    ConfigDlg/PortBasedVlanTab.cpp
-    ConfigDlg/PortConfigPage.cpp
-    ConfigDlg/PortConfigPanel.cpp
-    ConfigDlg/SniffingPanel.cpp
-    ConfigDlg/StaticMacAdressTab.cpp
-    ConfigDlg/VlanEntryDialog.cpp
-    ConfigDlg/VlanPage.cpp
-    ConfigDlg/VlanTab.cpp
-    ConfigDlg/sniffing.cpp
+    window/HelpViewer.cpp
+    window/ResourceManager.cpp
+    window/device_text.cpp
+    window/file_choice.cpp
+    window/links.cpp
+    window/log_start.cpp
+    window/while_painting.cpp
+    cli/CLIDialog.cpp
     Controls/CheckedGrid.cpp
-    ConfigManager/ConfigManager.cpp
-    ConfigManager/XmlConfigDialog.cpp
     Controls/OABRControl.cpp
     Controls/OABRControlFrame.cpp
     Controls/OABRRegCheckBox.cpp
@@ -40,29 +30,35 @@ add_library(oabr_gui STATIC
     Controls/bound_rows.cpp
     Controls/row_list.cpp
     Controls/table_job.cpp
+    ConfigDlg/CanSettingsPanel.cpp
+    ConfigDlg/CanTraceWindow.cpp
+    ConfigDlg/CounterPanel.cpp
+    ConfigDlg/CustomSettingsPanel.cpp
+    ConfigDlg/DynamicMacTab.cpp
+    ConfigDlg/PortBasedVlanTab.cpp
+    ConfigDlg/PortConfigPage.cpp
+    ConfigDlg/PortConfigPanel.cpp
+    ConfigDlg/SniffingPanel.cpp
+    ConfigDlg/StaticMacAdressTab.cpp
+    ConfigDlg/VlanEntryDialog.cpp
+    ConfigDlg/VlanPage.cpp
+    ConfigDlg/VlanTab.cpp
     FlashDlg/FlashPanel.cpp
-    FlashDlg/version_compare.cpp
-    HelpViewer.cpp
+    ConfigManager/ConfigManager.cpp
+    ConfigManager/XmlConfigDialog.cpp
+    Application.cpp
     MainFrame.cpp
-    ResourceManager.cpp
-    cli/CLIDialog.cpp
-    device_text.cpp
-    file_choice.cpp
-    links.cpp
-    log_start.cpp
     pages.cpp
-    store.cpp
-    while_painting.cpp
 )
 target_link_libraries(oabr_gui PUBLIC oabr_host oabr_wx_gui)
 target_precompile_headers(oabr_gui PRIVATE <wx/wx.h> <functional> <memory> <string> <vector>)
 
 # Accessible names are the system's own business: GTK's accessible objects, Windows' window texts.
 if(WIN32)
-    target_sources(oabr_gui PRIVATE accessible_msw.cpp device_change_msw.cpp)
+    target_sources(oabr_gui PRIVATE window/accessible_msw.cpp window/device_change_msw.cpp)
 else()
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(GTK3 REQUIRED IMPORTED_TARGET gtk+-3.0)
-    target_sources(oabr_gui PRIVATE accessible_gtk.cpp device_change_gtk.cpp)
+    target_sources(oabr_gui PRIVATE window/accessible_gtk.cpp window/device_change_gtk.cpp)
     target_link_libraries(oabr_gui PRIVATE PkgConfig::GTK3)
 endif()

@@ -4,9 +4,9 @@
 #include <array>
 #include <chrono>
 
-#include "src/log.h"
+#include "src/base/log.h"
+#include "src/base/utilities.h"
 #include "src/platform/event.h"
-#include "src/utilities.h"
 
 namespace kovgui::c45 {
 

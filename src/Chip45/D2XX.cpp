@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "src/log.h"
+#include "src/base/log.h"
 
 namespace kovgui::c45 {
 

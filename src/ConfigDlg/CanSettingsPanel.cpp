@@ -19,7 +19,7 @@
 #include "lib/device_cmd.h"
 #include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/Controls/CheckedGrid.h"
-#include "src/accessible.h"
+#include "src/window/accessible.h"
 
 namespace kovgui {
 

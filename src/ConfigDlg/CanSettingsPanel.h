@@ -7,7 +7,7 @@
 #include <string>
 
 #include "src/Controls/OABRControlFrame.h"
-#include "src/OABR-Switch/can_settings.h"
+#include "src/models/can_settings.h"
 
 class wxButton;
 class wxSizer;

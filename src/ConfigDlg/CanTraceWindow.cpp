@@ -20,8 +20,8 @@
 #include "src/Controls/CheckedGrid.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/OABR-Switch/device_use.h"
-#include "src/accessible.h"
-#include "src/file_choice.h"
+#include "src/window/accessible.h"
+#include "src/window/file_choice.h"
 
 namespace kovgui {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "src/OABR-Switch/can_trace_log.h"
+#include "src/models/can_trace_log.h"
 
 class wxButton;
 class wxCheckBox;

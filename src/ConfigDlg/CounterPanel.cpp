@@ -7,7 +7,7 @@
 #include <wx/statbox.h>
 #include <wx/stattext.h>
 
-#include "src/accessible.h"
+#include "src/window/accessible.h"
 
 namespace kovgui {
 namespace {

@@ -3,9 +3,9 @@
 #include <array>
 #include <memory>
 
-#include "src/ConfigDlg/CounterThread.h"
 #include "src/Controls/OABRControlFrame.h"
 #include "src/OABR-Switch/device_use.h"
+#include "src/models/CounterThread.h"
 
 class wxButton;
 class wxGauge;

@@ -8,7 +8,7 @@
 
 #include "lib/comm_obj.h"
 #include "src/Controls/CheckedGrid.h"
-#include "src/accessible.h"
+#include "src/window/accessible.h"
 
 namespace kovgui {
 

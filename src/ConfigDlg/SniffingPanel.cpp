@@ -7,9 +7,9 @@
 
 #include "lib/comm_obj.h"
 #include "lib/port_config.h"
-#include "src/ConfigDlg/sniffing.h"
 #include "src/Controls/bound_rows.h"
-#include "src/accessible.h"
+#include "src/models/sniffing.h"
+#include "src/window/accessible.h"
 
 namespace kovgui {
 namespace {

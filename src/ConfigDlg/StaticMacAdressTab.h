@@ -8,7 +8,7 @@
 
 #include "src/Controls/CheckedGrid.h"
 #include "src/Controls/OABRControlFrame.h"
-#include "src/OABR-Switch/static_mac.h"
+#include "src/models/static_mac.h"
 
 class wxStaticText;
 

@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "src/OABR-Switch/vlan_form.h"
+#include "src/models/vlan_form.h"
 
 class wxButton;
 class wxCheckBox;

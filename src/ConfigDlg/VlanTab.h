@@ -5,7 +5,7 @@
 
 #include "src/Controls/OABRControlFrame.h"
 #include "src/Controls/table_job.h"
-#include "src/OABR-Switch/vlan_form.h"
+#include "src/models/vlan_form.h"
 
 class wxButton;
 class wxCheckBox;

@@ -14,12 +14,12 @@
 #include "src/ConfigDlg/StaticMacAdressTab.h"
 #include "src/ConfigDlg/VlanTab.h"
 #include "src/ConfigManager/XmlConfigDialog.h"
-#include "src/ConfigManager/converters.h"
-#include "src/ConfigManager/vlan_values.h"
-#include "src/device_text.h"
-#include "src/file_choice.h"
-#include "src/log.h"
-#include "src/page_host.h"
+#include "src/base/log.h"
+#include "src/models/converters.h"
+#include "src/models/vlan_values.h"
+#include "src/window/device_text.h"
+#include "src/window/file_choice.h"
+#include "src/window/page_host.h"
 
 namespace kovgui {
 namespace {

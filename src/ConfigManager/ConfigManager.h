@@ -5,9 +5,9 @@
 #include <functional>
 #include <string>
 
-#include "src/ConfigManager/config_document.h"
-#include "src/ConfigManager/vlan_values.h"
-#include "src/OABR-Switch/can_settings.h"
+#include "src/models/can_settings.h"
+#include "src/models/config_document.h"
+#include "src/models/vlan_values.h"
 
 class wxWindow;
 

@@ -7,8 +7,8 @@
 #include <algorithm>
 
 #include "src/Controls/row_list.h"
-#include "src/accessible.h"
-#include "src/pasted_cells.h"
+#include "src/base/pasted_cells.h"
+#include "src/window/accessible.h"
 
 namespace kovgui::controls {
 namespace {

@@ -1,7 +1,7 @@
 #include "src/Controls/OABRRegCheckBox.h"
 
 #include "src/Controls/OABRControlFrame.h"
-#include "src/log.h"
+#include "src/base/log.h"
 
 namespace kovgui::controls {
 

@@ -3,7 +3,7 @@
 #include <wx/sizer.h>
 
 #include "src/Controls/OABRControlFrame.h"
-#include "src/accessible.h"
+#include "src/window/accessible.h"
 
 namespace kovgui::controls {
 

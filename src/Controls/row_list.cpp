@@ -5,7 +5,7 @@
 
 #include <utility>
 
-#include "src/accessible.h"
+#include "src/window/accessible.h"
 
 namespace kovgui::controls {
 

@@ -15,8 +15,8 @@
 
 #include "lib/comm_obj.h"
 #include "src/OABR-Switch/device_use.h"
-#include "src/WorkerThread.h"
-#include "src/accessible.h"
+#include "src/base/WorkerThread.h"
+#include "src/window/accessible.h"
 
 namespace kovgui::controls {
 namespace {

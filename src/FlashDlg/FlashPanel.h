@@ -4,9 +4,9 @@
 
 #include "src/Controls/OABRControlFrame.h"
 #include "src/FlashDlg/IFFFile.h"
-#include "src/FlashDlg/version_compare.h"
 #include "src/OABR-Switch/device_use.h"
-#include "src/WorkerThread.h"
+#include "src/base/WorkerThread.h"
+#include "src/models/version_compare.h"
 
 class wxProgressDialog;
 class wxStaticText;

@@ -7,9 +7,9 @@
 
 #include "lib/console_cmd.h"
 #include "src/FlashDlg/IntelHexConverter.h"
-#include "src/log.h"
+#include "src/base/log.h"
+#include "src/base/utilities.h"
 #include "src/platform/event.h"
-#include "src/utilities.h"
 
 namespace kovgui {
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "src/OABR-Switch/OABRDevice.h"
-#include "src/WorkerThread.h"
+#include "src/base/WorkerThread.h"
 
 namespace kovgui {
 

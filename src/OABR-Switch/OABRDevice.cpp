@@ -17,8 +17,8 @@
 #include "lib/ksz.h"
 #include "lib/route.h"
 #include "src/Chip45/status_text.h"
-#include "src/log.h"
-#include "src/utilities.h"
+#include "src/base/log.h"
+#include "src/base/utilities.h"
 
 namespace kovgui::oabr {
 

@@ -8,11 +8,11 @@
 #include <cstdio>
 #include <string>
 
-#include "src/accessible.h"
+#include "src/base/utilities.h"
 #include "src/cli/interpreter.h"
 #include "src/platform/captured_output.h"
-#include "src/utilities.h"
-#include "src/while_painting.h"
+#include "src/window/accessible.h"
+#include "src/window/while_painting.h"
 
 namespace kovgui::cli {
 

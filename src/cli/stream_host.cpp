@@ -6,8 +6,8 @@
 #include "lib/console/arguments.h"
 #include "src/Chip45/status_text.h"
 #include "src/OABR-Switch/OABRDevice.h"
+#include "src/base/utilities.h"
 #include "src/cli/interpreter.h"
-#include "src/utilities.h"
 
 namespace kovgui::cli {
 

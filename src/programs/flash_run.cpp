@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "src/OABR-Switch/identity.h"
+#include "src/base/utilities.h"
 #include "src/platform/terminal.h"
-#include "src/utilities.h"
 
 namespace kovgui {
 

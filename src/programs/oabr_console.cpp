@@ -8,9 +8,9 @@
 
 #include "oabr_version.h"
 #include "src/OABR-Switch/OABRDevice.h"
+#include "src/base/log.h"
 #include "src/cli/stream_host.h"
-#include "src/log.h"
-#include "src/program_guard.h"
+#include "src/programs/program_guard.h"
 
 namespace {
 

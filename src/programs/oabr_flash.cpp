@@ -9,11 +9,11 @@
 #include "oabr_version.h"
 #include "src/FlashDlg/IFFFile.h"
 #include "src/FlashDlg/firmware_check.h"
+#include "src/base/log.h"
 #include "src/cli/stream_host.h"
-#include "src/log.h"
 #include "src/platform/interrupts.h"
-#include "src/program_guard.h"
 #include "src/programs/flash_run.h"
+#include "src/programs/program_guard.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <set>
 #include <sstream>
 
-#include "src/HelpViewer.h"
+#include "src/window/HelpViewer.h"
 #include "tests/gui/main_window_fixture.h"
 
 namespace kovgui {

@@ -17,9 +17,9 @@
 #include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/ConfigDlg/VlanEntryDialog.h"
 #include "src/ConfigManager/XmlConfigDialog.h"
-#include "src/HelpViewer.h"
 #include "src/OABR-Switch/device_use.h"
 #include "src/cli/CLIDialog.h"
+#include "src/window/HelpViewer.h"
 #include "tests/gui/main_window_fixture.h"
 
 namespace kovgui {

@@ -13,10 +13,10 @@
 #include "src/ConfigDlg/PortConfigPage.h"
 #include "src/ConfigDlg/PortConfigPanel.h"
 #include "src/ConfigDlg/SniffingPanel.h"
-#include "src/ConfigDlg/sniffing.h"
 #include "src/FlashDlg/FlashPanel.h"
-#include "src/FlashDlg/version_compare.h"
 #include "src/OABR-Switch/OABRDevice.h"
+#include "src/models/sniffing.h"
+#include "src/models/version_compare.h"
 #include "tests/gui/page_fixture.h"
 #include "tests/lib/fake_device.h"
 

@@ -6,12 +6,12 @@
 
 #include "src/Application.h"
 #include "src/OABR-Switch/device_use.h"
-#include "src/ResourceManager.h"
-#include "src/device_text.h"
-#include "src/embedded.h"
-#include "src/log.h"
-#include "src/log_start.h"
+#include "src/base/log.h"
 #include "src/platform/captured_output.h"
+#include "src/window/ResourceManager.h"
+#include "src/window/device_text.h"
+#include "src/window/embedded.h"
+#include "src/window/log_start.h"
 
 namespace kovgui {
 namespace {

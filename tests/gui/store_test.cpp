@@ -1,4 +1,4 @@
-#include "src/store.h"
+#include "src/models/store.h"
 
 #include <gmock/gmock.h>
 

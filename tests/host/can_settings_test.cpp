@@ -1,4 +1,4 @@
-#include "src/OABR-Switch/can_settings.h"
+#include "src/models/can_settings.h"
 
 #include <gmock/gmock.h>
 

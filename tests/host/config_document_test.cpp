@@ -1,4 +1,4 @@
-#include "src/ConfigManager/config_document.h"
+#include "src/models/config_document.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>

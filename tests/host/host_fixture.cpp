@@ -4,7 +4,7 @@
 
 #include <optional>
 
-#include "src/log.h"
+#include "src/base/log.h"
 
 namespace kovgui {
 namespace {

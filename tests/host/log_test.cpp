@@ -1,4 +1,4 @@
-#include "src/log.h"
+#include "src/base/log.h"
 
 #include <thread>
 

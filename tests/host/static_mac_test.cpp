@@ -1,4 +1,4 @@
-#include "src/OABR-Switch/static_mac.h"
+#include "src/models/static_mac.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "src/utilities.h"
+#include "src/base/utilities.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "src/OABR-Switch/vlan_form.h"
+#include "src/models/vlan_form.h"
 
 #include <gmock/gmock.h>
 

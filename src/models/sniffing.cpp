@@ -1,4 +1,4 @@
-#include "src/ConfigDlg/sniffing.h"
+#include "src/models/sniffing.h"
 
 #include "lib/port_config.h"
 

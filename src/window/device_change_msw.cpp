@@ -1,4 +1,4 @@
-#include "src/device_change.h"
+#include "src/window/device_change.h"
 
 #include <wx/msw/wrapwin.h>
 

@@ -1,4 +1,4 @@
-#include "src/HelpViewer.h"
+#include "src/window/HelpViewer.h"
 
 #include <wx/button.h>
 #include <wx/filename.h>
@@ -11,7 +11,7 @@
 #include <wx/stdpaths.h>
 #include <wx/utils.h>
 
-#include "src/accessible.h"
+#include "src/window/accessible.h"
 
 namespace kovgui {
 namespace {

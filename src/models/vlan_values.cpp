@@ -1,8 +1,8 @@
-#include "src/ConfigManager/vlan_values.h"
+#include "src/models/vlan_values.h"
 
 #include <algorithm>
 
-#include "src/ConfigManager/converters.h"
+#include "src/models/converters.h"
 
 namespace kovgui::config {
 namespace {

@@ -1,6 +1,6 @@
-#include "src/ResourceManager.h"
+#include "src/window/ResourceManager.h"
 
-#include "src/embedded.h"
+#include "src/window/embedded.h"
 
 #include <wx/image.h>
 #include <wx/mstream.h>

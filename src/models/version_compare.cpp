@@ -1,4 +1,4 @@
-#include "src/FlashDlg/version_compare.h"
+#include "src/models/version_compare.h"
 
 #include <cctype>
 

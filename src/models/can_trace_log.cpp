@@ -1,4 +1,4 @@
-#include "src/OABR-Switch/can_trace_log.h"
+#include "src/models/can_trace_log.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "src/utilities.h"
+#include "src/base/utilities.h"
 
 #include <wx/filename.h>
 #include <wx/stdpaths.h>

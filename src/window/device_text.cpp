@@ -1,4 +1,4 @@
-#include "src/device_text.h"
+#include "src/window/device_text.h"
 
 namespace kovgui {
 

@@ -1,4 +1,4 @@
-#include "src/OABR-Switch/vlan_form.h"
+#include "src/models/vlan_form.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,7 +6,7 @@
 #include <optional>
 #include <set>
 
-#include "src/pasted_cells.h"
+#include "src/base/pasted_cells.h"
 
 namespace kovgui::oabr {
 namespace {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "lib/ksz.h"
-#include "src/WorkerThread.h"
+#include "src/base/WorkerThread.h"
 
 namespace kovgui {
 

@@ -1,4 +1,4 @@
-#include "src/pasted_cells.h"
+#include "src/base/pasted_cells.h"
 
 #include <wx/string.h>
 #include <wx/tokenzr.h>

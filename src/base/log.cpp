@@ -1,4 +1,4 @@
-#include "src/log.h"
+#include "src/base/log.h"
 
 #include <wx/log.h>
 
@@ -9,7 +9,7 @@
 #include <mutex>
 #include <utility>
 
-#include "src/utilities.h"
+#include "src/base/utilities.h"
 
 namespace kovgui {
 namespace {

@@ -1,4 +1,4 @@
-#include "src/accessible.h"
+#include "src/window/accessible.h"
 
 #include <gtk/gtk.h>
 

@@ -1,4 +1,4 @@
-#include "src/while_painting.h"
+#include "src/window/while_painting.h"
 
 #include <wx/busyinfo.h>
 #include <wx/evtloop.h>

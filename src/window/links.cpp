@@ -1,4 +1,4 @@
-#include "src/links.h"
+#include "src/window/links.h"
 
 #include <wx/fileconf.h>
 #include <wx/filename.h>

@@ -1,11 +1,11 @@
-#include "src/OABR-Switch/dynamic_mac_list.h"
+#include "src/models/dynamic_mac_list.h"
 
 #include <algorithm>
 #include <cctype>
 #include <numeric>
 
 #include "lib/text.h"
-#include "src/OABR-Switch/vlan_form.h"
+#include "src/models/vlan_form.h"
 
 namespace kovgui::oabr {
 namespace {

@@ -1,8 +1,8 @@
-#include "src/program_guard.h"
+#include "src/programs/program_guard.h"
 
 #include "src/OABR-Switch/OABRDevice.h"
+#include "src/base/log.h"
 #include "src/cli/OKVXConsole.h"
-#include "src/log.h"
 #include "src/platform/interrupts.h"
 
 namespace kovgui {

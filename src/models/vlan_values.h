@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "lib/ksz.h"
-#include "src/ConfigManager/config_document.h"
-#include "src/OABR-Switch/vlan_form.h"
+#include "src/models/config_document.h"
+#include "src/models/vlan_form.h"
 
 // What the tabs of the VLAN page show and how a configuration file holds it.
 

@@ -1,4 +1,4 @@
-#include "src/file_choice.h"
+#include "src/window/file_choice.h"
 
 #include <wx/config.h>
 #include <wx/filename.h>

@@ -1,4 +1,4 @@
-#include "src/log_start.h"
+#include "src/window/log_start.h"
 
 #include <wx/app.h>
 #include <wx/datetime.h>
@@ -10,8 +10,8 @@
 
 #include <memory>
 
-#include "src/device_text.h"
-#include "src/log.h"
+#include "src/base/log.h"
+#include "src/window/device_text.h"
 
 namespace kovgui {
 namespace {

@@ -1,4 +1,4 @@
-#include "src/ConfigDlg/CounterThread.h"
+#include "src/models/CounterThread.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "src/WorkerThread.h"
+#include "src/base/WorkerThread.h"
 
 #include <wx/time.h>
 

@@ -1,10 +1,10 @@
-#include "src/OABR-Switch/static_mac.h"
+#include "src/models/static_mac.h"
 
 #include <charconv>
 
 #include "lib/text.h"
-#include "src/OABR-Switch/vlan_form.h"
-#include "src/utilities.h"
+#include "src/base/utilities.h"
+#include "src/models/vlan_form.h"
 
 namespace kovgui::oabr {
 namespace {
