@@ -27,7 +27,7 @@ namespace {
 using namespace kovgui;
 using Clock = std::chrono::steady_clock;
 
-constexpr double most = 1.2;
+constexpr double maximum = 1.2;
 constexpr int rounds = 21;
 
 constexpr double byte_ms = 10 * 1000.0 / 230400;
@@ -99,10 +99,10 @@ int run() {
     const double ratio = times[rounds / 2] / wire.ms;
     std::printf(
         "reading the port page: %zu requests, %.1f ms, wire time %.1f ms: %.2f times (at most %.1f)\n",
-        wire.requests, times[rounds / 2], wire.ms, ratio, most);
+        wire.requests, times[rounds / 2], wire.ms, ratio, maximum);
     frame->Close();
     drainEvents();
-    return wire.requests > 0 && ratio <= most ? 0 : 1;
+    return wire.requests > 0 && ratio <= maximum ? 0 : 1;
 }
 
 }  // namespace

@@ -308,7 +308,7 @@ void device::come_back_after(milliseconds away, bool with_power) {
 }
 
 std::string device::receive_frame(std::istream& words) {
-    constexpr int most_vid = 0x0FFF;
+    constexpr int max_vid = 0x0FFF;
     int port = 0;
     std::string destination;
     std::string source;
@@ -318,7 +318,7 @@ std::string device::receive_frame(std::istream& words) {
         !parse_mac(source, &frame.source))
         return "receive needs a port (1 to 4) and two MAC addresses";
     int vid = 0;
-    if (words >> vid) frame.vid = static_cast<uint16_t>(vid & most_vid);
+    if (words >> vid) frame.vid = static_cast<uint16_t>(vid & max_vid);
     controller_.receive_frame(port, frame);
     return {};
 }

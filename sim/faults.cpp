@@ -28,10 +28,11 @@ const char* const fault_help =
 
 namespace {
 
-bool parse_number(const std::string& text, int least, int* number) {
-    constexpr int most = 100'000'000;
+bool parse_number(const std::string& text, int minimum, int* number) {
+    constexpr int maximum = 100'000'000;
     const auto [end, failed] = std::from_chars(text.data(), text.data() + text.size(), *number);
-    return failed == std::errc() && end == text.data() + text.size() && *number >= least && *number <= most;
+    return failed == std::errc() && end == text.data() + text.size() && *number >= minimum &&
+           *number <= maximum;
 }
 
 struct place_row {
@@ -67,7 +68,7 @@ constexpr number_row numbers[] = {{"noise", &fault_plan::noise_ms},
 enum class taken { good, bad_value, unknown };
 
 taken take(fault_plan& plan, const std::string& name, const std::string& value, bool has_value) {
-    constexpr int most_e2p_bytes = 57;
+    constexpr int max_e2p_bytes = 57;
     const auto judged = [](bool good) { return good ? taken::good : taken::bad_value; };
     for (const place_row& row : places)
         if (name == row.name) return judged((plan.*row.where).parse(value));
@@ -76,9 +77,9 @@ taken take(fault_plan& plan, const std::string& name, const std::string& value, 
     for (const flag_row& row : flags)
         if (name == row.name) return judged(plan.*row.flag = !has_value);
     if (name == "e2p-most") {
-        int most = 0;
-        if (!parse_number(value, 0, &most) || most > most_e2p_bytes) return taken::bad_value;
-        plan.e2p_most = static_cast<uint8_t>(most);
+        int maximum = 0;
+        if (!parse_number(value, 0, &maximum) || maximum > max_e2p_bytes) return taken::bad_value;
+        plan.e2p_max = static_cast<uint8_t>(maximum);
         return taken::good;
     }
     if (name != "none") return taken::unknown;

@@ -40,7 +40,7 @@ struct fault_plan {
     place unplug_at_byte{usual_absence_ms};       ///< byte from the tool
     place unplug_at_sent_byte{usual_absence_ms};  ///< byte to the tool
     place eeprom_power_loss{usual_absence_ms};    ///< byte written to the EEPROM
-    std::optional<uint8_t> e2p_most;              ///< most bytes that an EEPROM write takes
+    std::optional<uint8_t> e2p_max;               ///< most bytes that an EEPROM write takes
     place reject_record;
     bool reject_last_record = false;
     place flash_power_loss{usual_absence_ms};  ///< record line

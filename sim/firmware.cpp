@@ -52,7 +52,7 @@ std::vector<uint8_t> with_header(uint8_t type, uint8_t command, const std::vecto
 struct firmware::request {
     uint8_t type;
     uint8_t command;
-    uint8_t least;
+    uint8_t minimum;
     uint8_t reply_type;
     bytes (*run)(firmware& self, const uint8_t* in, size_t length);
 };
@@ -266,10 +266,10 @@ std::vector<uint8_t> firmware::answer(const uint8_t* frame, uint16_t length) {
     }
     for (const request& row : requests) {
         if (row.type != type || row.command != command) continue;
-        size_t least = row.least;
-        if (type == msg_type::request && command == msg_cmd::e2p_write && payload_length >= least)
-            least += payload[2];  // the data
-        if (payload_length < least) break;
+        size_t minimum = row.minimum;
+        if (type == msg_type::request && command == msg_cmd::e2p_write && payload_length >= minimum)
+            minimum += payload[2];  // the data
+        if (payload_length < minimum) break;
         return with_header(row.reply_type, command, row.run(*this, payload, payload_length));
     }
     return {msg_type::error, msg_cmd::error_report, type, command};
@@ -313,7 +313,7 @@ bool firmware::write_eeprom(size_t address, const uint8_t* data, size_t count) {
 firmware::bytes firmware::e2p_write(const uint8_t* in, size_t length) {
     const uint16_t address = get_le16(in);
     size_t count = std::min<size_t>({in[2], length - 3, e2p_max_data});
-    if (faults_.e2p_most) count = std::min<size_t>(count, *faults_.e2p_most);
+    if (faults_.e2p_max) count = std::min<size_t>(count, *faults_.e2p_max);
     count = address < eeprom_size ? std::min<size_t>(count, eeprom_size - address) : 0;
     write_eeprom(address, in + 3, count);
     return {in[0], in[1], static_cast<uint8_t>(count)};

@@ -28,7 +28,7 @@ using std::chrono::milliseconds;
 constexpr size_t header_size = 3;
 constexpr size_t longest_payload = 4096;
 constexpr size_t token_length = 32;
-constexpr size_t most_sessions = 32;
+constexpr size_t max_sessions = 32;
 constexpr milliseconds port_reset_time{100};
 
 enum op : uint8_t {
@@ -289,7 +289,7 @@ void link_server::unplug_soon(milliseconds away) {
 void link_server::accept() {
     acceptor_->async_accept([this](const asio::error_code& failed, tcp::socket socket) {
         if (failed == asio::error::operation_aborted || !plugged()) return;
-        if (!failed && sessions_.size() < most_sessions) {
+        if (!failed && sessions_.size() < max_sessions) {
             asio::error_code ignored;
             socket.set_option(tcp::no_delay(true), ignored);
             const auto connected = std::make_shared<session>(std::move(socket));

@@ -288,15 +288,15 @@ void MainFrame::buildPages() {
 
 void MainFrame::restoreSize() {
     const wxConfigBase* config = wxConfigBase::Get(false);
-    const wxSize least = FromDIP(wxSize(800, 590));
+    const wxSize minimum = FromDIP(wxSize(800, 590));
     wxSize size = FromDIP(wxSize(1000, 700));
     if (config != nullptr) {
         size.x = static_cast<int>(config->ReadLong("/MainWindow/Width", size.x));
         size.y = static_cast<int>(config->ReadLong("/MainWindow/Height", size.y));
     }
     size.DecTo(wxDisplay(this).GetClientArea().GetSize());
-    size.IncTo(least);
-    SetMinSize(least);
+    size.IncTo(minimum);
+    SetMinSize(minimum);
     SetSize(size);
     if (config != nullptr && config->ReadBool("/MainWindow/Maximised", false)) Maximize();
 }

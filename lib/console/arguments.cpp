@@ -15,7 +15,7 @@ argument_words::argument_words(const char* argument, std::string_view separators
     size_t at = text.find_first_not_of(separators);
     while (at != text.npos) {
         const size_t end = std::min(text.find_first_of(separators, at), text.size());
-        if (size_ == most) {
+        if (size_ == maximum) {
             overflow_ = true;
             return;
         }

@@ -10,17 +10,17 @@
 /// The words of an argument text. The text (which may be null) must outlive them.
 class argument_words {
 public:
-    static constexpr size_t most = 64;
+    static constexpr size_t maximum = 64;
 
     explicit argument_words(const char* argument, std::string_view separators = " \t");
 
     size_t size() const { return size_; }
-    /// Empty beyond the last one. There are never more than `most`; `overflow` tells of others.
+    /// Empty beyond the last one. There are never more than `maximum`; `overflow` tells of others.
     std::string_view operator[](size_t index) const;
     bool overflow() const { return overflow_; }
 
 private:
-    std::string_view words_[most];
+    std::string_view words_[maximum];
     size_t size_ = 0;
     bool overflow_ = false;
 };

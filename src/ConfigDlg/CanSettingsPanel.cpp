@@ -23,8 +23,8 @@
 
 namespace kovgui {
 
+using controls::messageColour;
 using controls::plainLabel;
-using controls::remarkColour;
 using controls::StoreStep;
 using oabr::betterTiming;
 using oabr::calculatedRate;
@@ -123,13 +123,13 @@ CanSettingsPanel::CanSettingsPanel(wxWindow* parent) : OABRControlFrame(parent, 
     auto* offer = new wxBoxSizer(wxHORIZONTAL);
     offer->Add(offer_, wxSizerFlags(1).CenterVertical());
     offer->Add(use_exact_, wxSizerFlags().CenterVertical());
-    remarks_ = new wxStaticText(scrolled, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, 0, "canRemarks");
+    messages_ = new wxStaticText(scrolled, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, 0, "canMessages");
 
     auto* inner = new wxBoxSizer(wxVERTICAL);
     inner->Add(columns, wxSizerFlags().Expand());
     for (wxBoxSizer* row : {line, offer})
         inner->Add(row, below);
-    inner->Add(remarks_, below);
+    inner->Add(messages_, below);
     scrolled->SetSizer(inner);
     content_ = scrolled;
     auto* content = new wxBoxSizer(wxVERTICAL);
@@ -156,9 +156,9 @@ void CanSettingsPanel::addLabelled(wxSizer* grid, wxWindow* parent, const char* 
         control =
             new wxChoice(parent, id, wxDefaultPosition, wxDefaultSize, choices, 0, wxDefaultValidator, name);
     } else if (isOneOf(field, timing_fields)) {
-        const auto [least, most] = oabr::canRange(field);
+        const auto [minimum, maximum] = oabr::canRange(field);
         auto* spin = new wxSpinCtrl(parent, id, "", wxDefaultPosition, wxDefaultSize,
-                                    wxSP_ARROW_KEYS | wxTE_PROCESS_ENTER, least, most, least, name);
+                                    wxSP_ARROW_KEYS | wxTE_PROCESS_ENTER, minimum, maximum, minimum, name);
         spin->Bind(wxEVT_SPINCTRL, [this, field](wxSpinEvent&) { edited(field); });
         control = spin;
     } else {
@@ -305,10 +305,10 @@ void CanSettingsPanel::showForm(const CanForm& form) {
     showCheck(check());
 }
 
-std::string CanSettingsPanel::fault(const CanForm& form) const {
+std::string CanSettingsPanel::error(const CanForm& form) const {
     const CanCheck check = checkForm(form, device_);
-    if (check.faults.empty()) return {};
-    return std::string(canFieldName(check.faults[0].field)) + ": " + check.faults[0].text;
+    if (check.errors.empty()) return {};
+    return std::string(canFieldName(check.errors[0].field)) + ": " + check.errors[0].text;
 }
 
 void CanSettingsPanel::load(const CanForm& checked) {
@@ -337,7 +337,7 @@ void CanSettingsPanel::edited(CanField field) {
 
 void CanSettingsPanel::showRate(CanField field) {
     const CanCheck now = check();
-    if (!isOneOf(field, timing_fields) || !now.faultOf(field).empty()) return;
+    if (!isOneOf(field, timing_fields) || !now.errorOf(field).empty()) return;
     const auto rate = calculatedRate(now.block.speed);
     show(CanField::baud_rate, rate ? rate->label : oabr::can_custom_rate);
 }
@@ -345,11 +345,11 @@ void CanSettingsPanel::showRate(CanField field) {
 void CanSettingsPanel::typed(CanField field) {
     // A spin control that is left with a wrong number brings it into the range and says so within one event:
     // its text counts as wrong until that is over.
-    if (!check().faultOf(field).empty())
+    if (!check().errorOf(field).empty())
         wrong_ = field;
     else
         CallAfter([this, field] {
-            if (check().faultOf(field).empty()) wrong_.reset();
+            if (check().errorOf(field).empty()) wrong_.reset();
         });
     showRate(field);
     failure_.clear();
@@ -359,7 +359,7 @@ void CanSettingsPanel::typed(CanField field) {
 
 void CanSettingsPanel::leftText(CanField field) {
     if (!IsThisEnabled() || text(field) == formOf(device_)[field]) return;
-    if (isOneOf(field, identifier_fields) || (wrong_ != field && check().faultOf(field).empty()))
+    if (isOneOf(field, identifier_fields) || (wrong_ != field && check().errorOf(field).empty()))
         return apply();
     takeBack(field);
 }
@@ -402,26 +402,27 @@ void CanSettingsPanel::showTiming(const can_speed& speed) {
 
 void CanSettingsPanel::showCheck(const CanCheck& check) {
     enableFields();
-    wxString remarks;
+    wxString messages;
     for (size_t i = 0; i < oabr::can_field_count; ++i) {
         const auto field = static_cast<CanField>(i);
-        const bool wrong = !check.faultOf(field).empty();
-        window(field)->SetForegroundColour(remarkColour(wrong));
+        const bool wrong = !check.errorOf(field).empty();
+        window(field)->SetForegroundColour(messageColour(wrong));
         window(field)->Refresh();
     }
-    for (const auto& [field, text] : check.faults)
-        remarks += shownName(window(field)) + ": " + wxString::FromUTF8(text) + ".\n";
-    if (!check.faults.empty()) remarks += "Nothing of this page is sent or stored until that is put right.\n";
+    for (const auto& [field, text] : check.errors)
+        messages += shownName(window(field)) + ": " + wxString::FromUTF8(text) + ".\n";
+    if (!check.errors.empty())
+        messages += "Nothing of this page is sent or stored until that is put right.\n";
     for (const auto& [field, text] : check.warnings)
-        remarks += "Note: " + shownName(window(field)) + ": " + wxString::FromUTF8(text) + ".\n";
-    remarks += wxString::FromUTF8(failure_);
-    remarks_->SetForegroundColour(remarkColour(!check.faults.empty() || !failure_.empty()));
-    remarks_->SetLabelText(remarks);
-    remarks_->Wrap(content_->GetClientSize().x - FromDIP(4 * gap_px));
+        messages += "Note: " + shownName(window(field)) + ": " + wxString::FromUTF8(text) + ".\n";
+    messages += wxString::FromUTF8(failure_);
+    messages_->SetForegroundColour(messageColour(!check.errors.empty() || !failure_.empty()));
+    messages_->SetLabelText(messages);
+    messages_->Wrap(content_->GetClientSize().x - FromDIP(4 * gap_px));
 
     const can_speed& speed = check.block.speed;
     const bool readable = std::all_of(std::begin(timing_fields), std::end(timing_fields),
-                                      [&](CanField field) { return check.faultOf(field).empty(); });
+                                      [&](CanField field) { return check.errorOf(field).empty(); });
     timing_->SetLabelText(readable ? describeTiming(speed) : "");
     const std::string offer = readable ? describeOffer(speed) : "";
     offer_->SetLabelText(wxString::FromUTF8(offer));
@@ -440,13 +441,13 @@ void CanSettingsPanel::enableFields() {
 void CanSettingsPanel::apply() {
     const CanCheck now = check();
     failure_.clear();
-    if (now.faults.empty() && IsThisEnabled()) failure_ = send(now.block, Send::changed);
+    if (now.errors.empty() && IsThisEnabled()) failure_ = send(now.block, Send::changed);
     showCheck(now);
 }
 
 void CanSettingsPanel::SetAllRegisters() {
     const CanCheck now = check();
-    if (!now.faults.empty()) return showCheck(now);
+    if (!now.errors.empty()) return showCheck(now);
     const Activity activity(this, "Writing");
     failure_ = send(now.block, Send::everything);
     showCheck(now);
@@ -537,8 +538,8 @@ void CanSettingsPanel::ReadAllRegisters() {
 
 StoreStep CanSettingsPanel::StoreBesideRecords() {
     const CanCheck now = check();
-    if (!now.faults.empty()) {
-        const auto& [field, text] = now.faults[0];
+    if (!now.errors.empty()) {
+        const auto& [field, text] = now.errors[0];
         return {(GetName() + ", " + shownName(window(field)) + ": ").utf8_string() + text + ".", nullptr};
     }
     apply();  // a text that is still being edited

@@ -36,9 +36,9 @@ public:
     /// What the page shows.
     oabr::CanForm form() const;
     /// What is wrong with a form, naming the field; empty when it is fine.
-    std::string fault(const oabr::CanForm& form) const;
+    std::string error(const oabr::CanForm& form) const;
     /// Shows the texts of a form, sends them and notes the change.
-    /// @param checked  without faults
+    /// @param checked  without errors
     void load(const oabr::CanForm& checked);
     /// Why the device may not have what the page shows; empty when the last sending succeeded.
     const std::string& sendFailure() const { return failure_; }
@@ -78,7 +78,7 @@ private:
     std::array<wxWindow*, oabr::can_field_count> windows_{};
     wxScrolledWindow* content_ = nullptr;
     wxStaticText* timing_ = nullptr;
-    wxStaticText* remarks_ = nullptr;
+    wxStaticText* messages_ = nullptr;
     wxStaticText* offer_ = nullptr;
     wxButton* use_exact_ = nullptr;
 

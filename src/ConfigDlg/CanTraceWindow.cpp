@@ -178,9 +178,9 @@ void CanTraceWindow::build() {
 // ---- Recording ----
 
 void CanTraceWindow::start() {
-    trouble_.clear();
+    error_.clear();
     if (const std::string user = oabr::DeviceUse::user(); !user.empty())
-        trouble_ = "The device is in use by " + wxString::FromUTF8(user) + ".";
+        error_ = "The device is in use by " + wxString::FromUTF8(user) + ".";
     else
         wanted_ = !connected_ || enable();
     showState();
@@ -193,7 +193,7 @@ bool CanTraceWindow::enable() {
     if (running_)
         timer_.Start(take_every_ms);
     else {
-        trouble_ = "The device did not start its trace.";
+        error_ = "The device did not start its trace.";
         wanted_ = false;
     }
     return running_;
@@ -241,7 +241,7 @@ void CanTraceWindow::showState() {
     const char* label = wanted_ ? "&Stop" : "&Start";
     if (start_->GetLabel() != label) start_->SetLabel(label);
     wxString state = running_ ? "Recording" : "Stopped";
-    if (!trouble_.empty()) state = trouble_;
+    if (!error_.empty()) state = error_;
     if (wanted_ && !connected_) state = "Waiting for a device; recording goes on when one is connected";
     SetStatusText(state, 0);
     wxString count = wxString::Format("%llu records, %zu shown",
@@ -252,10 +252,10 @@ void CanTraceWindow::showState() {
 }
 
 void CanTraceWindow::OnFilter() {
-    std::string fault;
-    const auto filter = oabr::CanTraceFilter::parse(filter_->GetValue().utf8_string(), &fault);
-    trouble_ = wxString::FromUTF8(fault);
-    filter_->SetForegroundColour(controls::remarkColour(!filter));
+    std::string error;
+    const auto filter = oabr::CanTraceFilter::parse(filter_->GetValue().utf8_string(), &error);
+    error_ = wxString::FromUTF8(error);
+    filter_->SetForegroundColour(controls::messageColour(!filter));
     filter_->Refresh();
     if (filter) log_.setFilter(*filter);
     showRows();

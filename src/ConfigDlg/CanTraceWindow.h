@@ -59,7 +59,7 @@ private:
     bool wanted_ = false;   // the operator has started it
     bool running_ = false;  // the device sends
     size_t lost_ = 0;       // came faster than they were taken
-    wxString trouble_;
+    wxString error_;
 
     wxListCtrl* list_ = nullptr;
     wxButton* start_ = nullptr;

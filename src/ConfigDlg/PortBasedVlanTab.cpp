@@ -150,7 +150,7 @@ void PortBasedVlanTab::show(const Matrix& matrix) {
 }
 
 void PortBasedVlanTab::say(const wxString& failure) {
-    status_->SetForegroundColour(controls::remarkColour(!failure.empty()));
+    status_->SetForegroundColour(controls::messageColour(!failure.empty()));
     status_->SetLabelText(failure);
 }
 

@@ -44,7 +44,7 @@ std::vector<CheckedGrid::Column> gridColumns() {
                            : i == oabr::smac_fid    ? CheckedGrid::Kind::number
                                                     : CheckedGrid::Kind::text,
                            looks[i].width_px, empty[i],
-                           [i](const std::string& text) { return oabr::staticMacFault(i, text); }});
+                           [i](const std::string& text) { return oabr::staticMacError(i, text); }});
     }
     return columns;
 }
@@ -71,7 +71,7 @@ StaticMacAdressTab::StaticMacAdressTab(wxWindow* parent) : OABRControlFrame(pare
         apply(rows);
     };
     grid_->on_typed = [this] { noteChange(); };
-    grid_->on_remark = [this] { showState(); };
+    grid_->on_message = [this] { showState(); };
     status_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
                                wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "staticMacStatus");
     auto* content = new wxBoxSizer(wxVERTICAL);
@@ -108,13 +108,13 @@ void StaticMacAdressTab::showRow(int row, const ksz_smac_entry& entry) {
 
 void StaticMacAdressTab::showState() {
     if (status_ == nullptr) return;
-    std::string remark = grid_->remark();
-    if (grid_->hasFaults() && !remark.empty())
-        remark += " Wrong entries are not sent, and nothing is stored.";
-    if (remark.empty()) remark = failure_;
-    status_->SetForegroundColour(controls::remarkColour(!remark.empty()));
-    status_->SetLabelText(wxString::FromUTF8(remark));
-    status_->SetToolTip(wxString::FromUTF8(remark));
+    std::string message = grid_->message();
+    if (grid_->hasErrors() && !message.empty())
+        message += " Wrong entries are not sent, and nothing is stored.";
+    if (message.empty()) message = failure_;
+    status_->SetForegroundColour(controls::messageColour(!message.empty()));
+    status_->SetLabelText(wxString::FromUTF8(message));
+    status_->SetToolTip(wxString::FromUTF8(message));
 }
 
 // ---- The device ----
@@ -219,8 +219,8 @@ void StaticMacAdressTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_reco
 
 StoreStep StaticMacAdressTab::StoreBesideRecords() {
     grid_->finishEditing();
-    if (!grid_->hasFaults()) return {};
-    return {GetName().utf8_string() + ", " + grid_->remark(), nullptr};
+    if (!grid_->hasErrors()) return {};
+    return {GetName().utf8_string() + ", " + grid_->message(), nullptr};
 }
 
 std::string StaticMacAdressTab::describeFit(unsigned missing_switch_bytes) const {

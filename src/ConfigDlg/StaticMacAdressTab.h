@@ -39,7 +39,7 @@ public:
     Cells cells() const;
     wxString rowLabel(int row) const;
     /// Shows a table, writes what of it differs from the device and notes the change.
-    /// @param checked  without faults, see checkStaticMac
+    /// @param checked  without errors, see checkStaticMac
     /// @return         false when the device did not take all of it
     bool load(const Cells& checked);
 

@@ -41,15 +41,15 @@ VlanEntryDialog::VlanEntryDialog(wxWindow* parent, const wxString& title, const 
         ports_[i]->SetValue(member);
         box->Add(ports_[i], wxSizerFlags().Border(wxALL, FromDIP(3)));
     }
-    remark_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, wxST_NO_AUTORESIZE,
-                               "vlanEntryRemark");
-    remark_->SetForegroundColour(controls::remarkColour(true));
+    message_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, wxST_NO_AUTORESIZE,
+                                "vlanEntryMessage");
+    message_->SetForegroundColour(controls::messageColour(true));
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(grid, wxSizerFlags().Expand().Border(wxALL, 2 * gap));
     content->Add(box, wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT, 2 * gap));
-    content->Add(remark_, wxSizerFlags().Expand().Border(wxALL, 2 * gap));
+    content->Add(message_, wxSizerFlags().Expand().Border(wxALL, 2 * gap));
     content->Add(CreateButtonSizer(wxOK | wxCANCEL), wxSizerFlags().Expand().Border(wxALL, gap));
-    remark_->SetMinSize(remark_->GetTextExtent("VID: 4094 is in the table already, in no other row."));
+    message_->SetMinSize(message_->GetTextExtent("VID: 4094 is in the table already, in no other row."));
     SetSizerAndFit(content);
     CentreOnParent();
     ok_ = static_cast<wxButton*>(FindWindow(wxID_OK));
@@ -58,17 +58,17 @@ VlanEntryDialog::VlanEntryDialog(wxWindow* parent, const wxString& title, const 
     check();
 }
 
-std::string VlanEntryDialog::fault() const {
+std::string VlanEntryDialog::error() const {
     const std::string vid = vid_->GetValue().utf8_string();
-    if (const std::string wrong = oabr::vidFault(vid); !wrong.empty()) return "VID: " + wrong + ".";
+    if (const std::string wrong = oabr::vidError(vid); !wrong.empty()) return "VID: " + wrong + ".";
     if (taken_(std::stoi(vid))) return "VID: " + vid + " is in the table already.";
-    const std::string wrong = oabr::fidFault(fid_->GetValue().utf8_string());
+    const std::string wrong = oabr::fidError(fid_->GetValue().utf8_string());
     return wrong.empty() ? "" : "FID: " + wrong + ".";
 }
 
 void VlanEntryDialog::check() {
-    const std::string wrong = fault();
-    remark_->SetLabelText(wxString::FromUTF8(wrong));
+    const std::string wrong = error();
+    message_->SetLabelText(wxString::FromUTF8(wrong));
     ok_->Enable(wrong.empty());
 }
 

@@ -29,14 +29,14 @@ public:
     ksz_vlan_row row() const;
 
 private:
-    std::string fault() const;
+    std::string error() const;
     void check();
 
     const std::function<bool(int)> taken_;
     wxTextCtrl* vid_ = nullptr;
     wxTextCtrl* fid_ = nullptr;
     std::array<wxCheckBox*, ksz_port_count> ports_{};
-    wxStaticText* remark_ = nullptr;
+    wxStaticText* message_ = nullptr;
     wxButton* ok_ = nullptr;
 };
 

@@ -161,13 +161,13 @@ wxSizer* VlanTab::buildPorts(wxWindow* parent) {
     for (const char* port : vlan_port_names)
         rows.push_back(port);
     std::vector<CheckedGrid::Column> columns = {{"PVID", "The VLAN of frames that come in without a tag",
-                                                 CheckedGrid::Kind::number, 90, "1", oabr::pvidFault}};
+                                                 CheckedGrid::Kind::number, 90, "1", oabr::pvidError}};
     for (size_t i = 0; i < vlan_flags.size(); ++i)
         columns.push_back({vlan_flags[i].name, flag_tooltips[i], CheckedGrid::Kind::flag, 110, "0", nullptr});
     ports_ = new CheckedGrid(box->GetStaticBox(), ID_PORTS, "Ports", "Port", rows, std::move(columns));
     ports_->on_changed = [this](const CheckedGrid::Cells&) { portsEdited(); };
     ports_->on_typed = [this] { noteChange(); };
-    ports_->on_remark = [this] { showState(); };
+    ports_->on_message = [this] { showState(); };
     box->Add(ports_, wxSizerFlags().Expand().Border(wxALL, FromDIP(gap_px)));
     return box;
 }
@@ -222,7 +222,7 @@ void VlanTab::portsEdited() {
     auto texts = vlanFormOf(device_).ports;
     for (size_t row = 0; row < texts.size(); ++row) {
         for (size_t column = 0; column < texts[row].size(); ++column) {
-            if (ports_->faultOf(static_cast<int>(row), static_cast<int>(column)).empty())
+            if (ports_->errorOf(static_cast<int>(row), static_cast<int>(column)).empty())
                 texts[row][column] = shown.ports[row][column];
         }
     }
@@ -253,11 +253,12 @@ void VlanTab::showState() {
     std::string text = needsRead()
                            ? "The settings were not read from the device."
                            : std::to_string(rows_.size()) + (rows_.size() == 1 ? " VLAN." : " VLANs.");
-    std::string remark = ports_->remark();
-    if (ports_->hasFaults() && !remark.empty()) remark += " Wrong cells are not sent, and nothing is stored.";
-    for (const std::string& one : {remark_, remark})
+    std::string message = ports_->message();
+    if (ports_->hasErrors() && !message.empty())
+        message += " Wrong cells are not sent, and nothing is stored.";
+    for (const std::string& one : {message_, message})
         text += one.empty() ? "" : " " + one;
-    status_->SetForegroundColour(controls::remarkColour(!remark_.empty() || !remark.empty()));
+    status_->SetForegroundColour(controls::messageColour(!message_.empty() || !message.empty()));
     status_->SetToolTip(wxString::FromUTF8(text));
     status_->SetLabelText(wxString::FromUTF8(text));
 }
@@ -287,8 +288,8 @@ void VlanTab::applyTable(const VlanTable& table, int select_vid) {
 }
 
 void VlanTab::addVlan() {
-    int free = oabr::vlan_least_vid;
-    while (free < oabr::vlan_most_vid && hasVlan(free))
+    int free = oabr::vlan_min_vid;
+    while (free < oabr::vlan_max_vid && hasVlan(free))
         ++free;
     VlanEntryDialog dialog(this, "Add VLAN", {free, {true, 0, 0}}, [this](int vid) { return hasVlan(vid); });
     if (dialog.ShowModal() != wxID_OK) return;
@@ -329,8 +330,8 @@ void VlanTab::copyVlans() const {
 
 void VlanTab::pasteVlans() {
     std::vector<ksz_vlan_row> rows;
-    remark_ = oabr::parseVlanRows(controls::clipboardText().utf8_string(), &rows);
-    if (!remark_.empty()) remark_ = "Nothing was pasted. " + remark_;
+    message_ = oabr::parseVlanRows(controls::clipboardText().utf8_string(), &rows);
+    if (!message_.empty()) message_ = "Nothing was pasted. " + message_;
     if (rows.empty()) return showState();
     VlanTable table = device_.table;
     for (const ksz_vlan_row& row : rows)
@@ -342,7 +343,7 @@ void VlanTab::pasteVlans() {
 
 TableJobResult VlanTab::apply(const VlanSettings& target, Write what) {
     const Steps steps = stepsTo(target, what == Write::everything ? nullptr : &device_);
-    remark_.clear();
+    message_.clear();
     if (steps.empty()) {
         showState();
         return TableJobResult::finished;
@@ -358,8 +359,8 @@ TableJobResult VlanTab::apply(const VlanSettings& target, Write what) {
         showState();
         return result;
     }
-    trouble_ = result == TableJobResult::stopped ? "The writing was stopped half-way."
-                                                 : "The device did not take all of the settings.";
+    write_error_ = result == TableJobResult::stopped ? "The writing was stopped half-way."
+                                                     : "The device did not take all of the settings.";
     OnValuesChanged();
     return result;
 }
@@ -398,8 +399,8 @@ void VlanTab::ReadAllRegisters() {
         device_ = read;
         setNeedsRead(false);
     }
-    remark_ = std::exchange(trouble_, "");
-    if (result == TableJobResult::failed) remark_ += remark_.empty() ? "It does not answer." : "";
+    message_ = std::exchange(write_error_, "");
+    if (result == TableJobResult::failed) message_ += message_.empty() ? "It does not answer." : "";
     showSettings();
 }
 
@@ -423,8 +424,8 @@ void VlanTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::v
 
 StoreStep VlanTab::StoreBesideRecords() {
     ports_->finishEditing();
-    const std::string fault = checkVlanForm(form());
-    return {fault.empty() ? "" : GetName().utf8_string() + ", " + fault, nullptr};
+    const std::string error = checkVlanForm(form());
+    return {error.empty() ? "" : GetName().utf8_string() + ", " + error, nullptr};
 }
 
 std::string VlanTab::describeFit(unsigned missing_switch_bytes) const {

@@ -40,7 +40,7 @@ public:
     oabr::VlanForm form() const;
     /// Shows a form, writes what of it differs from the device and notes the change. After a stop or a
     /// failure the device is read again, so that the page shows what it holds.
-    /// @param checked  without faults, see checkVlanForm
+    /// @param checked  without errors, see checkVlanForm
     controls::TableJobResult load(const oabr::VlanForm& checked);
 
     // What the keys and buttons of the table do, on the rows that are selected.
@@ -67,8 +67,8 @@ private:
 
     oabr::VlanSettings device_;  // what the device was last seen to hold
     std::vector<ksz_vlan_row> rows_;
-    std::string remark_;   // of what was done last
-    std::string trouble_;  // of a writing that did not come to its end, until the device is read again
+    std::string message_;      // of what was done last
+    std::string write_error_;  // of a writing that did not come to its end, until the device is read again
 
     wxWindow* content_ = nullptr;
     wxCheckBox* enable_ = nullptr;

@@ -82,9 +82,9 @@ std::string showValues(const OABRControlFrame& page, std::span<const ControlValu
 std::string loadControls(OABRControlFrame* page, std::span<const ControlValue> controls,
                          const Element& element) {
     Values values = shownValues(*page, controls);
-    std::string faults = config::extract(element, &values);
-    if (faults.empty()) faults = showValues(*page, controls, element, values);
-    if (!faults.empty()) return faults;
+    std::string errors = config::extract(element, &values);
+    if (errors.empty()) errors = showValues(*page, controls, element, values);
+    if (!errors.empty()) return errors;
     const comm_run run;
     page->SetAllRegisters();
     if (PageHost* host = pageHost(page)) {
@@ -102,21 +102,21 @@ std::vector<std::string> rowNames(const StaticMacAdressTab& tab) {
 }
 
 /// The page's part of a document.
-const Element* partOf(const config::Document& document, ConfigPanel panel, std::string* faults) {
+const Element* partOf(const config::Document& document, ConfigPanel panel, std::string* errors) {
     const char* const name = elementOf(panel);
     const auto found = std::ranges::find(document.elements, name, &Element::name);
     const auto count = std::ranges::count(document.elements, name, &Element::name);
     if (count == 1) return &*found;
-    *faults += std::string(count == 0 ? "missing" : "doubled") + " element \"" + name + "\"\n";
+    *errors += std::string(count == 0 ? "missing" : "doubled") + " element \"" + name + "\"\n";
     return nullptr;
 }
 
 /// What is wrong with the tables of the VLAN page, a line; empty when nothing is.
-std::string vlanFault(const config::VlanTables& tables) {
-    std::string fault = oabr::checkStaticMac(tables.static_mac);
-    if (!fault.empty()) return "\"VLAN/Static_Mac\", " + fault + "\n";
-    fault = oabr::checkVlanForm(tables.vlan);
-    return fault.empty() ? "" : "\"VLAN\", " + fault + "\n";
+std::string vlanError(const config::VlanTables& tables) {
+    std::string error = oabr::checkStaticMac(tables.static_mac);
+    if (!error.empty()) return "\"VLAN/Static_Mac\", " + error + "\n";
+    error = oabr::checkVlanForm(tables.vlan);
+    return error.empty() ? "" : "\"VLAN\", " + error + "\n";
 }
 
 wxString askWithDialog(wxWindow* parent, bool save) {
@@ -138,12 +138,12 @@ wxString shownPath(const char* path) {
 
 /// Lines of a message, fit to be shown: a file may hold texts of any length.
 wxString messageText(const std::string& lines) {
-    constexpr size_t most = 160;
+    constexpr size_t maximum = 160;
     wxString text;
     for (size_t begin = 0; begin < lines.size();) {
         const size_t end = std::min(lines.find('\n', begin), lines.size());
-        const wxString line = deviceText(lines.substr(begin, std::min(end - begin, most + 1)));
-        text += line.length() > most ? line.Left(most) + "...\n" : line + "\n";
+        const wxString line = deviceText(lines.substr(begin, std::min(end - begin, maximum + 1)));
+        text += line.length() > maximum ? line.Left(maximum) + "...\n" : line + "\n";
         begin = end + 1;
     }
     return text;
@@ -205,12 +205,12 @@ bool ConfigManager::saveXmlFile(const char* path) {
 }
 
 void ConfigManager::tellWrongEntries() const {
-    std::string faults;
-    if (dialog_->isChosen(ConfigPanel::vlan)) faults += vlanFault(shownTables());
-    if (dialog_->isChosen(ConfigPanel::life_cycle)) faults += lifeCycleFault(life_cycle_->form());
-    if (faults.empty()) return;
+    std::string errors;
+    if (dialog_->isChosen(ConfigPanel::vlan)) errors += vlanError(shownTables());
+    if (dialog_->isChosen(ConfigPanel::life_cycle)) errors += lifeCycleError(life_cycle_->form());
+    if (errors.empty()) return;
     wxMessageBox("The file was written as the pages are. It can be loaded when this is corrected:\n\n" +
-                     messageText(faults),
+                     messageText(errors),
                  "Save XML file", wxOK | wxICON_WARNING, window());
 }
 
@@ -243,9 +243,9 @@ Element ConfigManager::saveXmlLifeCycle() const {
 
 // ---- What is wrong ----
 
-std::string ConfigManager::lifeCycleFault(const oabr::CanForm& form) const {
-    const std::string fault = life_cycle_->fault(form);
-    return fault.empty() ? "" : "\"LifeCycle\", " + fault + "\n";
+std::string ConfigManager::lifeCycleError(const oabr::CanForm& form) const {
+    const std::string error = life_cycle_->error(form);
+    return error.empty() ? "" : "\"LifeCycle\", " + error + "\n";
 }
 
 // ---- Loading ----
@@ -272,16 +272,16 @@ bool ConfigManager::loadXmlFile(const char* path) {
                               {ConfigPanel::vlan, &ConfigManager::loadXmlVlan},
                               {ConfigPanel::life_cycle, &ConfigManager::loadXmlLifeCycle}};
     const config::Document document = config::loadDocument(path);
-    std::string faults;
-    if (!document.error.empty()) faults = document.error + "\n";
+    std::string errors;
+    if (!document.error.empty()) errors = document.error + "\n";
     for (const Reader& reader : readers) {
         if (!document.error.empty() || !dialog_->isChosen(reader.panel)) continue;
-        if (const Element* part = partOf(document, reader.panel, &faults))
-            faults += (this->*reader.load)(*part);
+        if (const Element* part = partOf(document, reader.panel, &errors))
+            errors += (this->*reader.load)(*part);
     }
-    if (faults.empty()) return true;
+    if (errors.empty()) return true;
     wxMessageBox("Not everything could be loaded from \"" + shownPath(path) + "\":\n\n" +
-                     messageText(faults) + "\nA page whose part of the file is faulty is as it was before.",
+                     messageText(errors) + "\nA page whose part of the file is faulty is as it was before.",
                  "Open XML Config", wxOK | wxICON_ERROR, window());
     return false;
 }
@@ -298,11 +298,11 @@ std::string ConfigManager::loadXmlVlan(const Element& element) {
     for (const Element& table : element.children)
         LOG_DEBUG(71, "+++ %s %s", table.name.c_str(), table.text.c_str());
     config::VlanTables tables;
-    std::string faults = config::readVlanTables(element, rowNames(*static_mac_), &tables);
-    if (!faults.empty()) return faults;
+    std::string errors = config::readVlanTables(element, rowNames(*static_mac_), &tables);
+    if (!errors.empty()) return errors;
     // All three tabs are one page: nothing is loaded before everything is found good.
-    faults = vlanFault(tables);
-    if (!faults.empty()) return faults;
+    errors = vlanError(tables);
+    if (!errors.empty()) return errors;
     const char* const refused = "\"VLAN\": the device did not take all of it\n";
     if (!port_based_->load(tables.port_based) || !static_mac_->load(tables.static_mac)) return refused;
     switch (vlan_->load(tables.vlan)) {
@@ -320,13 +320,13 @@ std::string ConfigManager::loadXmlLifeCycle(const Element& element) {
     Values values;
     for (size_t i = 0; i < oabr::can_field_count; ++i)
         values.emplace_back(oabr::canFieldName(static_cast<oabr::CanField>(i)), "");
-    std::string faults = config::extract(element, &values);
-    if (!faults.empty()) return faults;
+    std::string errors = config::extract(element, &values);
+    if (!errors.empty()) return errors;
     oabr::CanForm form;
     for (size_t i = 0; i < oabr::can_field_count; ++i)
         form[static_cast<oabr::CanField>(i)] = values[i].second;
-    faults = lifeCycleFault(form);
-    if (!faults.empty()) return faults;
+    errors = lifeCycleError(form);
+    if (!errors.empty()) return errors;
     life_cycle_->load(form);
     const std::string& failure = life_cycle_->sendFailure();
     return failure.empty() ? "" : "\"LifeCycle\", " + failure + "\n";

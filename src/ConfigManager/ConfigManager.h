@@ -52,7 +52,7 @@ private:
 
     config::VlanTables shownTables() const;
     /// What is wrong with the values of the page, a line; empty when nothing is.
-    std::string lifeCycleFault(const oabr::CanForm& form) const;
+    std::string lifeCycleError(const oabr::CanForm& form) const;
 
     config::Element saveXmlPortconfig() const;
     config::Element saveXmlsniffing() const;

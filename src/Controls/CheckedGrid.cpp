@@ -13,7 +13,7 @@
 namespace kovgui::controls {
 namespace {
 
-constexpr const char* flag_fault = "must be 1 or 0";
+constexpr const char* flag_error = "must be 1 or 0";
 
 bool isFlagText(const wxString& text) {
     return text == "1" || text == "0" || text.empty();
@@ -111,14 +111,14 @@ CheckedGrid::CheckedGrid(wxWindow* parent, int id, const wxString& name, const w
     Bind(wxEVT_GRID_EDITOR_HIDDEN, [this](wxGridEvent& event) {
         event.Skip();
         typing_ = false;
-        typed_fault_.clear();
-        tellRemark();
+        typed_error_.clear();
+        tellMessage();
     });
     Bind(wxEVT_GRID_SELECT_CELL, [this](wxGridEvent& event) {
         event.Skip();
         CallAfter([this] {
             announceCursor();
-            tellRemark();
+            tellMessage();
         });
     });
     GetGridWindow()->Bind(wxEVT_MOTION, &CheckedGrid::OnMotion, this);
@@ -132,25 +132,25 @@ std::string CheckedGrid::text(int row, int column) const {
 }
 
 std::string CheckedGrid::check(int column, const std::string& text) const {
-    if (isFlag(column)) return text == "1" || text == "0" ? "" : flag_fault;
+    if (isFlag(column)) return text == "1" || text == "0" ? "" : flag_error;
     const Column& one = columns_[static_cast<size_t>(column)];
     return one.check ? one.check(text) : "";
 }
 
 void CheckedGrid::mark(const Cell& cell) {
-    const std::string fault = check(cell.column, text(cell.row, cell.column));
-    const auto known = faults_.find(cell);
-    if (fault.empty() == (known == faults_.end())) {
-        if (known != faults_.end()) known->second = fault;
+    const std::string error = check(cell.column, text(cell.row, cell.column));
+    const auto known = errors_.find(cell);
+    if (error.empty() == (known == errors_.end())) {
+        if (known != errors_.end()) known->second = error;
         return;
     }
-    if (fault.empty())
-        faults_.erase(known);
+    if (error.empty())
+        errors_.erase(known);
     else
-        faults_[cell] = fault;
+        errors_[cell] = error;
     const Colours wrong = wrongColours();
-    SetCellBackgroundColour(cell.row, cell.column, fault.empty() ? wxNullColour : wrong.background);
-    SetCellTextColour(cell.row, cell.column, fault.empty() ? wxNullColour : wrong.text);
+    SetCellBackgroundColour(cell.row, cell.column, error.empty() ? wxNullColour : wrong.background);
+    SetCellTextColour(cell.row, cell.column, error.empty() ? wxNullColour : wrong.text);
     RefreshBlock(cell.row, cell.column, cell.row, cell.column);
     tooltip_cell_ = {-1, -1};
 }
@@ -158,17 +158,17 @@ void CheckedGrid::mark(const Cell& cell) {
 void CheckedGrid::show(int row, int column, const std::string& text) {
     SetCellValue(row, column, wxString::FromUTF8(text));
     mark({row, column});
-    tellRemark();
+    tellMessage();
 }
 
-std::string CheckedGrid::faultOf(int row, int column) const {
-    const auto found = faults_.find({row, column});
-    return found == faults_.end() ? "" : found->second;
+std::string CheckedGrid::errorOf(int row, int column) const {
+    const auto found = errors_.find({row, column});
+    return found == errors_.end() ? "" : found->second;
 }
 
 bool CheckedGrid::isRowWrong(int row) const {
-    const auto first = faults_.lower_bound({row, 0});
-    return first != faults_.end() && first->first.row == row;
+    const auto first = errors_.lower_bound({row, 0});
+    return first != errors_.end() && first->first.row == row;
 }
 
 wxString CheckedGrid::nameOf(const Cell& cell) const {
@@ -177,31 +177,31 @@ wxString CheckedGrid::nameOf(const Cell& cell) const {
     return GetCornerLabelValue() + " " + GetRowLabelValue(cell.row) + ", " + column;
 }
 
-std::string CheckedGrid::describe(const Cell& cell, const std::string& fault) const {
-    return (nameOf(cell) + ": " + wxString::FromUTF8(fault) + ".").utf8_string();
+std::string CheckedGrid::describe(const Cell& cell, const std::string& error) const {
+    return (nameOf(cell) + ": " + wxString::FromUTF8(error) + ".").utf8_string();
 }
 
-std::string CheckedGrid::remark() const {
-    if (!typed_fault_.empty()) return describe(cursor(), typed_fault_);
-    std::map<Cell, std::string> faults = faults_;
-    if (typing_) faults.erase(cursor());  // what is typed takes its place
-    if (faults.empty()) return paste_remark_.utf8_string();
-    const auto at_cursor = faults.find(cursor());
-    const auto& [cell, fault] = at_cursor != faults.end() ? *at_cursor : *faults.begin();
-    wxString text = wxString::FromUTF8(describe(cell, fault));
-    if (faults.size() > 1) text += wxString::Format(" %zu more wrong.", faults.size() - 1);
-    if (!paste_remark_.empty()) text += " " + paste_remark_;
+std::string CheckedGrid::message() const {
+    if (!typed_error_.empty()) return describe(cursor(), typed_error_);
+    std::map<Cell, std::string> errors = errors_;
+    if (typing_) errors.erase(cursor());  // what is typed takes its place
+    if (errors.empty()) return paste_message_.utf8_string();
+    const auto at_cursor = errors.find(cursor());
+    const auto& [cell, error] = at_cursor != errors.end() ? *at_cursor : *errors.begin();
+    wxString text = wxString::FromUTF8(describe(cell, error));
+    if (errors.size() > 1) text += wxString::Format(" %zu more wrong.", errors.size() - 1);
+    if (!paste_message_.empty()) text += " " + paste_message_;
     return text.utf8_string();
 }
 
-void CheckedGrid::tellRemark() {
-    if (on_remark) on_remark();
+void CheckedGrid::tellMessage() {
+    if (on_message) on_message();
 }
 
 void CheckedGrid::tellChanged(const Cells& changed) {
     announceCursor();
     if (!changed.empty() && on_changed) on_changed(changed);
-    tellRemark();
+    tellMessage();
 }
 
 /// The toolkit's grid tells a screen reader nothing of its cells, so its name says where the cursor is.
@@ -210,8 +210,8 @@ void CheckedGrid::announceCursor() {
     if (hasCursor()) {
         const auto [row, column] = cursor();
         name += ", " + nameOf(cursor()) + ": " + GetCellValue(row, column);
-        if (const std::string fault = faultOf(row, column); !fault.empty())
-            name += ", " + wxString::FromUTF8(fault);
+        if (const std::string error = errorOf(row, column); !error.empty())
+            name += ", " + wxString::FromUTF8(error);
     }
     setAccessibleName(this, name);
 }
@@ -284,7 +284,7 @@ void CheckedGrid::paste() {
     if (lines.empty() || !target) return;
     Cells changed;
     size_t left_out = 0;
-    paste_remark_.clear();
+    paste_message_.clear();
     const auto putPasted = [&](const Cell& cell, const std::string& text) {
         put(cell, isFlag(cell.column) ? pastedFlag(text) : text, &changed);
     };
@@ -303,13 +303,13 @@ void CheckedGrid::paste() {
         }
     }
     if (left_out > 0)
-        paste_remark_ = wxString::Format("Pasted values beyond the table were left out: %zu.", left_out);
+        paste_message_ = wxString::Format("Pasted values beyond the table were left out: %zu.", left_out);
     tellChanged(changed);
 }
 
 void CheckedGrid::clearSelection() {
     Cells changed;
-    paste_remark_.clear();
+    paste_message_.clear();
     forEachCell(selection(), [&](const Cell& cell) {
         put(cell, columns_[static_cast<size_t>(cell.column)].cleared, &changed);
     });
@@ -320,7 +320,7 @@ void CheckedGrid::toggleFlags() {
     if (!hasCursor() || !isFlag(cursor().column)) return;
     const std::string state = text(cursor().row, cursor().column) == "1" ? "0" : "1";
     Cells changed;
-    paste_remark_.clear();
+    paste_message_.clear();
     put(cursor(), state, &changed);
     forEachCell(selection(), [&](const Cell& cell) {
         if (isFlag(cell.column)) put(cell, state, &changed);
@@ -368,15 +368,15 @@ void CheckedGrid::OnTyped(wxCommandEvent& event) {
     if (!IsCellEditControlEnabled() || editor == nullptr) return event.Skip();
     const std::string typed = event.GetString().utf8_string();
     const auto [row, column] = cursor();
-    paste_remark_.clear();
+    paste_message_.clear();
     typing_ = true;
-    typed_fault_ = check(column, typed);
+    typed_error_ = check(column, typed);
     const Colours wrong = wrongColours();
-    editor->SetBackgroundColour(typed_fault_.empty() ? GetDefaultCellBackgroundColour() : wrong.background);
-    editor->SetForegroundColour(typed_fault_.empty() ? GetDefaultCellTextColour() : wrong.text);
+    editor->SetBackgroundColour(typed_error_.empty() ? GetDefaultCellBackgroundColour() : wrong.background);
+    editor->SetForegroundColour(typed_error_.empty() ? GetDefaultCellTextColour() : wrong.text);
     editor->Refresh();
     if (typed != text(row, column) && on_typed) on_typed();
-    tellRemark();
+    tellMessage();
 }
 
 void CheckedGrid::OnClick(wxGridEvent& event) {
@@ -387,7 +387,7 @@ void CheckedGrid::OnClick(wxGridEvent& event) {
         CalcUnscrolledPosition(event.GetPosition() - wxPoint(GetRowLabelSize(), GetColLabelSize()));
     if (!boxIn(GetGridWindow(), CellToRect(cell.row, cell.column)).Contains(at)) return;
     Cells changed;
-    paste_remark_.clear();
+    paste_message_.clear();
     put(cell, text(cell.row, cell.column) == "1" ? "0" : "1", &changed);
     tellChanged(changed);
 }
@@ -399,13 +399,13 @@ void CheckedGrid::OnMotion(wxMouseEvent& event) {
     if (cell == tooltip_cell_) return;
     tooltip_cell_ = cell;
     if (at == wxGridNoCellCoords) return GetGridWindow()->UnsetToolTip();
-    const std::string fault = faultOf(cell.row, cell.column);
-    GetGridWindow()->SetToolTip(fault.empty() ? wxString(columns_[static_cast<size_t>(cell.column)].tooltip)
-                                              : wxString::FromUTF8(describe(cell, fault)));
+    const std::string error = errorOf(cell.row, cell.column);
+    GetGridWindow()->SetToolTip(error.empty() ? wxString(columns_[static_cast<size_t>(cell.column)].tooltip)
+                                              : wxString::FromUTF8(describe(cell, error)));
 }
 
-wxColour remarkColour(bool fault) {
-    if (!fault) return wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOWTEXT);
+wxColour messageColour(bool error) {
+    if (!error) return wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOWTEXT);
     return wxSystemSettings::GetAppearance().IsDark() ? wxColour(0xFF, 0x80, 0x70)
                                                       : wxColour(0xB0, 0x10, 0x10);
 }

@@ -47,20 +47,20 @@ public:
     std::function<void(const Cells&)> on_changed;
     /// The operator is typing something else than the cell holds.
     std::function<void()> on_typed;
-    /// What `remark` gives may have changed.
-    std::function<void()> on_remark;
+    /// What `message` gives may have changed.
+    std::function<void()> on_message;
 
     std::string text(int row, int column) const;
-    /// Shows and checks a text; nothing is called back but on_remark.
+    /// Shows and checks a text; nothing is called back but on_message.
     void show(int row, int column, const std::string& text);
 
     /// What is wrong with a cell; empty for nothing.
-    std::string faultOf(int row, int column) const;
+    std::string errorOf(int row, int column) const;
     bool isRowWrong(int row) const;
-    bool hasFaults() const { return !faults_.empty(); }
+    bool hasErrors() const { return !errors_.empty(); }
     /// What to tell the operator now, naming row and column: of what is being typed, of the cell at the
     /// cursor, else of the first wrong one; or what of a paste did not fit. Empty when all is well.
-    std::string remark() const;
+    std::string message() const;
 
     /// Takes over what stands in an open editor, as if its cell had been left.
     void finishEditing();
@@ -80,7 +80,7 @@ private:
     bool isFlag(int column) const { return columns_[static_cast<size_t>(column)].kind == Kind::flag; }
     std::string check(int column, const std::string& text) const;
     wxString nameOf(const Cell& cell) const;
-    std::string describe(const Cell& cell, const std::string& fault) const;
+    std::string describe(const Cell& cell, const std::string& error) const;
     Cell cursor() const { return {GetGridCursorRow(), GetGridCursorCol()}; }
     bool hasCursor() const { return GetGridCursorRow() >= 0 && GetGridCursorCol() >= 0; }
     wxGridBlockCoords selection() const;
@@ -88,7 +88,7 @@ private:
     void put(const Cell& cell, const std::string& text, Cells* changed);
     void mark(const Cell& cell);
     void tellChanged(const Cells& changed);
-    void tellRemark();
+    void tellMessage();
     void announceCursor();
 
     bool leave(bool forward);
@@ -99,15 +99,15 @@ private:
 
     const wxString name_;
     const std::vector<Column> columns_;
-    std::map<Cell, std::string> faults_;
-    std::string typed_fault_;  // of what stands in the editor
-    wxString paste_remark_;    // until the next edit
+    std::map<Cell, std::string> errors_;
+    std::string typed_error_;  // of what stands in the editor
+    wxString paste_message_;   // until the next edit
     Cell tooltip_cell_{-1, -1};
     bool typing_ = false;
     bool dropping_ = false;
 };
 
 /// The colour of a text on a page, which may be one that says what is wrong.
-wxColour remarkColour(bool fault);
+wxColour messageColour(bool error);
 
 }  // namespace kovgui::controls

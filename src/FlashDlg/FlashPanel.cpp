@@ -32,7 +32,7 @@ constexpr const char* stopping_text = "Stopping ...";
 
 /// Above what a job sends: the dialog never takes a job for finished by itself.
 constexpr int progress_range = 101;
-constexpr int most_progress = 100;
+constexpr int max_progress = 100;
 
 uint8_t byteOf(uint32_t packed, int byte) {
     return static_cast<uint8_t>(packed >> 8 * byte);
@@ -269,10 +269,10 @@ void FlashPanel::OnThreadUpdate(wxThreadEvent& event) {
                                                this, wxPD_APP_MODAL | wxPD_CAN_ABORT | wxPD_ELAPSED_TIME);
         if (wxWindow* const stop = progress_->FindWindow(wxID_CANCEL)) stop->SetLabel("&Stop");
     }
-    const bool go_on = progress_->Update(std::clamp(event.GetInt(), 0, most_progress), job_status_);
+    const bool go_on = progress_->Update(std::clamp(event.GetInt(), 0, max_progress), job_status_);
     if (!go_on) {
         cancelJob();
-        progress_->Update(std::clamp(event.GetInt(), 0, most_progress), stopping_text);
+        progress_->Update(std::clamp(event.GetInt(), 0, max_progress), stopping_text);
     }
 }
 

@@ -26,7 +26,7 @@ constexpr int retry_pause_ms = 300;
 constexpr int ms_per_percent = 600;  // of the wait for the bootloader: the bar fills in a minute
 constexpr int final_answer_pause_ms = 250;
 constexpr int drain_pause_ms = 100;
-constexpr int most_drains = 50;
+constexpr int max_drains = 50;
 constexpr int firmware_start_pause_ms = 100;
 constexpr int max_answer = 64;
 
@@ -143,7 +143,7 @@ int FlashThread::readFinalAnswer() {
     }
     bool rejected = answer.find(C45Device::answer_rejected) != answer.npos;
     pause(final_answer_pause_ms);
-    for (int i = 0; i < most_drains; ++i) {
+    for (int i = 0; i < max_drains; ++i) {
         if (device_.read(&answer, max_answer) != ftdi::FT_OK) return fail("Couldn't read data");
         if (answer.empty()) break;
         rejected = rejected || answer.find(C45Device::answer_rejected) != answer.npos;

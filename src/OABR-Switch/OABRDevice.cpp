@@ -340,13 +340,13 @@ int OABRDevice::stopReceiverThread() {
 /// Hands on what has been received, at most so much at a time that a stop is noticed.
 /// @return false when the converter has gone
 bool OABRDevice::receiveAvailable() {
-    constexpr int most_at_once = 64;
+    constexpr int max_at_once = 64;
     std::string bytes;
-    if (read(&bytes, most_at_once) != FT_OK) return false;
+    if (read(&bytes, max_at_once) != FT_OK) return false;
     for (const char byte : bytes)
         hdlc_on_rx_byte(static_cast<uint8_t>(byte));
     // The event tells of new bytes only, and more may be left.
-    if (bytes.size() == most_at_once) receiveEvent().set();
+    if (bytes.size() == max_at_once) receiveEvent().set();
     return true;
 }
 

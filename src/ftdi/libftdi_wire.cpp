@@ -21,7 +21,7 @@ constexpr size_t out_size = 4096;
 /// How long cancelled transfers may take to come back.
 constexpr milliseconds cancel_limit{1000};
 /// Reads that fail one after the other before the converter counts as gone.
-constexpr int most_failures = 8;
+constexpr int max_failures = 8;
 
 // Every packet from the converter begins with two status bytes.
 constexpr size_t status_bytes = 2;
@@ -302,7 +302,7 @@ private:
         if (!is_read) return;
         const bool worked = status == LIBUSB_TRANSFER_COMPLETED || status == LIBUSB_TRANSFER_CANCELLED;
         failures_ = worked ? 0 : failures_ + 1;
-        if (status == LIBUSB_TRANSFER_NO_DEVICE || failures_ > most_failures)
+        if (status == LIBUSB_TRANSFER_NO_DEVICE || failures_ > max_failures)
             end();
         else
             startReads();

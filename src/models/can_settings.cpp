@@ -13,12 +13,12 @@
 namespace kovgui::oabr {
 namespace {
 
-constexpr int least_quanta = 8;
-constexpr int most_quanta = 25;
-constexpr int most_prescaler = 64;
-constexpr int most_propagation = 8;
-constexpr int most_jump = 4;
-constexpr int least_phase2 = 2;
+constexpr int min_quanta = 8;
+constexpr int max_quanta = 25;
+constexpr int max_prescaler = 64;
+constexpr int max_propagation = 8;
+constexpr int max_jump = 4;
+constexpr int min_phase2 = 2;
 
 /// How far a rate may be from one of the table to be measured by it.
 constexpr double near_a_rate = 0.05;
@@ -30,8 +30,7 @@ constexpr double bad_error = 0.01;
 constexpr uint8_t wakeup_filter_bit = 1;  // of the speed record's upper CNF3 bits; the other is kept
 
 int phase2Of(const can_speed& speed) {
-    return speed.phase2_mode != 0 ? speed.phase_segment2 + 1
-                                  : std::max(speed.phase_segment1 + 1, least_phase2);
+    return speed.phase2_mode != 0 ? speed.phase_segment2 + 1 : std::max(speed.phase_segment1 + 1, min_phase2);
 }
 
 [[gnu::format(printf, 1, 2)]] std::string printed(const char* format, ...) {
@@ -72,21 +71,21 @@ std::string describeTiming(const can_speed& speed) {
                    speed.cnf3);
 }
 
-std::vector<std::string> timingFaults(const can_speed& speed) {
-    std::vector<std::string> faults;
+std::vector<std::string> timingErrors(const can_speed& speed) {
+    std::vector<std::string> errors;
     const int quanta = canTiming(speed).quanta;
     const int phase2 = phase2Of(speed);
-    if (quanta < least_quanta || quanta > most_quanta)
-        faults.push_back(
-            printed("a bit has %d quanta, it must have %d to %d", quanta, least_quanta, most_quanta));
+    if (quanta < min_quanta || quanta > max_quanta)
+        errors.push_back(
+            printed("a bit has %d quanta, it must have %d to %d", quanta, min_quanta, max_quanta));
     if (speed.propagation + 1 + speed.phase_segment1 + 1 < phase2)
-        faults.emplace_back(
+        errors.emplace_back(
             "propagation delay and phase segment 1 together are shorter than phase segment 2");
-    if (phase2 < least_phase2)
-        faults.push_back(printed("phase segment 2 must be at least %d quanta long", least_phase2));
+    if (phase2 < min_phase2)
+        errors.push_back(printed("phase segment 2 must be at least %d quanta long", min_phase2));
     if (phase2 <= speed.sync_jump_width + 1)
-        faults.emplace_back("phase segment 2 must be longer than the sync jump width");
-    return faults;
+        errors.emplace_back("phase segment 2 must be longer than the sync jump width");
+    return errors;
 }
 
 std::optional<CanRate> calculatedRate(const can_speed& speed) {
@@ -104,18 +103,18 @@ std::optional<CanRate> calculatedRate(const can_speed& speed) {
 
 can_speed nearestTiming(uint32_t bits_per_second, const can_speed& from) {
     can_speed best = from;
-    double least_error = std::numeric_limits<double>::infinity();
+    double min_error = std::numeric_limits<double>::infinity();
     const double divider = can_oscillator_hz / (2.0 * bits_per_second);
-    for (int quanta = most_quanta; quanta >= least_quanta; --quanta) {
-        const int prescaler = std::clamp(static_cast<int>(std::lround(divider / quanta)), 1, most_prescaler);
+    for (int quanta = max_quanta; quanta >= min_quanta; --quanta) {
+        const int prescaler = std::clamp(static_cast<int>(std::lround(divider / quanta)), 1, max_prescaler);
         const double error = std::abs(divider / (prescaler * quanta) - 1);
-        if (error >= least_error) continue;
-        least_error = error;
+        if (error >= min_error) continue;
+        min_error = error;
         const int phase = (quanta * 32 + 50) / 100;
         best.prescaler = static_cast<uint8_t>(prescaler - 1);
         best.phase_segment1 = best.phase_segment2 = static_cast<uint8_t>(phase - 1);
-        best.propagation = static_cast<uint8_t>(std::min(quanta - 1 - 2 * phase, most_propagation) - 1);
-        best.sync_jump_width = static_cast<uint8_t>(std::min(phase - 1, most_jump) - 1);
+        best.propagation = static_cast<uint8_t>(std::min(quanta - 1 - 2 * phase, max_propagation) - 1);
+        best.sync_jump_width = static_cast<uint8_t>(std::min(phase - 1, max_jump) - 1);
     }
     best.phase2_mode = 1;
     return *can_calc_config(&best);
@@ -167,8 +166,8 @@ constexpr uint16_t default_traffic_time = 10;
 // Words of the first buffer.
 enum Word { word_mask, word_filter1, word_filter2 };
 constexpr uint32_t extended_word = 1u << 31;
-constexpr uint32_t most_standard = 0x7FF;
-constexpr uint32_t most_extended = 0x1FFFFFFF;
+constexpr uint32_t max_standard = 0x7FF;
+constexpr uint32_t max_extended = 0x1FFFFFFF;
 
 // Which frames the first buffer takes.
 enum BufferMode : uint8_t { takes_both = 0, takes_standard = 1, takes_extended = 2, takes_anything = 3 };
@@ -248,11 +247,11 @@ CanRange canRange(CanField field) {
         case CanField::propagation:
             return {1, 8};
         case CanField::phase_segment2:
-            return {least_phase2, 8};
+            return {min_phase2, 8};
         case CanField::prescaler:
-            return {1, most_prescaler};
+            return {1, max_prescaler};
         case CanField::sync_jump:
-            return {1, most_jump};
+            return {1, max_jump};
         default:
             return {0, UINT16_MAX};
     }
@@ -273,12 +272,12 @@ std::string labelOf(const std::array<CanChoice, count>& choices, uint8_t value) 
 
 /// A length that the record holds less one, brought into the field's range.
 std::string lengthText(CanField field, uint8_t less_one) {
-    const auto [least, most] = canRange(field);
-    return std::to_string(std::clamp(less_one + 1, least, most));
+    const auto [minimum, maximum] = canRange(field);
+    return std::to_string(std::clamp(less_one + 1, minimum, maximum));
 }
 
 std::string identifierText(uint32_t word, bool extended) {
-    return printed("%0*X", extended ? 8 : 3, word & most_extended);
+    return printed("%0*X", extended ? 8 : 3, word & max_extended);
 }
 
 }  // namespace
@@ -314,8 +313,7 @@ CanForm formOf(const CanBlock& block) {
 
     const uint32_t* words = block.filter.words0;
     const auto wide = [&](uint32_t word) {
-        return mode == takes_extended || (word & extended_word) != 0 ||
-               (word & most_extended) > most_standard;
+        return mode == takes_extended || (word & extended_word) != 0 || (word & max_extended) > max_standard;
     };
     form[CanField::filter1] = identifierText(words[word_filter1], wide(words[word_filter1]));
     form[CanField::filter2] = identifierText(words[word_filter2], wide(words[word_filter2]));
@@ -330,11 +328,11 @@ class FormReader {
 public:
     FormReader(const CanForm& form, CanCheck* check) : form_(form), check_(*check) {}
 
-    void fault(CanField field, std::string text) { check_.faults.push_back({field, std::move(text)}); }
+    void error(CanField field, std::string text) { check_.errors.push_back({field, std::move(text)}); }
     void warn(CanField field, std::string text) { check_.warnings.push_back({field, std::move(text)}); }
 
     bool flag(CanField field) {
-        if (form_[field] != "true" && form_[field] != "false") fault(field, "must be true or false");
+        if (form_[field] != "true" && form_[field] != "false") error(field, "must be true or false");
         return form_[field] == "true";
     }
 
@@ -342,7 +340,7 @@ public:
     bool oneOf(CanField first, CanField second) {
         const bool on = flag(first);
         if (flag(second) == on)
-            fault(second,
+            error(second,
                   printed("exactly one of %s and %s must be on", canFieldName(first), canFieldName(second)));
         return on;
     }
@@ -352,22 +350,22 @@ public:
         for (const CanChoice& one : choices) {
             if (form_[field] == one.label) return one.value;
         }
-        fault(field, form_[field].empty() ? "nothing is chosen" : "unknown choice \"" + form_[field] + "\"");
+        error(field, form_[field].empty() ? "nothing is chosen" : "unknown choice \"" + form_[field] + "\"");
         return 0;
     }
 
     int number(CanField field) {
-        const auto [least, most] = canRange(field);
+        const auto [minimum, maximum] = canRange(field);
         const std::string& text = form_[field];
-        if (text.empty() && least == 0) return 0;
+        if (text.empty() && minimum == 0) return 0;
         int value = -1;
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
         const bool digits =
             std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-        if (!digits || error != std::errc() || end != text.data() + text.size() || value < least ||
-            value > most) {
-            fault(field, printed("must be a whole number, %d to %d", least, most));
-            return least;
+        if (!digits || error != std::errc() || end != text.data() + text.size() || value < minimum ||
+            value > maximum) {
+            error(field, printed("must be a whole number, %d to %d", minimum, maximum));
+            return minimum;
         }
         return value;
     }
@@ -378,7 +376,7 @@ public:
         uint32_t value = 0;
         size_t digits = 0;
     };
-    Identifier identifier(CanField field, uint32_t most) {
+    Identifier identifier(CanField field, uint32_t maximum) {
         std::string_view text = form_[field];
         if (text.starts_with("0x") || text.starts_with("0X")) text.remove_prefix(2);
         Identifier read;
@@ -386,12 +384,12 @@ public:
         read.digits = text.size();
         if (text.empty() || text.size() > 8 || text[0] == '-' || error != std::errc() ||
             end != text.data() + text.size()) {
-            fault(field, "must be 1 to 8 hexadecimal digits");
+            error(field, "must be 1 to 8 hexadecimal digits");
             return {};
         }
-        if (read.value > most) {
-            fault(field, printed("must be at most %X%s", most,
-                                 most == most_standard ? " while only standard frames are received" : ""));
+        if (read.value > maximum) {
+            error(field, printed("must be at most %X%s", maximum,
+                                 maximum == max_standard ? " while only standard frames are received" : ""));
             return {};
         }
         return read;
@@ -419,27 +417,27 @@ void readTiming(FormReader& read, const CanForm& form, can_speed* speed) {
     const auto calculated = calculatedRate(*speed);
     if (std::none_of(can_rates.begin(), can_rates.end(),
                      [&](const CanRate& one) { return rate == one.label; }))
-        read.fault(CanField::baud_rate, "unknown choice \"" + rate + "\"");
+        read.error(CanField::baud_rate, "unknown choice \"" + rate + "\"");
     else if (!calculated || rate != calculated->label)
-        read.fault(CanField::baud_rate, "the bit timing is not that of " + rate);
+        read.error(CanField::baud_rate, "the bit timing is not that of " + rate);
 }
 
 void checkTiming(FormReader& read, const can_speed& speed) {
-    for (const std::string& text : timingFaults(speed))
-        read.fault(CanField::baud_rate, text);
+    for (const std::string& text : timingErrors(speed))
+        read.error(CanField::baud_rate, text);
 }
 
 void readFilter(FormReader& read, can_mask_filter* filter) {
     const bool standard = read.flag(CanField::standard_frames);
     const bool extended = read.flag(CanField::extended_frames);
     filter->mode0 = bufferMode(standard, extended);
-    const uint32_t most = filter->mode0 == takes_standard ? most_standard : most_extended;
-    const uint32_t mask = read.identifier(CanField::mask, most).value;
+    const uint32_t maximum = filter->mode0 == takes_standard ? max_standard : max_extended;
+    const uint32_t mask = read.identifier(CanField::mask, maximum).value;
     filter->words0[word_mask] = mask;
     for (const auto& [field, word] :
          {std::pair{CanField::filter1, word_filter1}, std::pair{CanField::filter2, word_filter2}}) {
-        const auto identifier = read.identifier(field, most);
-        const bool long_one = identifier.digits > 3 || identifier.value > most_standard;
+        const auto identifier = read.identifier(field, maximum);
+        const bool long_one = identifier.digits > 3 || identifier.value > max_standard;
         const bool is_extended =
             filter->mode0 == takes_extended || (filter->mode0 != takes_standard && long_one);
         filter->words0[word] = identifier.value | (is_extended ? extended_word : 0);
@@ -457,7 +455,7 @@ CanCheck checkForm(const CanForm& form, const CanBlock& base) {
     FormReader read(form, &check);
     block.extra[x_mode] = read.choice(CanField::can_mode, can_modes);
     readTiming(read, form, &block.speed);
-    if (check.faults.empty()) checkTiming(read, block.speed);
+    if (check.errors.empty()) checkTiming(read, block.speed);
     block.extra[x_lifecycle] = read.choice(CanField::wakeup_mode, wakeup_modes);
     const auto put_number = [&](CanField field, size_t at) {
         put_le16(&block.extra[at], static_cast<uint16_t>(read.number(field)));
@@ -472,15 +470,15 @@ CanCheck checkForm(const CanForm& form, const CanBlock& base) {
     const bool extended = (filter1 & extended_word) != 0;
     block.extra[x_wakeup_flag] =
         selective ? static_cast<uint8_t>(flag_selective | (extended ? flag_extended : 0)) : 0;
-    put_le32(&block.extra[x_wakeup_id], selective ? filter1 & most_extended : 0);
+    put_le32(&block.extra[x_wakeup_id], selective ? filter1 & max_extended : 0);
     put_le16(&block.extra[x_reserved], 0);
     setSwitches(&block);
     return check;
 }
 
-std::string CanCheck::faultOf(CanField field) const {
-    for (const Remark& fault : faults) {
-        if (fault.field == field) return fault.text;
+std::string CanCheck::errorOf(CanField field) const {
+    for (const Message& error : errors) {
+        if (error.field == field) return error.text;
     }
     return {};
 }

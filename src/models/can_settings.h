@@ -48,7 +48,7 @@ CanTiming canTiming(const can_speed& speed);
 /// there is no rate to measure by.
 std::string describeTiming(const can_speed& speed);
 /// The rules of the controller that the record breaks, in words; empty when it keeps them all.
-std::vector<std::string> timingFaults(const can_speed& speed);
+std::vector<std::string> timingErrors(const can_speed& speed);
 
 /// The rate whose calculated registers the record holds, whatever CNF3 says beside the timing; none for a
 /// record that was set by hand.
@@ -138,7 +138,7 @@ constexpr std::array<CanChoice, 4> wakeup_modes = {
 
 /// A range of whole numbers that a value must be in.
 struct CanRange {
-    int least, most;
+    int minimum, maximum;
 };
 /// Of the timing fields.
 CanRange canRange(CanField field);
@@ -148,16 +148,16 @@ CanForm formOf(const CanBlock& block);
 
 /// What came of a form's texts.
 struct CanCheck {
-    CanBlock block;  ///< for use only when there are no faults
-    struct Remark {
+    CanBlock block;  ///< for use only when there are no errors
+    struct Message {
         CanField field;
         std::string text;
     };
-    std::vector<Remark> faults;    ///< by the field that is wrong
-    std::vector<Remark> warnings;  ///< what is sent all the same
+    std::vector<Message> errors;    ///< by the field that is wrong
+    std::vector<Message> warnings;  ///< what is sent all the same
 
-    /// The fault of a field; empty when it has none.
-    std::string faultOf(CanField field) const;
+    /// The error of a field; empty when it has none.
+    std::string errorOf(CanField field) const;
 };
 /// Reads a form. The rate's choice says nothing of its own: the timing fields hold.
 /// @param base  gives what the page does not show

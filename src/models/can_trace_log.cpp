@@ -22,8 +22,8 @@ constexpr uint8_t extended_flag = 0x08;
 constexpr uint8_t standard_remote_flag = 0x10;  // beside the extended flag
 constexpr uint8_t extended_remote_flag = 0x40;  // beside the length
 
-constexpr uint32_t most_standard = 0x7FF;
-constexpr uint32_t most_extended = 0x1FFFFFFF;
+constexpr uint32_t max_standard = 0x7FF;
+constexpr uint32_t max_extended = 0x1FFFFFFF;
 constexpr size_t standard_digits = 3;
 
 // Error frames as bus tools write them: a flag in the identifier, the class below it.
@@ -117,13 +117,13 @@ std::optional<Identifier> readIdentifier(std::string_view text) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
     if (text.empty() || error != std::errc() || end != text.data() + text.size()) return std::nullopt;
     const bool extended = text.size() > standard_digits;
-    if (value > (extended ? most_extended : most_standard)) return std::nullopt;
+    if (value > (extended ? max_extended : max_standard)) return std::nullopt;
     return Identifier{value, extended};
 }
 
 }  // namespace
 
-std::optional<CanTraceFilter> CanTraceFilter::parse(std::string_view text, std::string* fault) {
+std::optional<CanTraceFilter> CanTraceFilter::parse(std::string_view text, std::string* error) {
     constexpr std::string_view separators = " ,;\t";
     CanTraceFilter filter;
     while (true) {
@@ -136,7 +136,7 @@ std::optional<CanTraceFilter> CanTraceFilter::parse(std::string_view text, std::
         const auto first = readIdentifier(word.substr(0, dash));
         const auto last = dash == std::string_view::npos ? first : readIdentifier(word.substr(dash + 1));
         if (!first || !last || first->extended != last->extended || first->value > last->value) {
-            *fault =
+            *error =
                 "\"" + std::string(word) + "\" is no identifier: at most 7FF, or 4 to 8 digits, or 100-1FF";
             return std::nullopt;
         }

@@ -39,8 +39,8 @@ struct CanTraceLine {
 /// with up to three digits is a standard identifier, a longer one an extended one.
 class CanTraceFilter {
 public:
-    /// @param fault  becomes what is wrong with the text, when the result is none
-    static std::optional<CanTraceFilter> parse(std::string_view text, std::string* fault);
+    /// @param error  becomes what is wrong with the text, when the result is none
+    static std::optional<CanTraceFilter> parse(std::string_view text, std::string* error);
 
     /// An empty filter shows everything; another one leaves the errors out.
     bool shows(const CanTraceLine& line) const;

@@ -307,10 +307,10 @@ std::string extract(const Element& element, Values* values) {
     for (const auto& [path, text] : *values)
         wanted.emplace(path, nullptr);
 
-    size_t faults = 0;
+    size_t errors = 0;
     std::string messages;
     const auto complain = [&](const char* what, const std::string& path) {
-        if (++faults <= max_messages) messages += what + (" \"" + element.name) + "/" + path + "\"\n";
+        if (++errors <= max_messages) messages += what + (" \"" + element.name) + "/" + path + "\"\n";
     };
     for (const auto& [path, text] : found) {
         const auto place = wanted.find(path);
@@ -324,8 +324,8 @@ std::string extract(const Element& element, Values* values) {
     for (const auto& [path, text] : *values) {
         if (wanted[path] == nullptr) complain("missing element", path);
     }
-    if (faults > max_messages) messages += "and " + std::to_string(faults - max_messages) + " more\n";
-    if (faults != 0) return messages;
+    if (errors > max_messages) messages += "and " + std::to_string(errors - max_messages) + " more\n";
+    if (errors != 0) return messages;
     for (auto& [path, text] : *values)
         text = *wanted[path];
     return {};

@@ -19,12 +19,12 @@ struct PortColumn {
 };
 constexpr PortColumn port_columns[] = {{smac_oabr1, 3}, {smac_oabr2, 4}, {smac_100basetx, 2}, {smac_usb, 1}};
 
-std::string rowFault(const StaticMacRow& row) {
+std::string rowError(const StaticMacRow& row) {
     if (row.size() != smac_columns) return "must have " + std::to_string(smac_columns) + " cells";
     for (size_t column = 0; column < smac_columns; ++column) {
         if (row[column].empty() && !isStaticMacFlag(column) && row[smac_valid] == "0") continue;
-        if (const std::string fault = staticMacFault(column, row[column]); !fault.empty())
-            return std::string(static_mac_titles[column]) + ": " + fault;
+        if (const std::string error = staticMacError(column, row[column]); !error.empty())
+            return std::string(static_mac_titles[column]) + ": " + error;
     }
     return {};
 }
@@ -34,8 +34,8 @@ std::string rowFault(const StaticMacRow& row) {
 const std::array<const char*, smac_columns> static_mac_titles = {
     "Valid", "FID", "Use FID", "ST Ovrd", "Fwd OABR1", "Fwd OABR2", "Fwd 100BTX", "Fwd USB", "MAC Address"};
 
-std::string staticMacFault(size_t column, const std::string& text) {
-    if (column == smac_fid) return fidFault(text);
+std::string staticMacError(size_t column, const std::string& text) {
+    if (column == smac_fid) return fidError(text);
     if (column != smac_address) return text == "1" || text == "0" ? "" : "must be 1 or 0";
     wxString mac = wxString::FromUTF8(text);
     return validateMac(mac) ? "" : "must be six hexadecimal groups, as in 01:23:45:67:89:AB";
@@ -45,8 +45,8 @@ std::string checkStaticMac(const StaticMacCells& cells) {
     if (cells.size() != ksz_smac_entries)
         return "there must be " + std::to_string(ksz_smac_entries) + " entries";
     for (size_t row = 0; row < cells.size(); ++row) {
-        if (const std::string fault = rowFault(cells[row]); !fault.empty())
-            return "Entry " + std::to_string(row) + ", " + fault;
+        if (const std::string error = rowError(cells[row]); !error.empty())
+            return "Entry " + std::to_string(row) + ", " + error;
     }
     return {};
 }

@@ -34,12 +34,12 @@ using StaticMacRow = std::vector<std::string>;
 using StaticMacCells = std::vector<StaticMacRow>;
 
 /// What is wrong with the text of a cell; empty for nothing.
-std::string staticMacFault(size_t column, const std::string& text);
+std::string staticMacError(size_t column, const std::string& text);
 /// What is first wrong with a table, naming entry and column; empty for nothing. An entry that is not valid
 /// may leave its FID and its address empty.
 std::string checkStaticMac(const StaticMacCells& cells);
 
-/// The entry that texts without faults stand for. An empty FID is 0, and an empty address all zeros.
+/// The entry that texts without errors stand for. An empty FID is 0, and an empty address all zeros.
 ksz_smac_entry staticMacEntry(const StaticMacRow& row);
 /// The texts of an entry, the address as validateMac writes it.
 StaticMacRow staticMacTexts(const ksz_smac_entry& entry);

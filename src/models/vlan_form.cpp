@@ -25,13 +25,13 @@ std::optional<int> number(const std::string& text) {
     return value;
 }
 
-std::string rangeFault(const std::string& text, int least, int most) {
+std::string rangeError(const std::string& text, int minimum, int maximum) {
     const auto value = number(text);
-    if (value && *value >= least && *value <= most) return {};
-    return "must be " + std::to_string(least) + " to " + std::to_string(most);
+    if (value && *value >= minimum && *value <= maximum) return {};
+    return "must be " + std::to_string(minimum) + " to " + std::to_string(maximum);
 }
 
-std::string flagFault(const std::string& text) {
+std::string flagError(const std::string& text) {
     return text == "0" || text == "1" ? "" : "must be 0 or 1";
 }
 
@@ -61,22 +61,22 @@ std::vector<std::string> textsOf(const ksz_vlan_row& row) {
     return texts;
 }
 
-/// The fault of such texts with the column's name before it; empty for none.
+/// The error of such texts with the column's name before it; empty for none.
 template <typename Texts>
-std::string rowFault(const Texts& texts, size_t first) {
+std::string rowError(const Texts& texts, size_t first) {
     for (size_t i = 0; first + i < texts.size(); ++i) {
         const std::string& text = texts[first + i];
-        const std::string fault = i == 0 ? vidFault(text) : i == 1 ? fidFault(text) : flagFault(text);
-        if (!fault.empty()) return std::string(form_columns[vid_column + i]) + ": " + fault;
+        const std::string error = i == 0 ? vidError(text) : i == 1 ? fidError(text) : flagError(text);
+        if (!error.empty()) return std::string(form_columns[vid_column + i]) + ": " + error;
     }
     return {};
 }
 
-std::string portFault(const std::array<std::string, 5>& port) {
-    if (const std::string fault = pvidFault(port[pvid_column]); !fault.empty()) return "PVID: " + fault;
+std::string portError(const std::array<std::string, 5>& port) {
+    if (const std::string error = pvidError(port[pvid_column]); !error.empty()) return "PVID: " + error;
     for (size_t i = 0; i < vlan_flags.size(); ++i) {
-        if (const std::string fault = flagFault(port[i + 1]); !fault.empty())
-            return std::string(vlan_flags[i].name) + ": " + fault;
+        if (const std::string error = flagError(port[i + 1]); !error.empty())
+            return std::string(vlan_flags[i].name) + ": " + error;
     }
     return {};
 }
@@ -123,35 +123,35 @@ std::string describeVlanFit(const VlanTable& table, unsigned missing_bytes) {
 
 // ---- Texts ----
 
-std::string vidFault(const std::string& text) {
-    return rangeFault(text, vlan_least_vid, vlan_most_vid);
+std::string vidError(const std::string& text) {
+    return rangeError(text, vlan_min_vid, vlan_max_vid);
 }
 
-std::string fidFault(const std::string& text) {
-    return rangeFault(text, 0, ksz_max_fid);
+std::string fidError(const std::string& text) {
+    return rangeError(text, 0, ksz_max_fid);
 }
 
-std::string pvidFault(const std::string& text) {
-    return vidFault(text);
+std::string pvidError(const std::string& text) {
+    return vidError(text);
 }
 
 std::string checkVlanForm(const VlanForm& form) {
     for (size_t port = 0; port < form.ports.size(); ++port) {
-        if (const std::string fault = portFault(form.ports[port]); !fault.empty())
-            return std::string(vlan_port_names[port]) + ", " + fault + ".";
+        if (const std::string error = portError(form.ports[port]); !error.empty())
+            return std::string(vlan_port_names[port]) + ", " + error + ".";
     }
     std::set<std::string> seen;
     for (size_t i = 0; i < form.table.size(); ++i) {
         const auto& row = form.table[i];
-        std::string fault;
-        if (const std::string flag = flagFault(row[valid_column]); !flag.empty())
-            fault = "Valid: " + flag;
+        std::string error;
+        if (const std::string flag = flagError(row[valid_column]); !flag.empty())
+            error = "Valid: " + flag;
         else if (row[valid_column] == "1") {
-            fault = rowFault(row, vid_column);
-            if (fault.empty() && !seen.insert(std::to_string(*number(row[vid_column]))).second)
-                fault = "VID: " + row[vid_column] + " is in the table twice";
+            error = rowError(row, vid_column);
+            if (error.empty() && !seen.insert(std::to_string(*number(row[vid_column]))).second)
+                error = "VID: " + row[vid_column] + " is in the table twice";
         }
-        if (!fault.empty()) return "VLAN table, row " + std::to_string(i) + ", " + fault + ".";
+        if (!error.empty()) return "VLAN table, row " + std::to_string(i) + ", " + error + ".";
     }
     return {};
 }
@@ -215,14 +215,14 @@ std::string parseVlanRows(const std::string& text, std::vector<ksz_vlan_row>* ro
         constexpr size_t columns = form_columns.size() - vid_column;
         for (size_t i = first_port_column - vid_column; i < texts.size(); ++i)
             texts[i] = pastedFlag(texts[i]);
-        std::string fault = texts.size() == columns ? rowFault(texts, 0)
+        std::string error = texts.size() == columns ? rowError(texts, 0)
                                                     : "there must be " + std::to_string(columns) +
                                                           " columns with tabs between them";
-        if (fault.empty()) {
+        if (error.empty()) {
             read.push_back(rowOf(texts, 0));
-            if (!seen.insert(read.back().vid).second) fault = "VID: " + texts[0] + " is there twice";
+            if (!seen.insert(read.back().vid).second) error = "VID: " + texts[0] + " is there twice";
         }
-        if (!fault.empty()) return "Line " + std::to_string(count) + ", " + fault + ".";
+        if (!error.empty()) return "Line " + std::to_string(count) + ", " + error + ".";
     }
     *rows = std::move(read);
     return {};

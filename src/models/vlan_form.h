@@ -18,10 +18,10 @@ constexpr std::array<int, ksz_port_count> vlan_ports = {3, 4, 2, 1};
 constexpr std::array<const char*, ksz_port_count> vlan_port_names = {"OABR1", "OABR2", "100BaseTX", "USB"};
 
 /// Identifiers outside these have a meaning of their own and name no VLAN.
-constexpr int vlan_least_vid = 1;
-constexpr int vlan_most_vid = 4094;
+constexpr int vlan_min_vid = 1;
+constexpr int vlan_max_vid = 4094;
 constexpr bool isVlanVid(int vid) {
-    return vid >= vlan_least_vid && vid <= vlan_most_vid;
+    return vid >= vlan_min_vid && vid <= vlan_max_vid;
 }
 
 struct VlanPortSettings {
@@ -77,10 +77,10 @@ std::string describeVlanFit(const VlanTable& table, unsigned missing_bytes);
 // --- Texts
 
 /// What is wrong with a text; empty when it is fine.
-std::string vidFault(const std::string& text);
-std::string fidFault(const std::string& text);
+std::string vidError(const std::string& text);
+std::string fidError(const std::string& text);
 /// Of a PVID, for which the rules of a VID hold.
-std::string pvidFault(const std::string& text);
+std::string pvidError(const std::string& text);
 
 /// The texts of the page's values; flags are "1" and "0".
 struct VlanForm {
@@ -96,10 +96,10 @@ struct VlanForm {
 std::string checkVlanForm(const VlanForm& form);
 /// What the page shows of the settings. Entries that name no VLAN are left out.
 VlanForm vlanFormOf(const VlanSettings& settings);
-/// The settings that a port's texts ask for, which have no faults.
+/// The settings that a port's texts ask for, which have no errors.
 VlanPortSettings vlanPortOf(const std::array<std::string, 5>& texts);
 /// The settings that a form asks for.
-/// @param checked  without faults
+/// @param checked  without errors
 /// @param base     gives what a form does not hold: entries that name no VLAN
 VlanSettings vlanSettingsOf(const VlanForm& checked, const VlanSettings& base);
 

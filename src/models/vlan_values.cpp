@@ -111,8 +111,8 @@ std::string readVlanTables(const Element& element, const std::vector<std::string
     read.vlan.table.resize(table == element.children.end() ? 0 : table->children.size());
     const std::vector<Cell> cells = cellsOf(read, flags, rows);
     Values values = valuesOf(cells, read.vlan.table.empty());
-    const std::string faults = extract(element, &values);
-    if (!faults.empty()) return faults;
+    const std::string errors = extract(element, &values);
+    if (!errors.empty()) return errors;
 
     for (size_t i = 0; i < cells.size(); ++i) {
         const auto& [path, text] = values[i];

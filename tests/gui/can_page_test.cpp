@@ -84,13 +84,13 @@ TEST_F(CanPage, ARateIsSentAndDescribedAndTheExactSettingOffered) {
     EXPECT_EQ(liveSpeed().cnf1, 0xC6);
     EXPECT_TRUE(indicatorShown());
     EXPECT_EQ(
-        label("canOffer") + label("canRemarks"),
+        label("canOffer") + label("canMessages"),
         "The setting misses 50 kbit/s by 3.90 %, the bus may fail; prescaler 8 with 20 TQ a bit meets it.");
     press(CanSettingsPanel::ID_USE_EXACT);
     EXPECT_EQ(liveSpeed().prescaler, 7);
     EXPECT_EQ(shown(CanField::baud_rate), "Custom");
     EXPECT_EQ(oabr::canTiming(liveSpeed()).rate, 50'000);
-    EXPECT_EQ(label("canOffer") + label("canRemarks"), "");
+    EXPECT_EQ(label("canOffer") + label("canMessages"), "");
 }
 
 TEST_F(CanPage, NothingIsSentOrStoredWhileAFieldIsWrong) {
@@ -98,26 +98,26 @@ TEST_F(CanPage, NothingIsSentOrStoredWhileAFieldIsWrong) {
     spin(CanField::sync_jump, 2);
     EXPECT_EQ(liveSpeed().sync_jump_width, 1);
     spin(CanField::phase_segment2, 2);
-    EXPECT_THAT(label("canRemarks"), HasSubstr("longer than the sync jump width"));
+    EXPECT_THAT(label("canMessages"), HasSubstr("longer than the sync jump width"));
     EXPECT_EQ(liveSpeed().phase_segment2, before.phase_segment2);
     EXPECT_THAT(store(), HasSubstr("Nothing was stored"));
     EXPECT_TRUE(indicatorShown());
     spin(CanField::sync_jump, 1);
-    EXPECT_EQ(label("canRemarks"), "");
+    EXPECT_EQ(label("canMessages"), "");
     EXPECT_EQ(liveSpeed().phase_segment2, 1);
 }
 
 TEST_F(CanPage, WrongTextsAreNamedWhileTypingAndANumberFallsBack) {
     control<wxTextCtrl>(CanField::filter1)->SetValue("12G");
-    EXPECT_THAT(label("canRemarks"), HasSubstr("Filter 1: must be 1 to 8 hexadecimal digits"));
+    EXPECT_THAT(label("canMessages"), HasSubstr("Filter 1: must be 1 to 8 hexadecimal digits"));
     type(CanField::filter1, "12");
-    EXPECT_THAT(label("canRemarks"), HasSubstr("bits 12 are not in the mask"));
+    EXPECT_THAT(label("canMessages"), HasSubstr("bits 12 are not in the mask"));
     type(CanField::traffic_time, "70000");
     EXPECT_EQ(shown(CanField::traffic_time), "10");
     auto* prescaler = control<wxSpinCtrl>(CanField::prescaler);
     prescaler->SetValue("");
     send(wxEVT_TEXT, prescaler);
-    EXPECT_THAT(label("canRemarks"), HasSubstr("Prescaler: must be a whole number, 1 to 64"));
+    EXPECT_THAT(label("canMessages"), HasSubstr("Prescaler: must be a whole number, 1 to 64"));
     EXPECT_EQ(label("canTiming"), "");
     prescaler->SetValue(64);  // what the toolkit makes of it when the field is left
     send(wxEVT_TEXT, prescaler);
@@ -126,7 +126,7 @@ TEST_F(CanPage, WrongTextsAreNamedWhileTypingAndANumberFallsBack) {
     EXPECT_EQ(liveSpeed().prescaler, 0);
     check(CanField::extended_frames, false);
     control<wxTextCtrl>(CanField::filter2)->SetValue("800");
-    EXPECT_THAT(label("canRemarks"), HasSubstr("at most 7FF"));
+    EXPECT_THAT(label("canMessages"), HasSubstr("at most 7FF"));
 }
 
 TEST_F(CanPage, EveryValueComesBackAfterStoreAndPowerCycle) {
@@ -145,7 +145,7 @@ TEST_F(CanPage, EveryValueComesBackAfterStoreAndPowerCycle) {
     type(CanField::filter1, "18FF50E5");
     type(CanField::filter2, "123");
     select(CanField::selective);
-    EXPECT_EQ(label("canRemarks"), "");
+    EXPECT_EQ(label("canMessages"), "");
     const CanForm before = can_->form();
     ASSERT_EQ(store(), "");
     powerCycleAndRead(can_);
@@ -163,7 +163,7 @@ TEST_F(CanPage, EveryValueComesBackAfterStoreAndPowerCycle) {
 TEST_F(CanPage, ASilentDeviceIsNamedAndThePageStaysMarked) {
     fault("silent");
     choose(CanField::wakeup_mode, "CAN");
-    EXPECT_THAT(label("canRemarks"), HasSubstr("did not take: wake-up mode"));
+    EXPECT_THAT(label("canMessages"), HasSubstr("did not take: wake-up mode"));
     can_->OnValuesChanged();
     can_->ReadAllRegisters();
     EXPECT_TRUE(can_->needsRead());

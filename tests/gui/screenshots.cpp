@@ -384,7 +384,7 @@ void takeCounters(MainFrame* frame) {
 }
 
 /// The CAN page with a rate that the calculation misses and a wrong field.
-void takeCanRemarks(MainFrame* frame) {
+void takeCanMessages(MainFrame* frame) {
     auto* book = static_cast<wxListbook*>(frame->FindWindow("pages"));
     for (size_t page = 0; page < book->GetPageCount(); ++page) {
         if (book->GetPageText(page) == "Life Cycle Settings") book->SetSelection(page);
@@ -545,7 +545,7 @@ int run() {
         takeConsole(frame);
         takeTrace(frame);
         takeHelp(frame);
-        takeCanRemarks(frame);
+        takeCanMessages(frame);
         takeCounters(frame);
         takeVlanTables(frame);
         takeConfigFile(frame);

@@ -235,7 +235,7 @@ protected:
             static_cast<wxTextCtrl*>(dialog->FindWindow(VlanEntryDialog::ID_FID))->SetValue(fid);
             for (const int port : ports)
                 static_cast<wxCheckBox*>(dialog->FindWindow(VlanEntryDialog::ID_PORT + port))->SetValue(true);
-            remark_ = label("vlanEntryRemark", dialog);
+            message_ = label("vlanEntryMessage", dialog);
             return dialog->FindWindow(wxID_OK)->IsEnabled() ? wxID_OK : wxID_CANCEL;
         });
     }
@@ -256,21 +256,21 @@ protected:
     }
     static VlanForm fullForm() {
         oabr::VlanSettings settings;
-        for (int vid = oabr::vlan_least_vid; vid <= oabr::vlan_most_vid; ++vid)
+        for (int vid = oabr::vlan_min_vid; vid <= oabr::vlan_max_vid; ++vid)
             settings.table.set(vid,
                                {true, static_cast<uint8_t>(vid & 0x0F), static_cast<uint8_t>(vid & 0x7F)});
         return vlanFormOf(settings);
     }
 
     VlanTab* vlan_ = find<VlanTab>();
-    std::string remark_;
+    std::string message_;
 };
 
 TEST_F(VlanPageTest, AVlanIsAddedEditedAndRemovedOnTheDevice) {
     EXPECT_EQ(status(), "0 VLANs.");
     enter("6", "128", {});
     press(VlanTab::ID_ADD);
-    EXPECT_EQ(remark_, "FID: must be 0 to 127.");
+    EXPECT_EQ(message_, "FID: must be 0 to 127.");
     EXPECT_FALSE(indicatorShown());
     enter("6", "77", {0, 3});
     key(WXK_INSERT);
@@ -278,7 +278,7 @@ TEST_F(VlanPageTest, AVlanIsAddedEditedAndRemovedOnTheDevice) {
     EXPECT_TRUE(indicatorShown());
     enter("6", "1", {});
     press(VlanTab::ID_ADD);
-    EXPECT_EQ(remark_, "VID: 6 is in the table already.");
+    EXPECT_EQ(message_, "VID: 6 is in the table already.");
 
     ASSERT_THAT(table()->selected(), ElementsAre(0u));
     enter("4094", "78", {1});

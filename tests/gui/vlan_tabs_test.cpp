@@ -82,7 +82,7 @@ TEST_F(StaticMacTab, ACellIsCheckedWhileItIsTypedAndSentWhenItsRowIsRight) {
     goTo(3, oabr::smac_fid);
     type("128");
     EXPECT_THAT(status(), HasSubstr("Entry 3, FID: must be 0 to 127."));
-    EXPECT_FALSE(grid_->hasFaults()) << "nothing is in the cell yet";
+    EXPECT_FALSE(grid_->hasErrors()) << "nothing is in the cell yet";
     EXPECT_TRUE(indicatorShown());
     keys_.Char(WXK_RETURN);
     ASSERT_TRUE(isText(3, oabr::smac_fid, "128"));
@@ -136,7 +136,7 @@ TEST_F(StaticMacTab, BlocksArePastedCheckedCutAndCopied) {
     ASSERT_TRUE(isText(30, oabr::smac_address, "AB:01:02:03:04:00")) << "in its normal form";
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(onDevice(30), (ksz_smac_entry{true, false, true, 127, 0b0101, {0, 4, 3, 2, 1, 0xAB}}));
-    EXPECT_EQ(grid_->faultOf(31, oabr::smac_oabr1), "must be 1 or 0");
+    EXPECT_EQ(grid_->errorOf(31, oabr::smac_oabr1), "must be 1 or 0");
     EXPECT_EQ(grid_->text(31, oabr::smac_oabr2), "0") << "an empty flag is off";
     EXPECT_EQ(onDevice(31), ksz_smac_entry{});
     EXPECT_THAT(status(),
@@ -152,7 +152,7 @@ TEST_F(StaticMacTab, BlocksArePastedCheckedCutAndCopied) {
     ASSERT_TRUE(isText(30, oabr::smac_address, "00:00:00:00:00:00"));
     EXPECT_EQ(calls, 2);
     EXPECT_EQ(onDevice(30), ksz_smac_entry{});
-    EXPECT_FALSE(grid_->hasFaults());
+    EXPECT_FALSE(grid_->hasErrors());
     EXPECT_THAT(controls::clipboardText().utf8_string(),
                 "1\t127\t1\t0\t1\t0\t0\t1\tAB:01:02:03:04:00\n"
                 "1\t128\t1\t0\tyes\t0\t0\t1\t02:00:00:00:00:01");

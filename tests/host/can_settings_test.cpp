@@ -47,7 +47,7 @@ TEST(CanBitTiming, ABetterSettingIsOfferedExactlyWhereTheCalculationMisses) {
         EXPECT_EQ(better->prescaler + 1, row.prescaler);
         EXPECT_EQ(canTiming(*better).quanta, row.quanta);
         EXPECT_EQ(canTiming(*better).rate, row.rate);
-        EXPECT_THAT(timingFaults(*better), IsEmpty());
+        EXPECT_THAT(timingErrors(*better), IsEmpty());
         EXPECT_FALSE(betterTiming(*better).has_value());
         EXPECT_FALSE(calculatedRate(*better).has_value()) << "shows as set by hand";
     }
@@ -55,7 +55,7 @@ TEST(CanBitTiming, ABetterSettingIsOfferedExactlyWhereTheCalculationMisses) {
 
 TEST(CanBitTiming, EveryRuleIsNamed) {
     const auto faults = [](uint8_t jump, uint8_t propagation, uint8_t phase1, uint8_t phase2) {
-        return timingFaults({static_cast<uint8_t>(jump - 1), 0, 1, 0, static_cast<uint8_t>(phase1 - 1),
+        return timingErrors({static_cast<uint8_t>(jump - 1), 0, 1, 0, static_cast<uint8_t>(phase1 - 1),
                              static_cast<uint8_t>(propagation - 1), 0, static_cast<uint8_t>(phase2 - 1), 0, 0,
                              0});
     };
@@ -81,7 +81,7 @@ CanForm otherForm() {
 TEST(CanSettings, EveryFieldHasItsPlaceInTheBlock) {
     const CanBlock base = defaultCanBlock();
     const CanCheck check = checkForm(otherForm(), base);
-    ASSERT_THAT(check.faults, IsEmpty());
+    ASSERT_THAT(check.errors, IsEmpty());
     const can_speed& speed = check.block.speed;
     EXPECT_THAT((std::array{speed.sync_jump_width, speed.prescaler, speed.phase2_mode, speed.triple_sampling,
                             speed.phase_segment1, speed.propagation, speed.cnf3_upper, speed.phase_segment2,
@@ -105,7 +105,7 @@ TEST(CanSettings, WhatThePageDoesNotShowStays) {
     EXPECT_EQ(check.block.speed.cnf3_upper, 3);
 }
 
-TEST(CanSettings, ABadTextIsAFaultOfItsField) {
+TEST(CanSettings, ABadTextIsAnErrorOfItsField) {
     const std::pair<CanField, std::vector<const char*>> fields[] = {
         {CanField::can_mode, {"POWERUP", ""}},
         {CanField::baud_rate, {"300 kbit/s", "125 kbit/s"}},
@@ -128,8 +128,8 @@ TEST(CanSettings, ABadTextIsAFaultOfItsField) {
             CanForm form = otherForm();
             form[field] = text;
             const CanCheck check = checkForm(form, defaultCanBlock());
-            ASSERT_EQ(check.faults.size(), 1u);
-            EXPECT_EQ(check.faults[0].field, field);
+            ASSERT_EQ(check.errors.size(), 1u);
+            EXPECT_EQ(check.errors[0].field, field);
         }
     CanForm form = otherForm();
     form[CanField::traffic_time] = "";
@@ -144,7 +144,7 @@ TEST(CanSettings, TheBoxesDecideWhichIdentifiersThereCanBe) {
         form[CanField::filter1] = filter;
         form[CanField::mask] = "7FF";
         const CanCheck check = checkForm(form, defaultCanBlock());
-        return std::pair<int, uint32_t>(check.faults.empty() ? check.block.filter.mode0 : -1,
+        return std::pair<int, uint32_t>(check.errors.empty() ? check.block.filter.mode0 : -1,
                                         check.block.filter.words0[1]);
     };
     using Result = std::pair<int, uint32_t>;
@@ -161,7 +161,7 @@ TEST(CanSettings, WarningsDoNotStopTheSettings) {
     form[CanField::filter2] = "700";
     form[CanField::mask] = "300";
     const CanCheck check = checkForm(form, defaultCanBlock());
-    EXPECT_THAT(check.faults, IsEmpty());
+    EXPECT_THAT(check.errors, IsEmpty());
     ASSERT_EQ(check.warnings.size(), 1u);
     EXPECT_EQ(check.warnings[0].field, CanField::filter2);
     EXPECT_THAT(check.warnings[0].text, HasSubstr("400"));
@@ -175,8 +175,8 @@ TEST(CanSettings, WhatADeviceLiesIsShownWithinTheRangesAndSaysWhatIsWrong) {
     EXPECT_EQ(form[CanField::prescaler], "64");
     EXPECT_EQ(form[CanField::any_traffic], "true");
     const CanCheck check = checkForm(form, block);
-    EXPECT_EQ(check.faultOf(CanField::can_mode), "nothing is chosen");
-    EXPECT_EQ(check.faultOf(CanField::wakeup_mode), "nothing is chosen");
+    EXPECT_EQ(check.errorOf(CanField::can_mode), "nothing is chosen");
+    EXPECT_EQ(check.errorOf(CanField::wakeup_mode), "nothing is chosen");
 }
 
 }  // namespace

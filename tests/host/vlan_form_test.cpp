@@ -43,7 +43,7 @@ TEST(VlanForm, WhatNamesNoVlanStaysOnTheDeviceAndOutOfTheForm) {
     EXPECT_EQ(vlanSettingsOf(vlanFormOf(someSettings()), device), device);
 }
 
-TEST(VlanForm, FaultsNameRowAndColumn) {
+TEST(VlanForm, ErrorsNameRowAndColumn) {
     const VlanForm good = vlanFormOf(someSettings());
     const auto port = [&](size_t row, size_t column, const char* text) {
         VlanForm form = good;

@@ -260,7 +260,7 @@ TEST(SimLink, IsAsSlowAsARealDevice) {
     const double line_us = static_cast<double>(framed(read_role).size()) * byte_us;
     const struct {
         SimulatedDevice device;
-        double least_us;
+        double min_us;
     } rows[] = {
         // The line there, the turn-around, the first byte back and the latency timer from then on.
         {SimulatedDevice().quiet().turnaround(milliseconds(1)), line_us + 1000 + byte_us + 2000},
@@ -277,8 +277,8 @@ TEST(SimLink, IsAsSlowAsARealDevice) {
             best_us = std::min(
                 best_us, std::chrono::duration<double, std::micro>(steady_clock::now() - start).count());
         }
-        EXPECT_GE(best_us, row.least_us - 1);
-        EXPECT_LT(best_us, 2 * row.least_us);
+        EXPECT_GE(best_us, row.min_us - 1);
+        EXPECT_LT(best_us, 2 * row.min_us);
     }
 }
 

@@ -130,11 +130,11 @@ size_t openFiles() {
 }
 
 /// The emulation closes its end a moment later, before as after, so there may be fewer.
-bool settlesAt(size_t most) {
+bool settlesAt(size_t maximum) {
     const auto deadline = Clock::now() + std::chrono::seconds(10);
-    while (openFiles() > most && Clock::now() < deadline)
+    while (openFiles() > maximum && Clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return openFiles() <= most;
+    return openFiles() <= maximum;
 }
 
 TEST_F(UsbDevices, LeaveNoFileOpen) {
