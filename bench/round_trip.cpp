@@ -23,7 +23,7 @@
 #include "lib/device_cmd.h"
 #include "lib/hdlc.h"
 #include "src/OABR-Switch/OABRDevice.h"
-#include "src/programs/program_guard.h"
+#include "src/programs/ProgramGuard.h"
 #include "tests/support/fake_link_device.h"
 
 extern char** environ;

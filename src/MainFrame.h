@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "src/ConfigManager/ConfigManager.h"
-#include "src/OABR-Switch/device_window.h"
-#include "src/window/page_host.h"
+#include "src/OABR-Switch/DeviceWindow.h"
+#include "src/window/PageHost.h"
 
 class wxBookCtrlEvent;
 class wxChoice;

@@ -28,7 +28,7 @@ add_library(oabr_gui STATIC
     Controls/OABRRegStaticText.cpp
     Controls/TabbedPage.cpp
     Controls/bound_rows.cpp
-    Controls/row_list.cpp
+    Controls/RowList.cpp
     Controls/table_job.cpp
     ConfigDlg/CanSettingsPanel.cpp
     ConfigDlg/CanTraceWindow.cpp

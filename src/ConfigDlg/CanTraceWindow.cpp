@@ -18,8 +18,8 @@
 
 #include "lib/can.h"
 #include "src/Controls/CheckedGrid.h"
+#include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/OABRDevice.h"
-#include "src/OABR-Switch/device_use.h"
 #include "src/window/accessible.h"
 #include "src/window/file_choice.h"
 

@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "src/models/can_trace_log.h"
+#include "src/models/CanTraceLog.h"
 
 class wxButton;
 class wxCheckBox;

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "src/Controls/OABRControlFrame.h"
-#include "src/OABR-Switch/device_use.h"
+#include "src/OABR-Switch/DeviceUse.h"
 #include "src/models/CounterThread.h"
 
 class wxButton;

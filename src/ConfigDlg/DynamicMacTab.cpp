@@ -5,9 +5,9 @@
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 
-#include "src/Controls/row_list.h"
+#include "src/Controls/RowList.h"
 #include "src/Controls/table_job.h"
-#include "src/OABR-Switch/device_use.h"
+#include "src/OABR-Switch/DeviceUse.h"
 
 namespace kovgui {
 

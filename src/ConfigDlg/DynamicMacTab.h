@@ -1,7 +1,7 @@
 #pragma once
 
 #include "src/Controls/OABRControlFrame.h"
-#include "src/models/dynamic_mac_list.h"
+#include "src/models/DynamicMacList.h"
 
 namespace kovgui::controls {
 class RowList;

@@ -11,7 +11,7 @@
 
 #include "src/ConfigDlg/VlanEntryDialog.h"
 #include "src/Controls/CheckedGrid.h"
-#include "src/Controls/row_list.h"
+#include "src/Controls/RowList.h"
 
 namespace kovgui {
 

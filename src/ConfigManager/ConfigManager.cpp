@@ -17,9 +17,9 @@
 #include "src/base/log.h"
 #include "src/models/converters.h"
 #include "src/models/vlan_values.h"
+#include "src/window/PageHost.h"
 #include "src/window/device_text.h"
 #include "src/window/file_choice.h"
-#include "src/window/page_host.h"
 
 namespace kovgui {
 namespace {

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "src/Controls/row_list.h"
+#include "src/Controls/RowList.h"
 #include "src/base/pasted_cells.h"
 #include "src/window/accessible.h"
 

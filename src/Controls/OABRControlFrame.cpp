@@ -8,7 +8,7 @@
 #include <algorithm>
 
 #include "lib/comm_obj.h"
-#include "src/window/page_host.h"
+#include "src/window/PageHost.h"
 
 namespace kovgui::controls {
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "src/Controls/OABRControl.h"
-#include "src/OABR-Switch/device_window.h"
+#include "src/OABR-Switch/DeviceWindow.h"
 
 namespace kovgui::controls {
 

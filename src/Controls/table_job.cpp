@@ -14,7 +14,7 @@
 #include <optional>
 
 #include "lib/comm_obj.h"
-#include "src/OABR-Switch/device_use.h"
+#include "src/OABR-Switch/DeviceUse.h"
 #include "src/base/WorkerThread.h"
 #include "src/window/accessible.h"
 

@@ -14,9 +14,9 @@
 
 #include "src/FlashDlg/FlashThread.h"
 #include "src/OABR-Switch/OABRDevice.h"
+#include "src/window/PageHost.h"
 #include "src/window/device_text.h"
 #include "src/window/file_choice.h"
-#include "src/window/page_host.h"
 
 namespace kovgui {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "src/Controls/OABRControlFrame.h"
 #include "src/FlashDlg/IFFFile.h"
-#include "src/OABR-Switch/device_use.h"
+#include "src/OABR-Switch/DeviceUse.h"
 #include "src/base/WorkerThread.h"
 #include "src/models/version_compare.h"
 

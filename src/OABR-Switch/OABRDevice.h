@@ -10,9 +10,9 @@
 
 #include "lib/e2p.h"
 #include "src/Chip45/C45Device.h"
+#include "src/OABR-Switch/CanTraceQueue.h"
+#include "src/OABR-Switch/DeviceWindow.h"
 #include "src/OABR-Switch/OABRReceiverThread.h"
-#include "src/OABR-Switch/can_trace.h"
-#include "src/OABR-Switch/device_window.h"
 #include "src/OABR-Switch/identity.h"
 
 namespace kovgui::oabr {

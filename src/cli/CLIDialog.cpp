@@ -10,7 +10,7 @@
 
 #include "src/base/utilities.h"
 #include "src/cli/interpreter.h"
-#include "src/platform/captured_output.h"
+#include "src/platform/CapturedOutput.h"
 #include "src/window/accessible.h"
 #include "src/window/while_painting.h"
 

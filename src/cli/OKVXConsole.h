@@ -7,8 +7,8 @@
 #include <string>
 
 #include "lib/console_cmd.h"
+#include "src/platform/TextConsole.h"
 #include "src/platform/event.h"
-#include "src/platform/textconsole.h"
 
 namespace kovgui::cli {
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <optional>
 
-#include "src/OABR-Switch/device_use.h"
+#include "src/OABR-Switch/DeviceUse.h"
 
 namespace kovgui::cli {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "src/ftdi/queued_port.h"
+#include "src/ftdi/QueuedPort.h"
 
 // A converter on USB: settings go through libftdi1, data through transfers of our own.
 

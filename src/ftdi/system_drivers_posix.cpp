@@ -1,4 +1,4 @@
-#include "src/ftdi/libftdi_driver.h"
+#include "src/ftdi/LibFtdiDriver.h"
 #include "src/ftdi/system_drivers.h"
 
 namespace kovgui::ftdi {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "src/ftdi/queued_port.h"
+#include "src/ftdi/QueuedPort.h"
 
 // The connection to a simulated device. A message is operation u8, payload length u16, payload; integers are
 // little-endian.

@@ -9,8 +9,8 @@
 #include "oabr_version.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/base/log.h"
-#include "src/cli/stream_host.h"
-#include "src/programs/program_guard.h"
+#include "src/cli/StreamHost.h"
+#include "src/programs/ProgramGuard.h"
 
 namespace {
 

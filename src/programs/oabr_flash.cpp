@@ -10,10 +10,10 @@
 #include "src/FlashDlg/IFFFile.h"
 #include "src/FlashDlg/firmware_check.h"
 #include "src/base/log.h"
-#include "src/cli/stream_host.h"
-#include "src/platform/interrupts.h"
-#include "src/programs/flash_run.h"
-#include "src/programs/program_guard.h"
+#include "src/cli/StreamHost.h"
+#include "src/platform/Interrupts.h"
+#include "src/programs/FlashRun.h"
+#include "src/programs/ProgramGuard.h"
 
 namespace {
 

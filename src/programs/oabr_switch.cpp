@@ -1,7 +1,7 @@
 #include "src/Application.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/cli/OKVXConsole.h"
-#include "src/platform/interrupts.h"
+#include "src/platform/Interrupts.h"
 
 wxIMPLEMENT_APP_NO_MAIN(kovgui::Application);
 

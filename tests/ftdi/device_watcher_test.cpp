@@ -1,4 +1,4 @@
-#include "src/platform/device_watcher.h"
+#include "src/platform/DeviceWatcher.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "src/platform/textconsole.h"
+#include "src/platform/TextConsole.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

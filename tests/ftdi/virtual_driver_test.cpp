@@ -1,4 +1,4 @@
-#include "src/ftdi/virtual_driver.h"
+#include "src/ftdi/VirtualDriver.h"
 
 #include <gtest/gtest.h>
 #include <netinet/in.h>

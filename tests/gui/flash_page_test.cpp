@@ -5,7 +5,7 @@
 #include <numeric>
 
 #include "src/FlashDlg/FlashPanel.h"
-#include "src/OABR-Switch/device_use.h"
+#include "src/OABR-Switch/DeviceUse.h"
 #include "tests/gui/connected_window_fixture.h"
 
 namespace kovgui {

@@ -17,7 +17,7 @@
 #include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/ConfigDlg/VlanEntryDialog.h"
 #include "src/ConfigManager/XmlConfigDialog.h"
-#include "src/OABR-Switch/device_use.h"
+#include "src/OABR-Switch/DeviceUse.h"
 #include "src/cli/CLIDialog.h"
 #include "src/window/HelpViewer.h"
 #include "tests/gui/main_window_fixture.h"

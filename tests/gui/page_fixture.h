@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "src/Controls/OABRControlFrame.h"
-#include "src/window/page_host.h"
+#include "src/window/PageHost.h"
 #include "tests/gui/gui_fixture.h"
 
 namespace kovgui {

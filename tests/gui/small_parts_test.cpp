@@ -5,9 +5,9 @@
 #include <thread>
 
 #include "src/Application.h"
-#include "src/OABR-Switch/device_use.h"
+#include "src/OABR-Switch/DeviceUse.h"
 #include "src/base/log.h"
-#include "src/platform/captured_output.h"
+#include "src/platform/CapturedOutput.h"
 #include "src/window/ResourceManager.h"
 #include "src/window/device_text.h"
 #include "src/window/embedded.h"

@@ -10,9 +10,9 @@
 #include "src/ConfigDlg/VlanEntryDialog.h"
 #include "src/ConfigDlg/VlanTab.h"
 #include "src/Controls/CheckedGrid.h"
-#include "src/Controls/row_list.h"
+#include "src/Controls/RowList.h"
 #include "src/Controls/table_job.h"
-#include "src/OABR-Switch/device_use.h"
+#include "src/OABR-Switch/DeviceUse.h"
 #include "tests/gui/connected_window_fixture.h"
 
 namespace kovgui {

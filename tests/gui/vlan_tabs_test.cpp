@@ -5,7 +5,7 @@
 #include "lib/ksz.h"
 #include "src/ConfigDlg/PortBasedVlanTab.h"
 #include "src/ConfigDlg/StaticMacAdressTab.h"
-#include "src/Controls/row_list.h"
+#include "src/Controls/RowList.h"
 #include "tests/gui/connected_window_fixture.h"
 
 namespace kovgui {

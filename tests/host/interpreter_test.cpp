@@ -1,6 +1,6 @@
 #include "src/cli/interpreter.h"
 
-#include "src/OABR-Switch/device_use.h"
+#include "src/OABR-Switch/DeviceUse.h"
 #include "tests/host/host_fixture.h"
 
 namespace kovgui::cli {

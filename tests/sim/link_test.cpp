@@ -11,7 +11,7 @@
 #include <optional>
 #include <thread>
 
-#include "src/ftdi/virtual_driver.h"
+#include "src/ftdi/VirtualDriver.h"
 #include "tests/support/frames.h"
 #include "tests/support/sim_process.h"
 

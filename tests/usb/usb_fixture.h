@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "src/ftdi/libftdi_driver.h"
+#include "src/ftdi/LibFtdiDriver.h"
 #include "tests/support/port_test.h"
 #include "tests/usb/fake_usb.h"
 

@@ -2,9 +2,9 @@
 #include <mutex>
 #include <string_view>
 
+#include "src/ftdi/VirtualDriver.h"
 #include "src/ftdi/driver.h"
 #include "src/ftdi/system_drivers.h"
-#include "src/ftdi/virtual_driver.h"
 
 namespace kovgui::ftdi {
 

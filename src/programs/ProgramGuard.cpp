@@ -1,9 +1,9 @@
-#include "src/programs/program_guard.h"
+#include "src/programs/ProgramGuard.h"
 
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/base/log.h"
 #include "src/cli/OKVXConsole.h"
-#include "src/platform/interrupts.h"
+#include "src/platform/Interrupts.h"
 
 namespace kovgui {
 

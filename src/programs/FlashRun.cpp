@@ -1,4 +1,4 @@
-#include "src/programs/flash_run.h"
+#include "src/programs/FlashRun.h"
 
 #include <algorithm>
 #include <array>

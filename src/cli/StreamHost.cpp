@@ -1,4 +1,4 @@
-#include "src/cli/stream_host.h"
+#include "src/cli/StreamHost.h"
 
 #include <cstdio>
 #include <vector>

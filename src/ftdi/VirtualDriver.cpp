@@ -1,4 +1,4 @@
-#include "src/ftdi/virtual_driver.h"
+#include "src/ftdi/VirtualDriver.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -6,7 +6,7 @@
 
 #include "src/ftdi/announcement.h"
 #include "src/ftdi/virtual_wire.h"
-#include "src/platform/device_watcher.h"
+#include "src/platform/DeviceWatcher.h"
 #include "src/platform/private_directory.h"
 
 namespace kovgui::ftdi {

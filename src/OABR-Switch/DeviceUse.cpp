@@ -1,4 +1,4 @@
-#include "src/OABR-Switch/device_use.h"
+#include "src/OABR-Switch/DeviceUse.h"
 
 #include <mutex>
 #include <utility>

@@ -1,6 +1,6 @@
 #include <unistd.h>
 
-#include "src/platform/captured_output.h"
+#include "src/platform/CapturedOutput.h"
 
 namespace kovgui::platform {
 namespace {

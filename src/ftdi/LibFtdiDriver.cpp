@@ -1,4 +1,4 @@
-#include "src/ftdi/libftdi_driver.h"
+#include "src/ftdi/LibFtdiDriver.h"
 
 #include <libusb.h>
 

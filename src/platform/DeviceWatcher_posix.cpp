@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "src/platform/device_watcher.h"
+#include "src/platform/DeviceWatcher.h"
 #include "src/platform/event.h"
 
 namespace kovgui::platform {

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "src/OABR-Switch/can_trace.h"
+#include "src/OABR-Switch/CanTraceQueue.h"
 
 namespace kovgui::oabr {
 

@@ -2,9 +2,9 @@
 
 #include <string>
 
+#include "src/platform/Interrupts.h"
+#include "src/platform/TextConsole.h"
 #include "src/platform/event.h"
-#include "src/platform/interrupts.h"
-#include "src/platform/textconsole.h"
 
 namespace kovgui::cli {
 

@@ -1,4 +1,4 @@
-#include "src/platform/textconsole.h"
+#include "src/platform/TextConsole.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -14,7 +14,7 @@
 #include <string_view>
 #include <utility>
 
-#include "src/platform/line_buffer.h"
+#include "src/platform/LineBuffer.h"
 
 extern char** environ;
 

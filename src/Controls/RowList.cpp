@@ -1,4 +1,4 @@
-#include "src/Controls/row_list.h"
+#include "src/Controls/RowList.h"
 
 #include <wx/clipbrd.h>
 #include <wx/dataobj.h>

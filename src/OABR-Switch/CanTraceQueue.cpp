@@ -1,4 +1,4 @@
-#include "src/OABR-Switch/can_trace.h"
+#include "src/OABR-Switch/CanTraceQueue.h"
 
 #include <algorithm>
 #include <utility>

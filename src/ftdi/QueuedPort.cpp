@@ -1,4 +1,4 @@
-#include "src/ftdi/queued_port.h"
+#include "src/ftdi/QueuedPort.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "src/models/dynamic_mac_list.h"
+#include "src/models/DynamicMacList.h"
 
 #include <algorithm>
 #include <cctype>

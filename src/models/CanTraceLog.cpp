@@ -1,4 +1,4 @@
-#include "src/models/can_trace_log.h"
+#include "src/models/CanTraceLog.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "src/platform/interrupts.h"
+#include "src/platform/Interrupts.h"
 
 #include <atomic>
 #include <csignal>
