@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <ostream>
 #include <sstream>
@@ -47,7 +48,7 @@ bool wait_for(Condition condition, milliseconds limit) {
 }  // namespace
 
 std::string program_path(const std::string& name) {
-    return std::string(OABR_BIN_DIR) + "/" + name;
+    return (std::filesystem::read_symlink("/proc/self/exe").parent_path() / name).string();
 }
 
 std::ostream& operator<<(std::ostream& stream, const Result& result) {
