@@ -359,10 +359,10 @@ public:
         const std::string& text = form_[field];
         if (text.empty() && minimum == 0) return 0;
         int value = -1;
-        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+        const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), value);
         const bool digits =
             std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-        if (!digits || error != std::errc() || end != text.data() + text.size() || value < minimum ||
+        if (!digits || status != std::errc() || end != text.data() + text.size() || value < minimum ||
             value > maximum) {
             error(field, printed("must be a whole number, %d to %d", minimum, maximum));
             return minimum;
@@ -380,9 +380,9 @@ public:
         std::string_view text = form_[field];
         if (text.starts_with("0x") || text.starts_with("0X")) text.remove_prefix(2);
         Identifier read;
-        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), read.value, 16);
+        const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), read.value, 16);
         read.digits = text.size();
-        if (text.empty() || text.size() > 8 || text[0] == '-' || error != std::errc() ||
+        if (text.empty() || text.size() > 8 || text[0] == '-' || status != std::errc() ||
             end != text.data() + text.size()) {
             error(field, "must be 1 to 8 hexadecimal digits");
             return {};
