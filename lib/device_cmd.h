@@ -47,12 +47,8 @@ int hk_status(uint32_t* out);
 int set_eth_wakeup(uint32_t first, uint32_t second);
 void get_eth_wakeup(uint32_t* first, uint32_t* second);
 
-/// MDIO addresses of the device.
-constexpr uint8_t mdio_usb_phy = 0x02;
-constexpr uint8_t mdio_eth_phy = 0x03;
-constexpr uint8_t mdio_switch = 0x06;  ///< the switch chip's whole register file
-constexpr uint8_t mdio_oabr1_phy = 0x18;
-constexpr uint8_t mdio_oabr2_phy = 0x19;
+/// MDIO address of the switch chip's whole register file; those of the ports' PHYs are in ports.h.
+constexpr uint8_t mdio_switch = 0x06;
 
 int mdio_read(uint8_t phy, uint8_t reg, uint16_t* out);
 int mdio_write(uint8_t phy, uint8_t reg, uint16_t value);

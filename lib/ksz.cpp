@@ -68,13 +68,13 @@ constexpr port_flag pvid_filter{ksz_control2, 0x20};
 constexpr port_flag vtable_filter{ksz_control2, 0x40};
 
 int port_flag_set(port_flag flag, int port, int value) {
-    return ksz_is_port(port) && flag_set(flag.of(port), value);
+    return is_port(port) && flag_set(flag.of(port), value);
 }
 int port_flag_get(port_flag flag, int port, int* value) {
-    return ksz_is_port(port) && flag_get(flag.of(port), value);
+    return is_port(port) && flag_get(flag.of(port), value);
 }
 e2p_cfg_cmd_array* port_flag_store(port_flag flag, int port, int value) {
-    return ksz_is_port(port) ? flag_store(flag.of(port), value) : nullptr;
+    return is_port(port) ? flag_store(flag.of(port), value) : nullptr;
 }
 
 /// A field of several bits takes two records: what is not in it is kept, then its bits are set; no second one
@@ -124,25 +124,25 @@ int field_write(const field& field) {
 }  // namespace
 
 void ksz_ports_to_text(uint8_t ports, char* text) {
-    ultobinstr(ports, text, ksz_port_count);
+    ultobinstr(ports, text, port_count);
 }
 
 int ksz_ports_from_text(const char* text, uint8_t* ports) {
-    if (strlen(text) != ksz_port_count || strspn(text, "01") != ksz_port_count) return 0;
+    if (strlen(text) != port_count || strspn(text, "01") != port_count) return 0;
     unsigned mask = 0;
-    for (int i = 0; i < ksz_port_count; ++i)
+    for (int i = 0; i < port_count; ++i)
         mask = mask << 1 | (text[i] == '1');
     *ports = static_cast<uint8_t>(mask);
     return 1;
 }
 
 int ksz_set_sniff(int port, uint8_t bits) {
-    return ksz_is_port(port) && replace_bits(in_port(port, ksz_control1), sniff_mask, bits);
+    return is_port(port) && replace_bits(in_port(port, ksz_control1), sniff_mask, bits);
 }
 
 int ksz_get_sniff(int port, uint8_t* bits) {
     uint8_t value = 0;
-    if (!ksz_is_port(port) || !read_low_byte(in_port(port, ksz_control1), &value)) return 0;
+    if (!is_port(port) || !read_low_byte(in_port(port, ksz_control1), &value)) return 0;
     *bits = value & sniff_mask;
     return 1;
 }
@@ -195,31 +195,31 @@ e2p_cfg_cmd_array* ksz_vtable_filter_store(int port, int value) {
 }
 
 int ksz_pvlan_set(int port, uint8_t ports) {
-    if (!ksz_is_port(port) || ports > ksz_all_ports) return 0;
+    if (!is_port(port) || ports > all_ports) return 0;
     return field_write(membership_field(port, ports));
 }
 
 int ksz_pvlan_get(int port, uint8_t* ports) {
     uint8_t value = 0;
-    if (!ksz_is_port(port) || !read_low_byte(in_port(port, ksz_control1), &value)) return 0;
+    if (!is_port(port) || !read_low_byte(in_port(port, ksz_control1), &value)) return 0;
     *ports = ksz_tool_ports(value);
     return 1;
 }
 
 e2p_cfg_cmd_array* ksz_pvlan_store(int port, uint8_t ports) {
-    if (!ksz_is_port(port) || ports > ksz_all_ports) return nullptr;
+    if (!is_port(port) || ports > all_ports) return nullptr;
     return fields_store({membership_field(port, ports)});
 }
 
 int ksz_pvid_set(int port, int vid) {
-    if (!ksz_is_port(port) || !is_vid(vid)) return 0;
+    if (!is_port(port) || !is_vid(vid)) return 0;
     return field_write(pvid_high_field(port, vid)) && field_write(pvid_low_field(port, vid));
 }
 
 int ksz_pvid_get(int port, int* vid) {
     uint8_t high = 0;
     uint8_t low = 0;
-    if (!ksz_is_port(port)) return 0;
+    if (!is_port(port)) return 0;
     if (!read_low_byte(in_port(port, ksz_control3), &high) ||
         !read_low_byte(in_port(port, ksz_control4), &low))
         return 0;
@@ -228,6 +228,6 @@ int ksz_pvid_get(int port, int* vid) {
 }
 
 e2p_cfg_cmd_array* ksz_pvid_store(int port, int vid) {
-    if (!ksz_is_port(port) || !is_vid(vid)) return nullptr;
+    if (!is_port(port) || !is_vid(vid)) return nullptr;
     return fields_store({pvid_high_field(port, vid), pvid_low_field(port, vid)});
 }

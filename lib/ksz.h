@@ -7,31 +7,25 @@
 
 #include "lib/e2p.h"
 #include "lib/messages.h"
+#include "lib/ports.h"
 
-// The switch chip's tables and flags. Ports are tool ports: 1 USB, 2 100BaseTX, 3 OABR1, 4 OABR2; a port mask
-// is a tool mask, bit n - 1 for port n. The chip's own masks are shifted up by one, since its first port does
-// not exist.
+// The switch chip's tables and flags. Ports and masks of ports are those of ports.h. The chip's own masks are
+// shifted up by one, since its first port does not exist.
 //
 // Unless stated, functions return 1 for success and 0 for failure (no answer, or an argument out of bounds;
 // outputs are then untouched). `_store` yields the records that make the same change at every start, freed by
 // the caller with e2p_cfg_cmd_array_delete, or null for an argument out of bounds. None is for the receiver
 // thread.
 
-constexpr int ksz_port_count = 4;
-constexpr uint8_t ksz_all_ports = 0x0F;
-constexpr bool ksz_is_port(int port) {
-    return port >= 1 && port <= ksz_port_count;
-}
-
 constexpr uint8_t ksz_chip_ports(uint8_t ports) {
-    return static_cast<uint8_t>((ports & ksz_all_ports) << 1);
+    return static_cast<uint8_t>((ports & all_ports) << 1);
 }
 constexpr uint8_t ksz_tool_ports(uint8_t chip_ports) {
-    return (chip_ports >> 1) & ksz_all_ports;
+    return (chip_ports >> 1) & all_ports;
 }
 
 /// Port masks as text: four characters '0' and '1', leftmost port 4, rightmost port 1.
-constexpr size_t ksz_ports_text_size = ksz_port_count + 1;
+constexpr size_t ksz_ports_text_size = port_count + 1;
 void ksz_ports_to_text(uint8_t ports, char* text);
 /// @return 0 when the text is anything but four such characters
 int ksz_ports_from_text(const char* text, uint8_t* ports);

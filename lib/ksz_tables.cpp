@@ -91,7 +91,7 @@ ksz_smac_entry smac_decode(const ksz_entry_data& data, const smac_layout& layout
 }
 
 bool is_smac(int index, const ksz_smac_entry& entry) {
-    return is_below(index, ksz_smac_entries) && entry.fid <= ksz_max_fid && entry.ports <= ksz_all_ports;
+    return is_below(index, ksz_smac_entries) && entry.fid <= ksz_max_fid && entry.ports <= all_ports;
 }
 
 }  // namespace
@@ -148,7 +148,7 @@ constexpr bit_field vlan_slot(size_t slot) {
 }
 
 bool is_vlan(const ksz_vlan_entry& entry) {
-    return entry.fid <= ksz_max_fid && entry.ports <= ksz_all_ports;
+    return entry.fid <= ksz_max_fid && entry.ports <= all_ports;
 }
 
 constexpr int set_of(int vid) {

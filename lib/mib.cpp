@@ -55,7 +55,7 @@ constinit mib_counter_table mib_counters_oabr2 = counters;
 mib_counter* mib_counters_of(int port) {
     mib_counter_table* const tables[] = {&mib_counters_usb, &mib_counters_100btx, &mib_counters_oabr1,
                                          &mib_counters_oabr2};
-    return ksz_is_port(port) ? tables[port - 1]->data() : nullptr;
+    return is_port(port) ? tables[port_index(port)]->data() : nullptr;
 }
 
 void mib_counter_text(uint32_t raw, char* text) {

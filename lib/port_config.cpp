@@ -6,11 +6,10 @@
 
 #include "lib/device_cmd.h"
 #include "lib/ksz.h"
+#include "lib/ports.h"
 #include "lib/switch_bits.h"
 
 namespace {
-
-enum port : int { usb = 1, eth = 2, oabr1 = 3, oabr2 = 4 };
 
 constexpr reg_address in_switch(uint8_t reg) {
     return {mdio_switch, reg};
@@ -61,7 +60,7 @@ e2p_cfg_cmd_array* store_bit(const bit_setting& setting, int value) {
 // --- Settings of the two ports with a PHY in the switch
 
 constexpr bool has_switch_phy(int port) {
-    return port == usb || port == eth;
+    return port == port_usb || port == port_eth;
 }
 
 constexpr bit_setting autoneg_bit(int port) {
@@ -79,7 +78,7 @@ constexpr bit_setting flow_bit(int port) {
 constexpr reg_change restart_negotiation = set_bits(0x20);
 
 // Live link status of the USB port.
-constexpr reg_address usb_status = in_port(usb, ksz_status0);
+constexpr reg_address usb_status = in_port(port_usb, ksz_status0);
 constexpr uint16_t status_speed = 1U << 2;
 constexpr uint16_t status_full_duplex = 1U << 1;
 constexpr int status_flow_shift = 3;
@@ -112,10 +111,10 @@ constexpr bit_setting phy_speed_setting(uint8_t mdio) {
 
 constexpr oabr_port oabr1_port{wide_bit(in_switch(reg_sw3_control), 0x0040),
                                inverted(wide_bit(in_switch(reg_sw3_control), 0x0020)),
-                               phy_speed_setting(mdio_oabr1_phy), &e2p_cfg_cmd_array::phy1_cfg};
+                               phy_speed_setting(port_phy(port_oabr1)), &e2p_cfg_cmd_array::phy1_cfg};
 constexpr oabr_port oabr2_port{wide_bit(in_switch(reg_sw4_control), 0x0020),
                                inverted(wide_bit(in_switch(reg_sw4_control), 0x0010)),
-                               phy_speed_setting(mdio_oabr2_phy), &e2p_cfg_cmd_array::phy2_cfg};
+                               phy_speed_setting(port_phy(port_oabr2)), &e2p_cfg_cmd_array::phy2_cfg};
 
 int oabr_speed_set(const oabr_port& port, int value) {
     const bool fast = value == 1;
@@ -161,11 +160,11 @@ constexpr bool is_sniff_value(int value) {
 }
 
 int make_sniffer_port(int chosen) {
-    for (int port = usb; port <= oabr2; ++port) {
+    for (const device_port& port : device_ports) {
         uint8_t bits = 0;
-        if (!ksz_get_sniff(port, &bits)) return 0;
+        if (!ksz_get_sniff(port.number, &bits)) return 0;
         const auto changed = static_cast<uint8_t>(bits & ~sniff_mirror_port);
-        if (!ksz_set_sniff(port, port == chosen ? sniff_mirror_port : changed)) return 0;
+        if (!ksz_set_sniff(port.number, port.number == chosen ? sniff_mirror_port : changed)) return 0;
     }
     return 1;
 }
@@ -185,22 +184,22 @@ e2p_cfg_cmd_array* port_autoneg_store(int port, int value) {
     return has_switch_phy(port) ? store_bit(autoneg_bit(port), value) : nullptr;
 }
 int USB_autoneg_set(int value) {
-    return port_autoneg_set(usb, value);
+    return port_autoneg_set(port_usb, value);
 }
 int USB_autoneg_get(int* value) {
-    return port_autoneg_get(usb, value);
+    return port_autoneg_get(port_usb, value);
 }
 e2p_cfg_cmd_array* USB_autoneg_store(int value) {
-    return port_autoneg_store(usb, value);
+    return port_autoneg_store(port_usb, value);
 }
 int ETH_autoneg_set(int value) {
-    return port_autoneg_set(eth, value);
+    return port_autoneg_set(port_eth, value);
 }
 int ETH_autoneg_get(int* value) {
-    return port_autoneg_get(eth, value);
+    return port_autoneg_get(port_eth, value);
 }
 e2p_cfg_cmd_array* ETH_autoneg_store(int value) {
-    return port_autoneg_store(eth, value);
+    return port_autoneg_store(port_eth, value);
 }
 
 int port_speed_set(int port, int value) {
@@ -213,22 +212,22 @@ e2p_cfg_cmd_array* port_speed_store(int port, int value) {
     return has_switch_phy(port) ? store_bit(speed_bit(port), value) : nullptr;
 }
 int USB_speed_set(int value) {
-    return port_speed_set(usb, value);
+    return port_speed_set(port_usb, value);
 }
 int USB_speed_get(int* value) {
     return read_usb_status(status_speed, value);
 }
 e2p_cfg_cmd_array* USB_speed_store(int value) {
-    return port_speed_store(usb, value);
+    return port_speed_store(port_usb, value);
 }
 int ETH_speed_set(int value) {
-    return port_speed_set(eth, value);
+    return port_speed_set(port_eth, value);
 }
 int ETH_speed_get(int* value) {
-    return port_speed_get(eth, value);
+    return port_speed_get(port_eth, value);
 }
 e2p_cfg_cmd_array* ETH_speed_store(int value) {
-    return port_speed_store(eth, value);
+    return port_speed_store(port_eth, value);
 }
 int OABR1_speed_set(int value) {
     return oabr_speed_set(oabr1_port, value);
@@ -253,13 +252,13 @@ int port_flow_set(int port, int value) {
     return has_switch_phy(port) && write_bit(flow_bit(port), value == 1);
 }
 int port_flow_get(int port, int* value) {
-    return ksz_is_port(port) && read_bit(flow_bit(port), value);
+    return is_port(port) && read_bit(flow_bit(port), value);
 }
 e2p_cfg_cmd_array* port_flow_store(int port, int value) {
     return has_switch_phy(port) ? store_bit(flow_bit(port), value) : nullptr;
 }
 int USB_flow_set(int value) {
-    return port_flow_set(usb, value);
+    return port_flow_set(port_usb, value);
 }
 int USB_flow_get(int* value) {
     uint16_t status = 0;
@@ -268,16 +267,16 @@ int USB_flow_get(int* value) {
     return 1;
 }
 e2p_cfg_cmd_array* USB_flow_store(int value) {
-    return port_flow_store(usb, value);
+    return port_flow_store(port_usb, value);
 }
 int ETH_flow_set(int value) {
-    return port_flow_set(eth, value);
+    return port_flow_set(port_eth, value);
 }
 int ETH_flow_get(int* value) {
-    return port_flow_get(eth, value);
+    return port_flow_get(port_eth, value);
 }
 e2p_cfg_cmd_array* ETH_flow_store(int value) {
-    return port_flow_store(eth, value);
+    return port_flow_store(port_eth, value);
 }
 int OABR1_flow_set(int value) {
     return write_bit(oabr1_port.flow, value == 1);
@@ -308,29 +307,29 @@ e2p_cfg_cmd_array* port_duplex_store(int port, int value) {
     return has_switch_phy(port) ? store_bit(duplex_bit(port), value) : nullptr;
 }
 int USB_duplex_set(int value) {
-    return port_duplex_set(usb, value);
+    return port_duplex_set(port_usb, value);
 }
 int USB_duplex_get(int* value) {
     return read_usb_status(status_full_duplex, value);
 }
 e2p_cfg_cmd_array* USB_duplex_store(int value) {
-    return port_duplex_store(usb, value);
+    return port_duplex_store(port_usb, value);
 }
 int ETH_duplex_set(int value) {
-    return port_duplex_set(eth, value);
+    return port_duplex_set(port_eth, value);
 }
 int ETH_duplex_get(int* value) {
-    return port_duplex_get(eth, value);
+    return port_duplex_get(port_eth, value);
 }
 e2p_cfg_cmd_array* ETH_duplex_store(int value) {
-    return port_duplex_store(eth, value);
+    return port_duplex_store(port_eth, value);
 }
 
 int OABR1_role_set(int) {
     return print_never_call(__func__), 0;
 }
 int OABR1_role_get(int* value) {
-    return oabr_role_get(mdio_oabr1_phy, value);
+    return oabr_role_get(port_phy(port_oabr1), value);
 }
 e2p_cfg_cmd_array* OABR1_role_store(int) {
     return print_never_call(__func__), nullptr;
@@ -339,14 +338,14 @@ int OABR2_role_set(int) {
     return print_never_call(__func__), 0;
 }
 int OABR2_role_get(int* value) {
-    return oabr_role_get(mdio_oabr2_phy, value);
+    return oabr_role_get(port_phy(port_oabr2), value);
 }
 e2p_cfg_cmd_array* OABR2_role_store(int) {
     return print_never_call(__func__), nullptr;
 }
 
 int port_sniff_set(int port, int value) {
-    if (!ksz_is_port(port) || !is_sniff_value(value)) return 0;
+    if (!is_port(port) || !is_sniff_value(value)) return 0;
     if (value == sniff_sniffer_port) return make_sniffer_port(port);
     (void)ksz_set_sniff(port, sniff_bits[static_cast<size_t>(value)]);
     return 1;
@@ -362,43 +361,43 @@ int port_sniff_get(int port, int* value) {
     return 0;
 }
 e2p_cfg_cmd_array* port_sniff_store(int port, int value) {
-    if (!ksz_is_port(port) || !is_sniff_value(value) || value == sniff_none) return nullptr;
+    if (!is_port(port) || !is_sniff_value(value) || value == sniff_none) return nullptr;
     return switch_set(
         {change_record(in_port(port, ksz_control1), set_bits(sniff_bits[static_cast<size_t>(value)]))});
 }
 int USB_sniff_set(int value) {
-    return port_sniff_set(usb, value);
+    return port_sniff_set(port_usb, value);
 }
 int USB_sniff_get(int* value) {
-    return port_sniff_get(usb, value);
+    return port_sniff_get(port_usb, value);
 }
 e2p_cfg_cmd_array* USB_sniff_store(int value) {
-    return port_sniff_store(usb, value);
+    return port_sniff_store(port_usb, value);
 }
 int ETH_sniff_set(int value) {
-    return port_sniff_set(eth, value);
+    return port_sniff_set(port_eth, value);
 }
 int ETH_sniff_get(int* value) {
-    return port_sniff_get(eth, value);
+    return port_sniff_get(port_eth, value);
 }
 e2p_cfg_cmd_array* ETH_sniff_store(int value) {
-    return port_sniff_store(eth, value);
+    return port_sniff_store(port_eth, value);
 }
 int OABR1_sniff_set(int value) {
-    return port_sniff_set(oabr1, value);
+    return port_sniff_set(port_oabr1, value);
 }
 int OABR1_sniff_get(int* value) {
-    return port_sniff_get(oabr1, value);
+    return port_sniff_get(port_oabr1, value);
 }
 e2p_cfg_cmd_array* OABR1_sniff_store(int value) {
-    return port_sniff_store(oabr1, value);
+    return port_sniff_store(port_oabr1, value);
 }
 int OABR2_sniff_set(int value) {
-    return port_sniff_set(oabr2, value);
+    return port_sniff_set(port_oabr2, value);
 }
 int OABR2_sniff_get(int* value) {
-    return port_sniff_get(oabr2, value);
+    return port_sniff_get(port_oabr2, value);
 }
 e2p_cfg_cmd_array* OABR2_sniff_store(int value) {
-    return port_sniff_store(oabr2, value);
+    return port_sniff_store(port_oabr2, value);
 }

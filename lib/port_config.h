@@ -3,7 +3,7 @@
 #include "lib/e2p.h"
 
 // Port settings. `_set` changes the device now, `_get` reads its state back, `_store` yields the records that
-// make the same change at every start. Ports: 1 USB, 2 100BaseTX, 3 OABR1, 4 OABR2.
+// make the same change at every start. Ports are numbers of ports.h.
 //
 // Set and get return 1 for success and 0 for failure: no answer, no such port, or a state that matches no
 // value (the output is then untouched). Store returns a new set that the caller frees with

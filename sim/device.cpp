@@ -314,8 +314,7 @@ std::string device::receive_frame(std::istream& words) {
     std::string source;
     traffic_frame frame{{}, {}, 64, std::nullopt};
     words >> port >> destination >> source;
-    if (port < 1 || port > port_count || !parse_mac(destination, &frame.destination) ||
-        !parse_mac(source, &frame.source))
+    if (!is_port(port) || !parse_mac(destination, &frame.destination) || !parse_mac(source, &frame.source))
         return "receive needs a port (1 to 4) and two MAC addresses";
     int vid = 0;
     if (words >> vid) frame.vid = static_cast<uint16_t>(vid & max_vid);

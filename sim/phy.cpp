@@ -7,11 +7,7 @@ namespace oabr_sim {
 
 namespace {
 
-constexpr uint8_t address_usb_phy = 0x02;
-constexpr uint8_t address_eth_phy = 0x03;
 constexpr uint8_t address_switch = 0x06;
-constexpr uint8_t address_oabr1 = 0x18;
-constexpr uint8_t address_oabr2 = 0x19;
 constexpr uint16_t idle_bus = 0xFFFF;
 constexpr uint8_t register_count = 32;
 
@@ -29,7 +25,6 @@ constexpr uint16_t oabr_status_link_down = 0x2000;
 constexpr uint16_t oabr_status_link = 0x0004;
 constexpr uint8_t oabr_link_details = 0x11;
 constexpr uint16_t oabr_link_details_up = 0x0D00;
-constexpr int first_oabr_port = 3;
 
 constexpr uint8_t mii_control = 0;
 constexpr uint8_t mii_status = 1;
@@ -119,7 +114,7 @@ void mdio_bus::update_link(size_t which) {
     oabr_[which][oabr_status] = oabr_status_link_down | (up ? oabr_status_link : 0);
     oabr_[which][oabr_link_details] = up ? oabr_link_details_up : 0;
     if (!up) link_was_lost_[which] = true;
-    chip_.set_link(static_cast<int>(which) + first_oabr_port, up);
+    chip_.set_link(static_cast<int>(which) + port_oabr1, up);
 }
 
 uint16_t mdio_bus::read_internal(int port, uint8_t reg) {
@@ -132,9 +127,9 @@ uint16_t mdio_bus::read_internal(int port, uint8_t reg) {
             return advertisement_selector | read_views(chip_, port, advertisement_views);
         case mii_special:
             return static_cast<uint16_t>(read_views(chip_, port, special_views) |
-                                         (internal_[static_cast<size_t>(port - usb_port)][reg] & 0x0007));
+                                         (internal_[static_cast<size_t>(port - port_usb)][reg] & 0x0007));
         default:
-            return internal_[static_cast<size_t>(port - usb_port)][reg];
+            return internal_[static_cast<size_t>(port - port_usb)][reg];
     }
 }
 
@@ -156,7 +151,7 @@ void mdio_bus::write_internal(int port, uint8_t reg, uint16_t value) {
             value &= static_cast<uint16_t>(~mii_cable_test_start);  // done at once
             [[fallthrough]];
         default:
-            internal_[static_cast<size_t>(port - usb_port)][reg] = value;
+            internal_[static_cast<size_t>(port - port_usb)][reg] = value;
     }
 }
 
@@ -186,13 +181,13 @@ uint16_t mdio_bus::read(uint8_t phy, uint8_t reg) {
     if (phy == address_switch) return chip_.read(reg);
     if (reg >= register_count) return idle_bus;
     switch (phy) {
-        case address_usb_phy:
-            return read_internal(usb_port, reg);
-        case address_eth_phy:
-            return read_internal(eth_port, reg);
-        case address_oabr1:
+        case port_phy(port_usb):
+            return read_internal(port_usb, reg);
+        case port_phy(port_eth):
+            return read_internal(port_eth, reg);
+        case port_phy(port_oabr1):
             return read_oabr(0, reg);
-        case address_oabr2:
+        case port_phy(port_oabr2):
             return read_oabr(1, reg);
         default:
             return idle_bus;
@@ -206,13 +201,13 @@ void mdio_bus::write(uint8_t phy, uint8_t reg, uint16_t value) {
     }
     if (reg >= register_count) return;
     switch (phy) {
-        case address_usb_phy:
-            return write_internal(usb_port, reg, value);
-        case address_eth_phy:
-            return write_internal(eth_port, reg, value);
-        case address_oabr1:
+        case port_phy(port_usb):
+            return write_internal(port_usb, reg, value);
+        case port_phy(port_eth):
+            return write_internal(port_eth, reg, value);
+        case port_phy(port_oabr1):
             return write_oabr(0, reg, value);
-        case address_oabr2:
+        case port_phy(port_oabr2):
             return write_oabr(1, reg, value);
         default:
             return;

@@ -83,7 +83,7 @@ enum : uint8_t {
     tx_unicast = 0x1A,
 };
 
-constexpr uint8_t all_ports = 0x1E;  ///< of the chip's mask
+constexpr uint8_t all_chip_ports = 0x1E;  ///< of the chip's mask
 constexpr uint16_t shortest_frame = 64;
 constexpr uint16_t longest_frame = 1522;
 constexpr uint8_t start_age = 4;
@@ -149,7 +149,7 @@ void switch_chip::reset() {
         regs_[b + port_control1] = 0x1F;
         regs_[b + port_control2] = 0x06;
         regs_[b + port_control4] = 0x01;
-        if (port <= eth_port) regs_[b + port_control5] = 0x5F;
+        if (port <= port_eth) regs_[b + port_control5] = 0x5F;
     }
     static_mac_.fill(0);
     vlan_.fill(0);
@@ -184,7 +184,7 @@ switch_chip::phy_result switch_chip::negotiate(int port) const {
 }
 
 bool switch_chip::link(int port) const {
-    return port <= eth_port ? negotiate(port).link : outer_link_[static_cast<size_t>(port)];
+    return port <= port_eth ? negotiate(port).link : outer_link_[static_cast<size_t>(port)];
 }
 
 uint8_t switch_chip::read_live_status(int port, uint8_t offset) const {
@@ -207,7 +207,7 @@ uint8_t switch_chip::read_live_status(int port, uint8_t offset) const {
 }
 
 uint8_t switch_chip::read(uint8_t reg) {
-    for (int port = usb_port; port <= eth_port; ++port) {
+    for (int port = port_usb; port <= port_eth; ++port) {
         const int offset = reg - bank(port);
         if (offset == port_status0 || offset == port_status1 || offset == port_status2)
             return read_live_status(port, static_cast<uint8_t>(offset));
@@ -233,7 +233,7 @@ void switch_chip::write(uint8_t reg, uint8_t value) {
         default:
             break;
     }
-    for (int port = usb_port; port <= eth_port; ++port) {
+    for (int port = port_usb; port <= port_eth; ++port) {
         const int offset = reg - bank(port);
         if (offset == port_status0 || offset == port_status1) return;
         // Bits that ask for something clear themselves when it is done.
@@ -405,7 +405,7 @@ void switch_chip::age(std::chrono::milliseconds elapsed) {
 uint8_t switch_chip::targets_of(int port, uint8_t fid, uint8_t vlan_members,
                                 const mac_address& destination) const {
     const uint64_t wanted = mac_bits(destination);
-    const uint8_t may_reach = port_bits(port, port_control1) & all_ports;
+    const uint8_t may_reach = port_bits(port, port_control1) & all_chip_ports;
     const uint8_t others = vlan_members & static_cast<uint8_t>(~chip_bit(port));
     const auto fixed = std::find_if(static_mac_.begin(), static_mac_.end(), [&](uint64_t entry) {
         const bool same_fid =
@@ -419,7 +419,7 @@ uint8_t switch_chip::targets_of(int port, uint8_t fid, uint8_t vlan_members,
     });
     if (learned == dynamic_.end()) return others & may_reach;
     const bool bounded = (regs_[reg_global2] & boundary_for_all) != 0;
-    return chip_bit(learned->port) & others & (bounded ? may_reach : all_ports);
+    return chip_bit(learned->port) & others & (bounded ? may_reach : all_chip_ports);
 }
 
 void switch_chip::receive_frame(int port, const traffic_frame& frame) {
@@ -432,7 +432,7 @@ void switch_chip::receive_frame(int port, const traffic_frame& frame) {
         static_cast<uint16_t>((port_bits(port, port_control3) & 0x0F) << 8 | port_bits(port, port_control4));
     const uint16_t vid = frame.vid && *frame.vid != 0 ? *frame.vid : pvid;
     uint8_t fid = 0;
-    uint8_t vlan_members = all_ports;
+    uint8_t vlan_members = all_chip_ports;
     if ((regs_[reg_global3] & vlan_enable) != 0) {
         const auto slot = static_cast<uint32_t>(vlan_[vid / 4] >> (13 * (vid % 4)) & 0x1FFF);
         const bool wrong_pvid = (ingress & discard_non_pvid) != 0 && vid != pvid;
@@ -442,7 +442,7 @@ void switch_chip::receive_frame(int port, const traffic_frame& frame) {
             return;
         }
         fid = slot & 0x7F;
-        vlan_members = slot >> 7 & all_ports;
+        vlan_members = slot >> 7 & all_chip_ports;
     }
     if ((ingress & learning_off) == 0 && !is_multicast(frame.source)) learn(port, fid, frame.source);
 

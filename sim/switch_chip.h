@@ -6,12 +6,9 @@
 #include <optional>
 #include <vector>
 
-namespace oabr_sim {
+#include "lib/ports.h"
 
-/// The four ports as the tool numbers them.
-constexpr int port_count = 4;
-constexpr int usb_port = 1;
-constexpr int eth_port = 2;
+namespace oabr_sim {
 
 using mac_address = std::array<uint8_t, 6>;  ///< least significant byte first
 using table_data = std::array<uint8_t, 9>;   ///< bit n of an entry is byte n/8, bit n%8

@@ -1,6 +1,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <span>
+#include <string>
 
 #include "lib/console/arguments.h"
 #include "lib/console_cmd.h"
@@ -132,13 +133,14 @@ int show_area(const char* name, e2p_area area) {
 
 int show_config() {
     struct named_area {
-        const char* name;
+        std::string name;
         e2p_area area;
     };
+    const auto phy_of = [](int port) { return port_name(port) + std::string(" PHY"); };
     for (const named_area& each :
-         {named_area{"switch", e2p_switch_area}, named_area{"OABR1 PHY", e2p_phy1_area},
-          named_area{"OABR2 PHY", e2p_phy2_area}})
-        if (const int failed = show_area(each.name, each.area)) return failed;
+         {named_area{"switch", e2p_switch_area}, named_area{phy_of(port_oabr1), e2p_phy1_area},
+          named_area{phy_of(port_oabr2), e2p_phy2_area}})
+        if (const int failed = show_area(each.name.c_str(), each.area)) return failed;
     std::fflush(stdout);
     return cmd_ok;
 }

@@ -4,6 +4,7 @@
 
 #include "lib/can.h"
 #include "lib/console/arguments.h"
+#include "lib/console/ranges.h"
 #include "lib/console_cmd.h"
 #include "lib/device_cmd.h"
 #include "lib/ksz.h"
@@ -85,14 +86,13 @@ int set_sniff(int port, int bits) {
 
 int process_cmd_sniff(char* argument) {
     const argument_words words(argument);
-    unsigned long port = 0;
+    int port = 0;
     const keyword* const mode = words.size() == 2 ? find_keyword(sniff_modes, words[1]) : nullptr;
-    const bool valid =
-        (words.size() == 1 || mode) && parse_number(words[0], ksz_port_count, &port) && port > 0;
+    const bool valid = (words.size() == 1 || mode) && parse_port(words[0], &port);
     if (!valid) return console_usage("sniff <port 1..4> [rx|tx|rxtx|mirror|off]");
-    if (!mode) return show_sniff(static_cast<int>(port));
-    if (set_sniff(static_cast<int>(port), mode->value) == 1) return cmd_ok;
-    return console_failure("setting sniff mode of port %lu failed", port);
+    if (!mode) return show_sniff(port);
+    if (set_sniff(port, mode->value) == 1) return cmd_ok;
+    return console_failure("setting sniff mode of port %d failed", port);
 }
 
 // ---- CAN controller ----

@@ -2,9 +2,10 @@
 #include <string_view>
 
 #include "lib/console/arguments.h"
+#include "lib/console/ranges.h"
 #include "lib/console_cmd.h"
-#include "lib/ksz.h"
 #include "lib/port_config.h"
+#include "lib/ports.h"
 
 namespace {
 
@@ -16,8 +17,6 @@ constexpr const char* usage =
     "      speed=<100|10>            (all ports)\n"
     "      duplex=<full|half>        (ports 1 and 2)\n"
     "      flow=<on|off>             (all ports)";
-
-constexpr const char* port_names[] = {"USB", "100BaseTX", "OABR1", "OABR2"};
 
 using port_get = int (*)(int* value);
 using port_set = int (*)(int value);
@@ -49,22 +48,23 @@ struct setting {
 
 #define OABR_NAMES(table) table, static_cast<int>(sizeof(table) / sizeof(table)[0])
 constexpr setting settings[] = {
-    {1, "negotiation", USB_autoneg_get, USB_autoneg_set, OABR_NAMES(negotiation_names),
+    {port_usb, "negotiation", USB_autoneg_get, USB_autoneg_set, OABR_NAMES(negotiation_names),
      OABR_NAMES(negotiation_names)},
-    {1, "speed", USB_speed_get, USB_speed_set, OABR_NAMES(speed_names), OABR_NAMES(speed_names)},
-    {1, "duplex", USB_duplex_get, USB_duplex_set, OABR_NAMES(link_duplex_names), OABR_NAMES(duplex_names)},
-    {1, "flow", USB_flow_get, USB_flow_set, OABR_NAMES(link_flow_names), OABR_NAMES(flow_names)},
-    {2, "negotiation", ETH_autoneg_get, ETH_autoneg_set, OABR_NAMES(negotiation_names),
+    {port_usb, "speed", USB_speed_get, USB_speed_set, OABR_NAMES(speed_names), OABR_NAMES(speed_names)},
+    {port_usb, "duplex", USB_duplex_get, USB_duplex_set, OABR_NAMES(link_duplex_names),
+     OABR_NAMES(duplex_names)},
+    {port_usb, "flow", USB_flow_get, USB_flow_set, OABR_NAMES(link_flow_names), OABR_NAMES(flow_names)},
+    {port_eth, "negotiation", ETH_autoneg_get, ETH_autoneg_set, OABR_NAMES(negotiation_names),
      OABR_NAMES(negotiation_names)},
-    {2, "speed", ETH_speed_get, ETH_speed_set, OABR_NAMES(speed_names), OABR_NAMES(speed_names)},
-    {2, "duplex", ETH_duplex_get, ETH_duplex_set, OABR_NAMES(duplex_names), OABR_NAMES(duplex_names)},
-    {2, "flow", ETH_flow_get, ETH_flow_set, OABR_NAMES(flow_names), OABR_NAMES(flow_names)},
-    {3, "role", OABR1_role_get, nullptr, OABR_NAMES(role_names), nullptr, 0},
-    {3, "speed", OABR1_speed_get, OABR1_speed_set, OABR_NAMES(speed_names), OABR_NAMES(speed_names)},
-    {3, "flow", OABR1_flow_get, OABR1_flow_set, OABR_NAMES(flow_names), OABR_NAMES(flow_names)},
-    {4, "role", OABR2_role_get, nullptr, OABR_NAMES(role_names), nullptr, 0},
-    {4, "speed", OABR2_speed_get, OABR2_speed_set, OABR_NAMES(speed_names), OABR_NAMES(speed_names)},
-    {4, "flow", OABR2_flow_get, OABR2_flow_set, OABR_NAMES(flow_names), OABR_NAMES(flow_names)},
+    {port_eth, "speed", ETH_speed_get, ETH_speed_set, OABR_NAMES(speed_names), OABR_NAMES(speed_names)},
+    {port_eth, "duplex", ETH_duplex_get, ETH_duplex_set, OABR_NAMES(duplex_names), OABR_NAMES(duplex_names)},
+    {port_eth, "flow", ETH_flow_get, ETH_flow_set, OABR_NAMES(flow_names), OABR_NAMES(flow_names)},
+    {port_oabr1, "role", OABR1_role_get, nullptr, OABR_NAMES(role_names), nullptr, 0},
+    {port_oabr1, "speed", OABR1_speed_get, OABR1_speed_set, OABR_NAMES(speed_names), OABR_NAMES(speed_names)},
+    {port_oabr1, "flow", OABR1_flow_get, OABR1_flow_set, OABR_NAMES(flow_names), OABR_NAMES(flow_names)},
+    {port_oabr2, "role", OABR2_role_get, nullptr, OABR_NAMES(role_names), nullptr, 0},
+    {port_oabr2, "speed", OABR2_speed_get, OABR2_speed_set, OABR_NAMES(speed_names), OABR_NAMES(speed_names)},
+    {port_oabr2, "flow", OABR2_flow_get, OABR2_flow_set, OABR_NAMES(flow_names), OABR_NAMES(flow_names)},
 };
 #undef OABR_NAMES
 
@@ -75,7 +75,7 @@ const char* name_of(const setting& row, int value) {
 }
 
 int show_port(int port) {
-    std::printf("port %d (%s)\n", port, port_names[port - 1]);
+    std::printf("port %d (%s)\n", port, port_name(port));
     for (const setting& row : settings) {
         if (row.port != port) continue;
         int value = 0;
@@ -111,10 +111,8 @@ int process_cmd_port(char* argument) {
         std::fflush(stdout);
         return cmd_ok;
     }
-    unsigned long port = 0;
-    if ((words.size() != 1 && words.size() != 3) || !parse_number(words[0], ksz_port_count, &port) ||
-        port == 0)
-        return console_usage(usage);
-    if (words.size() == 1) return show_port(static_cast<int>(port));
-    return set_port(static_cast<int>(port), words[1], words[2]);
+    int port = 0;
+    if ((words.size() != 1 && words.size() != 3) || !parse_port(words[0], &port)) return console_usage(usage);
+    if (words.size() == 1) return show_port(port);
+    return set_port(port, words[1], words[2]);
 }

@@ -3,6 +3,7 @@
 #include <charconv>
 
 #include "lib/console/arguments.h"
+#include "lib/ports.h"
 
 bool parse_range(std::string_view word, int highest, entry_range* out) {
     const size_t dash = word.find('-');
@@ -13,6 +14,13 @@ bool parse_range(std::string_view word, int highest, entry_range* out) {
     if (dash != word.npos && !parse_number(word.substr(dash + 1), limit, &last)) return false;
     *out = {static_cast<int>(first), static_cast<int>(last)};
     return first <= last;
+}
+
+bool parse_port(std::string_view word, int* out) {
+    unsigned long port = 0;
+    if (!parse_number(word, port_count, &port) || !is_port(static_cast<int>(port))) return false;
+    *out = static_cast<int>(port);
+    return true;
 }
 
 bool parse_yes_no(std::string_view word, bool* out) {

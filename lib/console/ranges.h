@@ -2,8 +2,9 @@
 
 #include <string_view>
 
-// Entry numbers of the console's lists: "7" or "7-10".
+// What the console reads of lists and ports.
 
+/// Entry numbers: "7" or "7-10".
 struct entry_range {
     int first;
     int last;
@@ -13,6 +14,9 @@ struct entry_range {
 
 /// @return false when it is none, or reaches above `highest`, or runs backwards
 bool parse_range(std::string_view word, int highest, entry_range* out);
+
+/// Reads the number of a port.
+bool parse_port(std::string_view word, int* out);
 
 /// Reads "yes" or "no" (also 1 and 0, true and false, on and off).
 bool parse_yes_no(std::string_view word, bool* out);

@@ -184,8 +184,7 @@ int list_pvlan(int first, int last) {
 // ---- MIB counters ----
 
 int list_mib(int port) {
-    static constexpr const char* port_names[] = {"USB", "100BaseTX", "OABR1", "OABR2"};
-    std::printf("port %d (%s)\n", port, port_names[port - 1]);
+    std::printf("port %d (%s)\n", port, port_name(port));
     int row = 0;
     for (mib_counter* counter = mib_counters_of(port); counter->name != nullptr; ++counter, ++row) {
         if (!mib_counter_read(port, counter)) return list_broken("counter", row);
@@ -260,26 +259,25 @@ int process_cmd_vlan(char* argument) {
 
 int process_cmd_pvlan(char* argument) {
     const argument_words words(argument);
-    if (words.size() == 0) return list_pvlan(1, ksz_port_count);
-    unsigned long port = 0;
+    if (words.size() == 0) return list_pvlan(1, port_count);
+    int port = 0;
     uint8_t ports = 0;
-    if (words.size() > 2 || !parse_number(words[0], ksz_port_count, &port) || port == 0 ||
+    if (words.size() > 2 || !parse_port(words[0], &port) ||
         (words.size() == 2 && !parse_ports(words[1], &ports)))
         return console_usage("pvlan [<port 1..4> [<membership, four digits 0 or 1, leftmost port 4>]]");
-    if (words.size() == 1) return list_pvlan(static_cast<int>(port), static_cast<int>(port));
-    if (ksz_pvlan_set(static_cast<int>(port), ports)) return cmd_ok;
-    return console_failure("setting the membership of port %lu failed", port);
+    if (words.size() == 1) return list_pvlan(port, port);
+    if (ksz_pvlan_set(port, ports)) return cmd_ok;
+    return console_failure("setting the membership of port %d failed", port);
 }
 
 int process_cmd_mib(char* argument) {
     const argument_words words(argument);
-    unsigned long port = 0;
-    if (words.size() > 1 ||
-        (words.size() == 1 && (!parse_number(words[0], ksz_port_count, &port) || port == 0)))
+    int port = 0;
+    if (words.size() > 1 || (words.size() == 1 && !parse_port(words[0], &port)))
         return console_usage("mib [<port 1..4>]");
-    if (port != 0) return list_mib(static_cast<int>(port));
-    for (int each = 1; each <= ksz_port_count; ++each)
-        if (const int failed = list_mib(each)) return failed;
+    if (port != 0) return list_mib(port);
+    for (const device_port& each : device_ports)
+        if (const int failed = list_mib(each.number)) return failed;
     return cmd_ok;
 }
 

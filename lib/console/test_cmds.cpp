@@ -3,6 +3,7 @@
 #include "lib/console/arguments.h"
 #include "lib/console_cmd.h"
 #include "lib/device_cmd.h"
+#include "lib/ports.h"
 
 namespace {
 
@@ -15,11 +16,11 @@ struct mdio_node {
     uint16_t scratch_bits;
 };
 constexpr mdio_node mdio_nodes[] = {
-    {mdio_usb_phy, "100BaseTX PHY of port 1", 2, 4, 0x0400},  // advertises pause
-    {mdio_eth_phy, "100BaseTX PHY of port 2", 2, 4, 0x0400},
-    {mdio_switch, "switch", 0, 133, 0x001F},                        // port map of a rule that is off
-    {mdio_oabr1_phy, "BroadR-Reach PHY of port 3", 2, 30, 0x00FF},  // address of the extended registers
-    {mdio_oabr2_phy, "BroadR-Reach PHY of port 4", 2, 30, 0x00FF},
+    {port_phy(port_usb), "100BaseTX PHY of port 1", 2, 4, 0x0400},  // advertises pause
+    {port_phy(port_eth), "100BaseTX PHY of port 2", 2, 4, 0x0400},
+    {mdio_switch, "switch", 0, 133, 0x001F},                              // port map of a rule that is off
+    {port_phy(port_oabr1), "BroadR-Reach PHY of port 3", 2, 30, 0x00FF},  // address of the extended registers
+    {port_phy(port_oabr2), "BroadR-Reach PHY of port 4", 2, 30, 0x00FF},
 };
 
 /// Turns the scratch bits over, reads them back and restores them.

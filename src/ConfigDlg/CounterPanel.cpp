@@ -7,6 +7,7 @@
 #include <wx/statbox.h>
 #include <wx/stattext.h>
 
+#include "src/models/sniffing.h"
 #include "src/window/accessible.h"
 
 namespace kovgui {
@@ -17,19 +18,18 @@ struct ListRow {
     const char* title;
     const char* caption;
     const char* tooltip;
-    const mib_counter_table& names;
+    int port;
 };
 
 // In the order of CounterPanel's lists.
-const ListRow list_rows[] = {
+constexpr ListRow list_rows[] = {
     {CounterPanel::ID_REFRESH_OABR1, "OABR1", "OABR1 MIB counter", "Click to refresh OABR1 MIB counter",
-     mib_counters_oabr2},
+     crossed_port(port_oabr1)},
     {CounterPanel::ID_REFRESH_OABR2, "OABR2", "OABR2 MIB counter", "Click to refresh OABR2 MIB counter",
-     mib_counters_oabr1},
+     crossed_port(port_oabr2)},
     {CounterPanel::ID_REFRESH_ETHERNET, "100BaseTx", "Ethernet MIB counter",
-     "Click to refresh Ethernet MIB counter", mib_counters_100btx},
-    {CounterPanel::ID_REFRESH_USB, "USB", "USB MIB counter", "Click to refresh USB MIB counter",
-     mib_counters_usb},
+     "Click to refresh Ethernet MIB counter", port_eth},
+    {CounterPanel::ID_REFRESH_USB, "USB", "USB MIB counter", "Click to refresh USB MIB counter", port_usb},
 };
 
 enum Column { name_column, value_column };
@@ -101,7 +101,7 @@ void CounterPanel::addList(wxWindow* parent, ListIndex index, wxSizer* to) {
                                 wxLC_REPORT | wxLC_SINGLE_SEL | wxLC_HRULES);
     list->AppendColumn("Counters", wxLIST_FORMAT_LEFT, FromDIP(180));
     list->AppendColumn("Value", wxLIST_FORMAT_RIGHT, FromDIP(110));
-    for (const mib_counter* counter = row.names.data(); counter->name != nullptr; ++counter)
+    for (const mib_counter* counter = mib_counters_of(row.port); counter->name != nullptr; ++counter)
         list->InsertItem(list->GetItemCount(), counter->name);
     setAccessibleName(list, row.caption);
     box->Add(list, wxSizerFlags(1).Expand().Border(wxTOP, FromDIP(4)));
@@ -127,17 +127,18 @@ void CounterPanel::showRunning(bool running) {
     Layout();
 }
 
-void CounterPanel::refresh(int port, mib_counter* table, ListIndex list) {
+void CounterPanel::refresh(ListIndex list) {
     if (hasJob()) return;
     oabr::DeviceUse use = oabr::DeviceUse::take("the counter refresh");
     if (!use) {
         status_->SetLabelText("The device is in use by " + wxString::FromUTF8(oabr::DeviceUse::user()) + ".");
         return;
     }
+    const int port = list_rows[list].port;
+    table_ = mib_counters_of(port);
     read_ = std::make_shared<CounterValues>();
-    for (const mib_counter* counter = table; counter->name != nullptr; ++counter)
+    for (const mib_counter* counter = table_; counter->name != nullptr; ++counter)
         read_->push_back(*counter);
-    table_ = table;
     list_ = list;
     if (!startJob(std::make_unique<CounterThread>(this, this, port, read_))) {
         status_->SetLabelText("The counters cannot be read: the system gave no thread.");
@@ -149,19 +150,19 @@ void CounterPanel::refresh(int port, mib_counter* table, ListIndex list) {
 }
 
 void CounterPanel::OnRefreshUsb(wxCommandEvent&) {
-    refresh(1, mib_counters_usb.data(), usb);
+    refresh(usb);
 }
 
 void CounterPanel::OnRefreshEthernet(wxCommandEvent&) {
-    refresh(2, mib_counters_100btx.data(), ethernet);
+    refresh(ethernet);
 }
 
 void CounterPanel::OnRefreshOABR1(wxCommandEvent&) {
-    refresh(4, mib_counters_oabr2.data(), oabr1);
+    refresh(oabr1);
 }
 
 void CounterPanel::OnRefreshOABR2(wxCommandEvent&) {
-    refresh(3, mib_counters_oabr1.data(), oabr2);
+    refresh(oabr2);
 }
 
 void CounterPanel::OnStop(wxCommandEvent&) {

@@ -51,7 +51,7 @@ private:
     enum ListIndex { oabr1, oabr2, ethernet, usb, list_count };
 
     void addList(wxWindow* parent, ListIndex index, wxSizer* to);
-    void refresh(int port, mib_counter* table, ListIndex list);
+    void refresh(ListIndex list);
     void showRunning(bool running);
 
     void OnStop(wxCommandEvent& event);

@@ -4,6 +4,7 @@
 #include <wx/sizer.h>
 
 #include "lib/port_config.h"
+#include "lib/ports.h"
 #include "src/ConfigDlg/port_values.h"
 #include "src/Controls/bound_rows.h"
 
@@ -13,17 +14,15 @@ namespace {
 using controls::RowBox;
 using controls::SettingRow;
 
-constexpr int usb_port = 1;
-
 // The USB functions read the live link; the settings themselves are read by the functions that take a port.
 int usb_duplex_setting(int* value) {
-    return port_duplex_get(usb_port, value);
+    return port_duplex_get(port_usb, value);
 }
 int usb_flow_setting(int* value) {
-    return port_flow_get(usb_port, value);
+    return port_flow_get(port_usb, value);
 }
 int usb_speed_setting(int* value) {
-    return port_speed_get(usb_port, value);
+    return port_speed_get(port_usb, value);
 }
 
 constexpr const char* forced_tip = "Acts only without auto negotiation";
@@ -67,7 +66,7 @@ constexpr SettingRow link_rows[] = {
 }  // namespace
 
 CustomSettingsPanel::CustomSettingsPanel(wxWindow* parent) : OABRControlFrame(parent, "Custom Settings") {
-    RowBox settings(this, "USB");
+    RowBox settings(this, port_name(port_usb));
     negotiation_ = settings.addCheckBox(negotiation);
     duplex_ = settings.addChoice(duplex);
     settings.addChoice(flow);

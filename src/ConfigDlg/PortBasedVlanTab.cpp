@@ -17,7 +17,6 @@ using controls::RecordSet;
 namespace {
 
 constexpr int gap_px = 8;
-constexpr const char* port_names[ksz_port_count] = {"USB", "100BaseTX", "OABR1", "OABR2"};
 
 struct ActionLook {
     const char* label;
@@ -28,14 +27,6 @@ constexpr ActionLook action_looks[PortBasedVlanTab::actions] = {
     {"None", "Clears all boxes but that of the port to itself"},
     {"Invert", "Checks what is clear and clears what is checked, but for the port to itself"},
 };
-
-wxString nameOf(int port) {
-    return port_names[port - 1];
-}
-
-constexpr uint8_t bitOf(int port) {
-    return static_cast<uint8_t>(1U << (port - 1));
-}
 
 bool acted(PortBasedVlanTab::Action action, bool on, bool same_port) {
     if (action == PortBasedVlanTab::act_all) return true;
@@ -70,22 +61,22 @@ PortBasedVlanTab::PortBasedVlanTab(wxWindow* parent) : OABRControlFrame(parent, 
 wxSizer* PortBasedVlanTab::buildMatrix(wxWindow* parent) {
     const int gap = FromDIP(gap_px);
     const wxSizerFlags centred = wxSizerFlags().Center();
-    auto* grid = new wxFlexGridSizer(ksz_port_count + 2, FromDIP(wxSize(2 * gap_px, gap_px)));
+    auto* grid = new wxFlexGridSizer(port_count + 2, FromDIP(wxSize(2 * gap_px, gap_px)));
     grid->Add(new wxStaticText(parent, wxID_ANY, "From \\ To"), wxSizerFlags().CenterVertical());
-    for (int output = 1; output <= ksz_port_count; ++output)
-        grid->Add(new wxStaticText(parent, wxID_ANY, nameOf(output)), centred);
+    for (int output = 1; output <= port_count; ++output)
+        grid->Add(new wxStaticText(parent, wxID_ANY, port_name(output)), centred);
     grid->AddSpacer(0);
 
-    for (int input = 1; input <= ksz_port_count; ++input) {
-        grid->Add(new wxStaticText(parent, wxID_ANY, nameOf(input)), wxSizerFlags().CenterVertical());
-        for (int output = 1; output <= ksz_port_count; ++output) {
-            const wxString name = "From " + nameOf(input) + " to " + nameOf(output);
+    for (int input = 1; input <= port_count; ++input) {
+        grid->Add(new wxStaticText(parent, wxID_ANY, port_name(input)), wxSizerFlags().CenterVertical());
+        for (int output = 1; output <= port_count; ++output) {
+            const wxString name = wxString("From ") + port_name(input) + " to " + port_name(output);
             auto* one = new wxCheckBox(parent, boxId(input, output), "", wxDefaultPosition, wxDefaultSize, 0,
                                        wxDefaultValidator, name);
             setAccessibleName(one, name);
             one->SetToolTip(
                 input == output ? name + ": normally checked; no frame goes back where it came from" : name);
-            boxes_[static_cast<size_t>(input - 1)][static_cast<size_t>(output - 1)] = one;
+            boxes_[port_index(input)][port_index(output)] = one;
             grid->Add(one, centred);
         }
         auto* line = new wxBoxSizer(wxHORIZONTAL);
@@ -96,7 +87,7 @@ wxSizer* PortBasedVlanTab::buildMatrix(wxWindow* parent) {
     }
     for (int action = 0; action < actions; ++action) {
         grid->AddSpacer(0);
-        for (int output = 1; output <= ksz_port_count; ++output)
+        for (int output = 1; output <= port_count; ++output)
             grid->Add(addAction(parent, static_cast<Action>(action), {any_port, output}),
                       wxSizerFlags().Expand());
         grid->AddSpacer(0);
@@ -107,7 +98,8 @@ wxSizer* PortBasedVlanTab::buildMatrix(wxWindow* parent) {
 wxWindow* PortBasedVlanTab::addAction(wxWindow* parent, Action action, Line line) {
     const ActionLook& look = action_looks[action];
     const bool row = line.input != any_port;
-    const wxString of = row ? "from " + nameOf(line.input) : "to " + nameOf(line.output);
+    const wxString of =
+        row ? wxString("from ") + port_name(line.input) : wxString("to ") + port_name(line.output);
     auto* button =
         new wxButton(parent, row ? inputActionId(line.input, action) : outputActionId(line.output, action),
                      look.label, wxDefaultPosition, FromDIP(wxSize(64, -1)));
@@ -123,29 +115,28 @@ void PortBasedVlanTab::OnArrow(wxKeyEvent& event) {
     const int key = event.GetKeyCode();
     const int down = (key == WXK_DOWN) - (key == WXK_UP);
     const int right = (key == WXK_RIGHT) - (key == WXK_LEFT);
-    if (index < 0 || index >= ksz_port_count * ksz_port_count || event.HasAnyModifiers() ||
-        (down == 0 && right == 0))
+    if (index < 0 || index >= port_count * port_count || event.HasAnyModifiers() || (down == 0 && right == 0))
         return event.Skip();
-    const int input = index / ksz_port_count + 1 + down;
-    const int output = index % ksz_port_count + 1 + right;
-    if (ksz_is_port(input) && ksz_is_port(output)) box(input, output)->SetFocus();
+    const int input = index / port_count + 1 + down;
+    const int output = index % port_count + 1 + right;
+    if (is_port(input) && is_port(output)) box(input, output)->SetFocus();
 }
 
 // ---- What is shown ----
 
 PortBasedVlanTab::Matrix PortBasedVlanTab::matrix() const {
     Matrix matrix{};
-    for (int input = 1; input <= ksz_port_count; ++input) {
-        for (int output = 1; output <= ksz_port_count; ++output)
-            matrix[static_cast<size_t>(input - 1)] |= box(input, output)->GetValue() ? bitOf(output) : 0;
+    for (int input = 1; input <= port_count; ++input) {
+        for (int output = 1; output <= port_count; ++output)
+            matrix[port_index(input)] |= box(input, output)->GetValue() ? port_bit(output) : 0;
     }
     return matrix;
 }
 
 void PortBasedVlanTab::show(const Matrix& matrix) {
-    for (int input = 1; input <= ksz_port_count; ++input) {
-        for (int output = 1; output <= ksz_port_count; ++output)
-            box(input, output)->SetValue((matrix[static_cast<size_t>(input - 1)] & bitOf(output)) != 0);
+    for (int input = 1; input <= port_count; ++input) {
+        for (int output = 1; output <= port_count; ++output)
+            box(input, output)->SetValue(holds_port(matrix[port_index(input)], output));
     }
 }
 
@@ -158,14 +149,14 @@ void PortBasedVlanTab::say(const wxString& failure) {
 
 void PortBasedVlanTab::OnValueChangedEvent(wxCommandEvent& event) {
     const int index = event.GetId() - ID_BOX;
-    if (index < 0 || index >= ksz_port_count * ksz_port_count) return event.Skip();
+    if (index < 0 || index >= port_count * port_count) return event.Skip();
     noteChange();
     write(Write::differences);
 }
 
 void PortBasedVlanTab::act(Action action, Line line) {
-    for (int input = 1; input <= ksz_port_count; ++input) {
-        for (int output = 1; output <= ksz_port_count; ++output) {
+    for (int input = 1; input <= port_count; ++input) {
+        for (int output = 1; output <= port_count; ++output) {
             wxCheckBox* const one = box(input, output);
             if (input == line.input || output == line.output)
                 one->SetValue(acted(action, one->GetValue(), input == output));

@@ -19,7 +19,7 @@ public:
     /// a line stand side by side in the order of Action.
     enum Id { ID_BOX = 1800, ID_INPUT_ACTION = 1820, ID_OUTPUT_ACTION = 1835 };
     enum Action { act_all, act_none, act_invert, actions };
-    static int boxId(int input, int output) { return ID_BOX + (input - 1) * ksz_port_count + output - 1; }
+    static int boxId(int input, int output) { return ID_BOX + (input - 1) * port_count + output - 1; }
     static int inputActionId(int input, Action action) {
         return ID_INPUT_ACTION + (input - 1) * actions + action;
     }
@@ -27,9 +27,9 @@ public:
         return ID_OUTPUT_ACTION + (output - 1) * actions + action;
     }
 
-    /// By input port - 1: the ports that it forwards to, a tool mask. A port normally forwards to itself too,
+    /// By input port's index: the ports that it forwards to. A port normally forwards to itself too,
     /// which frames never do.
-    using Matrix = std::array<uint8_t, ksz_port_count>;
+    using Matrix = std::array<uint8_t, port_count>;
 
     explicit PortBasedVlanTab(wxWindow* parent);
 
@@ -58,15 +58,13 @@ private:
     wxWindow* addAction(wxWindow* parent, Action action, Line line);
     void OnArrow(wxKeyEvent& event);
 
-    wxCheckBox* box(int input, int output) const {
-        return boxes_[static_cast<size_t>(input - 1)][static_cast<size_t>(output - 1)];
-    }
+    wxCheckBox* box(int input, int output) const { return boxes_[port_index(input)][port_index(output)]; }
     void show(const Matrix& matrix);
     void act(Action action, Line line);
     bool write(Write what);
     void say(const wxString& failure);
 
-    std::array<std::array<wxCheckBox*, ksz_port_count>, ksz_port_count> boxes_{};  // by input and output - 1
+    std::array<std::array<wxCheckBox*, port_count>, port_count> boxes_{};  // by input's and output's index
     Matrix device_{};  // what the device was last seen to hold
     wxStaticText* status_ = nullptr;
 };

@@ -4,6 +4,7 @@
 #include <wx/sizer.h>
 
 #include "lib/port_config.h"
+#include "lib/ports.h"
 #include "src/ConfigDlg/port_values.h"
 #include "src/Controls/bound_rows.h"
 
@@ -23,13 +24,13 @@ struct OabrRows {
 };
 
 constexpr OabrRows oabr_rows[] = {
-    {"OABR1",
+    {port_name(port_oabr1),
      {PortConfigPanel::ID_OABR1_ROLE, "Role:", role_tip, role_values, OABR1_role_get},
      {PortConfigPanel::ID_OABR1_FLOW, "Flow &control:", flow_tip, flow_values, OABR1_flow_get, OABR1_flow_set,
       OABR1_flow_store},
      {PortConfigPanel::ID_OABR1_SPEED, "S&peed:", "Speed of the port OABR1", speed_values, OABR1_speed_get,
       OABR1_speed_set, OABR1_speed_store}},
-    {"OABR2",
+    {port_name(port_oabr2),
      {PortConfigPanel::ID_OABR2_ROLE, "Role:", role_tip, role_values, OABR2_role_get},
      {PortConfigPanel::ID_OABR2_FLOW, "Flow c&ontrol:", flow_tip, flow_values, OABR2_flow_get, OABR2_flow_set,
       OABR2_flow_store},
@@ -78,7 +79,7 @@ PortConfigPanel::PortConfigPanel(wxWindow* parent) : OABRControlFrame(parent, "P
         box.addChoice(rows.speed);
         oabr->Add(box.sizer(), wxSizerFlags(flags).Proportion(1));
     }
-    RowBox eth(this, "100BaseTX");
+    RowBox eth(this, port_name(port_eth));
     negotiation_ = eth.addCheckBox(eth_negotiation);
     duplex_ = eth.addChoice(eth_duplex);
     eth.addChoice(eth_flow);

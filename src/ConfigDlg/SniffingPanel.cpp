@@ -19,10 +19,10 @@ using controls::RowBox;
 using controls::SettingRow;
 
 constexpr OABRControl::ValuePair sniff_port_values[] = {{"Disabled", sniff_on_none},
-                                                        {"OABR1", sniff_on_oabr1},
-                                                        {"OABR2", sniff_on_oabr2},
-                                                        {"100BaseTX", sniff_on_100basetx},
-                                                        {"USB", sniff_on_usb}};
+                                                        {port_name(port_oabr1), sniff_on_oabr1},
+                                                        {port_name(port_oabr2), sniff_on_oabr2},
+                                                        {port_name(port_eth), sniff_on_100basetx},
+                                                        {port_name(port_usb), sniff_on_usb}};
 constexpr OABRControl::ValuePair mode_values[] = {{"off", sniff_none},
                                                   {"TX only", sniff_value_transmit},
                                                   {"RX only", sniff_value_receive},
@@ -81,7 +81,7 @@ SniffingPanel::SniffingPanel(wxWindow* parent) : OABRControlFrame(parent, "Sniff
     choices->Add(line, wxSizerFlags().Expand().Border(wxALL, gap));
 
     RowBox box(this, "Ports", title->GetStaticBox());
-    for (size_t port = 0; port < ports; ++port) {
+    for (size_t port = 0; port < modes_.size(); ++port) {
         modes_[port] = box.addChoice(mode_rows[port]);
         mode_labels_[port] = box.lastLabel();
     }

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "lib/ports.h"
 #include "src/Controls/OABRControlFrame.h"
 
 class wxHtmlWindow;
@@ -40,9 +41,8 @@ private:
     void OnDisableSelected();
     int libraryValue(int port) const;
 
-    static constexpr int ports = 4;
-    std::array<controls::OABRRegComboBox*, ports> modes_{};  // by sniff port value - 1
-    std::array<wxStaticText*, ports> mode_labels_{};
+    std::array<controls::OABRRegComboBox*, port_count> modes_{};  // by sniff port value - 1
+    std::array<wxStaticText*, port_count> mode_labels_{};
     controls::OABRRegComboBox* sniff_port_ = nullptr;
 };
 

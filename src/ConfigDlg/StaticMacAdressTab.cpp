@@ -28,18 +28,25 @@ constexpr ColumnLook looks[oabr::smac_columns] = {
     {"The forwarding database that the entry belongs to, 0 to 127", 60},
     {"The entry counts only in the forwarding database of its FID", 80},
     {"Forwards even where a port's transmitter or receiver is switched off", 80},
-    {"Frames for the address go to OABR1", 94},
-    {"Frames for the address go to OABR2", 94},
-    {"Frames for the address go to 100BaseTX", 100},
-    {"Frames for the address go to USB", 80},
+    {"Frames for the address go to ", 94},
+    {"Frames for the address go to ", 94},
+    {"Frames for the address go to ", 100},
+    {"Frames for the address go to ", 80},
     {"Six groups of hexadecimal digits with colons between", 145},
 };
+
+std::string tooltipOf(size_t column) {
+    const bool of_port = column >= oabr::smac_first_port && column < oabr::smac_address;
+    return of_port ? looks[column].tooltip +
+                         std::string(port_name(ports_as_shown[column - oabr::smac_first_port]))
+                   : looks[column].tooltip;
+}
 
 std::vector<CheckedGrid::Column> gridColumns() {
     const StaticMacRow empty = oabr::staticMacTexts({});
     std::vector<CheckedGrid::Column> columns;
     for (size_t i = 0; i < oabr::smac_columns; ++i) {
-        columns.push_back({oabr::static_mac_titles[i], looks[i].tooltip,
+        columns.push_back({oabr::static_mac_titles[i], tooltipOf(i),
                            oabr::isStaticMacFlag(i) ? CheckedGrid::Kind::flag
                            : i == oabr::smac_fid    ? CheckedGrid::Kind::number
                                                     : CheckedGrid::Kind::text,

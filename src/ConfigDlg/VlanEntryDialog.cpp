@@ -12,9 +12,6 @@
 
 namespace kovgui {
 
-using oabr::vlan_port_names;
-using oabr::vlan_ports;
-
 VlanEntryDialog::VlanEntryDialog(wxWindow* parent, const wxString& title, const ksz_vlan_row& shown,
                                  std::function<bool(int vid)> taken)
     : wxDialog(parent, wxID_ANY, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_DIALOG_STYLE,
@@ -36,9 +33,9 @@ VlanEntryDialog::VlanEntryDialog(wxWindow* parent, const wxString& title, const 
 
     auto* box = new wxStaticBoxSizer(wxVERTICAL, this, "Member ports");
     for (size_t i = 0; i < ports_.size(); ++i) {
-        const bool member = (shown.entry.ports >> (vlan_ports[i] - 1) & 1) != 0;
-        ports_[i] = new wxCheckBox(box->GetStaticBox(), ID_PORT + static_cast<int>(i), vlan_port_names[i]);
-        ports_[i]->SetValue(member);
+        const int port = ports_as_shown[i];
+        ports_[i] = new wxCheckBox(box->GetStaticBox(), ID_PORT + static_cast<int>(i), port_name(port));
+        ports_[i]->SetValue(holds_port(shown.entry.ports, port));
         box->Add(ports_[i], wxSizerFlags().Border(wxALL, FromDIP(3)));
     }
     message_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, wxST_NO_AUTORESIZE,
@@ -75,7 +72,7 @@ void VlanEntryDialog::check() {
 ksz_vlan_row VlanEntryDialog::row() const {
     ksz_vlan_row row{wxAtoi(vid_->GetValue()), {true, 0, static_cast<uint8_t>(wxAtoi(fid_->GetValue()))}};
     for (size_t i = 0; i < ports_.size(); ++i) {
-        if (ports_[i]->GetValue()) row.entry.ports |= 1u << (vlan_ports[i] - 1);
+        if (ports_[i]->GetValue()) row.entry.ports |= port_bit(ports_as_shown[i]);
     }
     return row;
 }

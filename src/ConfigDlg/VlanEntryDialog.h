@@ -35,7 +35,7 @@ private:
     const std::function<bool(int)> taken_;
     wxTextCtrl* vid_ = nullptr;
     wxTextCtrl* fid_ = nullptr;
-    std::array<wxCheckBox*, ksz_port_count> ports_{};
+    std::array<wxCheckBox*, port_count> ports_{};
     wxStaticText* message_ = nullptr;
     wxButton* ok_ = nullptr;
 };

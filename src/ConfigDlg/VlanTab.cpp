@@ -21,8 +21,6 @@ using controls::RowList;
 using controls::StoreStep;
 using controls::TableJobResult;
 using oabr::vlan_flags;
-using oabr::vlan_port_names;
-using oabr::vlan_ports;
 using oabr::VlanForm;
 using oabr::VlanSettings;
 using oabr::VlanTable;
@@ -40,21 +38,20 @@ constexpr std::array<const char*, vlan_flags.size()> flag_tooltips = {
 constexpr RowList::Column table_columns[] = {
     {"VID", wxLIST_FORMAT_RIGHT, 80},
     {"FID", wxLIST_FORMAT_RIGHT, 80},
-    {vlan_port_names[0], wxLIST_FORMAT_CENTRE, 100},
-    {vlan_port_names[1], wxLIST_FORMAT_CENTRE, 100},
-    {vlan_port_names[2], wxLIST_FORMAT_CENTRE, 100},
-    {vlan_port_names[3], wxLIST_FORMAT_CENTRE, 100},
+    {port_name(ports_as_shown[0]), wxLIST_FORMAT_CENTRE, 100},
+    {port_name(ports_as_shown[1]), wxLIST_FORMAT_CENTRE, 100},
+    {port_name(ports_as_shown[2]), wxLIST_FORMAT_CENTRE, 100},
+    {port_name(ports_as_shown[3]), wxLIST_FORMAT_CENTRE, 100},
 };
 
 wxString tableText(const ksz_vlan_row& row, size_t column) {
     if (column == 0) return wxString::Format("%d", row.vid);
     if (column == 1) return wxString::Format("%d", row.entry.fid);
-    const int port = vlan_ports[column - 2];
-    return (row.entry.ports >> (port - 1) & 1) != 0 ? wxString(wxUniChar(0x2713)) : wxString();
+    return holds_port(row.entry.ports, ports_as_shown[column - 2]) ? wxString(wxUniChar(0x2713)) : wxString();
 }
 
 bool readPort(size_t index, oabr::VlanPortSettings* settings) {
-    const int port = vlan_ports[index];
+    const int port = ports_as_shown[index];
     if (ksz_pvid_get(port, &settings->pvid) == 0) return false;
     for (size_t i = 0; i < vlan_flags.size(); ++i) {
         int value = 0;
@@ -109,7 +106,7 @@ Steps stepsTo(const VlanSettings& to, const VlanSettings* from) {
             steps.push_back([set, entry] { return ksz_vlan_set_write(set, entry) != 0; });
     }
     for (size_t i = 0; i < to.ports.size(); ++i)
-        addPortSteps(vlan_ports[i], to.ports[i], from == nullptr ? nullptr : &from->ports[i], &steps);
+        addPortSteps(ports_as_shown[i], to.ports[i], from == nullptr ? nullptr : &from->ports[i], &steps);
     if (to.enabled) addEnable();
     return steps;
 }
@@ -158,8 +155,8 @@ VlanTab::VlanTab(wxWindow* parent) : OABRControlFrame(parent, "802.1Q VLAN") {
 wxSizer* VlanTab::buildPorts(wxWindow* parent) {
     auto* box = new wxStaticBoxSizer(wxVERTICAL, parent, "Ports");
     wxArrayString rows;
-    for (const char* port : vlan_port_names)
-        rows.push_back(port);
+    for (const int port : ports_as_shown)
+        rows.push_back(port_name(port));
     std::vector<CheckedGrid::Column> columns = {{"PVID", "The VLAN of frames that come in without a tag",
                                                  CheckedGrid::Kind::number, 90, "1", oabr::pvidError}};
     for (size_t i = 0; i < vlan_flags.size(); ++i)
@@ -414,10 +411,10 @@ void VlanTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::v
     };
     ports_->finishEditing();
     append(ksz_vlan_store(device_.table.rows()));
-    for (size_t i = 0; i < vlan_ports.size(); ++i) {
-        append(ksz_pvid_store(vlan_ports[i], device_.ports[i].pvid));
+    for (size_t i = 0; i < ports_as_shown.size(); ++i) {
+        append(ksz_pvid_store(ports_as_shown[i], device_.ports[i].pvid));
         for (size_t flag = 0; flag < vlan_flags.size(); ++flag)
-            append(vlan_flags[flag].store(vlan_ports[i], device_.ports[i].flags[flag] ? 1 : 0));
+            append(vlan_flags[flag].store(ports_as_shown[i], device_.ports[i].flags[flag] ? 1 : 0));
     }
     append(ksz_8021q_store(device_.enabled ? 1 : 0));
 }

@@ -24,7 +24,7 @@ public:
     };
     struct Column {
         const char* title;
-        const char* tooltip;
+        std::string tooltip;
         Kind kind;
         int width_px;
         std::string cleared;  ///< what clearing a cell leaves in it

@@ -19,9 +19,7 @@ std::string lower(std::string text) {
 }
 
 std::string portName(int port) {
-    const auto found = std::find(vlan_ports.begin(), vlan_ports.end(), port);
-    if (found == vlan_ports.end()) return std::to_string(port);
-    return vlan_port_names[static_cast<size_t>(found - vlan_ports.begin())];
+    return is_port(port) ? port_name(port) : std::to_string(port);
 }
 
 std::string textOf(const ksz_dmac_entry& entry, Column column) {

@@ -1,12 +1,18 @@
 #pragma once
 
 #include "lib/e2p.h"
+#include "lib/ports.h"
 
 namespace kovgui {
 
-// The port that mirrored traffic is forwarded to, as the sniffing page counts them. The two BroadR-Reach
-// ports are crossed against the device library: what the page calls OABR1 is the library's OABR2, and the
-// other way round.
+/// The library's port behind what the sniffing page and the counter page call a port: they cross the two
+/// BroadR-Reach ports.
+constexpr int crossed_port(int port) {
+    return port == port_oabr1 ? port_oabr2 : port == port_oabr2 ? port_oabr1 : port;
+}
+
+/// The port that mirrored traffic is forwarded to, as the sniffing page counts them: by its place in
+/// ports_as_shown.
 enum SniffPort : int {
     sniff_on_none = 0,
     sniff_on_oabr1 = 1,

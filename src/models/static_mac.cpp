@@ -11,14 +11,6 @@ namespace {
 
 constexpr size_t mac_text_size = 18;
 
-struct PortColumn {
-    StaticMacColumn column;
-    int port;
-
-    uint8_t bit() const { return static_cast<uint8_t>(1U << (port - 1)); }
-};
-constexpr PortColumn port_columns[] = {{smac_oabr1, 3}, {smac_oabr2, 4}, {smac_100basetx, 2}, {smac_usb, 1}};
-
 std::string rowError(const StaticMacRow& row) {
     if (row.size() != smac_columns) return "must have " + std::to_string(smac_columns) + " cells";
     for (size_t column = 0; column < smac_columns; ++column) {
@@ -58,8 +50,8 @@ ksz_smac_entry staticMacEntry(const StaticMacRow& row) {
     entry.use_fid = row[smac_use_fid] == "1";
     const std::string& fid = row[smac_fid];
     std::from_chars(fid.data(), fid.data() + fid.size(), entry.fid);
-    for (const PortColumn& one : port_columns)
-        entry.ports |= row[one.column] == "1" ? one.bit() : 0;
+    for (size_t i = 0; i < ports_as_shown.size(); ++i)
+        entry.ports |= row[smac_first_port + i] == "1" ? port_bit(ports_as_shown[i]) : 0;
     strtomac(row[smac_address].c_str(), entry.mac);
     return entry;
 }
@@ -71,8 +63,8 @@ StaticMacRow staticMacTexts(const ksz_smac_entry& entry) {
     row[smac_override] = flag(entry.st_override);
     row[smac_use_fid] = flag(entry.use_fid);
     row[smac_fid] = std::to_string(entry.fid);
-    for (const PortColumn& one : port_columns)
-        row[one.column] = flag((entry.ports & one.bit()) != 0);
+    for (size_t i = 0; i < ports_as_shown.size(); ++i)
+        row[smac_first_port + i] = flag(holds_port(entry.ports, ports_as_shown[i]));
     char text[mac_text_size];
     mactostr(entry.mac, text, sizeof text);
     wxString mac = text;

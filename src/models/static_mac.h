@@ -16,11 +16,8 @@ enum StaticMacColumn : size_t {
     smac_fid,
     smac_use_fid,
     smac_override,
-    smac_oabr1,
-    smac_oabr2,
-    smac_100basetx,
-    smac_usb,
-    smac_address,
+    smac_first_port,  ///< in the order of ports_as_shown
+    smac_address = smac_first_port + port_count,
     smac_columns,
 };
 constexpr bool isStaticMacFlag(size_t column) {

@@ -3,21 +3,26 @@
 #include <algorithm>
 
 #include "lib/default_cfg.h"
+#include "lib/ports.h"
 #include "src/OABR-Switch/OABRDevice.h"
 
 namespace kovgui {
 namespace {
 
 struct AreaList {
-    const char* name;
+    std::string name;
     e2p_area area;
     const std::vector<e2p_cfg_cmd>& list;
 };
 
+std::string phyOf(int port) {
+    return port_name(port) + std::string(" PHY");
+}
+
 std::vector<AreaList> areaLists(const ConfigLists& lists) {
     return {{"switch", e2p_switch_area, lists.switch_list},
-            {"OABR1 PHY", e2p_phy1_area, lists.phy1_list},
-            {"OABR2 PHY", e2p_phy2_area, lists.phy2_list}};
+            {phyOf(port_oabr1), e2p_phy1_area, lists.phy1_list},
+            {phyOf(port_oabr2), e2p_phy2_area, lists.phy2_list}};
 }
 
 /// Short enough that a read's answer arrives well within a request's timeout.
@@ -65,7 +70,7 @@ std::string describeOverflow(const ConfigLists& lists) {
     for (const AreaList& one : areaLists(lists)) {
         const unsigned missing = e2p_area_shortfall(one.list, one.area);
         if (missing == 0) continue;
-        text += "The " + std::string(one.name) + " settings need " + std::to_string(missing) +
+        text += "The " + one.name + " settings need " + std::to_string(missing) +
                 (missing == 1 ? " byte" : " bytes") + " more than their part of the EEPROM has.\n";
     }
     return text;
@@ -77,7 +82,7 @@ std::string writeAndCompare(ConfigLists lists) {
     for (const AreaList& one : areaLists(wanted)) {
         const Comparison found = compare(one.area.address, storedBytes(one.list));
         if (found == Comparison::same) continue;
-        return "The " + std::string(one.name) +
+        return "The " + one.name +
                (found == Comparison::unreadable
                     ? " settings could not be read back from the device."
                     : " settings that the device holds differ from those written.");

@@ -39,16 +39,12 @@ std::string flagText(bool on) {
     return on ? "1" : "0";
 }
 
-bool member(const ksz_vlan_entry& entry, size_t port) {
-    return (entry.ports >> (vlan_ports[port] - 1) & 1) != 0;
-}
-
 /// VID, FID and ports of a row, from a text each.
 template <typename Texts>
 ksz_vlan_row rowOf(const Texts& texts, size_t first) {
     ksz_vlan_row row{*number(texts[first]), {true, 0, static_cast<uint8_t>(*number(texts[first + 1]))}};
-    for (size_t port = 0; port < vlan_ports.size(); ++port) {
-        if (texts[first + 2 + port] == "1") row.entry.ports |= 1u << (vlan_ports[port] - 1);
+    for (size_t i = 0; i < ports_as_shown.size(); ++i) {
+        if (texts[first + 2 + i] == "1") row.entry.ports |= port_bit(ports_as_shown[i]);
     }
     return row;
 }
@@ -56,8 +52,8 @@ ksz_vlan_row rowOf(const Texts& texts, size_t first) {
 /// VID, FID and ports, the texts that `rowOf` reads.
 std::vector<std::string> textsOf(const ksz_vlan_row& row) {
     std::vector<std::string> texts = {std::to_string(row.vid), std::to_string(row.entry.fid)};
-    for (size_t port = 0; port < vlan_ports.size(); ++port)
-        texts.push_back(flagText(member(row.entry, port)));
+    for (const int port : ports_as_shown)
+        texts.push_back(flagText(holds_port(row.entry.ports, port)));
     return texts;
 }
 
@@ -138,7 +134,7 @@ std::string pvidError(const std::string& text) {
 std::string checkVlanForm(const VlanForm& form) {
     for (size_t port = 0; port < form.ports.size(); ++port) {
         if (const std::string error = portError(form.ports[port]); !error.empty())
-            return std::string(vlan_port_names[port]) + ", " + error + ".";
+            return std::string(port_name(ports_as_shown[port])) + ", " + error + ".";
     }
     std::set<std::string> seen;
     for (size_t i = 0; i < form.table.size(); ++i) {

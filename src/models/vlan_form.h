@@ -13,10 +13,6 @@ namespace kovgui::oabr {
 
 // --- The device's settings
 
-/// The page's ports, in the order of its rows and columns.
-constexpr std::array<int, ksz_port_count> vlan_ports = {3, 4, 2, 1};
-constexpr std::array<const char*, ksz_port_count> vlan_port_names = {"OABR1", "OABR2", "100BaseTX", "USB"};
-
 /// Identifiers outside these have a meaning of their own and name no VLAN.
 constexpr int vlan_min_vid = 1;
 constexpr int vlan_max_vid = 4094;
@@ -66,7 +62,7 @@ private:
 
 struct VlanSettings {
     bool enabled = false;
-    std::array<VlanPortSettings, ksz_port_count> ports;  ///< in the order of vlan_ports
+    std::array<VlanPortSettings, port_count> ports;  ///< in the order of ports_as_shown
     VlanTable table;
     bool operator==(const VlanSettings&) const = default;
 };
@@ -85,8 +81,8 @@ std::string pvidError(const std::string& text);
 /// The texts of the page's values; flags are "1" and "0".
 struct VlanForm {
     bool enabled;
-    /// OABR1, OABR2, 100BaseTX, USB x PVID, Insert, Remove, PVID filter, VTable filter.
-    std::array<std::array<std::string, 5>, 4> ports;
+    /// In the order of ports_as_shown: PVID, Insert, Remove, PVID filter, VTable filter.
+    std::array<std::array<std::string, 5>, port_count> ports;
     /// Valid, VID, FID, OABR1, OABR2, ET_100BTX, USB. A row that is not valid means no entry.
     std::vector<std::array<std::string, 7>> table;
     bool operator==(const VlanForm&) const = default;

@@ -12,8 +12,8 @@ struct PortName {
     const char* name;
 };
 // The order in which the matrix is filed.
-constexpr std::array<PortName, ksz_port_count> matrix_ports = {
-    {{1, "USB"}, {2, "BaseTx"}, {4, "OABR2"}, {3, "OABR1"}}};
+constexpr std::array<PortName, port_count> matrix_ports = {
+    {{port_usb, "USB"}, {port_eth, "BaseTx"}, {port_oabr2, "OABR2"}, {port_oabr1, "OABR1"}}};
 
 constexpr const char* mac_columns[] = {"Valid",     "FID",        "Use_FID", "ST_Ovrd",    "Fwd_OABR1",
                                        "Fwd_OABR2", "Fwd_100BTX", "Fwd_USB", "MAC_Address"};
@@ -42,7 +42,7 @@ void addRow(std::vector<Cell>* cells, const std::string& path, const char* const
 
 /// What the matrix and the enable box show, as cells.
 struct Flags {
-    std::array<std::array<std::string, ksz_port_count>, ksz_port_count> matrix;
+    std::array<std::array<std::string, port_count>, port_count> matrix;
     std::string enabled;
 };
 
@@ -86,19 +86,15 @@ bool cellOfFlag(const std::string& flag, std::string* cell) {
     return true;
 }
 
-uint8_t bitOf(int port) {
-    return static_cast<uint8_t>(1 << (port - 1));
-}
-
 }  // namespace
 
 Values vlanValues(const VlanTables& tables, const std::vector<std::string>& rows) {
     VlanTables copy = tables;
     Flags flags;
     for (size_t input = 0; input < matrix_ports.size(); ++input) {
-        const uint8_t outputs = tables.port_based[static_cast<size_t>(matrix_ports[input].port - 1)];
+        const uint8_t outputs = tables.port_based[port_index(matrix_ports[input].port)];
         for (size_t output = 0; output < matrix_ports.size(); ++output)
-            flags.matrix[input][output] = (outputs & bitOf(matrix_ports[output].port)) != 0 ? "1" : "0";
+            flags.matrix[input][output] = holds_port(outputs, matrix_ports[output].port) ? "1" : "0";
     }
     flags.enabled = tables.vlan.enabled ? "1" : "0";
     return valuesOf(cellsOf(copy, flags, rows), tables.vlan.table.empty());
@@ -124,8 +120,7 @@ std::string readVlanTables(const Element& element, const std::vector<std::string
     for (size_t input = 0; input < matrix_ports.size(); ++input) {
         for (size_t output = 0; output < matrix_ports.size(); ++output) {
             if (flags.matrix[input][output] != "1") continue;
-            read.port_based[static_cast<size_t>(matrix_ports[input].port - 1)] |=
-                bitOf(matrix_ports[output].port);
+            read.port_based[port_index(matrix_ports[input].port)] |= port_bit(matrix_ports[output].port);
         }
     }
     read.vlan.enabled = flags.enabled == "1";

@@ -14,7 +14,7 @@
 namespace kovgui::config {
 
 struct VlanTables {
-    std::array<uint8_t, ksz_port_count> port_based{};  ///< by input port - 1: where it forwards to, tool mask
+    std::array<uint8_t, port_count> port_based{};      ///< by input port's index: where it forwards to
     std::vector<std::vector<std::string>> static_mac;  ///< texts of the cells, by row
     oabr::VlanForm vlan;
 };

@@ -88,9 +88,9 @@ protected:
 TEST_F(Ports, EachSettingShowsTheDeviceAndChangesIt) {
     const std::vector<Edit> edits = {
         {PortConfigPanel::ID_OABR1_FLOW, "On", "Off", mdio_switch, 207, 0x0040, 0x0000},
-        {PortConfigPanel::ID_OABR1_SPEED, "100 Mbit/s", "10 Mbit/s", mdio_oabr1_phy, 0, 0x0208, 0x0008},
+        {PortConfigPanel::ID_OABR1_SPEED, "100 Mbit/s", "10 Mbit/s", port_phy(port_oabr1), 0, 0x0208, 0x0008},
         {PortConfigPanel::ID_OABR2_FLOW, "Off", "On", mdio_switch, 6, 0x0010, 0x0030},
-        {PortConfigPanel::ID_OABR2_SPEED, "10 Mbit/s", "100 Mbit/s", mdio_oabr2_phy, 0, 0x0000, 0x0200},
+        {PortConfigPanel::ID_OABR2_SPEED, "10 Mbit/s", "100 Mbit/s", port_phy(port_oabr2), 0, 0x0000, 0x0200},
         {PortConfigPanel::ID_ETH_DUPLEX, "Full", "Half", mdio_switch, 60, 0x00A0, 0x0080},
         {PortConfigPanel::ID_ETH_FLOW, "On", "Off", mdio_switch, 50, 0x0016, 0x0006},
         {PortConfigPanel::ID_ETH_SPEED, "10 Mbit/s", "100 Mbit/s", mdio_switch, 60, 0x00A0, 0x00C0},

@@ -115,7 +115,7 @@ TEST_F(StaticMacTab, EscapeLeavesTheCellAsItWasAndTabLeavesTheGrid) {
     keys_.Char(WXK_ESCAPE);
     ASSERT_TRUE(waitFor([this] { return !grid_->IsCellEditControlShown(); }));
     EXPECT_EQ(grid_->text(0, oabr::smac_fid) + status(), "0");
-    goTo(0, oabr::smac_usb);
+    goTo(0, oabr::smac_address - 1);
     keys_.Char(WXK_TAB);
     ASSERT_TRUE(waitFor([this] { return grid_->GetGridCursorCol() == oabr::smac_address; }));
     keys_.Char(WXK_TAB);
@@ -136,8 +136,8 @@ TEST_F(StaticMacTab, BlocksArePastedCheckedCutAndCopied) {
     ASSERT_TRUE(isText(30, oabr::smac_address, "AB:01:02:03:04:00")) << "in its normal form";
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(onDevice(30), (ksz_smac_entry{true, false, true, 127, 0b0101, {0, 4, 3, 2, 1, 0xAB}}));
-    EXPECT_EQ(grid_->errorOf(31, oabr::smac_oabr1), "must be 1 or 0");
-    EXPECT_EQ(grid_->text(31, oabr::smac_oabr2), "0") << "an empty flag is off";
+    EXPECT_EQ(grid_->errorOf(31, oabr::smac_first_port), "must be 1 or 0");
+    EXPECT_EQ(grid_->text(31, oabr::smac_first_port + 1), "0") << "an empty flag is off";
     EXPECT_EQ(onDevice(31), ksz_smac_entry{});
     EXPECT_THAT(status(),
                 HasSubstr("Entry 31, FID: must be 0 to 127. 1 more wrong. Pasted values beyond the table"));
@@ -164,10 +164,10 @@ TEST_F(StaticMacTab, OneValueAndOneKeyFillASelection) {
     controls::copyText("9");
     keys_.Char('v', wxMOD_CONTROL);
     ASSERT_TRUE(isText(2, oabr::smac_fid, "9"));
-    goTo(0, oabr::smac_oabr1);
-    grid_->SelectBlock(0, oabr::smac_oabr1, 2, oabr::smac_usb);
+    goTo(0, oabr::smac_first_port);
+    grid_->SelectBlock(0, oabr::smac_first_port, 2, oabr::smac_address - 1);
     keys_.Char(WXK_SPACE);
-    ASSERT_TRUE(isText(2, oabr::smac_usb, "1"));
+    ASSERT_TRUE(isText(2, oabr::smac_address - 1, "1"));
     for (int row = 0; row < 3; ++row)
         EXPECT_EQ(onDevice(row), (ksz_smac_entry{false, false, false, 9, 0b1111, {}}));
 }
@@ -233,7 +233,7 @@ protected:
     void press(int id) { send(wxEVT_BUTTON, tab_->FindWindow(id)); }
     static std::vector<int> onDevice() {
         std::vector<int> masks;
-        for (int port = 1; port <= ksz_port_count; ++port) {
+        for (int port = 1; port <= port_count; ++port) {
             uint8_t ports = 0xFF;
             EXPECT_EQ(ksz_pvlan_get(port, &ports), 1);
             masks.push_back(ports);

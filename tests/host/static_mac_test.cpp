@@ -17,7 +17,7 @@ TEST(StaticMac, TextsAndEntriesGoRound) {
     EXPECT_THAT(staticMacTexts(sample),
                 ElementsAre("1", "10", "1", "0", "0", "1", "0", "1", "AB:01:02:03:04:00"));
     EXPECT_EQ(staticMacEntry(staticMacTexts(sample)), sample);
-    for (uint8_t port = 0; port < ksz_port_count; ++port) {
+    for (uint8_t port = 0; port < port_count; ++port) {
         const ksz_smac_entry entry{false, true, false, 127, static_cast<uint8_t>(1u << port), {}};
         EXPECT_EQ(staticMacEntry(staticMacTexts(entry)), entry);
     }
@@ -35,7 +35,7 @@ TEST(StaticMac, TheFirstWrongCellIsNamed) {
     EXPECT_EQ(faultWith(smac_fid, "128"), "Entry 31, FID: must be 0 to 127");
     for (const char* text : {"-1", " 1", "1x", "99999999999"})
         EXPECT_NE(faultWith(smac_fid, text), "") << text;
-    EXPECT_EQ(faultWith(smac_usb, "true"), "Entry 31, Fwd USB: must be 1 or 0");
+    EXPECT_EQ(faultWith(smac_address - 1, "true"), "Entry 31, Fwd USB: must be 1 or 0");
     for (const char* text : {"00:00:00:00:00", "00:00:00:00:00:00:00", "g0:00:00:00:00:00", "junk"})
         EXPECT_THAT(faultWith(smac_address, text), testing::StartsWith("Entry 31, MAC Address: ")) << text;
     cells.pop_back();

@@ -152,11 +152,11 @@ TEST_F(ConsoleCommands, PortShowsWhatItSets) {
 }
 
 TEST_F(ConsoleCommands, TheMdioTestRestoresWhatItTriedAndNamesAMissingNode) {
-    device.registers[mdio_oabr1_phy][30] = 0x1234;
+    device.registers[port_phy(port_oabr1)][30] = 0x1234;
     EXPECT_EQ(run(process_cmd_test, "mdio").result, cmd_ok);
-    EXPECT_EQ(device.registers[mdio_oabr1_phy][30], 0x1234);
+    EXPECT_EQ(device.registers[port_phy(port_oabr1)][30], 0x1234);
 
-    device.registers[mdio_oabr2_phy].fill(0xFFFF);
+    device.registers[port_phy(port_oabr2)].fill(0xFFFF);
     const Outcome outcome = run(process_cmd_test, "mdio");
     EXPECT_EQ(outcome.result, cmd_failed);
     EXPECT_THAT(

@@ -115,7 +115,7 @@ std::vector<Setting> allSettings() {
     for (const PortSetting& each : port_settings)  // a store cannot record mirroring's "none"
         all.push_back({each.name, each.set, each.store,
                        each.values == 2 ? std::vector<int>{0, 1} : std::vector<int>{1, 2, 3, 4}});
-    for (int port = 1; port <= ksz_port_count; ++port) {
+    for (int port = 1; port <= port_count; ++port) {
         all.push_back(ofPort("insert_tag", port, ksz_insert_tag_set, ksz_insert_tag_store, {0, 1}));
         all.push_back(ofPort("remove_tag", port, ksz_remove_tag_set, ksz_remove_tag_store, {0, 1}));
         all.push_back(ofPort("pvid_filter", port, ksz_pvid_filter_set, ksz_pvid_filter_store, {0, 1}));
