@@ -62,7 +62,7 @@ constexpr int firmware_too_old = 4;
 /// @param result  what connecting with the firmware's settings gave
 int refuseOldFirmware(int result) {
     OABRDevice& device = *OABRDevice::instance();
-    if (result != 0 || device.getFirmwareVersion() >= oabr::oldest_supported_firmware) return result;
+    if (result != 0 || !device.getFirmwareVersion().isTooOld()) return result;
     device.disconnect();
     return firmware_too_old;
 }
@@ -442,15 +442,14 @@ void MainFrame::DisconnectFromDevice() {
 }
 
 void MainFrame::reportConnectFailure(int result) {
-    if (result == firmware_too_old) {
-        const auto& [a, b, c, d] = oabr::oldest_supported_firmware.bytes;
-        wxMessageBox(wxString::Format("Please update your Firmware to Version %d.%d.%d.%d", a, b, c, d),
-                     "Wrong FW Version", wxOK | wxCENTRE, this);
-        return;
-    }
+    if (result == firmware_too_old) return reportOldFirmware();
     wxMessageDialog box(this, "Cannot connect to Device", "Error", wxOK | wxICON_ERROR);
     box.SetExtendedMessage(deviceText(OABRDevice::instance()->connectFailure()));
     box.ShowModal();
+}
+
+void MainFrame::reportOldFirmware() {
+    wxMessageBox(oabr::updateAdvice(), "Wrong FW Version", wxOK | wxCENTRE, this);
 }
 
 void MainFrame::notifyPages(int id) {
@@ -487,10 +486,13 @@ std::string MainFrame::deviceForRecovery() {
     RefreshDevices();
     if (serials_.empty()) return {};
     if (std::find(serials_.begin(), serials_.end(), lastDevice_) != serials_.end()) return lastDevice_;
-    if (serials_.size() == 1) return serials_.front();
-    const int picked =
-        wxGetSingleChoiceIndex("Which device is it?", "Choose a device", chooser_->GetStrings(), this);
-    return picked < 0 ? std::string() : serials_[static_cast<size_t>(picked)];
+    int picked = 0;
+    if (serials_.size() > 1)
+        picked =
+            wxGetSingleChoiceIndex("Which device is it?", "Choose a device", chooser_->GetStrings(), this);
+    if (picked < 0) return {};
+    lastDevice_ = serials_[static_cast<size_t>(picked)];
+    return lastDevice_;
 }
 
 void MainFrame::OnConnectToDevice(wxThreadEvent& event) {

@@ -68,6 +68,7 @@ public:
     void showActivity(const wxString& text) override;
     void announceConnected() override;
     void announceDisconnected() override;
+    void reportOldFirmware() override;
     std::string deviceForRecovery() override;
 
     /// @return true when the operator wants to leave without storing

@@ -281,21 +281,23 @@ void FlashPanel::closeProgress() {
 }
 
 /// Gives the connection back to the window, as far as there is one.
-void FlashPanel::afterFlash() {
+/// @return whether it was closed instead because the firmware is too old
+bool FlashPanel::afterFlash() {
     OABRDevice& device = *OABRDevice::instance();
-    if (!device.isFirmwareConnected()) return;
-    if (device.getFirmwareVersion() < oabr::oldest_supported_firmware) {
+    if (!device.isFirmwareConnected()) return false;
+    if (device.getFirmwareVersion().isTooOld()) {
         device.disconnect();
-        return;
+        return true;
     }
     if (PageHost* const host = pageHost(this)) host->announceConnected();
+    return false;
 }
 
 void FlashPanel::OnThreadCompleted(wxThreadEvent& event) {
     joinJob();
     closeProgress();
     use_.release();
-    afterFlash();
+    const bool too_old = afterFlash();
     switch (event.GetInt()) {
         case WorkerThread::finished:
             wxMessageBox("Device successfully flashed", "Succeed", wxOK | wxICON_INFORMATION, this);
@@ -306,6 +308,8 @@ void FlashPanel::OnThreadCompleted(wxThreadEvent& event) {
         default:
             wxMessageBox(deviceText(job_status_.utf8_string()), "Error", wxOK | wxICON_ERROR, this);
     }
+    PageHost* const host = pageHost(this);
+    if (too_old && host != nullptr) host->reportOldFirmware();
 }
 
 }  // namespace kovgui

@@ -43,7 +43,7 @@ private:
     void CompareVersions();
     void flash();
     bool confirmOtherTarget();
-    void afterFlash();
+    bool afterFlash();
     void closeProgress();
 
     void OnLoadFile(wxCommandEvent& event);

@@ -203,7 +203,7 @@ int FlashThread::backToFirmware() {
 
 int FlashThread::connectToFirmware() {
     if (device_.connectWithFirmwareParams(serial_) != 0) return 1;
-    return device_.getFirmwareVersion() < oabr::oldest_supported_firmware ? firmware_too_old : 0;
+    return device_.getFirmwareVersion().isTooOld() ? firmware_too_old : 0;
 }
 
 }  // namespace kovgui

@@ -7,12 +7,24 @@ namespace kovgui::oabr {
 namespace {
 
 constexpr unsigned highest_character = 0x7E;
+constexpr FirmwareVersion oldest_supported = {{0, 0, 9, 99}};
 
 }  // namespace
 
 std::string FirmwareVersion::toString() const {
     char text[32];
     std::snprintf(text, sizeof text, "%02d.%02d.%02d.%02d", bytes[0], bytes[1], bytes[2], bytes[3]);
+    return text;
+}
+
+bool FirmwareVersion::isTooOld() const {
+    return *this < oldest_supported;
+}
+
+std::string updateAdvice() {
+    const auto& [a, b, c, d] = oldest_supported.bytes;
+    char text[64];
+    std::snprintf(text, sizeof text, "Please update your Firmware to Version %d.%d.%d.%d", a, b, c, d);
     return text;
 }
 

@@ -17,10 +17,12 @@ struct FirmwareVersion {
     /// "01.06.00.00"
     std::string toString() const;
     auto operator<=>(const FirmwareVersion&) const = default;
+    /// Whether a device that runs it is for updating only: nobody else connects to it.
+    [[nodiscard]] bool isTooOld() const;
 };
 
-/// Devices with an older firmware are for updating only.
-constexpr FirmwareVersion oldest_supported_firmware = {{0, 0, 9, 99}};
+/// What to do about a firmware that is too old, for the operator, without a full stop.
+std::string updateAdvice();
 
 struct FirmwareDate {
     std::array<uint8_t, 4> bytes{};  ///< century, year, month, day

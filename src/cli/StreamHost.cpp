@@ -51,14 +51,16 @@ std::string attachedDevice(const std::string& serial) {
 
 bool connectDevice(const std::string& serial) {
     OABRDevice& device = *OABRDevice::instance();
-    const std::string wanted = serial.empty() ? onlyDevice() : serial;
-    if (wanted.empty()) return false;
-    if (device.connectWithFirmwareParams(wanted) == 0) return true;
-    say("Cannot connect to " + wanted + ". " + device.connectFailure());
-    if (device.lastStatus() == ftdi::FT_DEVICE_NOT_FOUND) {
-        const auto devices = device.enumDevices();
-        say(devices.empty() ? "No device is attached." : "Attached:" + listed(devices));
+    const std::string found = attachedDevice(serial);
+    if (found.empty()) return false;
+    if (device.connectWithFirmwareParams(found) != 0) {
+        say("Cannot connect to " + found + ". " + device.connectFailure());
+        return false;
     }
+    if (!device.getFirmwareVersion().isTooOld()) return true;
+    say("The firmware of " + found + " is " + device.getFirmwareVersion().toString() + ". " +
+        oabr::updateAdvice() + ".");
+    device.disconnect();
     return false;
 }
 

@@ -8,15 +8,17 @@
 
 namespace kovgui::cli {
 
-/// The serial number of the device that the operator means. Says on standard error why there is none.
+/// The serial number of the device that the operator means, which is one of ours: the pins of another
+/// converter are not ours to move. Says on standard error why there is none, and what is attached.
 /// @param serial  empty means the only one that is attached
 /// @return        empty when no such device is attached, or there is a choice
-std::string attachedDevice(const std::string& serial);
+[[nodiscard]] std::string attachedDevice(const std::string& serial);
 
-/// Finds the device that the operator means and connects to its firmware. Says on standard error why it
-/// cannot.
+/// Finds that device and connects to its firmware. Says on standard error why it cannot, or that the firmware
+/// is too old.
 /// @param serial  empty means the only one that is attached
-bool connectDevice(const std::string& serial);
+/// @return        false: nothing is connected
+[[nodiscard]] bool connectDevice(const std::string& serial);
 
 /// The management console on a stream of lines: answers on standard output, what went wrong on standard
 /// error.
@@ -30,7 +32,7 @@ public:
 
     /// Runs lines until the input ends, the word "exit", or something stops it.
     /// @return  0 every command succeeded, 1 one did not or the device has gone, or what Interrupts says
-    int run();
+    [[nodiscard]] int run();
 
 private:
     bool readLine(std::string* line);

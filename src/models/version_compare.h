@@ -16,7 +16,8 @@ struct FirmwareIdentity {
 };
 
 /// Targets are the same when they differ in nothing but case, blanks and underscores.
-FirmwareComparison compareFirmware(const FirmwareIdentity& file, const FirmwareIdentity& device);
+[[nodiscard]] FirmwareComparison compareFirmware(const FirmwareIdentity& file,
+                                                 const FirmwareIdentity& device);
 
 /// In words for the operator.
 const char* comparisonText(FirmwareComparison comparison);

@@ -27,9 +27,12 @@ public:
     virtual void announceConnected() = 0;
     virtual void announceDisconnected() = 0;
 
+    /// Says in a box that the device's firmware is too old to connect to.
+    virtual void reportOldFirmware() = 0;
+
     /// The serial of the device that a job without a connection should work on: the one that was last
     /// connected to or tried while it is attached, else the only one attached, else the one that the operator
-    /// picks.
+    /// picks. It counts as tried from then on.
     /// @return empty when there is none or the operator cancels
     virtual std::string deviceForRecovery() = 0;
 };

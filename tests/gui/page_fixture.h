@@ -26,6 +26,7 @@ public:
     }
     void announceConnected() override {}
     void announceDisconnected() override { ++disconnected; }
+    void reportOldFirmware() override {}
     std::string deviceForRecovery() override { return {}; }
 
     bool changed = false;

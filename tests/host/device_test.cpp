@@ -5,6 +5,7 @@
 
 #include "lib/device_cmd.h"
 #include "lib/messages.h"
+#include "src/cli/StreamHost.h"
 #include "tests/host/host_fixture.h"
 
 namespace kovgui::oabr {
@@ -153,6 +154,27 @@ TEST_F(DeviceTest, WithoutASerialNothingIsOpened) {
     window.selected = "OKVX0001";
     EXPECT_EQ(device.connectWithBootloaderParams(), 0);
     EXPECT_EQ(device.connectWithFirmwareParams(), 0);
+}
+
+TEST_F(DeviceTest, ANamedDeviceIsOneOfOursWithAFirmwareThatIsSupported) {
+    constexpr uint32_t another_product = 0x04036001;
+    const auto other = driver->plug("FT000001", another_product);
+    plug();
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(cli::connectDevice("FT000001"));
+    EXPECT_THAT(other->calls(), IsEmpty()) << "its pins are not ours to move";
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("There is no device FT000001. Attached:\n  OKVX0001\n"));
+
+    EXPECT_TRUE(cli::connectDevice("OKVX0001"));
+    firmware->answer(msg_type::read_request, msg_cmd::fwv_read, [](const Bytes&) {
+        return std::vector<Bytes>{{msg_type::data_reply, msg_cmd::fwv_read, 0, 0, 9, 98}};
+    });
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(cli::connectDevice(""));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("Please update your Firmware to Version 0.0.9.99."));
+    EXPECT_FALSE(converter->isOpen());
 }
 
 TEST(Identity, RecordsAreShownInTheirOrder) {
