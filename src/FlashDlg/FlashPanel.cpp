@@ -13,6 +13,7 @@
 #include <algorithm>
 
 #include "src/FlashDlg/FlashThread.h"
+#include "src/FlashDlg/firmware_check.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/window/PageHost.h"
 #include "src/window/device_text.h"
@@ -33,25 +34,6 @@ constexpr const char* stopping_text = "Stopping ...";
 /// Above what a job sends: the dialog never takes a job for finished by itself.
 constexpr int progress_range = 101;
 constexpr int max_progress = 100;
-
-uint8_t byteOf(uint32_t packed, int byte) {
-    return static_cast<uint8_t>(packed >> 8 * byte);
-}
-
-oabr::FirmwareVersion fileVersion(const IFFFile& file) {
-    const uint32_t packed = file.buildVersion();
-    return {{byteOf(packed, 0), byteOf(packed, 1), byteOf(packed, 2), byteOf(packed, 3)}};
-}
-
-oabr::FirmwareDate fileDate(const IFFFile& file) {
-    const uint32_t packed = file.buildDate();
-    return {{byteOf(packed, 3), byteOf(packed, 2), byteOf(packed, 1), byteOf(packed, 0)}};
-}
-
-oabr::BootloaderVersion fileBootloader(const IFFFile& file) {
-    const uint32_t packed = file.bootloaderVersion();
-    return {{byteOf(packed, 3), byteOf(packed, 2), byteOf(packed, 1), byteOf(packed, 0)}};
-}
 
 /// Readable on the window's background, be it light or dark.
 wxColour verdictColour(FirmwareComparison comparison) {
@@ -162,7 +144,7 @@ void FlashPanel::CompareVersions() {
     if (!file_.isValid()) return;
     const OABRDevice& device = *OABRDevice::instance();
     if (device.isFirmwareConnected())
-        comparison_ = compareFirmware({file_.targetSystem(), fileVersion(file_)},
+        comparison_ = compareFirmware({file_.targetSystem(), file_.firmware()},
                                       {device.getBootloaderDesc().toString(), device.getFirmwareVersion()});
     verdict_->SetLabelText(comparisonText(comparison_));
     verdict_->SetForegroundColour(verdictColour(comparison_));
@@ -193,9 +175,9 @@ void FlashPanel::loadFile(const wxString& path) {
     std::string reason;
     if (!wxFileName::IsFileReadable(path)) {
         failure.Printf("Cannot open file '%s'.", path);
-    } else if (!file_.openFile(path.fn_str())) {
-        failure.Printf("'%s' is not a valid Tarvane Firmware File", path);
-        reason = file_.errorText();
+    } else {
+        reason = openFirmware(path.fn_str(), file_).error;
+        if (!reason.empty()) failure.Printf("'%s' is not a valid Tarvane Firmware File", path);
     }
     if (!failure.empty()) {
         wxMessageDialog box(this, failure, "Error", wxOK | wxICON_ERROR);
@@ -210,9 +192,9 @@ void FlashPanel::loadFile(const wxString& path) {
         file_name_->SetToolTip(file_.isValid() ? path : wxString());
     }
     show(file_texts_.target, file_.targetSystem());
-    show(file_texts_.bootloader, fileBootloader(file_).toString());
-    show(file_texts_.firmware, fileVersion(file_).toString());
-    show(file_texts_.date, fileDate(file_).toString());
+    show(file_texts_.bootloader, file_.bootloader().toString());
+    show(file_texts_.firmware, file_.firmware().toString());
+    show(file_texts_.date, file_.date().toString());
     CompareVersions();
 }
 

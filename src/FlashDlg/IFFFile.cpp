@@ -6,6 +6,7 @@
 #include <wx/log.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -31,9 +32,12 @@ int saidByTheCaller(const char*, ...) {
 
 /// @return an empty text after success, else why the file cannot be read
 std::string readFile(const char* path, std::string& text) {
+    std::error_code unknown;
+    const auto kind = std::filesystem::status(path, unknown);
+    // A pipe would be waited for, and a device may never end.
+    if (exists(kind) && !is_regular_file(kind)) return "it is not a regular file";
     std::ifstream file(path, std::ios::binary);
     if (!file) return "it cannot be opened";
-    std::error_code unknown;
     const uintmax_t size = std::filesystem::file_size(path, unknown);
     constexpr size_t chunk = 64 * 1024;
     if (!unknown && size <= IFFFile::max_file_size) text.reserve(size + chunk);
@@ -87,13 +91,32 @@ uint32_t packBootloader(const char* text) {
            (number[1] & 0xFF) << 8 | static_cast<uint8_t>(character[1]);
 }
 
+/// The bytes of a packed value, the highest one first.
+std::array<uint8_t, 4> unpacked(uint32_t packed) {
+    return {static_cast<uint8_t>(packed >> 24), static_cast<uint8_t>(packed >> 16),
+            static_cast<uint8_t>(packed >> 8), static_cast<uint8_t>(packed)};
+}
+
 }  // namespace
 
 IFFFile::~IFFFile() {
-    clear();
+    close();
 }
 
-void IFFFile::clear() {
+oabr::BootloaderVersion IFFFile::bootloader() const {
+    return {unpacked(bootloader_version_)};
+}
+
+oabr::FirmwareVersion IFFFile::firmware() const {
+    const auto [d, c, b, a] = unpacked(build_version_);
+    return {{a, b, c, d}};
+}
+
+oabr::FirmwareDate IFFFile::date() const {
+    return {unpacked(build_date_)};
+}
+
+void IFFFile::close() {
     if (dictionary_) iniparser_freedict(dictionary_);
     dictionary_ = nullptr;
     program_hex_ = data_hex_ = nullptr;
@@ -107,7 +130,7 @@ int IFFFile::fail(std::string why) {
 }
 
 int IFFFile::openFile(const char* path) {
-    clear();
+    close();
     IffText parts;
     {
         std::string text;

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "src/OABR-Switch/identity.h"
+
 struct _dictionary_;
 
 namespace kovgui {
@@ -23,19 +25,25 @@ public:
     IFFFile(const IFFFile&) = delete;
     IFFFile& operator=(const IFFFile&) = delete;
 
-    /// Reads a file. Version and date texts are not checked: components that they do not supply are 0.
+    /// Reads a file. Version and date texts are not checked: components that they do not supply are 0; nor is
+    /// the program, see openFirmware.
     /// @return 1, or 0 when the file cannot be read, is no INI text or lacks a key (errorText says which)
-    int openFile(const char* path);
+    [[nodiscard]] int openFile(const char* path);
+    /// Forgets the file.
+    void close();
 
     /// True after an openFile that succeeded.
     bool isValid() const { return valid_; }
     const char* targetSystem() const { return target_system_; }
     /// Number, character, number, character from the highest byte down.
     uint32_t bootloaderVersion() const { return bootloader_version_; }
+    oabr::BootloaderVersion bootloader() const;
     /// Four numbers from the lowest byte up.
     uint32_t buildVersion() const { return build_version_; }
+    oabr::FirmwareVersion firmware() const;
     /// Century, year, month, day from the highest byte down.
     uint32_t buildDate() const { return build_date_; }
+    oabr::FirmwareDate date() const;
     /// Intel HEX text of the program, records separated by line feeds; null when there is none.
     const char* programHex() const { return program_hex_; }
     /// Intel HEX text of an EEPROM image, kept for whoever wants it; null when there is none.
@@ -45,7 +53,6 @@ public:
     const std::string& errorText() const { return error_; }
 
 private:
-    void clear();
     int fail(std::string why);
 
     _dictionary_* dictionary_ = nullptr;

@@ -20,16 +20,15 @@ public:
     /// Parses a text into the image that it describes; bytes that no record names are 0.
     /// @param text   records separated by line feeds
     /// @param image  grown as needed; bytes that it holds already stay where no record overwrites them
-    /// @return       false after a record of unknown type or with a wrong checksum (the image then holds what
-    /// came
-    ///               before it)
-    static bool createArray(const char* text, std::vector<uint8_t>& image);
+    /// @return       false after a record of unknown type or with a wrong checksum; the image then holds what
+    ///               came before it
+    [[nodiscard]] static bool createArray(const char* text, std::vector<uint8_t>& image);
 
     /// Parses a text and appends it in its normal form: records of 16 bytes without those that are all zero,
     /// a segment record at each 64 KiB boundary, the end-of-file record. Upper case, each line with its line
     /// feed.
     /// @return  what createArray returned; after false nothing was appended
-    static bool convert(const char* text, std::vector<std::string>& lines);
+    [[nodiscard]] static bool convert(const char* text, std::vector<std::string>& lines);
 
     /// How many blocks of an image convert leaves out because they hold zeros only.
     static size_t zeroBlocks(const std::vector<uint8_t>& image);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <string_view>
-#include <vector>
 
 #include "src/FlashDlg/IntelHexConverter.h"
 
@@ -37,7 +36,6 @@ bool endsWithEndOfFile(std::string_view text) {
 FirmwareCheck checkFirmware(const char* hex_text) {
     FirmwareCheck check;
     std::vector<uint8_t> image;
-    std::vector<std::string> lines;
     if (!IntelHexConverter::createArray(hex_text, image)) {
         check.error = "its program has a record that is damaged or of an unknown type";
     } else if (image.empty()) {
@@ -47,10 +45,19 @@ FirmwareCheck checkFirmware(const char* hex_text) {
     } else if (image.size() > flash_size || leavesFirstSegment(hex_text)) {
         check.error = "its program does not fit into the device's 64 KiB";
     }
-    if (!check.error.empty() || !IntelHexConverter::convert(hex_text, lines)) return check;
+    if (!check.error.empty() || !IntelHexConverter::convert(hex_text, check.lines)) return check;
     check.image_size = image.size();
-    check.lines = lines.size();
     check.zero_blocks = IntelHexConverter::zeroBlocks(image);
+    return check;
+}
+
+FirmwareCheck openFirmware(const char* path, IFFFile& file) {
+    FirmwareCheck check;
+    if (file.openFile(path) == 1)
+        check = checkFirmware(file.programHex());
+    else
+        check.error = file.errorText();
+    if (!check.error.empty()) file.close();
     return check;
 }
 

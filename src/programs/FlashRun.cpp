@@ -1,12 +1,12 @@
 #include "src/programs/FlashRun.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <utility>
 
 #include "src/OABR-Switch/identity.h"
 #include "src/base/utilities.h"
+#include "src/models/version_compare.h"
 #include "src/platform/terminal.h"
 
 namespace kovgui {
@@ -19,16 +19,9 @@ using std::chrono::steady_clock;
 
 constexpr int progress_step = 10;  // per cent, where no terminal shows them all
 
-/// The bytes of a packed version, the highest one first.
-std::array<uint8_t, 4> bytesDown(uint32_t packed) {
-    return {static_cast<uint8_t>(packed >> 24), static_cast<uint8_t>(packed >> 16),
-            static_cast<uint8_t>(packed >> 8), static_cast<uint8_t>(packed)};
-}
-
-oabr::FirmwareVersion buildVersion(const IFFFile& file) {
-    const auto down = bytesDown(file.buildVersion());
-    return {{down[3], down[2], down[1], down[0]}};
-}
+constexpr int exit_flashed = 0;
+constexpr int exit_failed = 1;
+constexpr int exit_could_not_begin = 2;
 
 void row(const char* name, const std::string& in_file, const std::string& in_device) {
     std::printf("%-20s %-16s %s\n", name, in_file.c_str(), in_device.c_str());
@@ -94,7 +87,7 @@ FlashRun::FlashRun(const IFFFile& file, const FirmwareCheck& check, const FlashO
     : file_(file), check_(check), options_(options), stop_(stop) {}
 
 int FlashRun::run() {
-    showVersions();
+    if (!showVersions()) return exit_could_not_begin;
     WorkerThreadHandler owner;
     auto job = std::make_unique<FlashThread>(&owner, &events_, 0, file_.programHex(), options_.serial);
     const FlashThread& started = *job;
@@ -106,24 +99,34 @@ int FlashRun::run() {
     return result_ == WorkerThread::finished ? reportSuccess() : reportFailure();
 }
 
-void FlashRun::showVersions() {
+/// @return false, with a message, when the device cannot be opened at all
+bool FlashRun::showVersions() {
     OABRDevice& device = *OABRDevice::instance();
     const bool answers = device.connectWithFirmwareParams(options_.serial) == 0;
+    if (!answers && device.lastStatus() != ftdi::FT_OK) {
+        progress_.say("Cannot connect to " + options_.serial + ". " + device.connectFailure());
+        return false;
+    }
     const auto known = [&](const std::string& text) {
         return answers ? printable(text) : std::string("unknown");
     };
     row("", "file", options_.serial);
     row("Target system", printable(file_.targetSystem()), known(device.getBootloaderDesc().toString()));
-    row("Bootloader version", oabr::BootloaderVersion{bytesDown(file_.bootloaderVersion())}.toString(),
-        known(device.getBootloaderVersion().toString()));
-    row("Firmware version", buildVersion(file_).toString(), known(device.getFirmwareVersion().toString()));
-    row("Firmware date", oabr::FirmwareDate{bytesDown(file_.buildDate())}.toString(),
-        known(device.getFirmwareDate().toString()));
+    row("Bootloader version", file_.bootloader().toString(), known(device.getBootloaderVersion().toString()));
+    row("Firmware version", file_.firmware().toString(), known(device.getFirmwareVersion().toString()));
+    row("Firmware date", file_.date().toString(), known(device.getFirmwareDate().toString()));
+    if (answers) {
+        const oabr::FirmwareVersion& runs = device.getFirmwareVersion();
+        const FirmwareIdentity in_device{device.getBootloaderDesc().toString(), runs};
+        std::printf("%s\n",
+                    comparisonText(compareFirmware({file_.targetSystem(), file_.firmware()}, in_device)));
+    }
     std::printf("Program: %zu bytes in %zu records. All-zero blocks of 16 bytes that are not sent: %zu",
-                check_.image_size, check_.lines, check_.zero_blocks);
+                check_.image_size, check_.lines.size(), check_.zero_blocks);
     std::printf(check_.zero_blocks ? " (they keep what the flash held, or its erased value).\n" : ".\n");
     std::fflush(stdout);
     if (!answers) progress_.say("The firmware does not answer. Looking for the bootloader.");
+    return true;
 }
 
 void FlashRun::runJob(const FlashThread& job, WorkerThreadHandler& owner) {
@@ -174,10 +177,12 @@ int FlashRun::reportSuccess() {
                 printable(device.getBootloaderVersion().toString()).c_str(),
                 printable(device.getBootloaderDesc().toString()).c_str());
     std::fflush(stdout);
-    if (device.getFirmwareVersion() != buildVersion(file_))
+    if (device.getFirmwareVersion() != file_.firmware())
         progress_.say("Every record was acknowledged, but the file says that its version is " +
-                      buildVersion(file_).toString() + ".");
-    return 0;
+                      file_.firmware().toString() + ".");
+    if (device.getFirmwareVersion().isTooOld())
+        progress_.say("This firmware is too old to be used. " + oabr::updateAdvice() + ".");
+    return exit_flashed;
 }
 
 int FlashRun::reportFailure() {
@@ -189,7 +194,7 @@ int FlashRun::reportFailure() {
                       " s.");
     else
         progress_.say("Failed: " + status_ + ".");
-    if (!programmed_ && !stopped_ && !device.connectFailure().empty()) progress_.say(device.connectFailure());
+    if (!stopped_ && !device.connectFailure().empty()) progress_.say(device.connectFailure());
 
     if (all_sent_) {
         progress_.say(
@@ -211,7 +216,7 @@ int FlashRun::reportFailure() {
             "Nothing was written. The device may wait in its bootloader: check its cable and its power, run\n"
             "oabr-flash again, and hold the reset button when it asks for it.");
     }
-    return 1;
+    return exit_failed;
 }
 
 }  // namespace kovgui

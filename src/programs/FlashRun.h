@@ -55,11 +55,11 @@ public:
     /// @param stop  set when the operator wants to stop
     FlashRun(const IFFFile& file, const FirmwareCheck& check, const FlashOptions& options,
              platform::Event& stop);
-    /// @return 0 flashed, 1 not
-    int run();
+    /// @return 0 flashed, 1 not, 2 the device could not be opened and was not touched
+    [[nodiscard]] int run();
 
 private:
-    void showVersions();
+    bool showVersions();
     void runJob(const FlashThread& job, WorkerThreadHandler& owner);
     void takeEvents(const FlashThread& job);
     int reportSuccess();

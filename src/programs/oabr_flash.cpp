@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr int exit_unusable = 2;
+constexpr int exit_could_not_begin = 2;
 
 constexpr const char* usage =
     "usage: oabr-flash [--serial SERIAL] [--wait SECONDS] [--loglevel N] FILE.iff\n"
@@ -34,9 +34,9 @@ constexpr const char* usage =
     "  --version         print the version\n"
     "  --help            print this text\n"
     "\n"
-    "Exit status: 0 flashed, 1 failed or stopped, 2 the file cannot be used or there is no device; then no "
-    "device was\n"
-    "touched.\n";
+    "Exit status: 0 flashed, 1 failed or stopped, 2 the file cannot be used, there is no device or another "
+    "program\n"
+    "holds it; then no device was touched.\n";
 
 struct Options {
     std::string file;
@@ -45,7 +45,7 @@ struct Options {
 
 int refuse(const std::string& why) {
     std::fprintf(stderr, "oabr-flash: %s\n%s", why.c_str(), usage);
-    return exit_unusable;
+    return exit_could_not_begin;
 }
 
 /// @return false when the text is no number from `lowest` to `highest`
@@ -95,21 +95,6 @@ int parse(int argc, char** argv, Options* options) {
     return options->file.empty() ? refuse("which file?") : -1;
 }
 
-/// @return false, with a message, when the file is not to be flashed
-bool openFirmware(const std::string& path, kovgui::IFFFile* file, kovgui::FirmwareCheck* check) {
-    std::string why;
-    if (file->openFile(path.c_str()) != 1) {
-        why = file->errorText();
-    } else {
-        *check = kovgui::checkFirmware(file->programHex());
-        why = check->error;
-    }
-    if (why.empty()) return true;
-    std::fprintf(stderr, "oabr-flash: '%s' is not a valid Tarvane Firmware File: %s\n", path.c_str(),
-                 why.c_str());
-    return false;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -120,9 +105,13 @@ int main(int argc, char** argv) {
     const kovgui::platform::Interrupts interrupts(stop);
     const kovgui::ProgramGuard guard;
     kovgui::IFFFile file;
-    kovgui::FirmwareCheck check;
-    if (!openFirmware(options.file, &file, &check)) return exit_unusable;
+    const kovgui::FirmwareCheck check = kovgui::openFirmware(options.file.c_str(), file);
+    if (!check.error.empty()) {
+        std::fprintf(stderr, "oabr-flash: '%s' is not a valid Tarvane Firmware File: %s\n",
+                     options.file.c_str(), check.error.c_str());
+        return exit_could_not_begin;
+    }
     options.flash.serial = kovgui::cli::attachedDevice(options.flash.serial);
-    if (options.flash.serial.empty()) return exit_unusable;
+    if (options.flash.serial.empty()) return exit_could_not_begin;
     return kovgui::FlashRun(file, check, options.flash, stop).run();
 }

@@ -2,37 +2,25 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <numeric>
 
 #include "src/FlashDlg/FlashPanel.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "tests/gui/connected_window_fixture.h"
+#include "tests/support/hex_record.h"
 
 namespace kovgui {
 namespace {
 
 using testing::HasSubstr;
 
-/// An Intel HEX record of 16 bytes at most.
-std::string record(size_t address, const std::string& bytes, int type = 0) {
-    std::string text = {static_cast<char>(bytes.size()), static_cast<char>(address >> 8),
-                        static_cast<char>(address), static_cast<char>(type)};
-    text += bytes;
-    text += static_cast<char>(-std::accumulate(text.begin(), text.end(), 0));
-    std::string hex = ":";
-    for (const char byte : text)
-        hex += wxString::Format("%02X", static_cast<unsigned char>(byte)).utf8_string();
-    return hex + "\n";
-}
-
-/// A firmware file whose program says which version it is.
-std::string firmwareFile(const std::string& version, size_t size) {
+/// A firmware file whose program, of 512 bytes, says which version it is.
+std::string firmwareFile(const std::string& version) {
     std::string program = "OABR_FW v" + version + " 2024/05/06";
-    program.resize(size, 'x');
+    program.resize(512, 'x');
     std::string hex;
     for (size_t at = 0; at < program.size(); at += 16)
-        hex += record(at, program.substr(at, 16));
-    hex += record(0, "", 1);
+        hex += hexRecord(at, {program.begin() + at, program.begin() + at + 16});
+    hex += hexRecord(0, {}, 1);
     return "[Version]\nTR_SYSTEM = OABR_Korvex\nBL_VERSION = v2a1b\nBUILD_VERSION = v" + version +
            "\nBUILD_DATUM = 2024/05/06\n[Program]\nhex = \"" + hex + "\"\n";
 }
@@ -42,9 +30,10 @@ class FlashPage : public ConnectedWindow {
 protected:
     FlashPage() { platform::setPauseScale(1); }  // a bootloader answers in its own time
 
-    void load(const std::string& version, size_t size = 512) {
+    void load(const std::string& version) { loadText(firmwareFile(version)); }
+    void loadText(const std::string& text) {
         const std::string path = std::string(std::getenv("HOME")) + "/firmware.iff";
-        std::ofstream(path) << firmwareFile(version, size);
+        std::ofstream(path) << text;
         flash_->loadFile(path);
     }
     void press(int id) {
@@ -87,7 +76,7 @@ TEST_F(FlashPage, FlashesTheConnectedDeviceAndConnectsToItAgain) {
     EXPECT_EQ(oabr::DeviceUse::user(), "");
 }
 
-TEST_F(FlashPage, RecoversADeviceThatSitsInItsBootloader) {
+TEST_F(FlashPage, TheDeviceThatItRecoversIsTheOneUsedLast) {
     const auto plugged = simulated().option("--no-firmware").start();
     ASSERT_TRUE(listed(1));
     load("1.7.0.3");
@@ -95,17 +84,39 @@ TEST_F(FlashPage, RecoversADeviceThatSitsInItsBootloader) {
     ASSERT_TRUE(told());
     EXPECT_EQ(answers_.boxes()[0].text, "Device successfully flashed");
     ASSERT_TRUE(connectedTo("Connected"));
+    frame_->DisconnectFromDevice();
+    ASSERT_TRUE(connectedTo("Not connected"));
+    command(*frame_, ID_RESET);
+    ASSERT_TRUE(connectedTo("Connected"));
     EXPECT_EQ(status(1), "Firmware Version: 01.07.00.03");
+}
+
+TEST_F(FlashPage, AFirmwareThatIsTooOldIsWrittenAndNotConnectedTo) {
+    const auto plugged = simulated().start();
+    ASSERT_TRUE(connectFirst());
+    load("0.0.9.98");
+    press(FlashPanel::ID_FLASH);
+    ASSERT_TRUE(waitFor([this] { return answers_.boxes().size() == 2; }));
+    EXPECT_EQ(answers_.boxes()[0].text, "Device successfully flashed");
+    EXPECT_EQ(answers_.boxes()[1].title, "Wrong FW Version");
+    EXPECT_EQ(status(2), "Not connected");
+    EXPECT_FALSE(oabr::OABRDevice::instance()->isConnected());
 }
 
 TEST_F(FlashPage, SaysWhatFailed) {
     const auto plugged = simulated().fault("reject-record=5").start();
     ASSERT_TRUE(connectFirst());
+    std::string cut = firmwareFile("1.7.0.2");
+    loadText(cut.erase(cut.rfind(":00"), 11));
+    press(FlashPanel::ID_FLASH);
+    ASSERT_EQ(answers_.boxes().size(), 2u);
+    EXPECT_THAT(answers_.boxes()[0].text, HasSubstr("is not a valid Tarvane Firmware File"));
+    EXPECT_EQ(answers_.boxes()[1].text, "Please select a Firmware File");
     load("1.7.0.2");
     press(FlashPanel::ID_FLASH);
-    ASSERT_TRUE(told());
-    EXPECT_EQ(answers_.boxes()[0].title, "Error");
-    EXPECT_EQ(answers_.boxes()[0].text, "Error occurred during write");
+    ASSERT_TRUE(waitFor([this] { return answers_.boxes().size() == 3 && !flash_->hasJob(); }));
+    EXPECT_EQ(answers_.boxes()[2].title, "Error");
+    EXPECT_EQ(answers_.boxes()[2].text, "Error occurred during write");
     // No page of the flash was written yet: the device starts the firmware that it had.
     ASSERT_TRUE(connectedTo("Connected"));
     EXPECT_EQ(status(1), "Firmware Version: 01.06.00.00");

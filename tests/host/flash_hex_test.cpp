@@ -1,12 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "src/FlashDlg/IntelHexConverter.h"
+#include "tests/support/hex_record.h"
 
 namespace kovgui {
 namespace {
@@ -21,35 +21,20 @@ std::vector<std::string> normalForm(const std::string& text) {
     return lines;
 }
 
-/// A data record as a linker writes it.
-std::string record(unsigned address, const std::vector<uint8_t>& data) {
-    char part[16];
-    std::snprintf(part, sizeof part, ":%02X%04X00", static_cast<unsigned>(data.size()), address);
-    std::string text = part;
-    unsigned sum = static_cast<unsigned>(data.size()) + (address >> 8) + address;
-    for (const uint8_t value : data) {
-        std::snprintf(part, sizeof part, "%02X", value);
-        text += part;
-        sum += value;
-    }
-    std::snprintf(part, sizeof part, "%02X\n", -sum & 0xFF);
-    return text + part;
-}
-
 /// A text whose image has this size, all bytes 1.
 std::string filled(size_t size) {
     std::string text;
     for (size_t start = 0; start < size; start += 16) {
         // Past 64 KiB only the tail of a record can lie.
         const size_t length = start + 16 >= 65536 ? size - start : 16;
-        text += record(static_cast<unsigned>(start), std::vector<uint8_t>(length, 1));
+        text += hexRecord(start, std::vector<uint8_t>(length, 1));
         if (start + length >= size) break;
     }
     return text;
 }
 
 TEST(HexConverter, KeepsDataInPlaceAndDropsZeroBlocks) {
-    const std::string text = record(0x0004, {0xAB, 0xCD}) + record(0x0042, {0xEF}) + end_of_file;
+    const std::string text = hexRecord(0x0004, {0xAB, 0xCD}) + hexRecord(0x0042, {0xEF}) + end_of_file;
     std::vector<uint8_t> image;
     ASSERT_TRUE(IntelHexConverter::createArray(text.c_str(), image));
     std::vector<uint8_t> expected(0x43, 0);
@@ -83,7 +68,7 @@ TEST(HexConverter, RefusesUnknownTypesAndWrongChecksums) {
                              ":020000021000ED\n", ":FF", ":0100000011E\nE:"}) {
         SCOPED_TRACE(text);
         std::vector<std::string> lines{"earlier"};
-        EXPECT_FALSE(IntelHexConverter::convert((record(0, {1}) + text).c_str(), lines));
+        EXPECT_FALSE(IntelHexConverter::convert((hexRecord(0, {1}) + text).c_str(), lines));
         EXPECT_THAT(lines, ElementsAre("earlier"));
     }
 }

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -8,7 +9,8 @@
 #include <vector>
 
 #include "src/FlashDlg/IFFFile.h"
-#include "src/FlashDlg/IntelHexConverter.h"
+#include "src/FlashDlg/firmware_check.h"
+#include "tests/support/hex_record.h"
 #include "tests/support/temporary_directory.h"
 
 namespace kovgui {
@@ -47,6 +49,9 @@ TEST_F(IffFile, PacksVersionsAndDate) {
     EXPECT_EQ(file.bootloaderVersion(), 0x01620561u);
     EXPECT_EQ(file.buildVersion(), 0x03000601u);
     EXPECT_EQ(file.buildDate(), 0x1415070Eu);
+    EXPECT_EQ(file.bootloader().toString(), "01b05a");
+    EXPECT_EQ(file.firmware().toString(), "01.06.00.03");
+    EXPECT_EQ(file.date().toString(), "2021/07/14");
     EXPECT_STREQ(file.programHex(), ":0100000011EE\n:00000001FF");
     EXPECT_EQ(file.dataHex(), nullptr);
 }
@@ -122,7 +127,31 @@ TEST_F(IffFile, RefusesWhatIsNoFirmwareFile) {
                   "not the INI text");
     EXPECT_EQ(file.openFile("/nonexistent/file.iff"), 0);
     EXPECT_NE(file.errorText().find("cannot be opened"), std::string::npos);
-    EXPECT_EQ(file.openFile(std::filesystem::temp_directory_path().c_str()), 0);
+    const std::string pipe = directory_.path() + "/pipe";  // nobody writes to it
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string& path : {directory_.path(), pipe}) {
+        EXPECT_EQ(file.openFile(path.c_str()), 0);
+        EXPECT_EQ(file.errorText(), "it is not a regular file");
+    }
+}
+
+TEST_F(IffFile, IsNotToBeFlashedWithoutAWholeProgramThatFits) {
+    const std::string one = hexRecord(0, {0x11}), end = hexRecord(0, {}, 1);
+    const auto refusal = [this](const std::string& hex) {
+        std::ofstream(path_, std::ios::binary) << versions << "[Program]\nhex = \"" << hex << "\"\n";
+        const FirmwareCheck check = openFirmware(path_.c_str(), file);
+        EXPECT_EQ(file.isValid(), check.error.empty());
+        EXPECT_EQ(check.lines.empty(), !check.error.empty());
+        return check.error;
+    };
+    EXPECT_EQ(refusal(one + end), "");
+    EXPECT_EQ(refusal(hexRecord(0, {0, 0}, 2) + hexRecord(0xFFFF, {1}) + end), "");
+    EXPECT_EQ(refusal(one), "its program has no end: the file was cut off");
+    EXPECT_EQ(refusal(end), "its program is empty");
+    EXPECT_EQ(refusal(one + ":0100010011EF\n" + end),
+              "its program has a record that is damaged or of an unknown type");
+    for (const std::string& beyond : {hexRecord(0xFFFF, {1, 2}), hexRecord(0, {0x10, 0}, 2) + one})
+        EXPECT_EQ(refusal(beyond + end), "its program does not fit into the device's 64 KiB");
 }
 
 TEST_F(IffFile, ForgetsTheFileBefore) {
