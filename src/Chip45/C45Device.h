@@ -12,32 +12,32 @@ namespace kovgui::c45 {
 class C45Device : public D2XX {
 public:
     static constexpr int handshake_transport_error = 1;
-    static constexpr int handshake_no_bootloader =
-        2;  ///< silence, or something else answered: see lastMessage
+    /// Silence, or something else answered: see lastMessage.
+    static constexpr int handshake_no_bootloader = 2;
 
     static constexpr char answer_rejected = '-';
     static constexpr char answer_page_written = '*';
 
     /// Greets the bootloader, at most 20 times in two seconds, until anything answers.
     /// @return 0, handshake_transport_error or handshake_no_bootloader
-    int blHandshake();
+    [[nodiscard]] int blHandshake();
     /// Starts the programming of the flash.
-    int blInitFirmwareUpdate();
+    [[nodiscard]] int blInitFirmwareUpdate();
     /// Sends one record and waits at most 200 ms for its answer.
     /// @param line  with its line feed
     /// @return      0, or 1 when the record was rejected, not answered or could not be sent
-    int blWriteToFlash(const std::string& line);
+    [[nodiscard]] int blWriteToFlash(const std::string& line);
     /// Leaves the bootloader for the firmware.
-    int blStartFirmware();
+    [[nodiscard]] int blStartFirmware();
 
     /// Sends a command, without its line end, and waits at most 250 ms for the echo "<command>+".
     /// @return 0, or 1 when something else or nothing came back
-    int writeCmd(const std::string& cmd);
+    [[nodiscard]] int writeCmd(const std::string& cmd);
     /// Reads what is queued up to a character, which is taken but not kept.
     /// @param enable  0 reads nothing; it is no count and no time
     /// @param out     null to drop what is read
     /// @return        0, or 1 after a transport error
-    int readUntil(char terminator, unsigned long enable, std::string* out);
+    [[nodiscard]] int readUntil(char terminator, unsigned long enable, std::string* out);
 
     /// Why the last handshake failed.
     const std::string& lastMessage() const { return last_message_; }

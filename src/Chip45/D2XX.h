@@ -29,35 +29,35 @@ public:
     /// disconnect.
     /// @param serial  the converter's serial number; when empty the first converter of any kind is opened
     /// @return        0, or 1 (lastStatus() says why)
-    int connect(const std::string& serial);
+    [[nodiscard]] int connect(const std::string& serial);
     /// Closes, and pauses for 100 ms so that an immediate connect does not find it half closed. Always 0.
     int disconnect();
     bool isConnected() const { return handle_ != nullptr; }
 
-    ftdi::FT_STATUS setBaud(int rate);
+    [[nodiscard]] ftdi::FT_STATUS setBaud(int rate);
     /// XON/XOFF on or off.
-    ftdi::FT_STATUS enableFlowControl(bool enable);
+    [[nodiscard]] ftdi::FT_STATUS enableFlowControl(bool enable);
 
-    /// Queues bytes for sending.
-    ftdi::FT_STATUS write(std::string data);
+    /// Queues bytes for sending; returns before they have left.
+    [[nodiscard]] ftdi::FT_STATUS write(std::string data);
     /// While on, written bytes gather; turned off, they leave together. A failure shows at the next write.
     void cork(bool on) { ftdi::cork(handle_, on); }
     /// Replaces `*destination` by what is queued, without waiting: by nothing when nothing is.
     /// @param max  most bytes to read, -1 for no limit; the rest stays queued
-    ftdi::FT_STATUS read(std::string* destination, int max);
+    [[nodiscard]] ftdi::FT_STATUS read(std::string* destination, int max);
     /// Drops what is queued.
     ftdi::FT_STATUS flush(bool transmit, bool receive);
 
     static constexpr uint8_t all_cbus_pins = 0xFF;
     /// @param pin  0..3: `*out` is 0 or 1; all_cbus_pins: the four levels, pin 0 in bit 0
-    ftdi::FT_STATUS getCBusPin(uint8_t pin, uint8_t* out);
+    [[nodiscard]] ftdi::FT_STATUS getCBusPin(uint8_t pin, uint8_t* out);
     /// @param pin    0..3
     /// @param level  1 high, anything else low
-    ftdi::FT_STATUS setCBusPin(uint8_t pin, uint8_t level);
+    [[nodiscard]] ftdi::FT_STATUS setCBusPin(uint8_t pin, uint8_t level);
 
     ftdi::FT_STATUS cyclePort();
     /// @return  1 when the converter has gone, else 0; not connected counts as healthy
-    int getDeviceStatus();
+    [[nodiscard]] int getDeviceStatus();
 
     /// Set when bytes arrive, on a change of modem or line status, and when the converter goes. Cleared by
     /// connect.

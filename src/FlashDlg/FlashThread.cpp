@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "lib/console_cmd.h"
-#include "src/FlashDlg/IntelHexConverter.h"
+#include "src/FlashDlg/firmware_check.h"
 #include "src/base/log.h"
 #include "src/base/utilities.h"
 #include "src/platform/event.h"
@@ -16,10 +16,12 @@ namespace kovgui {
 namespace {
 
 using c45::C45Device;
+using oabr::OABRDevice;
 using platform::pause;
 
 constexpr const char* status_connecting = "Connecting to Device...";
 constexpr const char* status_hold_reset = "Please push and hold the reset button";
+constexpr const char* status_in_use = "The device is in use by another program";
 
 constexpr int prompt_again_ms = 5000;
 constexpr int retry_pause_ms = 300;
@@ -28,9 +30,15 @@ constexpr int final_answer_pause_ms = 250;
 constexpr int drain_pause_ms = 100;
 constexpr int max_drains = 50;
 constexpr int firmware_start_pause_ms = 100;
+constexpr int in_use_pause_ms = 1000;
+constexpr int in_use_tries = 20;
+constexpr int in_use_tries_after_stop = 3;  // for the operator, who waits
 constexpr int max_answer = 64;
 
-constexpr int firmware_too_old = 4;  // of connectToFirmware
+/// Tries again once: a lost reply is no reason to give an update up.
+bool twice(auto action) {
+    return action() || action();
+}
 
 }  // namespace
 
@@ -43,18 +51,40 @@ FlashThread::FlashThread(WorkerThreadHandler* handler, wxEvtHandler* panel, int 
     message_ = status_connecting;
 }
 
-int FlashThread::fail(const char* status) {
-    if (!failure_) failure_ = status;
-    message_ = failure_;
+int FlashThread::fail(const std::string& status) {
+    if (failure_.empty()) failure_ = status;
+    message_ = wxString::FromUTF8(failure_);
     return failed;
+}
+
+/// Why the last connect failed.
+bool FlashThread::inUse() const {
+    return device_.lastStatus() == ftdi::FT_DEVICE_NOT_OPENED;
+}
+
+/// Connects; tries again for a while when another program holds the device. @return what connecting gave
+int FlashThread::whenFree(int (oabr::OABRDevice::*connect)(const std::string&)) {
+    int result = (device_.*connect)(serial_);
+    for (int i = 0; result != 0 && inUse(); ++i) {
+        if (i == (isCancelled() ? in_use_tries_after_stop : in_use_tries)) break;
+        message_ = status_in_use;
+        sendUpdateEvent();
+        pause(in_use_pause_ms);
+        result = (device_.*connect)(serial_);
+    }
+    return result;
 }
 
 // ---- Into the bootloader ----
 
 int FlashThread::init() {
     LOG_DEBUG(30, "Initiate: connecting to Bootloader");
-    if (device_.connectWithFirmwareParams(serial_) == 0) {
-        if (device_.setBootloaderFlag(true) != 0) {
+    FirmwareCheck check = checkFirmware(hex_text_.c_str());
+    if (!check.error.empty()) return fail("The firmware file cannot be flashed: " + check.error);
+    lines_ = std::move(check.lines);
+    if (reachFirmware()) {
+        begun_ = true;
+        if (!twice([this] { return device_.setBootloaderFlag(true) == 0; })) {
             LOG_ERROR(45, "Unable to set the device to Flash Mode");
             LOG_DEBUG(56, "Couldn't set the Bootloader Flag on the device");
             device_.disconnect();
@@ -62,11 +92,13 @@ int FlashThread::init() {
         }
     } else {
         LOG_WARNING(34, "Could not connect to firmware");
+        if (inUse()) return fail(status_in_use);
         message_ = status_hold_reset;
         // No firmware, but the reset line hangs on the converter: that one must be there.
-        if (device_.connectWithBootloaderParams(serial_) != 0) return fail("Could not connect to device");
+        if (whenFree(&OABRDevice::connectWithBootloaderParams) != 0)
+            return fail("Could not connect to device");
     }
-    left_firmware_ = true;
+    begun_ = left_firmware_ = true;
     if (device_.resetDevice() != ftdi::FT_OK) LOG_WARNING(50, "Could not reset device");
     return go_on;
 }
@@ -85,11 +117,17 @@ int FlashThread::connectToBootloader() {
         message_ = status_hold_reset;
         prompted_ = true;
     }
-    device_.resetDevice();
+    if (device_.isConnected()) device_.resetDevice();  // else another program had it
     device_.disconnect();
-    if (device_.connectWithBootloaderParams(serial_) != 0)
+    int greeting;
+    if (device_.connectWithBootloaderParams(serial_) != 0) {
         LOG_WARNING(171, "Could not connect with BL params");
-    switch (device_.blHandshake()) {
+        if (inUse()) message_ = status_in_use;
+        greeting = inUse() ? C45Device::handshake_no_bootloader : C45Device::handshake_transport_error;
+    } else {
+        greeting = device_.blHandshake();
+    }
+    switch (greeting) {
         case 0:
             greeted_ = true;
             device_.setBootloaderAnswered();
@@ -108,8 +146,6 @@ int FlashThread::connectToBootloader() {
 
 int FlashThread::initFirmwareWrite() {
     LOG_DEBUG(202, "Initiate: writing the FW");
-    if (!IntelHexConverter::convert(hex_text_.c_str(), lines_))
-        return fail("The firmware file holds no valid Intel HEX text");
     if (device_.blInitFirmwareUpdate() != 0) {
         LOG_ERROR(223, "Couldn't initiate Firmware Update");
         return fail("Error occurred");
@@ -156,10 +192,13 @@ int FlashThread::readFinalAnswer() {
 // ---- Back to the firmware ----
 
 int FlashThread::cleanUp() {
-    const int result = backToFirmware();
-    if (result != 0) device_.disconnect();
-    if (failure_) {
-        message_ = failure_;
+    int result = failed;
+    if (begun_) {
+        result = backToFirmware();
+        if (result != 0) device_.disconnect();
+    }
+    if (!failure_.empty()) {
+        message_ = wxString::FromUTF8(failure_);
         sendUpdateEvent();
     }
     return result;
@@ -168,42 +207,39 @@ int FlashThread::cleanUp() {
 int FlashThread::backToFirmware() {
     // A bootloader hears nothing before it was greeted.
     if (left_firmware_ && !greeted_)
-        greeted_ = device_.connectWithBootloaderParams(serial_) == 0 && device_.blHandshake() == 0;
-    int result = 0;
+        greeted_ = whenFree(&OABRDevice::connectWithBootloaderParams) == 0 && device_.blHandshake() == 0;
     // A bootloader that still waits for a record takes the first command for a bad one, and obeys the second.
     const bool started =
         !greeted_ || device_.blStartFirmware() == 0 || (writing_ && device_.blStartFirmware() == 0);
-    if (!started) {
-        LOG_ERROR(104, "Could not start Firmware");
-        result = fail("Could not start Firmware");
-    }
+    if (!started) LOG_ERROR(104, "Could not start Firmware");
     pause(firmware_start_pause_ms);
-    switch (connectToFirmware()) {
-        case 0:
-            break;
-        case firmware_too_old:
-            device_.setBootloaderFlag(false);
-            return 0;
-        default:
-            LOG_ERROR(111, "Could not connect to Firmware");
-            return fail("Could not connect to Firmware");
+    if (!reachFirmware()) {
+        LOG_ERROR(111, "Could not connect to Firmware");
+        // A firmware that answers was started, whatever became of the bootloader's echo.
+        return fail(started ? "Could not connect to Firmware" : "Could not start Firmware");
     }
-    if (device_.setBootloaderFlag(false) != 0) {
+    const bool cleared = twice([this] { return device_.setBootloaderFlag(false) == 0; });
+    int result = 0;
+    if (!cleared) {
         LOG_ERROR(125, "Could not reset bootloader flag");
         result = fail("Could not reset bootloader flag");
     }
-    if (!writing_) return result;  // the device keeps its firmware, and the configuration that belongs to it
-    char write_default[] = "write";
-    if (process_cmd_cfg(write_default) != cmd_ok) {
+    // A device that keeps its firmware keeps the configuration that belongs to it.
+    if (!writing_ || device_.getFirmwareVersion().isTooOld()) return result;
+    const auto configure = [] {
+        char write_default[] = "write";
+        return process_cmd_cfg(write_default) == cmd_ok;
+    };
+    if (!twice(configure)) {
         LOG_ERROR(131, "ERROR while refreshing config");
         result = fail("ERROR while refreshing config");
     }
     return result;
 }
 
-int FlashThread::connectToFirmware() {
-    if (device_.connectWithFirmwareParams(serial_) != 0) return 1;
-    return device_.getFirmwareVersion().isTooOld() ? firmware_too_old : 0;
+bool FlashThread::reachFirmware() {
+    return whenFree(&OABRDevice::connectWithFirmwareParams) == 0 ||
+           (!inUse() && whenFree(&OABRDevice::connectWithFirmwareParams) == 0);
 }
 
 }  // namespace kovgui

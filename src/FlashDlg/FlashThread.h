@@ -11,7 +11,12 @@ namespace kovgui {
 
 /// Replaces the firmware of a device: takes the connection over, walks the device into its bootloader, sends
 /// the program, starts the new firmware, connects to it and writes the default configuration. Touches no
-/// window.
+/// window. A program that cannot be flashed ends it before the device is touched.
+///
+/// Another program may hold the device for a moment between two steps, when this job closes it to open it
+/// otherwise. While the bootloader is looked for the job then tries again until it is cancelled, at any other
+/// step for about half a minute, and says so in its status text. A single lost reply costs time, not the
+/// update.
 ///
 /// The job has the device to itself: its owner holds an oabr::DeviceUse from before the start until the job
 /// has finished, and no other thread uses the connection meanwhile. Afterwards the firmware is connected when
@@ -20,8 +25,9 @@ namespace kovgui {
 /// last event.
 class FlashThread : public WorkerThread {
 public:
-    /// @param hexText  the program as Intel HEX text, copied; see before that the converter takes it
-    /// @param serial   the device
+    /// @param interval  for the owner's use
+    /// @param hexText   the program as Intel HEX text, copied
+    /// @param serial    the device; one of the list of our own
     FlashThread(WorkerThreadHandler* handler, wxEvtHandler* panel, int interval, const char* hexText,
                 std::string serial);
 
@@ -44,8 +50,10 @@ private:
     int writeFirmware();
     int readFinalAnswer();
     int backToFirmware();
-    int connectToFirmware();
-    int fail(const char* status);
+    bool reachFirmware();
+    int whenFree(int (oabr::OABRDevice::*connect)(const std::string&));
+    bool inUse() const;
+    int fail(const std::string& status);
 
     oabr::OABRDevice& device_;
     const std::string serial_;
@@ -56,12 +64,13 @@ private:
 
     // For the job's own thread.
     bool prompted_ = false;       // the reset button was asked for
+    bool begun_ = false;          // the device was opened
     bool left_firmware_ = false;  // the device was reset into its bootloader
     bool greeted_ = false;        // the bootloader has answered
     std::vector<std::string> lines_;
     std::vector<std::string>::const_iterator current_line_;
-    std::string result_text_;        // the bootloader's final answer
-    const char* failure_ = nullptr;  // the first failure's status text
+    std::string result_text_;  // the bootloader's final answer
+    std::string failure_;      // the first failure's status text
 };
 
 }  // namespace kovgui
