@@ -84,6 +84,7 @@ int FlashThread::init() {
     lines_ = std::move(check.lines);
     if (reachFirmware()) {
         begun_ = true;
+        if (isCancelled()) return go_on;
         if (!twice([this] { return device_.setBootloaderFlag(true) == 0; })) {
             LOG_ERROR(45, "Unable to set the device to Flash Mode");
             LOG_DEBUG(56, "Couldn't set the Bootloader Flag on the device");
@@ -213,7 +214,7 @@ int FlashThread::backToFirmware() {
         !greeted_ || device_.blStartFirmware() == 0 || (writing_ && device_.blStartFirmware() == 0);
     if (!started) LOG_ERROR(104, "Could not start Firmware");
     pause(firmware_start_pause_ms);
-    if (!reachFirmware()) {
+    if (!device_.isFirmwareConnected() && !reachFirmware()) {
         LOG_ERROR(111, "Could not connect to Firmware");
         // A firmware that answers was started, whatever became of the bootloader's echo.
         return fail(started ? "Could not connect to Firmware" : "Could not start Firmware");

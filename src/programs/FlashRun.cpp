@@ -88,6 +88,8 @@ FlashRun::FlashRun(const IFFFile& file, const FirmwareCheck& check, const FlashO
 
 int FlashRun::run() {
     if (!showVersions()) return exit_could_not_begin;
+    stopped_ = stop_.wait(0);
+    if (stopped_) return reportFailure();
     WorkerThreadHandler owner;
     auto job = std::make_unique<FlashThread>(&owner, &events_, 0, file_.programHex(), options_.serial);
     const FlashThread& started = *job;
@@ -194,7 +196,9 @@ int FlashRun::reportFailure() {
                       " s.");
     else
         progress_.say("Failed: " + status_ + ".");
-    if (!stopped_ && !device.connectFailure().empty()) progress_.say(device.connectFailure());
+    const bool lost = device.lastStatus() != ftdi::FT_OK;
+    if (!stopped_ && (!programmed_ || lost) && !device.connectFailure().empty())
+        progress_.say(device.connectFailure());
 
     if (all_sent_) {
         progress_.say(
@@ -203,6 +207,10 @@ int FlashRun::reportFailure() {
             "oabr-console, or run oabr-flash again. Its configuration may be the old one: \"cfg write\" in "
             "oabr-console\n"
             "sets it to its defaults.");
+    } else if (programmed_ && device.isFirmwareConnected()) {
+        progress_.say("The device answers with firmware " + device.getFirmwareVersion().toString() +
+                      ", but a part of the new one may have been written\n"
+                      "over it, and its configuration is set to its defaults. Run oabr-flash again.");
     } else if (programmed_) {
         progress_.say(
             "The device has a part of the new firmware only and stays in its bootloader. Nothing is lost: "

@@ -9,7 +9,6 @@
 namespace kovgui {
 namespace {
 
-using oabr::OABRDevice;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -108,18 +107,6 @@ TEST_F(WithDevice, ASilentDeviceIsNotStoredTo) {
     EXPECT_THAT(store(), HasSubstr("Nothing was stored"));
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
     EXPECT_TRUE(indicatorShown());
-}
-
-TEST_F(ConnectedWindow, AnOldFirmwareIsRefused) {
-    const auto device = simulated().option("--firmware-version").option("0.0.9.98").start();
-    ASSERT_TRUE(listed(1));
-    choose(0);
-    ASSERT_TRUE(waitFor([this] { return !answers_.boxes().empty(); }));
-    EXPECT_EQ(answers_.boxes()[0].title, "Wrong FW Version");
-    EXPECT_EQ(answers_.boxes()[0].text, "Please update your Firmware to Version 0.0.9.99");
-    EXPECT_EQ(status(2), "Not connected");
-    EXPECT_EQ(frame_->getSelectedDevice(), "");
-    EXPECT_FALSE(OABRDevice::instance()->isConnected());
 }
 
 TEST_F(WithDevice, AFailedConnectShowsThatNothingIsConnected) {

@@ -99,7 +99,12 @@ TEST_F(FlashPage, AFirmwareThatIsTooOldIsWrittenAndNotConnectedTo) {
     ASSERT_TRUE(waitFor([this] { return answers_.boxes().size() == 2; }));
     EXPECT_EQ(answers_.boxes()[0].text, "Device successfully flashed");
     EXPECT_EQ(answers_.boxes()[1].title, "Wrong FW Version");
+    EXPECT_EQ(answers_.boxes()[1].text, "Please update your Firmware to Version 0.0.9.99");
+    choose(0);
+    ASSERT_TRUE(waitFor([this] { return answers_.boxes().size() == 3; }));
+    EXPECT_EQ(answers_.boxes()[2].title, "Wrong FW Version");
     EXPECT_EQ(status(2), "Not connected");
+    EXPECT_EQ(frame_->getSelectedDevice(), "");
     EXPECT_FALSE(oabr::OABRDevice::instance()->isConnected());
 }
 

@@ -90,19 +90,13 @@ TEST_F(DeviceTest, AFirmwareConnectReadsWhoTheDeviceIs) {
 }
 
 TEST_F(DeviceTest, AnUnansweredIdentityRequestClosesTheConnection) {
-    const std::pair<uint8_t, const char*> requests[] = {
-        {msg_cmd::fwv_read, "ERROR: src/OABR-Switch/OABRDevice:479 Could not read FW version"},
-        {msg_cmd::fwd_read, "ERROR: src/OABR-Switch/OABRDevice:484 Could not read FW Date"},
-        {msg_cmd::blv_read, "ERROR: src/OABR-Switch/OABRDevice:489 Could not read BL version"},
-        {msg_cmd::bls_read, "ERROR: src/OABR-Switch/OABRDevice:494 Could not read BL description"},
-    };
-    for (const auto& [command, line] : requests) {
-        SCOPED_TRACE(line);
+    for (const uint8_t command :
+         {msg_cmd::fwv_read, msg_cmd::fwd_read, msg_cmd::blv_read, msg_cmd::bls_read}) {
+        SCOPED_TRACE(command);
         plug();
         firmware->ignore(msg_type::read_request, command);
         log.clear();
         EXPECT_EQ(device.connectWithFirmwareParams("OKVX0001"), 1);
-        EXPECT_THAT(log.lines("ERROR"), ElementsAre(line));
         EXPECT_FALSE(converter->isOpen());
         EXPECT_FALSE(device.isFirmwareConnected());
         EXPECT_THAT(device.connectFailure(), HasSubstr("does not answer"));

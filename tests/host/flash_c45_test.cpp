@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <deque>
@@ -11,8 +10,6 @@
 
 namespace kovgui::c45 {
 namespace {
-
-using testing::ElementsAre;
 
 constexpr const char* record = ":0100000011EE\n";
 
@@ -50,13 +47,10 @@ TEST_F(Bootloader, IsGreetedUntilItAnswersWithAnyOfItsIdentities) {
         answers({std::string("\xFE\x80noise ") + identity + " more"});
         EXPECT_EQ(client.blHandshake(), 0) << identity;
     }
-}
-
-TEST_F(Bootloader, ABannerInPiecesIsTakenWhole) {
     converter->limitReads(5);
     answers({"c45b2 v2.1 OABR_Korvex\r\n>"});
-    EXPECT_EQ(client.blHandshake(), 0);
-    EXPECT_EQ(converter->queued(), 0u);  // nothing is left that a command could take for its answer
+    EXPECT_EQ(client.blHandshake(), 0) << "a banner in pieces";
+    EXPECT_EQ(converter->queued(), 0u) << "nothing is left that a command could take for its answer";
 }
 
 TEST_F(Bootloader, IsNotFoundInSilenceOrOtherTexts) {
@@ -68,9 +62,7 @@ TEST_F(Bootloader, IsNotFoundInSilenceOrOtherTexts) {
     answers({"c45b3 v2\x01"});
     EXPECT_EQ(client.blHandshake(), C45Device::handshake_no_bootloader);
     EXPECT_EQ(client.lastMessage(), "Unexpected Data received: c45b3 v2\\x01");
-}
 
-TEST_F(Bootloader, GreetingTellsTransportErrorsApart) {
     for (const char* call : {"purge", "write", "status"}) {
         converter->fail(call, ftdi::FT_IO_ERROR, 1);
         EXPECT_EQ(client.blHandshake(), C45Device::handshake_transport_error) << call;
@@ -92,15 +84,10 @@ TEST_F(Bootloader, CommandsNeedTheirEcho) {
     answers({"", "g+"});
     converter->limitReads(1);
     EXPECT_EQ(client.blStartFirmware(), 0) << "an echo in pieces";
-}
-
-TEST_F(Bootloader, CommandsWithAnotherEchoFail) {
-    answers({"", "pf-"});
-    EXPECT_EQ(client.blInitFirmwareUpdate(), 1);
-    EXPECT_THAT(log.lines("ERROR"),
-                ElementsAre("ERROR: src/Chip45/C45Device:177 Wrong response: \"pf-\" should be \"pf+\""));
-    answers({});
-    EXPECT_EQ(client.blStartFirmware(), 1);
+    for (const char* another : {"pf-", ""}) {
+        answers({"", another});
+        EXPECT_EQ(client.blInitFirmwareUpdate(), 1) << another;
+    }
     converter->fail("status", ftdi::FT_IO_ERROR, 1);
     EXPECT_EQ(client.writeCmd("g"), 1);
 }
@@ -113,16 +100,11 @@ TEST_F(Bootloader, RecordsAreAcceptedUnlessRejected) {
 
 TEST_F(Bootloader, APageCosts100Milliseconds) {
     platform::setPauseScale(1);
-    answers({".", ".*"});
-    auto start = std::chrono::steady_clock::now();
+    answers({".*"});
+    const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(client.blWriteToFlash(record), 0);
-    const auto plain = std::chrono::steady_clock::now() - start;
-    start = std::chrono::steady_clock::now();
-    EXPECT_EQ(client.blWriteToFlash(record), 0);
-    const auto page = std::chrono::steady_clock::now() - start;
     platform::setPauseScale(0);
-    EXPECT_LT(plain, std::chrono::milliseconds(100));
-    EXPECT_GE(page, std::chrono::milliseconds(100));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(100));
 }
 
 TEST_F(Bootloader, AnEventWithoutBytesWaitsOn) {
