@@ -1,5 +1,5 @@
-// Pictures of every page, dialog and message, taken from real windows on a simulated device: gui_screenshots
-// DIRECTORY. Started by tools/screenshots.
+// Pictures of every page, dialog and message, taken from real windows on a simulated device: screenshots
+// DIRECTORY. Started by the script of the same name.
 
 #include <wx/app.h>
 #include <wx/choice.h>
