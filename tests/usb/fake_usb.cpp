@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -30,8 +29,6 @@ constexpr size_t status_bytes = 2;
 
 enum Request : uint8_t {
     request_reset = 0x00,
-    request_flow = 0x02,
-    request_baud = 0x03,
     request_latency = 0x09,
     request_bit_mode = 0x0B,
     request_pins = 0x0C,
@@ -58,22 +55,6 @@ std::string hex(const std::string& bytes) {
         text += pair;
     }
     return text;
-}
-
-/// The rate of a divisor: eighths in the bits 14 and 15 of the value and bit 0 of the index.
-double rateOf(uint16_t value, uint16_t index) {
-    constexpr int eighths[] = {0, 4, 2, 1, 3, 5, 6, 7};
-    const int whole = value & 0x3FFF;
-    const int part = eighths[value >> 14 | (index & 1) << 2];
-    if (whole == 0) return 3e6;
-    if (whole == 1) return 2e6;
-    return 3e6 / (whole + part / 8.0);
-}
-
-uint32_t usualRate(double rate) {
-    for (const uint32_t usual : {9600u, 19200u, 230400u})
-        if (std::abs(rate - usual) < usual * 0.02) return usual;
-    return static_cast<uint32_t>(rate);
 }
 
 uint16_t get16(const uint8_t* at) {
@@ -130,17 +111,11 @@ struct Converter::Client {
     std::deque<std::unique_ptr<Urb>> to_reap;
 };
 
-Converter::Converter(Bus& bus, Identity identity, std::unique_ptr<LineEnd> line)
+Converter::Converter(Bus& bus, Identity identity)
     : bus_(bus),
       identity_(std::move(identity)),
       address_(++bus.last_address_),
-      line_(line ? std::move(line) : std::make_unique<SilentLine>()),
       kernel_driver_(identity_.kernel_driver) {
-    line_->give = [this](std::span<const uint8_t> bytes) {
-        incoming_.insert(incoming_.end(), bytes.begin(), bytes.end());
-        moveBytes();
-    };
-
     // libusb waits on the node for writability (something to reap) and for an error (unplugged). A terminal
     // can say both: by stopping its output, and by a hang-up.
     master_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
@@ -189,8 +164,6 @@ void Converter::unplug() {
         std::lock_guard lock(mutex_);
         if (unplugged_) return;
         unplugged_ = true;
-        line_->live();
-        line_->close();
         for (auto& [key, client] : clients_)
             while (!client->under_way.empty()) {
                 auto urb = std::move(client->under_way.front());
@@ -216,7 +189,8 @@ void Converter::forbid(bool yes) {
 
 void Converter::give(const std::string& bytes) {
     std::lock_guard lock(mutex_);
-    line_->give({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
+    incoming_.insert(incoming_.end(), bytes.begin(), bytes.end());
+    moveBytes();
 }
 
 void Converter::stall(bool yes) {
@@ -252,7 +226,6 @@ void Converter::onVanished(void* self_pointer, GObject* object) {
     auto& self = *static_cast<Converter*>(self_pointer);
     auto* const client = reinterpret_cast<UMockdevIoctlClient*>(object);
     std::lock_guard lock(self.mutex_);
-    self.line_->live();
     if (self.owner_ == client) self.letGo(*self.clients_[client]);
     self.clients_.erase(client);
     self.updateNode();
@@ -264,7 +237,6 @@ void Converter::onVanished(void* self_pointer, GObject* object) {
 int Converter::onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, void* self_pointer) {
     auto& self = *static_cast<Converter*>(self_pointer);
     std::lock_guard lock(self.mutex_);
-    self.line_->live();
     const int result = self.answer(client);
     if (result == -EBUSY)
         self.askAgain(client);
@@ -323,7 +295,6 @@ int Converter::answer(UMockdevIoctlClient* from) {
         case USBDEVFS_CLAIMINTERFACE:
             if (kernel_driver_ || (owner_ && owner_ != from)) return -EBUSY;
             owner_ = from;
-            line_->open();
             return 0;
         case USBDEVFS_RELEASEINTERFACE:
             if (owner_ != from) return -EINVAL;
@@ -348,7 +319,6 @@ int Converter::answer(UMockdevIoctlClient* from) {
 void Converter::letGo(Client& client) {
     owner_ = nullptr;
     client.under_way.clear();
-    if (!unplugged_) line_->close();
 }
 
 int Converter::submit(UMockdevIoctlClient* from, Client& client, UMockdevIoctlData* data) {
@@ -414,7 +384,7 @@ int Converter::control(std::span<const uint8_t> setup, std::span<uint8_t> data, 
         return *length < 0 ? -EPIPE : 0;
     }
     if (setup[0] == vendor_in && request == request_pins && !data.empty()) {
-        data[0] = static_cast<uint8_t>(line_->bitMode() & (identity_.reports_directions ? 0xFF : 0x0F));
+        data[0] = static_cast<uint8_t>(pins_ & (identity_.reports_directions ? 0xFF : 0x0F));
         *length = 1;
         return 0;
     }
@@ -422,35 +392,11 @@ int Converter::control(std::span<const uint8_t> setup, std::span<uint8_t> data, 
     char note[32];
     std::snprintf(note, sizeof note, "%x %x %x", request, value, index);
     requests_.push_back(note);
-    vendorRequest(request, value, index);
+    constexpr uint16_t sio_reset = 0, drop_to_host = 2, cbus_bit_bang = 0x20;
+    if (request == request_reset && (value == sio_reset || value == drop_to_host)) incoming_.clear();
+    if (request == request_latency) latency_ = std::chrono::milliseconds(std::max(value & 0xFF, 1));
+    if (request == request_bit_mode) pins_ = value >> 8 == cbus_bit_bang ? static_cast<uint8_t>(value) : 0xF1;
     return 0;
-}
-
-void Converter::vendorRequest(uint8_t request, uint16_t value, uint16_t index) {
-    constexpr uint16_t sio_reset = 0, drop_to_line = 1, drop_to_host = 2;
-    switch (request) {
-        case request_reset:
-            if (value == sio_reset || value == drop_to_host) incoming_.clear();
-            if (value == drop_to_host) line_->purge(1);
-            if (value == drop_to_line) line_->purge(2);
-            break;
-        case request_flow:
-            line_->setFlow(index & 0xFF00, static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8));
-            break;
-        case request_baud:
-            rate_ = rateOf(value, index);
-            line_->setBaud(usualRate(rate_));
-            break;
-        case request_latency:
-            latency_ = std::chrono::milliseconds(std::max(value & 0xFF, 1));
-            line_->setLatency(static_cast<uint8_t>(value));
-            break;
-        case request_bit_mode:
-            line_->setBitMode(static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8));
-            break;
-        default:
-            break;
-    }
 }
 
 /// @return the descriptor's length, or -1 when there is none
@@ -490,12 +436,8 @@ void Converter::moveBytes() {
         } else {
             ++sends_;
             urb->head->actual_length = urb->head->buffer_length;
-            const std::vector<uint8_t> bytes(urb->buffer.begin(), urb->buffer.end());
+            written_.append(urb->buffer.begin(), urb->buffer.end());
             finish(client, std::move(urb), 0);
-            written_.append(bytes.begin(), bytes.end());
-            line_->write(bytes);
-            changed_.notify_all();
-            return moveBytes();  // the line may have answered by now
         }
     }
 }
@@ -533,11 +475,9 @@ void Converter::idlePackets() {
 void Converter::run() {
     std::unique_lock lock(mutex_);
     while (!ending_) {
-        const Clock::time_point wants =
-            std::min(line_->live(), Clock::now() + std::chrono::seconds(1));  // no wait knows "never"
         idlePackets();
-        const Clock::time_point packet_due = std::max(last_packet_, Clock::now() - latency_) + latency_;
-        changed_.wait_until(lock, owner_ ? std::min(wants, packet_due) : wants);
+        const auto packet_due = std::max(last_packet_, Clock::now() - latency_) + latency_;
+        changed_.wait_until(lock, owner_ ? packet_due : Clock::now() + std::chrono::seconds(1));
     }
 }
 
@@ -560,8 +500,8 @@ void Bus::sweep() {
             umockdev_testbed_detach_ioctl(testbed_, each->node_.c_str(), nullptr);
 }
 
-Plugged Bus::plug(Identity identity, std::unique_ptr<LineEnd> line) {
-    plugged_.push_back(std::make_unique<Converter>(*this, std::move(identity), std::move(line)));
+Plugged Bus::plug(Identity identity) {
+    plugged_.push_back(std::make_unique<Converter>(*this, std::move(identity)));
     return Plugged(plugged_.back().get());
 }
 

@@ -4,11 +4,9 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <span>
 #include <string>
 #include <thread>
@@ -31,39 +29,6 @@ using Clock = std::chrono::steady_clock;
 /// Starts the program anew with the library preloaded when it runs without. For the begin of main.
 void enterFakeUsb(char** arguments);
 
-/// What is behind a converter: the serial line and the pins. Called by one thread at a time.
-class LineEnd {
-public:
-    virtual ~LineEnd() = default;
-    /// Towards the host; set by the converter.
-    std::function<void(std::span<const uint8_t>)> give;
-
-    virtual void open() {}
-    virtual void close() {}
-    virtual void write(std::span<const uint8_t> bytes) = 0;
-    /// The rate that the host meant: what is within 2 % of a usual one is that one.
-    virtual void setBaud(uint32_t) {}
-    virtual void setFlow(uint16_t, uint8_t, uint8_t) {}
-    virtual void setBitMode(uint8_t mask, uint8_t mode) = 0;
-    virtual uint8_t bitMode() = 0;
-    virtual void setLatency(uint8_t) {}
-    /// @param mask  1 what was received, 2 what is to be sent
-    virtual void purge(uint32_t) {}
-    /// Does what is due; called before each of the others as well. @return when it wants to be called again
-    virtual Clock::time_point live() { return Clock::time_point::max(); }
-};
-
-/// Answers nothing.
-class SilentLine : public LineEnd {
-public:
-    void write(std::span<const uint8_t>) override {}
-    void setBitMode(uint8_t mask, uint8_t mode) override { bits_ = mode == 0x20 ? mask : 0xF1; }
-    uint8_t bitMode() override { return bits_; }
-
-private:
-    uint8_t bits_ = 0xF1;
-};
-
 struct Identity {
     std::string serial = "OKVX0001";
     std::string description = "OABR Korvex";
@@ -75,12 +40,12 @@ struct Identity {
 
 class Bus;
 
-/// One converter.
+/// One converter, with nothing on its serial line but what a test gives.
 class Converter {
     friend class Bus;
 
 public:
-    Converter(Bus& bus, Identity identity, std::unique_ptr<LineEnd> line);
+    Converter(Bus& bus, Identity identity);
     ~Converter();
     Converter(const Converter&) = delete;
     Converter& operator=(const Converter&) = delete;
@@ -124,8 +89,6 @@ public:
         std::lock_guard lock(mutex_);
         requests_.clear();
     }
-    /// The rate that the last request 3 set, in baud.
-    double rate() const { return get(rate_); }
     bool claimed() const { return get(owner_) != nullptr; }
     /// Waits until no program holds it; the end of a program is noticed a moment later.
     bool waitFree() const {
@@ -169,7 +132,6 @@ private:
     int reap(Client& client, UMockdevIoctlData* data);
     int discard(Client& client, unsigned long address);
     int control(std::span<const uint8_t> setup, std::span<uint8_t> data, int* length);
-    void vendorRequest(uint8_t request, uint16_t value, uint16_t index);
     int string(uint8_t number, std::span<uint8_t> data) const;
     void finish(Client& client, std::unique_ptr<Urb> urb, int status);
     void moveBytes();
@@ -191,7 +153,6 @@ private:
 
     mutable std::mutex mutex_;  // guards the rest
     mutable std::condition_variable changed_;
-    std::unique_ptr<LineEnd> line_;
     std::map<UMockdevIoctlClient*, std::unique_ptr<Client>> clients_;
     UMockdevIoctlClient* owner_ = nullptr;
     bool kernel_driver_ = false;
@@ -206,9 +167,9 @@ private:
     int resets_ = 0;
     uint8_t modem_ = 0x01;
     uint8_t line_status_ = 0x60;
+    uint8_t pins_ = 0xF1;
     std::chrono::milliseconds latency_{16};
     Clock::time_point last_packet_{};
-    double rate_ = 0;
     std::vector<std::string> requests_;
     bool ending_ = false;
     std::thread life_;
@@ -224,7 +185,7 @@ class Bus {
 public:
     Bus();
     ~Bus();
-    Plugged plug(Identity identity = {}, std::unique_ptr<LineEnd> line = nullptr);
+    Plugged plug(Identity identity = {});
     /// Closes what is open here for converters that are unplugged, as all have to be; nobody may be opening
     /// one.
     void sweep();

@@ -1,14 +1,18 @@
+#include <linux/capability.h>
 #include <sys/fsuid.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <thread>
 
+#include "tests/support/sim_process.h"
 #include "tests/usb/usb_fixture.h"
 
 using namespace kovgui::ftdi;
 using fake_usb::Clock;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace {
@@ -104,37 +108,9 @@ TEST_F(UsbDevices, ThatComeAndGoAreReported) {
     EXPECT_FALSE(changed.wait(50));
 }
 
-TEST_F(UsbDevices, TwoAtOnceKeepTheirBytesApart) {
-    const auto first = bus.plug({.serial = "OKVX0001"});
-    const auto second = bus.plug({.serial = "OKVX0002"});
-    openAndSetUp("OKVX0001");
-    FT_HANDLE other = nullptr;
-    ASSERT_EQ(FT_OpenEx("OKVX0002", FT_OPEN_BY_SERIAL_NUMBER, &other), FT_OK);
-    FT_SetTimeouts(other, 5000, 500);
-    first->give("one");
-    second->give("two");
-    char buffer[3];
-    DWORD count = 0;
-    EXPECT_EQ(FT_Read(other, buffer, 3, &count), FT_OK);
-    EXPECT_EQ(std::string(buffer, count), "two");
-    EXPECT_EQ(read(3), "one");
-    second->unplug();
-    EXPECT_EQ(write("still here"), FT_OK);
-    EXPECT_TRUE(first->waitWritten(10));
-    FT_Close(other);
-}
-
 size_t openFiles() {
     const std::filesystem::directory_iterator files("/proc/self/fd");
     return static_cast<size_t>(std::distance(begin(files), end(files)));
-}
-
-/// The emulation closes its end a moment later, before as after, so there may be fewer.
-bool settlesAt(size_t maximum) {
-    const auto deadline = Clock::now() + std::chrono::seconds(10);
-    while (openFiles() > maximum && Clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return openFiles() <= maximum;
 }
 
 TEST_F(UsbDevices, LeaveNoFileOpen) {
@@ -157,7 +133,38 @@ TEST_F(UsbDevices, LeaveNoFileOpen) {
     const size_t before = openFiles();
     for (int i = 0; i < 20; ++i)
         round("OKVX" + std::to_string(i));
-    EXPECT_TRUE(settlesAt(before)) << before << " files before, " << openFiles() << " after";
+    // The emulation closes its end a moment later, before as after, so there may be fewer.
+    for (const auto deadline = Clock::now() + std::chrono::seconds(10); openFiles() > before;)
+        ASSERT_LT(Clock::now(), deadline) << before << " files before, " << openFiles() << " after";
+}
+
+// ---- The built programs, from their begin down to the USB libraries as with a real device ----
+
+TEST_F(UsbDevices, AreReachedByTheProgramsUnlessTheyAreKeptToSimulatedOnes) {
+    const auto console = [](const char* virtual_only) {
+        return sim_process::Program("oabr-console").env("OABR_VIRTUAL_ONLY", virtual_only).run();
+    };
+    const auto one = bus.plug();
+    EXPECT_THAT(console("1").err, HasSubstr("No device found"));
+    EXPECT_EQ(one->opened(), 0);
+    const auto silent = console("0");
+    EXPECT_EQ(silent.status, 2) << silent;
+    EXPECT_THAT(silent.err, HasSubstr("The device does not answer."));
+    EXPECT_THAT(one->requests(), testing::Contains(testing::StartsWith("3 d "))) << "230400 baud";
+    EXPECT_GT(one->sends(), 0u);
+    EXPECT_TRUE(one->waitFree());
+
+    one->forbid(true);
+    bool held = false;
+    std::thread([&] {  // root may open everything; what this thread starts may not
+        held = prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE) == 0 || geteuid() != 0;
+        if (held) {
+            EXPECT_THAT(console("0").err,
+                        HasSubstr("no permission to use the device. Install the package's udev"));
+        }
+    })
+        .join();
+    if (!held) GTEST_SKIP() << "root keeps its rights here";
 }
 
 }  // namespace
