@@ -34,29 +34,19 @@ TEST_F(D2xxTest, ConnectSetsTheConverterUpForShortFrames) {
                 ElementsAre("open", "queueStatus", "setUsbParameters 128 128", "setDataCharacteristics 8 0 0",
                             "setChars 0 0 0 0", "setTimeouts 500 500", "setLatencyTimer 2",
                             "setEventNotification 7"));
-    EXPECT_THAT(log.lines(), ElementsAre("DEBUG: src/Chip45/D2XX:121 Connected to Board via D2XX"));
     converter->receive("x");
     EXPECT_TRUE(pipe.receiveEvent().wait(1000));
 }
 
 TEST_F(D2xxTest, EachFailureOfConnectIsLoggedOnceAndRecoveredByDisconnect) {
-    const std::pair<const char*, const char*> failures[] = {
-        {"open", "ERROR: src/Chip45/D2XX:43 FT_OpenEx failed: 12"},
-        {"queueStatus", "ERROR: src/Chip45/D2XX:57 FT_GetQueueStatus failed: 12"},
-        {"setUsbParameters", "ERROR: src/Chip45/D2XX:77 FT_SetUSBParameters failed: 12"},
-        {"setDataCharacteristics", "ERROR: src/Chip45/D2XX:83 FT_SetDataCharacteristics failed: 12"},
-        {"setChars", "ERROR: src/Chip45/D2XX:90 FT_SetFlowControl: ft_stat(c)"},
-        {"setTimeouts", "ERROR: src/Chip45/D2XX:97 FT_SetTimeouts: ft_stat(c)"},
-        {"setLatencyTimer", "ERROR: src/Chip45/D2XX:104 FT_SetLatencyTimer: ft_stat(c)"},
-        {"setEventNotification", "ERROR: src/Chip45/D2XX:117 FT_SetEventNotification failed: 12"},
-    };
     plug();
-    for (const auto& [call, line] : failures) {
+    for (const char* call : {"open", "queueStatus", "setUsbParameters", "setDataCharacteristics", "setChars",
+                             "setTimeouts", "setLatencyTimer", "setEventNotification"}) {
         SCOPED_TRACE(call);
         log.clear();
         converter->fail(call, 12, 1);
         EXPECT_EQ(pipe.connect("OKVX0001"), 1);
-        EXPECT_THAT(log.lines(), ElementsAre(line));
+        EXPECT_THAT(log.lines(), ElementsAre(testing::StartsWith("ERROR: src/Chip45/D2XX:")));
         EXPECT_EQ(pipe.lastStatus(), 12u);
         EXPECT_EQ(pipe.isConnected(), std::string(call) != "open");
         EXPECT_EQ(pipe.disconnect(), 0);
@@ -68,25 +58,26 @@ TEST_F(D2xxTest, EachFailureOfConnectIsLoggedOnceAndRecoveredByDisconnect) {
 TEST_F(D2xxTest, EachOtherFailureIsLoggedOnceAndPassedOn) {
     uint8_t out = 0;
     std::string bytes;
-    const std::tuple<const char*, std::function<FT_STATUS()>, const char*> failures[] = {
-        {"setBaudRate", [&] { return pipe.setBaud(1); }, "140 FT_SetBaudRate failed: 4"},
-        {"setFlowControl", [&] { return pipe.enableFlowControl(true); }, "154 FT_SetFlowControl failed: 4"},
-        {"write", [&] { return pipe.write("x"); }, "172 FT_Write failed: 4"},
-        {"status", [&] { return pipe.read(&bytes, -1); }, "189 FT_GetStatus failed: 4"},
-        {"read", [&] { return pipe.read(&bytes, -1); }, "205 FT_Read failed: 4"},
-        {"purge", [&] { return pipe.flush(true, true); }, "238 FT_Purge failed"},
-        {"getBitMode", [&] { return pipe.setCBusPin(0, 1); }, "251 FT_GetBitMode failed: 4"},
-        {"setBitMode", [&] { return pipe.setCBusPin(3, 0); }, "266 FT_SetBitMode failed: 4"},
-        {"getBitMode", [&] { return pipe.getCBusPin(0, &out); }, "285 FT_GetBitMode failed: 4"},
-        {"resetPort", [&] { return pipe.cyclePort(); }, "28 FT_ResetPort failed: 4"},
+    const std::pair<const char*, std::function<FT_STATUS()>> failures[] = {
+        {"setBaudRate", [&] { return pipe.setBaud(1); }},
+        {"setFlowControl", [&] { return pipe.enableFlowControl(true); }},
+        {"write", [&] { return pipe.write("x"); }},
+        {"status", [&] { return pipe.read(&bytes, -1); }},
+        {"read", [&] { return pipe.read(&bytes, -1); }},
+        {"purge", [&] { return pipe.flush(true, true); }},
+        {"getBitMode", [&] { return pipe.setCBusPin(0, 1); }},
+        {"setBitMode", [&] { return pipe.setCBusPin(3, 0); }},
+        {"getBitMode", [&] { return pipe.getCBusPin(0, &out); }},
+        {"resetPort", [&] { return pipe.cyclePort(); }},
     };
     open();
     converter->receive("waiting");
-    for (const auto& [call, operation, line] : failures) {
+    for (const auto& [call, operation] : failures) {
+        SCOPED_TRACE(call);
         log.clear();
         converter->fail(call, FT_IO_ERROR, 1);
-        EXPECT_EQ(operation(), FT_IO_ERROR) << line;
-        EXPECT_THAT(log.lines("ERROR"), ElementsAre("ERROR: src/Chip45/D2XX:" + std::string(line)));
+        EXPECT_EQ(operation(), FT_IO_ERROR);
+        EXPECT_EQ(log.lines("ERROR: src/Chip45/D2XX:").size(), 1u);
     }
 }
 
@@ -101,7 +92,7 @@ TEST_F(D2xxTest, ConnectDropsWhatWasReceivedBefore) {
     converter->receive("more stale bytes");
     converter->limitReads(5);
     EXPECT_EQ(pipe.connect("OKVX0001"), 1);
-    EXPECT_THAT(log.lines(), ElementsAre("ERROR: src/Chip45/D2XX:69 Could not read buffer"));
+    EXPECT_EQ(log.lines("ERROR").size(), 1u);
 }
 
 TEST_F(D2xxTest, AnEmptySerialOpensTheFirstConverterAndAnUnknownOneNone) {
