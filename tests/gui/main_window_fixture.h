@@ -20,7 +20,7 @@
 
 namespace kovgui {
 
-/// A page of the test: counts what it hears and yields as many records as it is told.
+/// A page of the test: notes what it hears.
 class TestPage : public controls::OABRControlFrame {
 public:
     explicit TestPage(wxWindow* parent) : OABRControlFrame(parent, "TestPage") {
@@ -29,16 +29,12 @@ public:
             event.Skip();
         });
     }
-    void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>&,
+    void StoreAllRegisters(std::vector<e2p_cfg_cmd>&, std::vector<e2p_cfg_cmd>&,
                            std::vector<e2p_cfg_cmd>&) override {
-        e2p_cfg_cmd record = {};
-        get_cfg_cmd_mdio(&record, e2p_kind::or_mask, 6, 44, 0x0020);
-        switch_records.insert(switch_records.end(), records, record);
         CallAfter([this] { open_to_edits = open_to_edits || wxGetTopLevelParent(this)->IsEnabled(); });
     }
 
     std::vector<int> heard;
-    size_t records = 0;
     bool open_to_edits = false;  // what happened next after records were collected found the window enabled
 };
 

@@ -3,7 +3,6 @@
 #include <wx/timer.h>
 
 #include <atomic>
-#include <cstring>
 #include <utility>
 
 #include "src/ConfigDlg/DynamicMacTab.h"
@@ -318,27 +317,6 @@ TEST_F(VlanPageTest, AWrongPortCellIsNeitherSentNorStored) {
     pasteIntoPorts(0, 0, "4094");
     EXPECT_EQ(pvid(3), 4094);
     EXPECT_EQ(status(), "0 VLANs.");
-}
-
-TEST_F(VlanPageTest, TheStoreOfAFullTableSaysHowMuchFits) {
-    VlanForm form = fullForm();
-    ASSERT_EQ(vlan_->load(form), TableJobResult::finished);
-    EXPECT_EQ(status(), "4094 VLANs.");
-    EXPECT_EQ(vlan_->form(), form);
-    EXPECT_EQ(onDevice(4094), (ksz_vlan_entry{true, 14, 126}));
-
-    const std::string refusal = store();
-    const size_t at = refusal.find("VLAN table: ");
-    ASSERT_NE(at, std::string::npos) << refusal;
-    const int fitting = std::atoi(refusal.c_str() + at + std::strlen("VLAN table: "));
-    EXPECT_THAT(refusal, HasSubstr(" of the 4094 VLANs fit (up to VID " + std::to_string(fitting) + ")"));
-    EXPECT_TRUE(indicatorShown());
-    form.table.resize(static_cast<size_t>(fitting) + 1);
-    ASSERT_EQ(vlan_->load(form), TableJobResult::finished);
-    EXPECT_NE(store(), "");
-    form.table.pop_back();
-    ASSERT_EQ(vlan_->load(form), TableJobResult::finished);
-    EXPECT_EQ(store(), "");
 }
 
 TEST_F(VlanPageTest, AfterAStopThePageShowsWhatTheDeviceHolds) {

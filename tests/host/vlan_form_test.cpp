@@ -84,6 +84,27 @@ TEST(VlanTableTest, SaysWhatFitsInWholeSets) {
     EXPECT_EQ(describeVlanFit(table, 500), "0 of the 6 VLANs fit");
 }
 
+TEST(VlanTableTest, AsMuchAsIsSaidToFitFitsAndNoMore) {
+    std::vector<ksz_vlan_row> rows;
+    for (int vid = vlan_min_vid; vid <= vlan_max_vid; ++vid)
+        rows.push_back({vid, {true, 15, 3}});
+    VlanTable full;
+    for (const ksz_vlan_row& row : rows)
+        full.set(row.vid, row.entry);
+    const auto missing = [&](size_t count) {
+        e2p_cfg_cmd_array* stored = ksz_vlan_store(std::span(rows).first(count));
+        const e2p_cfg_cmd_list& list = stored->switch_cfg;
+        const unsigned bytes = e2p_area_shortfall({list.records, list.records + list.count}, e2p_switch_area);
+        e2p_cfg_cmd_array_delete(&stored);
+        return bytes;
+    };
+    const std::string said = describeVlanFit(full, missing(rows.size()));
+    const auto fitting = static_cast<size_t>(std::stoi(said));
+    EXPECT_THAT(said, HasSubstr("(up to VID " + std::to_string(fitting) + ")"));
+    EXPECT_EQ(missing(fitting), 0u);
+    EXPECT_GT(missing(fitting + 1), 0u);
+}
+
 TEST(VlanRowsText, ComesBackWithForeignLineEnds) {
     const std::vector<ksz_vlan_row> rows = {{5, {true, 0x09, 77}}, {4094, {true, 0x06, 0}}};
     EXPECT_EQ(vlanRowsText(rows), "5\t77\t0\t1\t0\t1\n4094\t0\t1\t0\t1\t0\n");
