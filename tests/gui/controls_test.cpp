@@ -4,7 +4,6 @@
 #include "src/Controls/OABRRegCheckBox.h"
 #include "src/Controls/OABRRegComboBox.h"
 #include "src/Controls/OABRRegRadioButton.h"
-#include "src/Controls/OABRRegStaticText.h"
 #include "src/Controls/TabbedPage.h"
 #include "tests/gui/page_fixture.h"
 #include "tests/lib/fake_device.h"
@@ -13,7 +12,6 @@ namespace kovgui::controls {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr OABRControl::ValuePair colours[] = {{"red", 3}, {"green", 5}, {"also red", 3}};
@@ -126,33 +124,6 @@ TEST_F(Controls, RadioButtonsActWhenTheyAreOnAndMayAllBeOff) {
     page_->SetAllRegisters();
     EXPECT_THAT(setting_.written, ElementsAre(2));
     EXPECT_EQ(read(9), std::pair(false, false));
-}
-
-TEST_F(Controls, AStaticTextShowsTheTextOfTheValueAndChangesNothing) {
-    auto* text = make<OABRRegStaticText>(10);
-    text->Append(colours, 3);
-    text->bind(setting_.binding());
-    setting_.value = 5;
-    text->getValue();
-    EXPECT_EQ(text->GetLabelText(), "green");
-    text->setValue();
-    EXPECT_EQ(text->storeValue(), nullptr);
-    EXPECT_THAT(setting_.written, IsEmpty());
-    EXPECT_THAT(setting_.stored, IsEmpty());
-}
-
-TEST_F(Controls, UnboundOnesDoNothing) {
-    auto* choice = makeChoice(10);
-    auto* box = make<OABRRegCheckBox>(11, 1u, 0u);
-    auto* text = make<OABRRegStaticText>(12);
-    choice->SetSelection(1);
-    page_->SetAllRegisters();
-    for (OABRControl* control : std::initializer_list<OABRControl*>{choice, box, text}) {
-        control->getValue();
-        EXPECT_EQ(control->storeValue(), nullptr);
-    }
-    EXPECT_EQ(choice->GetSelection(), 1);
-    EXPECT_EQ(text->GetLabelText(), "Label");
 }
 
 // ---- Pages ----
