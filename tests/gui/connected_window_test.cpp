@@ -3,7 +3,6 @@
 #include <set>
 
 #include "lib/ksz.h"
-#include "src/OABR-Switch/OABRDevice.h"
 #include "tests/gui/connected_window_fixture.h"
 
 namespace kovgui {
