@@ -333,6 +333,7 @@ int OABRDevice::stopReceiverThread() {
     stop_event_.set();
     receiver_thread_->Wait(wxTHREAD_WAIT_BLOCK);
     receiver_thread_.reset();
+    can_printer_.reset();
     LOG_DEBUG(580, "receiver Thread stopped");
     return 0;
 }
@@ -406,7 +407,9 @@ void OABRDevice::onCanTraceRecord(const uint8_t* frame, uint16_t length) {
         const std::lock_guard lock(listeners_);
         queue = can_trace_;
     }
-    queue ? queue->offer(frame, length) : process_can_msg(frame, length);
+    if (queue) return queue->offer(frame, length);
+    if (!can_printer_) can_printer_ = std::make_unique<CanTracePrinter>();
+    can_printer_->offer(frame, length);
 }
 
 // ---- Operations ----

@@ -10,6 +10,7 @@
 
 #include "lib/e2p.h"
 #include "src/Chip45/C45Device.h"
+#include "src/OABR-Switch/CanTracePrinter.h"
 #include "src/OABR-Switch/CanTraceQueue.h"
 #include "src/OABR-Switch/DeviceWindow.h"
 #include "src/OABR-Switch/OABRReceiverThread.h"
@@ -100,7 +101,7 @@ public:
     int writeE2PConfig(const std::vector<e2p_cfg_cmd>& switch_list, const std::vector<e2p_cfg_cmd>& phy1_list,
                        const std::vector<e2p_cfg_cmd>& phy2_list);
 
-    /// Takes CAN trace records from now on; null has them printed.
+    /// Takes CAN trace records from now on; null has them printed, as fast as standard output takes them.
     void setCanTrace(std::shared_ptr<CanTraceQueue> queue);
     void onCanTraceRecord(const uint8_t* frame, uint16_t length);
 
@@ -128,6 +129,8 @@ private:
     std::atomic<State> state_{State::disconnected};
     std::atomic<bool> receiver_ended_{false};
     platform::Event stop_event_;
+
+    std::unique_ptr<CanTracePrinter> can_printer_;  // made by the receiver, ended when that has ended
 
     // Changed by connect and disconnect only.
     std::unique_ptr<OABRReceiverThread> receiver_thread_;

@@ -6,6 +6,9 @@ namespace kovgui::platform {
 
 /// While it lives, what asks this process to end (Ctrl-C, a request to terminate, the terminal going away)
 /// sets an event instead. The second time it ends the process as usual. One object at a time.
+///
+/// Standard output or error that nobody takes at that moment (a terminal that was stopped, a reader that sleeps)
+/// goes nowhere from then on, so that whoever prints there comes to look at the event.
 class Interrupts {
 public:
     /// @param event  must outlive the object
@@ -17,6 +20,8 @@ public:
     /// The exit status of a process that was asked to end: 128 and the signal's number; 0 when it was not
     /// asked.
     int exitStatus() const;
+    /// Whether it was asked by a key, Ctrl-C.
+    bool byKey() const;
 };
 
 /// A reader that has gone makes writing to it fail instead of ending the process. For the rest of the

@@ -1,6 +1,11 @@
 #include "src/platform/Interrupts.h"
 
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 
 namespace kovgui::platform {
@@ -14,9 +19,21 @@ std::atomic<Event*> to_set{nullptr};
 std::atomic<int> caught{0};
 static_assert(std::atomic<Event*>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
 
+int nowhere = -1;  // opened beforehand
+
+/// The signal has ended a write to it that waits; the next one must not wait again.
+void leaveIfStopped(int output) {
+    pollfd polled = {output, POLLOUT, 0};
+    if (poll(&polled, 1, 0) == 0) dup2(nowhere, output);
+}
+
 void onSignal(int signal) {
+    const int error = errno;
     caught = signal;
     if (Event* const event = to_set) event->set();
+    leaveIfStopped(STDOUT_FILENO);
+    leaveIfStopped(STDERR_FILENO);
+    errno = error;
 }
 
 }  // namespace
@@ -24,9 +41,10 @@ void onSignal(int signal) {
 Interrupts::Interrupts(Event& event) {
     caught = 0;
     to_set = &event;
+    nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
     struct sigaction action {};
     action.sa_handler = onSignal;
-    action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
     for (const int signal : signals)
         sigaction(signal, &action, nullptr);
 }
@@ -35,10 +53,15 @@ Interrupts::~Interrupts() {
     for (const int one : signals)
         ::signal(one, SIG_DFL);
     to_set = nullptr;
+    close(nowhere);
 }
 
 int Interrupts::exitStatus() const {
     return caught ? exit_status_base + caught : 0;
+}
+
+bool Interrupts::byKey() const {
+    return caught == SIGINT;
 }
 
 void ignoreBrokenPipes() {

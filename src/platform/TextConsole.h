@@ -8,6 +8,9 @@
 namespace kovgui::platform {
 
 /// A console to type lines into. One thread reads; output goes through the standard streams.
+///
+/// Printing to an opened console never waits, whatever its terminal does: a thread of its own takes what is
+/// printed there. Of a terminal that was stopped it keeps a megabyte, and drops what comes after.
 class TextConsole {
 public:
     enum class Input { line, stopped, ended };
@@ -20,7 +23,8 @@ public:
     /// @return null when neither can be had
     static std::unique_ptr<TextConsole> open(const std::string& title);
 
-    /// Gives the standard streams back and closes the window if it was opened.
+    /// Gives the standard streams back and closes the window if it was opened. Output that the terminal does
+    /// not take at once is dropped. Waits two seconds at most.
     ~TextConsole();
     TextConsole(const TextConsole&) = delete;
     TextConsole& operator=(const TextConsole&) = delete;
@@ -30,7 +34,7 @@ public:
     Input readLine(std::string* line, Event& stop);
     /// Whether somebody may be sitting there: a prompt and an echo make sense.
     bool isTerminal() const;
-    /// Shows or hides the window. @return false when the console has no window of its own
+    /// Shows or hides the window; never waits. @return false when the console has no window of its own
     bool show(bool shown);
 
 private:

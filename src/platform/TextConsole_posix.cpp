@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "src/platform/LineBuffer.h"
+#include "src/platform/OutputRelay.h"
 
 extern char** environ;
 
@@ -31,14 +32,6 @@ constexpr int closing_look_ms = 10;
 constexpr int background_look_ms = 250;
 /// The descriptor under which the window's program gets its end of the pseudo-terminal.
 constexpr int inherited_descriptor = 3;
-
-void writeAll(int descriptor, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t sent = write(descriptor, text.data(), text.size());
-        if (sent < 0 && errno != EINTR) return;
-        if (sent > 0) text.remove_prefix(static_cast<size_t>(sent));
-    }
-}
 
 /// A read from a terminal that is somebody else's at the moment would stop the process.
 bool inBackground(int terminal) {
@@ -92,6 +85,7 @@ struct TextConsole::State {
         if (saved_error >= 0) dup2(saved_error, STDERR_FILENO);
         for (const int descriptor : {saved_output, saved_error})
             closeIfOpen(descriptor);
+        relay.reset();
         if (input != STDIN_FILENO) closeIfOpen(input);
         if (window <= 0) return;
         kill(window, SIGTERM);
@@ -106,18 +100,21 @@ struct TextConsole::State {
         if (descriptor >= 0) close(descriptor);
     }
 
-    void takeStandardStreams() {
+    bool takeStandardStreams() {
+        relay = OutputRelay::start(input);
+        if (!relay) return false;
         std::fflush(stdout);
         std::fflush(stderr);
         saved_output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
         saved_error = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-        dup2(input, STDOUT_FILENO);
-        dup2(input, STDERR_FILENO);
+        dup2(relay->entrance(), STDOUT_FILENO);
+        dup2(relay->entrance(), STDERR_FILENO);
+        return true;
     }
 
     /// The terminal that the program was started from.
     bool useOwnTerminal() {
-        input = ::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+        input = ::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
         if (input >= 0 && !inBackground(input)) return true;
         closeIfOpen(std::exchange(input, -1));
         return false;
@@ -128,7 +125,7 @@ struct TextConsole::State {
         const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
         if (master < 0) return false;
         const char* const name = grantpt(master) == 0 && unlockpt(master) == 0 ? ptsname(master) : nullptr;
-        input = name ? ::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
+        input = name ? ::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK) : -1;
         if (input >= 0) {
             // The window says which one it is before anybody types; that line is not to be seen.
             setEcho(input, false);
@@ -173,6 +170,7 @@ struct TextConsole::State {
     pid_t window = -1;
     int saved_output = -1;
     int saved_error = -1;
+    std::unique_ptr<OutputRelay> relay;
     LineBuffer lines;
     bool ended = false;
 };
@@ -190,7 +188,7 @@ std::unique_ptr<TextConsole> TextConsole::standard() {
 std::unique_ptr<TextConsole> TextConsole::open(const std::string& title) {
     auto state = std::make_unique<State>();
     if (!state->useOwnTerminal() && !state->openWindow(title)) return nullptr;
-    state->takeStandardStreams();
+    if (!state->takeStandardStreams()) return nullptr;
     return std::unique_ptr<TextConsole>(new TextConsole(std::move(state)));
 }
 
@@ -204,7 +202,7 @@ bool TextConsole::isTerminal() const {
 
 bool TextConsole::show(bool shown) {
     if (state_->window <= 0) return false;
-    writeAll(state_->input, shown ? "\033[1t" : "\033[2t");
+    state_->relay->print(shown ? "\033[1t" : "\033[2t");
     return true;
 }
 

@@ -1,3 +1,4 @@
+#include <poll.h>
 #include <unistd.h>
 
 #include "src/platform/terminal.h"
@@ -6,6 +7,16 @@ namespace kovgui::platform {
 
 bool standardErrorIsTerminal() {
     return isatty(STDERR_FILENO) == 1;
+}
+
+bool waitUntilTaken(std::FILE* stream, Event* stop) {
+    pollfd polled[] = {{fileno(stream), POLLOUT, 0},
+                       {stop ? static_cast<int>(stop->native()) : -1, POLLIN, 0}};
+    for (;;) {
+        if (poll(polled, 2, stop ? -1 : 0) < 0) continue;
+        if (polled[0].revents) return true;
+        if (!stop || stop->wait(0)) return false;
+    }
 }
 
 }  // namespace kovgui::platform

@@ -3,16 +3,21 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <thread>
 
+#include "src/platform/ConsoleControl.h"
+#include "src/platform/OutputRelay.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/support/typed_input.h"
 
@@ -135,6 +140,43 @@ TEST(ConsoleOfAWindowProgram, IsTheTerminalItWasStartedFrom) {
     EXPECT_TRUE(waitText(terminal, "<bye>"));
     EXPECT_EQ(exitStatus(child), 0);
     close(terminal);
+}
+
+TEST(ConsoleOfAWindowProgram, WaitsForNothingThatAStoppedTerminalDoesNotTake) {
+    int terminal = -1;
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        alarm(20);
+        auto console = TextConsole::open("Bench");
+        tcflow(STDIN_FILENO, TCOOFF);  // as Ctrl-S does
+        const std::string text(2 * OutputRelay::limit, 'x');
+        std::fwrite(text.data(), 1, text.size(), stdout);
+        std::fflush(stdout);
+        console.reset();
+        _exit(0);
+    }
+    EXPECT_EQ(exitStatus(child), 0);
+    close(terminal);
+}
+
+std::atomic<int> keys{0};
+
+TEST(ConsoleControl, HearsTheKeysThatWouldEndTheProcess) {
+    static Event heard;
+    {
+        const ConsoleControl control([](unsigned long type) {
+            keys += type == 0 ? 1 : 100;
+            heard.set();
+            return 1;
+        });
+        raise(SIGINT);
+        EXPECT_TRUE(heard.wait(5000));
+        raise(SIGQUIT);
+        EXPECT_TRUE(heard.wait(5000));
+        EXPECT_EQ(keys, 101);
+    }
+    EXPECT_EXIT(raise(SIGINT), testing::KilledBySignal(SIGINT), "");
 }
 
 /// A program without a terminal, and what its search path offers as terminal window.

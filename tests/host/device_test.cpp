@@ -1,6 +1,9 @@
+#include <fcntl.h>
+#include <unistd.h>
 #include <wx/event.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <thread>
 
 #include "lib/device_cmd.h"
@@ -29,6 +32,28 @@ public:
     std::string selected;
     std::vector<wxEventType> types;
     std::vector<int> ids;
+};
+
+/// A pipe in the place of a descriptor that holds all it can and is read by nobody.
+class FullPipe {
+public:
+    explicit FullPipe(int descriptor) : descriptor_(descriptor), saved_(dup(descriptor)) {
+        if (pipe2(ends_, O_CLOEXEC | O_NONBLOCK) != 0) std::abort();
+        while (write(ends_[1], "x", 1) == 1) {
+        }
+        fcntl(ends_[1], F_SETFL, 0);
+        dup2(ends_[1], descriptor);
+    }
+    ~FullPipe() {
+        dup2(saved_, descriptor_);
+        for (const int one : {saved_, ends_[0], ends_[1]})
+            close(one);
+    }
+
+private:
+    const int descriptor_;
+    const int saved_;
+    int ends_[2];
 };
 
 class DeviceTest : public HostTest {
@@ -246,11 +271,23 @@ TEST_F(DeviceTest, HardkeysAreKeptAndTheWindowIsTold) {
     EXPECT_EQ(window.ids.size(), 2u);
 }
 
+TEST_F(DeviceTest, AReaderOfStandardOutputThatStoppedHoldsNobodyUp) {
+    connect();
+    const FullPipe nobody_reads(STDOUT_FILENO);
+    converter->receive(
+        framed({msg_type::data_reply, msg_cmd::can_trace_record, 0, 1, 0, 0, 0, 0x24, 0x60, 0, 0, 0}));
+    uint8_t version[4];
+    EXPECT_EQ(fwv_read(version), 0);
+    device.disconnect();
+}
+
 TEST_F(DeviceTest, CanRecordsGoToTheQueueOrElseArePrinted) {
     const Bytes record{
         msg_type::data_reply, msg_cmd::can_trace_record, 0, 1, 0, 0, 0, 0x24, 0x60, 0, 0, 2, 0xAB, 0xCD};
+    connect();
     testing::internal::CaptureStdout();
     dispatch(record);
+    device.disconnect();
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "0000001 123 02 ABCD\n");
 
     int woken = 0;

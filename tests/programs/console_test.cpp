@@ -165,6 +165,20 @@ TEST(Console, AnInterruptEndsItAndFreesTheDevice) {
     EXPECT_TRUE(answersAgain(device));
 }
 
+TEST(Console, AnInterruptEndsItThoughNobodyTakesWhatItPrints) {
+    const auto device = SimulatedDevice().speed("fast").start();
+    const sim_process::TemporaryDirectory directory;
+    const Result result = Program("/bin/sh")
+                              .args({"-c",
+                                     "mkfifo pipe; sleep 1000 <pipe & reader=$!; yes help | timeout -k 10 "
+                                     "--preserve-status 1 " +
+                                         program_path("oabr-console") + " >pipe; echo $? >&2; kill $reader"})
+                              .working_directory(directory.path())
+                              .in(device)
+                              .run();
+    EXPECT_THAT(result.err, testing::EndsWith("143\n")) << result;
+}
+
 TEST(Console, AReaderThatGoesAwayEndsIt) {
     const auto device = SimulatedDevice().speed("fast").start();
     const Result result =
