@@ -203,7 +203,7 @@ void MainFrame::Init(bool console) {
     config_.readPages = [this] { return readPagesForFile(); };
 
     OABRDevice::instance()->setMainFrame(this);
-    DeviceUse::listen([this] { CallAfter(&MainFrame::updateCommands); });
+    DeviceUse::listen([this] { CallAfter(&MainFrame::OnDeviceUseChanged); });
     const auto devicesChanged = [this] {
         QueueEvent(new wxCommandEvent(wxEVT_COMMAND_DEVICE_UPDATE_REQUIRED));
     };
@@ -341,7 +341,7 @@ void MainFrame::disableDeviceFunctions() {
 }
 
 void MainFrame::updateCommands() {
-    const bool in_use = !DeviceUse::user().empty();
+    const bool in_use = DeviceUse::byJob();
     const bool usable = connected_ && !in_use;
     const auto enable = [this](wxMenu* menu, int id, bool on) {
         menu->Enable(id, on);
@@ -355,13 +355,20 @@ void MainFrame::updateCommands() {
     chooser_->Enable(!in_use);
 }
 
-bool MainFrame::refuseWhileInUse() {
-    const std::string user = DeviceUse::user();
-    if (user.empty()) return false;
-    wxMessageBox(wxString::Format("The device is in use by %s.\nPlease wait until that has ended.",
-                                  wxString::FromUTF8(user)),
-                 "Device in use", wxOK | wxICON_INFORMATION | wxCENTRE, this);
-    return true;
+void MainFrame::OnDeviceUseChanged() {
+    updateCommands();
+    if (!DeviceUse::user().empty()) return;
+    for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
+        page->OnDeviceFree();
+}
+
+/// The device for a command of the window; without it the operator was told who has it.
+DeviceUse MainFrame::takeDevice(const std::string& user) {
+    DeviceUse use = DeviceUse::takeHere(user);
+    if (!use)
+        wxMessageBox(wxString::FromUTF8(use.refusal()) + "\nPlease wait until that has ended.",
+                     "Device in use", wxOK | wxICON_INFORMATION | wxCENTRE, this);
+    return use;
 }
 
 void MainFrame::setSettingsChanged(bool changed) {
@@ -416,7 +423,14 @@ std::string MainFrame::getSelectedDevice() {
 
 void MainFrame::ConnectToDevice(const std::string& serial) {
     if (serial.empty()) return;
-    if (connected_) DisconnectFromDevice();
+    DeviceUse use = takeDevice("connecting");
+    if (!use) return RefreshDevices();
+    connect(serial, std::move(use));
+}
+
+/// @param use  the device, which is given back before anything is said
+void MainFrame::connect(const std::string& serial, DeviceUse use) {
+    if (connected_) disconnect();
     lastDevice_ = serial;
     int result;
     {
@@ -425,6 +439,7 @@ void MainFrame::ConnectToDevice(const std::string& serial) {
         result = refuseOldFirmware(OABRDevice::instance()->connectWithFirmwareParams(serial));
         showActivity("");
     }
+    use.release();
     if (result != 0) {
         chooser_->SetSelection(wxNOT_FOUND);
         reportConnectFailure(result);
@@ -436,6 +451,10 @@ void MainFrame::ConnectToDevice(const std::string& serial) {
 }
 
 void MainFrame::DisconnectFromDevice() {
+    if (const DeviceUse use = takeDevice("disconnecting")) disconnect();
+}
+
+void MainFrame::disconnect() {
     announceDisconnected();
     OABRDevice::instance()->disconnect();
     chooser_->SetSelection(wxNOT_FOUND);
@@ -496,7 +515,10 @@ std::string MainFrame::deviceForRecovery() {
 }
 
 void MainFrame::OnConnectToDevice(wxThreadEvent& event) {
+    DeviceUse use = takeDevice("connecting");
+    if (!use) return;
     const int result = refuseOldFirmware(OABRDevice::instance()->connectWithFirmwareParams());
+    use.release();
     if (result == 0)
         OnDeviceConnected(event);
     else
@@ -526,6 +548,11 @@ void MainFrame::OnDeviceDisconnected(wxThreadEvent&) {
 }
 
 void MainFrame::OnConnectionInerrupted(wxThreadEvent&) {
+    // Who took the device since the loss was noticed finds out by itself, or has connected anew.
+    if (!DeviceUse::user().empty()) {
+        connectionTimer_.Start(look_after_connection_ms);
+        return;
+    }
     DisconnectFromDevice();
 }
 
@@ -546,15 +573,10 @@ void MainFrame::OnUpdateDevices(wxCommandEvent&) {
 void MainFrame::OnDeviceSelected(wxCommandEvent& event) {
     LOG_DEBUG(921, "GetSelection -> %d event.GetInt -> %d event.GetString -> %s\n", chooser_->GetSelection(),
               event.GetInt(), event.GetString().utf8_string().c_str());
-    if (refuseWhileInUse()) {
-        RefreshDevices();
-        return;
-    }
     ConnectToDevice(getSelectedDevice());
 }
 
 void MainFrame::OnResetDevice(wxCommandEvent&) {
-    if (refuseWhileInUse()) return;
     const std::string selected = getSelectedDevice();
     const std::string device = selected.empty() ? lastDevice_ : selected;
     if (device.empty()) {
@@ -562,8 +584,10 @@ void MainFrame::OnResetDevice(wxCommandEvent&) {
                      this);
         return;
     }
+    DeviceUse use = takeDevice("the reset");
+    if (!use) return;
     {
-        const DeviceUse use = DeviceUse::take("the reset");
+        const DeviceUse job = DeviceUse::take("the reset");
         // A device that does not answer is not connected, and needs the reset most: only the way to it is
         // opened.
         const bool open = connected_;
@@ -574,8 +598,8 @@ void MainFrame::OnResetDevice(wxCommandEvent&) {
             },
             this, "Please wait while the device is reset ...");
     }
-    DisconnectFromDevice();
-    ConnectToDevice(device);
+    disconnect();
+    connect(device, std::move(use));
 }
 
 // ---- Store ----
@@ -621,15 +645,16 @@ wxString MainFrame::storeSettings() {
         }
         return 0;
     };
+    const DeviceUse job = DeviceUse::take("the store");
     runWhilePainting(write, this, "Please wait while storing switch settings ...");
     return wxString::FromUTF8(failure);
 }
 
 void MainFrame::OnStoreValueToE2P(wxCommandEvent&) {
-    if (refuseWhileInUse()) return;
     wxString failure;
     {
-        const DeviceUse use = DeviceUse::take("the store");
+        const DeviceUse use = takeDevice("the store");
+        if (!use) return;
         failure = storeSettings();
     }
     if (!failure.empty()) {
@@ -660,17 +685,21 @@ void MainFrame::OnConsoleControl(wxCommandEvent&) {
 }
 
 bool MainFrame::readPagesForFile() {
-    if (connected_ && readPagesNeverShown()) return true;
+    {
+        const DeviceUse use = takeDevice("reading the settings");
+        if (!use) return false;
+        if (connected_ && readPagesNeverShown()) return true;
+    }
     wxMessageBox("The device's settings could not be read.", "Configuration file", wxOK | wxICON_ERROR, this);
     return false;
 }
 
 void MainFrame::OnOpenConfig(wxCommandEvent&) {
-    if (!refuseWhileInUse()) config_.loadFile();
+    config_.loadFile();
 }
 
 void MainFrame::OnSaveConfig(wxCommandEvent&) {
-    if (!refuseWhileInUse()) config_.saveFile();
+    config_.saveFile();
 }
 
 void MainFrame::OnOpenUserHelp(wxCommandEvent&) {
@@ -726,7 +755,7 @@ void MainFrame::OnQuit(wxCommandEvent&) {
 }
 
 void MainFrame::OnClose(wxCloseEvent& event) {
-    if (event.CanVeto() && refuseWhileInUse()) {
+    if (event.CanVeto() && !takeDevice("closing the window")) {
         event.Veto();
         return;
     }

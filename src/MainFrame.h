@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "src/ConfigManager/ConfigManager.h"
+#include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/DeviceWindow.h"
 #include "src/window/PageHost.h"
 
@@ -94,9 +95,11 @@ private:
     void enableDeviceFunctions();
     void disableDeviceFunctions();
     void choose(const std::string& serial);
+    void connect(const std::string& serial, oabr::DeviceUse use);
+    void disconnect();
     void reportConnectFailure(int result);
     void notifyPages(int id);
-    bool refuseWhileInUse();
+    [[nodiscard]] oabr::DeviceUse takeDevice(const std::string& user);
     bool readPagesNeverShown();
     bool readPagesForFile();
     wxString storeSettings();
@@ -123,6 +126,7 @@ private:
     void OnResetDevice(wxCommandEvent& event);
     void OnDeviceSelected(wxCommandEvent& event);
     void OnLookAfterConnection(wxTimerEvent& event);
+    void OnDeviceUseChanged();
 
     wxToolBar* toolBar_ = nullptr;
     wxMenu* fileMenu_ = nullptr;

@@ -449,7 +449,7 @@ void CanSettingsPanel::SetAllRegisters() {
     const CanCheck now = check();
     if (!now.errors.empty()) return showCheck(now);
     const Activity activity(this, "Writing");
-    failure_ = send(now.block, Send::everything);
+    failure_ = activity ? send(now.block, Send::everything) : activity.refusal();
     showCheck(now);
 }
 
@@ -526,6 +526,7 @@ bool CanSettingsPanel::readDevice(CanBlock* block) {
 void CanSettingsPanel::ReadAllRegisters() {
     if (!needsRead()) return;
     const Activity activity(this, "Reading");
+    if (!activity) return;
     CanBlock read = oabr::defaultCanBlock();
     if (!readDevice(&read)) {
         failure_ = "The settings could not be read from the device.";

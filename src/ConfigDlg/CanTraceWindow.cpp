@@ -179,14 +179,17 @@ void CanTraceWindow::build() {
 
 void CanTraceWindow::start() {
     error_.clear();
-    if (const std::string user = oabr::DeviceUse::user(); !user.empty())
-        error_ = "The device is in use by " + wxString::FromUTF8(user) + ".";
-    else
-        wanted_ = !connected_ || enable();
+    wanted_ = !connected_ || enable();
     showState();
 }
 
 bool CanTraceWindow::enable() {
+    const auto use = oabr::DeviceUse::takeHere("the CAN trace");
+    if (!use) {
+        error_ = wxString::FromUTF8(use.refusal());
+        wanted_ = false;
+        return false;
+    }
     const wxBusyCursor busy;
     oabr::OABRDevice::instance()->setCanTrace(queue_);
     running_ = can_trace_enable() == req_ok;
@@ -201,6 +204,9 @@ bool CanTraceWindow::enable() {
 
 void CanTraceWindow::stop() {
     if (running_ && connected_) {
+        const auto use = oabr::DeviceUse::takeHere("the CAN trace");
+        error_ = wxString::FromUTF8(use.refusal());
+        if (!use) return showState();
         const wxBusyCursor busy;
         (void)can_trace_disable();
     }

@@ -131,7 +131,7 @@ void CounterPanel::refresh(ListIndex list) {
     if (hasJob()) return;
     oabr::DeviceUse use = oabr::DeviceUse::take("the counter refresh");
     if (!use) {
-        status_->SetLabelText("The device is in use by " + wxString::FromUTF8(oabr::DeviceUse::user()) + ".");
+        status_->SetLabelText(wxString::FromUTF8(use.refusal()));
         return;
     }
     const int port = list_rows[list].port;

@@ -87,8 +87,9 @@ void DynamicMacTab::showRows() {
 }
 
 void DynamicMacTab::refresh() {
-    if (const std::string user = oabr::DeviceUse::user(); !user.empty()) {
-        state_ = "The device is in use by " + wxString::FromUTF8(user) + ".";
+    const auto use = oabr::DeviceUse::takeHere("reading the dynamic MAC table");
+    if (!use) {
+        state_ = wxString::FromUTF8(use.refusal());
         return showRows();
     }
     std::vector<ksz_dmac_entry> read;

@@ -178,6 +178,10 @@ bool PortBasedVlanTab::load(const Matrix& matrix) {
 bool PortBasedVlanTab::write(Write what) {
     const comm_run run;
     const Activity activity(this, "Writing");
+    if (!activity) {
+        say(activity.refusal());
+        return false;
+    }
     const Matrix target = matrix();
     bool taken = true;
     for (size_t row = 0; row < target.size(); ++row) {
@@ -199,6 +203,7 @@ void PortBasedVlanTab::ReadAllRegisters() {
     if (!needsRead()) return;
     const comm_run run;
     const Activity activity(this, "Reading");
+    if (!activity) return;
     Matrix read{};
     for (size_t row = 0; row < read.size(); ++row) {
         if (ksz_pvlan_get(static_cast<int>(row) + 1, &read[row]) == 0)

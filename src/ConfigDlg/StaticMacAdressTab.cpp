@@ -129,6 +129,11 @@ void StaticMacAdressTab::showState() {
 /// Writes the rows that are right, and shows them in their normal form.
 bool StaticMacAdressTab::apply(const std::vector<int>& rows, Write what) {
     const Activity activity(this, "Writing");
+    if (!activity) {
+        failure_ = activity.refusal();
+        showState();
+        return false;
+    }
     struct Step {
         int row;
         ksz_smac_entry entry;
@@ -182,6 +187,7 @@ void StaticMacAdressTab::OnSeen() {
 void StaticMacAdressTab::ReadAllRegisters() {
     if (!needsRead() || controls::tableJobRuns()) return;
     const Activity activity(this, "Reading");
+    if (!activity) return;
     grid_->dropEditing();
     std::array<ksz_smac_entry, ksz_smac_entries> read{};
     const TableJobResult result =

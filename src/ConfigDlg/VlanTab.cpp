@@ -387,6 +387,7 @@ void VlanTab::OnSeen() {
 void VlanTab::ReadAllRegisters() {
     if (!needsRead() || controls::tableJobRuns()) return;
     const Activity activity(this, "Reading");
+    if (!activity) return;
     status_->SetLabelText("Reading the settings ...");
     VlanSettings read;
     const TableJobResult result = runTableJob(

@@ -14,6 +14,7 @@
 #include "src/ConfigDlg/StaticMacAdressTab.h"
 #include "src/ConfigDlg/VlanTab.h"
 #include "src/ConfigManager/XmlConfigDialog.h"
+#include "src/OABR-Switch/DeviceUse.h"
 #include "src/base/log.h"
 #include "src/models/converters.h"
 #include "src/models/vlan_values.h"
@@ -272,13 +273,16 @@ bool ConfigManager::loadXmlFile(const char* path) {
                               {ConfigPanel::vlan, &ConfigManager::loadXmlVlan},
                               {ConfigPanel::life_cycle, &ConfigManager::loadXmlLifeCycle}};
     const config::Document document = config::loadDocument(path);
+    auto use = oabr::DeviceUse::takeHere("loading a file");
     std::string errors;
+    if (!use) errors = use.refusal() + "\n";
     if (!document.error.empty()) errors = document.error + "\n";
     for (const Reader& reader : readers) {
-        if (!document.error.empty() || !dialog_->isChosen(reader.panel)) continue;
+        if (!use || !document.error.empty() || !dialog_->isChosen(reader.panel)) continue;
         if (const Element* part = partOf(document, reader.panel, &errors))
             errors += (this->*reader.load)(*part);
     }
+    use.release();
     if (errors.empty()) return true;
     wxMessageBox("Not everything could be loaded from \"" + shownPath(path) + "\":\n\n" +
                      messageText(errors) + "\nA page whose part of the file is faulty is as it was before.",

@@ -2,10 +2,12 @@
 
 #include <wx/bookctrl.h>
 #include <wx/control.h>
+#include <wx/msgdlg.h>
 #include <wx/notebook.h>
 #include <wx/statbox.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "lib/comm_obj.h"
 #include "src/window/PageHost.h"
@@ -59,14 +61,20 @@ OABRControl* OABRControlFrame::control(int id) const {
 void OABRControlFrame::SetRegister(int id) {
     OABRControl* const edited = control(id);
     if (edited == nullptr) return;
-    const comm_run run;
-    const wxBusyCursor busy;
-    edited->setValue();
+    if (const oabr::DeviceUse use = takeDevice()) {
+        const comm_run run;
+        const wxBusyCursor busy;
+        edited->setValue();
+    } else {
+        wxMessageBox(wxString::FromUTF8(use.refusal()) + "\nThe device was not changed.", "Device in use",
+                     wxOK | wxICON_INFORMATION | wxCENTRE, this);
+    }
 }
 
 void OABRControlFrame::SetAllRegisters() {
     const comm_run run;
     const Activity activity(this, "Writing");
+    if (!activity) return;
     for (const auto& [id, control] : controls_)
         control->setValue();
 }
@@ -75,6 +83,7 @@ void OABRControlFrame::ReadAllRegisters() {
     if (!needs_read_) return;
     const comm_run run;
     const Activity activity(this, "Reading");
+    if (!activity) return;
     for (const auto& [id, control] : controls_)
         control->getValue();
     needs_read_ = run.timed_out();
@@ -110,6 +119,10 @@ void OABRControlFrame::OnDeviceDisConnected(wxThreadEvent&) {
     Disable();
 }
 
+void OABRControlFrame::OnDeviceFree() {
+    if (std::exchange(refused_, false) && needs_read_ && isSeen(this)) OnSeen();
+}
+
 void OABRControlFrame::OnDeviceStatusUpdate(wxThreadEvent&) {}
 
 void OABRControlFrame::OnShow(wxShowEvent& event) {
@@ -123,7 +136,7 @@ void OABRControlFrame::OnValueChangedEvent(wxCommandEvent& event) {
         return;
     }
     SetRegister(event.GetId());
-    noteChange();
+    if (!refused_) noteChange();
 }
 
 void OABRControlFrame::noteChange() {
@@ -133,12 +146,23 @@ void OABRControlFrame::noteChange() {
     host->OnChangedStore();
 }
 
-OABRControlFrame::Activity::Activity(OABRControlFrame* page, const wxString& what) : page_(page) {
-    if (PageHost* const host = pageHost(page)) host->showActivity(what + " " + page->GetName() + " ...");
+oabr::DeviceUse OABRControlFrame::takeDevice() {
+    oabr::DeviceUse use = oabr::DeviceUse::takeHere("the page " + GetName().utf8_string());
+    refused_ = !use;
+    if (refused_) needs_read_ = true;
+    return use;
+}
+
+OABRControlFrame::Activity::Activity(OABRControlFrame* page, const std::string& what)
+    : page_(page), use_(page->takeDevice()) {
+    if (PageHost* const host = pageHost(page))
+        host->showActivity(use_ ? wxString(what) + " " + page->GetName() + " ..."
+                                : wxString::FromUTF8(use_.refusal()));
 }
 
 OABRControlFrame::Activity::~Activity() {
-    if (PageHost* const host = pageHost(page_)) host->showActivity("");
+    PageHost* const host = pageHost(page_);
+    if (host != nullptr && use_) host->showActivity("");
 }
 
 namespace {

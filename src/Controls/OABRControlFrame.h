@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "src/Controls/OABRControl.h"
+#include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/DeviceWindow.h"
 
 namespace kovgui::controls {
@@ -63,6 +64,8 @@ public:
     /// The operator has come to see the page: reads it. A page that takes long puts that off until the
     /// toolkit is done with showing it.
     virtual void OnSeen() { ReadAllRegisters(); }
+    /// Nobody has the device now: a page that could not have it before shows what it holds.
+    void OnDeviceFree();
     /// The operator changed a control: writes a bound one to the device and notes the change.
     virtual void OnValueChangedEvent(wxCommandEvent& event);
 
@@ -77,28 +80,39 @@ public:
     void leave(const OABRControl* control);
 
 protected:
+    /// The device for what the page does until the object goes. Where somebody else has it and keeps it, the
+    /// page is marked for reading, and read when the device is free and the page seen.
+    [[nodiscard]] oabr::DeviceUse takeDevice();
     /// Tells the window that the pages show settings that are not stored.
     void noteChange();
     /// Marks the page as read, or for reading.
     void setNeedsRead(bool needs_read) { needs_read_ = needs_read; }
 
-    /// For as long as it lives: the busy cursor shows and the status bar says what is being done.
+    /// For as long as it lives the page has the device, the busy cursor shows and the status bar says what is
+    /// being done; or the status bar says who has the device, and the page must leave it alone.
     class Activity {
     public:
         /// @param what  "Reading", "Writing"
-        Activity(OABRControlFrame* page, const wxString& what);
+        Activity(OABRControlFrame* page, const std::string& what);
         ~Activity();
         Activity(const Activity&) = delete;
         Activity& operator=(const Activity&) = delete;
 
+        /// Whether the page has the device.
+        explicit operator bool() const { return static_cast<bool>(use_); }
+        /// Why not, for the operator; empty when it has.
+        const std::string& refusal() const { return use_.refusal(); }
+
     private:
         OABRControlFrame* const page_;
         const wxBusyCursor busy_;
+        const oabr::DeviceUse use_;
     };
 
 private:
     std::map<int, OABRControl*> controls_;
     bool needs_read_ = false;
+    bool refused_ = false;  // it asked for the device in vain
 
     wxDECLARE_EVENT_TABLE();
 };

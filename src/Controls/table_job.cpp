@@ -167,9 +167,9 @@ private:
 TableJobResult runTableJob(wxWindow* page, const wxString& title, int steps,
                            const std::function<bool(int)>& step) {
     if (runs) return TableJobResult::failed;
+    const oabr::DeviceUse use = oabr::DeviceUse::take(title.Lower().utf8_string());
+    if (!use) return TableJobResult::failed;
     runs = true;
-    // The store that has the page read first has the device already.
-    oabr::DeviceUse use = oabr::DeviceUse::take(title.Lower().utf8_string());
     TableJobResult result;
     {
         const WindowsDisabled disabled;
@@ -182,6 +182,8 @@ TableJobResult runTableJob(wxWindow* page, const wxString& title, int steps,
 TableJobResult runTableSteps(wxWindow* page, const wxString& title, int steps,
                              const std::function<bool(int)>& step) {
     if (steps > quick_steps) return runTableJob(page, title, steps, step);
+    const oabr::DeviceUse use = oabr::DeviceUse::takeHere(title.Lower().utf8_string());
+    if (!use) return TableJobResult::failed;
     const comm_run run;
     const wxBusyCursor busy;
     for (int i = 0; i < steps; ++i) {

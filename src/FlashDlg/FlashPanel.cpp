@@ -226,8 +226,7 @@ void FlashPanel::flash() {
     }
     DeviceUse use = DeviceUse::take("the firmware update");
     if (!use) {
-        wxMessageBox("The device is in use by " + wxString::FromUTF8(DeviceUse::user()) + ".", "Error",
-                     wxOK | wxICON_ERROR, this);
+        wxMessageBox(wxString::FromUTF8(use.refusal()), "Error", wxOK | wxICON_ERROR, this);
         return;
     }
     job_status_.clear();

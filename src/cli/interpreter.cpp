@@ -73,10 +73,12 @@ bool matches(const Command& row, std::string_view word) {
                       same);
 }
 
-int run(const Command& row, const std::optional<std::string>& argument) {
-    const std::string user = row.needs_device ? oabr::DeviceUse::user() : std::string();
-    if (!user.empty()) {
-        std::fprintf(stderr, "the device is busy with %s\n", user.c_str());
+int run(const Command& row, const std::optional<std::string>& argument, platform::Event* stop) {
+    oabr::DeviceUse use;
+    if (row.needs_device)
+        use = oabr::DeviceUse::takeHere("the console command " + std::string(row.name), stop);
+    if (row.needs_device && !use) {
+        std::fprintf(stderr, "%s\n", use.refusal().c_str());
         return cmd_failed;
     }
     // A copy for each handler, since handlers may write into it.
@@ -94,14 +96,14 @@ std::span<const Command> dialogCommands() {
     return dialog_commands;
 }
 
-LineResult runLine(std::span<const Command> commands, std::string_view line) {
+LineResult runLine(std::span<const Command> commands, std::string_view line, platform::Event* stop) {
     const SplitLine parts = split(line);
     LineResult out{parts.word};
     if (parts.word.empty()) return out;
     for (const Command& row : commands) {
         if (!matches(row, parts.word)) continue;
         out.matched = true;
-        out.result = run(row, parts.argument);
+        out.result = run(row, parts.argument, stop);
     }
     return out;
 }

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "lib/console_cmd.h"
+#include "src/platform/event.h"
 
 // The command language of the management console: tables of commands, and the walk of a line over one of
 // them.
@@ -36,9 +37,10 @@ struct LineResult {
 };
 
 /// Runs a line: splits it into command word and argument text and calls the handler of every row that
-/// matches, in the order of the table. The walk does not end at a match. While a job has the device to
-/// itself, rows that need it say so on standard error and fail.
-LineResult runLine(std::span<const Command> commands, std::string_view line);
+/// matches, in the order of the table. The walk does not end at a match. A handler that needs the device has
+/// it for as long as it runs; where somebody else has it, the row says so on standard error and fails.
+/// @param stop  ends the waiting for the device when it is set, and stays set; null for none
+LineResult runLine(std::span<const Command> commands, std::string_view line, platform::Event* stop = nullptr);
 
 /// Runs a line over the dialog's table; what the commands print goes to the standard streams.
 void runDialogLine(const std::string& line);

@@ -5,7 +5,6 @@
 #include <thread>
 
 #include "src/Application.h"
-#include "src/OABR-Switch/DeviceUse.h"
 #include "src/base/log.h"
 #include "src/platform/CapturedOutput.h"
 #include "src/window/ResourceManager.h"
@@ -31,20 +30,6 @@ TEST(Pictures, AreThereAtOneAndTwoTimesTheirSize) {
 TEST(DeviceText, ShowsWhatIsNotPrintableAsItsValue) {
     EXPECT_EQ(deviceText("OKVX 1%s"), "OKVX 1%s");
     EXPECT_EQ(deviceText(std::string("a\0\n\xFF", 4)), "a\\x00\\x0A\\xFF");
-}
-
-TEST(DeviceUse, HasOneHolderAtATimeAndMovesWithIt) {
-    int changes = 0;
-    oabr::DeviceUse::listen([&] { ++changes; });
-    oabr::DeviceUse held = oabr::DeviceUse::take("the firmware update");
-    EXPECT_FALSE(oabr::DeviceUse::take("the store"));
-    oabr::DeviceUse kept;
-    kept = std::move(held);
-    EXPECT_EQ(oabr::DeviceUse::user(), "the firmware update");
-    kept.release();
-    EXPECT_EQ(oabr::DeviceUse::user(), "");
-    EXPECT_EQ(changes, 2);
-    oabr::DeviceUse::listen(nullptr);
 }
 
 TEST(CapturedOutput, TakesBothStreamsInOrderAndGivesThemBack) {

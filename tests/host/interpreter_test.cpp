@@ -1,5 +1,7 @@
 #include "src/cli/interpreter.h"
 
+#include <thread>
+
 #include "src/OABR-Switch/DeviceUse.h"
 #include "tests/host/host_fixture.h"
 
@@ -92,9 +94,22 @@ TEST(Interpreter, ABusyDeviceIsLeftAloneAndHelpStillHelps) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(runLine(consoleCommands(), "ping").result, cmd_failed);
     EXPECT_EQ(runLine(consoleCommands(), "help").result, cmd_ok);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "the device is busy with the firmware update\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "The device is in use by the firmware update.\n");
     const std::string help = testing::internal::GetCapturedStdout();
     EXPECT_THAT(help, testing::StartsWith("OABR Korvex Management Console\n"));
+}
+
+int asking(char*) {
+    std::thread([] { ran.push_back(oabr::DeviceUse::take("the firmware update").refusal()); }).join();
+    return 0;
+}
+
+TEST(Interpreter, ACommandHasTheDeviceForAsLongAsItRuns) {
+    const Command one[] = {{"test", 4, asking}};
+    ran.clear();
+    EXPECT_EQ(runLine(one, "test mdio").result, 0);
+    EXPECT_THAT(ran, ElementsAre("The device is in use by the console command test."));
+    EXPECT_EQ(oabr::DeviceUse::user(), "");
 }
 
 // ---- Commands of the hosts and handlers, on a device ----
