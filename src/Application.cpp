@@ -9,12 +9,15 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <thread>
 
 #include "oabr_version.h"
 #include "src/MainFrame.h"
 #include "src/base/log.h"
 #include "src/base/utilities.h"
 #include "src/ftdi/driver.h"
+#include "src/platform/Interrupts.h"
+#include "src/platform/event.h"
 #include "src/window/ResourceManager.h"
 #include "src/window/log_start.h"
 
@@ -57,6 +60,38 @@ public:
 };
 
 }  // namespace
+
+/// Closes the main window when this process is asked to end: Ctrl-C as the operator does, who is asked about
+/// settings that are not stored; a request to terminate or a log-out without asking. The second time ends the
+/// process at once.
+class Application::EndWatch {
+public:
+    explicit EndWatch(MainFrame* frame) : thread_([this, frame] { run(frame); }) {}
+    ~EndWatch() {
+        done_.set();
+        thread_.join();
+    }
+    EndWatch(const EndWatch&) = delete;
+    EndWatch& operator=(const EndWatch&) = delete;
+
+private:
+    void run(MainFrame* frame) {
+        platform::Waitable* const both[] = {&done_, &asked_};
+        while (platform::waitAny(both, -1) != 0) {
+            const bool force = !interrupts_.byKey();
+            wxTheApp->CallAfter([frame, force] {
+                if (wxTopLevelWindows.Find(frame) != nullptr) frame->Close(force);
+            });
+        }
+    }
+
+    platform::Event asked_;
+    platform::Event done_;
+    const platform::Interrupts interrupts_{asked_};
+    std::thread thread_;
+};
+
+Application::Application() = default;
 
 Application::~Application() {
     log_stop();
@@ -120,11 +155,13 @@ bool Application::OnInit() {
     mainFrame_->Init(showConsole);
     mainFrame_->Show();
     SetTopWindow(mainFrame_);
+    endWatch_ = std::make_unique<EndWatch>(mainFrame_);
     if (showSplash) showSplashPicture();
     return true;
 }
 
 int Application::OnExit() {
+    endWatch_.reset();
     delete wxConfigBase::Set(nullptr);
     return wxApp::OnExit();
 }

@@ -4,6 +4,8 @@
 #include <wx/cmdline.h>
 #include <wx/filename.h>
 
+#include <memory>
+
 namespace kovgui {
 
 class MainFrame;
@@ -11,14 +13,13 @@ class MainFrame;
 /// The program's entry: command line, working directory, logging, main window and splash picture.
 class Application : public wxApp {
 public:
+    Application();
     ~Application() override;
 
     bool OnInit() override;
     int OnExit() override;
     void OnInitCmdLine(wxCmdLineParser& parser) override;
     bool OnCmdLineParsed(wxCmdLineParser& parser) override;
-
-    MainFrame* mainFrame() const { return mainFrame_; }
 
     /// Prints the usage when the command line asks for help; needs no display.
     /// @return whether it did
@@ -34,9 +35,12 @@ public:
     static const wxCmdLineEntryDesc cmdLineDesc[];
 
 private:
+    class EndWatch;
+
     void showSplashPicture();
 
     MainFrame* mainFrame_ = nullptr;
+    std::unique_ptr<EndWatch> endWatch_;
 };
 
 }  // namespace kovgui

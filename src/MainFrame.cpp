@@ -26,6 +26,7 @@
 #include "src/Controls/OABRControlFrame.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/OABRDevice.h"
+#include "src/base/WorkerThread.h"
 #include "src/base/log.h"
 #include "src/cli/CLIDialog.h"
 #include "src/cli/OKVXConsole.h"
@@ -55,6 +56,7 @@ namespace {
 enum StatusField { hardware_field, firmware_field, connection_field, status_fields };
 
 constexpr int look_after_connection_ms = 1000;
+constexpr int look_whether_ended_ms = 50;
 
 /// Result of connecting to a device whose firmware is older than supported; the connection is closed again.
 constexpr int firmware_too_old = 4;
@@ -172,13 +174,15 @@ wxEND_EVENT_TABLE()
 
     MainFrame::MainFrame(const wxString& title)
     : wxFrame(nullptr, wxID_ANY, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE, "mainFrame"),
-      connectionTimer_(this) {}
+      connectionTimer_(this) {
+    endingTimer_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { Close(true); });
+}
 
 MainFrame::~MainFrame() {
+    endUses();
     DeviceUse::listen(nullptr);
     deviceWatch_.reset();
     OABRDevice::instance()->setMainFrame(nullptr);
-    OABRDevice::instance()->disconnect();
     // Pages leave the registry as they go: while this window can still be asked for.
     DestroyChildren();
 }
@@ -672,7 +676,8 @@ void MainFrame::OnConsoleControl(wxCommandEvent&) {
     static wxPoint position = wxDefaultPosition;  // where the operator left it
     if (cli::OKVXConsole::showOpen()) return;
     auto* console = new cli::OKVXConsole("OABR Korvex Command Line Interface");
-    if (console->CreateConsole() && console->Run() == wxTHREAD_NO_ERROR) return;
+    const bool created = runWhilePainting([console] { return console->CreateConsole(); }, this) != 0;
+    if (created && console->Run() == wxTHREAD_NO_ERROR) return;
     delete console;
     // No text console is to be had: a window of our own does.
     auto* dialog = new cli::CLIDialog(this);
@@ -766,11 +771,39 @@ void MainFrame::OnClose(wxCloseEvent& event) {
         event.Veto();
         return;
     }
+    if (!event.CanVeto() && !usesEnded()) {
+        // A close that cannot be refused waits for them.
+        endingTimer_.StartOnce(look_whether_ended_ms);
+        return;
+    }
     saveLayout();
+    endUses();
+    event.Skip();
+}
+
+void MainFrame::cancelJobs() {
+    for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
+        if (auto* const owner = dynamic_cast<WorkerThreadHandler*>(page)) owner->cancelJob();
+}
+
+/// Tells whoever uses the device to end, and cancels the boxes that wait for an answer.
+/// @return whether they have ended
+bool MainFrame::usesEnded() {
+    cancelJobs();
+    cli::OKVXConsole::stop();
+    const bool boxes = modalBoxes_.cancel();
+    return !boxes && !paintingWorkRuns() && DeviceUse::user().empty();
+}
+
+/// Ends what uses the device, in this order: jobs, console, connection. The toolkit goes after that.
+void MainFrame::endUses() {
     connectionTimer_.Stop();
+    cancelJobs();
+    for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
+        if (auto* const owner = dynamic_cast<WorkerThreadHandler*>(page)) owner->joinJob();
+    cli::OKVXConsole::stopAndWait();
     CanTraceWindow::shutDown();
     OABRDevice::instance()->disconnect();
-    event.Skip();
 }
 
 }  // namespace kovgui

@@ -10,6 +10,7 @@
 #include "src/ConfigManager/ConfigManager.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/DeviceWindow.h"
+#include "src/window/ModalBoxes.h"
 #include "src/window/PageHost.h"
 
 class wxBookCtrlEvent;
@@ -104,6 +105,9 @@ private:
     bool readPagesForFile();
     wxString storeSettings();
     void openLink(const char* key);
+    static void cancelJobs();
+    bool usesEnded();
+    void endUses();
 
     void OnClose(wxCloseEvent& event);
     void OnQuit(wxCommandEvent& event);
@@ -137,6 +141,8 @@ private:
     wxWindow* storeIndicator_ = nullptr;
     wxListbook* book_ = nullptr;
     wxTimer connectionTimer_;
+    wxTimer endingTimer_;
+    ModalBoxes modalBoxes_;
     std::shared_ptr<void> deviceWatch_;
     bool settingsChanged_ = false;
     bool connected_ = false;

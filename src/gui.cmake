@@ -12,6 +12,7 @@ add_custom_command(
 add_library(oabr_gui STATIC
     ${embedded_source}
     window/HelpViewer.cpp
+    window/ModalBoxes.cpp
     window/ResourceManager.cpp
     window/device_text.cpp
     window/file_choice.cpp
@@ -55,10 +56,10 @@ target_precompile_headers(oabr_gui PRIVATE <wx/wx.h> <functional> <memory> <stri
 
 # Accessible names are the system's own business: GTK's accessible objects, Windows' window texts.
 if(WIN32)
-    target_sources(oabr_gui PRIVATE window/accessible_msw.cpp window/device_change_msw.cpp)
+    target_sources(oabr_gui PRIVATE window/accessible_msw.cpp window/device_change_msw.cpp window/cancel_box_msw.cpp)
 else()
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(GTK3 REQUIRED IMPORTED_TARGET gtk+-3.0)
-    target_sources(oabr_gui PRIVATE window/accessible_gtk.cpp window/device_change_gtk.cpp)
+    target_sources(oabr_gui PRIVATE window/accessible_gtk.cpp window/device_change_gtk.cpp window/cancel_box_gtk.cpp)
     target_link_libraries(oabr_gui PRIVATE PkgConfig::GTK3)
 endif()

@@ -31,9 +31,9 @@ OKVXConsole::OKVXConsole(std::string title, ConsoleOwner* owner)
 /// One that ran is deleted by the toolkit at the end of its thread, of which some is still to come: only when
 /// the thread is gone may stopAndWait return, for the program often ends then.
 OKVXConsole::~OKVXConsole() {
+    closeConsole();
     std::unique_lock lock(open().mutex);
     if (open().console != this) return;
-    console_.reset();
     open().console = nullptr;
     if (GetCurrentId() == ran_in_)
         std::notify_all_at_thread_exit(open().closed, std::move(lock));
@@ -46,7 +46,9 @@ bool OKVXConsole::CreateConsole() {
         const std::lock_guard lock(open().mutex);
         if (open().console) return false;
     }
-    return CreateConsole(platform::TextConsole::open(title_));
+    if (!CreateConsole(platform::TextConsole::open(title_))) return false;
+    control_ = std::make_unique<platform::ConsoleControl>(ConsoleHandler);
+    return true;
 }
 
 bool OKVXConsole::CreateConsole(std::unique_ptr<platform::TextConsole> console) {
@@ -57,10 +59,20 @@ bool OKVXConsole::CreateConsole(std::unique_ptr<platform::TextConsole> console) 
     return true;
 }
 
+/// Not under the lock: the terminal window may take its time to go.
+void OKVXConsole::closeConsole() {
+    control_.reset();
+    std::unique_ptr<platform::TextConsole> closing;
+    {
+        const std::lock_guard lock(open().mutex);
+        closing = std::move(console_);
+    }
+}
+
 void OKVXConsole::DeleteConsole() {
+    closeConsole();
     const std::lock_guard lock(open().mutex);
     if (open().console != this) return;
-    console_.reset();
     open().console = nullptr;
     open().closed.notify_all();
 }
@@ -69,11 +81,17 @@ bool OKVXConsole::Show(bool shown) {
     return console_ && console_->show(shown);
 }
 
-void OKVXConsole::stopAndWait() {
-    std::unique_lock lock(open().mutex);
-    if (!open().console) return;
+bool OKVXConsole::stop() {
+    const std::lock_guard lock(open().mutex);
+    if (!open().console) return false;
     open().console->running_ = 0;
     open().console->stop_.set();
+    return true;
+}
+
+void OKVXConsole::stopAndWait() {
+    if (!stop()) return;
+    std::unique_lock lock(open().mutex);
     open().closed.wait(lock, [] { return open().console == nullptr; });
 }
 
@@ -86,7 +104,7 @@ bool OKVXConsole::showOpen() {
 
 wxThread::ExitCode OKVXConsole::Entry() {
     ran_in_ = GetCurrentId();
-    running_ = 1;
+    running_ = 1;  // a stop that came before ends the first wait for a line
     ParseInteractive();
     return nullptr;
 }
@@ -102,7 +120,7 @@ int OKVXConsole::ParseInteractive() {
         const Input input = console_->readLine(&line, stop_);
         if (input != Input::line) running_ = 0;  // a closed terminal must not keep the loop busy
         if (input != Input::line) continue;
-        const LineResult ran = runLine(consoleCommands(), line);
+        const LineResult ran = runLine(consoleCommands(), line, &stop_);
         if (!ran.word.empty()) word = ran.word;
         if (ran.matched) result = ran.result;
     }

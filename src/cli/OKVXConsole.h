@@ -7,6 +7,7 @@
 #include <string>
 
 #include "lib/console_cmd.h"
+#include "src/platform/ConsoleControl.h"
 #include "src/platform/TextConsole.h"
 #include "src/platform/event.h"
 
@@ -28,7 +29,8 @@ public:
     explicit OKVXConsole(std::string title, ConsoleOwner* owner = nullptr);
     ~OKVXConsole() override;
 
-    /// Opens the text console that the standard streams go to from then on.
+    /// Opens the text console that the standard streams go to from then on, and installs ConsoleHandler.
+    /// Takes as long as a terminal window needs to come up.
     /// @return false when there is none to be had, or one is open already
     bool CreateConsole();
     /// Takes a text console that is there already.
@@ -39,8 +41,10 @@ public:
     /// Shows or hides its window. @return false when it has none of its own
     bool Show(bool shown);
 
-    /// Has the console that is running, if any, end after the command that it is at, and waits for that. For
-    /// the end of the program.
+    /// Has the console that is open, if any, end after the command that it is at.
+    /// @return whether one is open
+    static bool stop();
+    /// Does that, and waits for it. For the end of the program.
     static void stopAndWait();
     /// Brings the window of the console that is open, if any, to the front. @return false when none is open
     static bool showOpen();
@@ -55,6 +59,8 @@ protected:
     void OnExit() override {}
 
 private:
+    void closeConsole();
+
     friend int process_cmd_exit(char* argument);
 
     const std::string title_;
@@ -63,6 +69,7 @@ private:
     std::atomic<int> running_{0};
     platform::Event stop_;
     std::unique_ptr<platform::TextConsole> console_;
+    std::unique_ptr<platform::ConsoleControl> control_;
 };
 
 /// Ends the loop of the console whose owner is known, and has the owner hide it. Always cmd_ok.

@@ -18,9 +18,21 @@ using namespace std::chrono_literals;
 constexpr auto at_once = 50ms;  // nobody sees a window wait so long
 constexpr int look_ms = 20;
 
+int works = 0;  // one within another
+
+struct Running {
+    Running() { ++works; }
+    ~Running() { --works; }
+};
+
 }  // namespace
 
+bool paintingWorkRuns() {
+    return works > 0;
+}
+
 int runWhilePainting(const std::function<int()>& work, wxWindow* parent, const wxString& notice) {
+    const Running running;
     std::future<int> result = std::async(std::launch::async, work);
     if (result.wait_for(at_once) == std::future_status::ready) return result.get();
     const wxWindowDisabler disabled;

@@ -15,4 +15,7 @@ namespace kovgui {
 int runWhilePainting(const std::function<int()>& work, wxWindow* parent = nullptr,
                      const wxString& notice = "");
 
+/// Whether such work runs now.
+bool paintingWorkRuns();
+
 }  // namespace kovgui

@@ -1,17 +1,53 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+#include <wx/textctrl.h>
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <future>
 #include <set>
+#include <thread>
 
 #include "lib/ksz.h"
+#include "src/OABR-Switch/DeviceUse.h"
+#include "src/OABR-Switch/OABRDevice.h"
+#include "src/cli/OKVXConsole.h"
 #include "tests/gui/connected_window_fixture.h"
 
 namespace kovgui {
 namespace {
 
+using oabr::OABRDevice;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
+
+/// A command of a console that has the device, on a thread of its own.
+class CommandElsewhere {
+public:
+    explicit CommandElsewhere(const char* name) {
+        std::promise<void> took;
+        auto taken = took.get_future();
+        thread_ = std::thread([name, until = over_.get_future(), &took] {
+            const auto use = oabr::DeviceUse::takeHere(name);
+            took.set_value();
+            until.wait();
+        });
+        taken.wait();
+    }
+    ~CommandElsewhere() {
+        over_.set_value();
+        thread_.join();
+    }
+
+private:
+    std::promise<void> over_;
+    std::thread thread_;
+};
 
 TEST_F(ConnectedWindow, TheChooserFollowsWhatComesAndGoes) {
     auto first = simulated("OKVX0001").start();
@@ -85,6 +121,104 @@ TEST_F(WithDevice, AFailedConnectShowsThatNothingIsConnected) {
     EXPECT_EQ(answers_.boxes()[0].text, "Cannot connect to Device");
     ASSERT_TRUE(connectedTo("Not connected"));
     EXPECT_FALSE(toolEnabled(ID_STORE));
+}
+
+// ---- Others at the device ----
+
+TEST_F(WithDevice, AnEditWhileACommandHasTheDeviceIsToldAndTakenBack) {
+    wxWindow* const control = changeable(true).front();
+    const wxString before = dynamic_cast<controls::OABRControl*>(control)->shownText();
+    {
+        const CommandElsewhere command("the console command test");
+        const size_t requests = device_.journal(R"("event":"request")").size();
+        change(control);
+        ASSERT_THAT(answers_.boxes(), testing::SizeIs(1));
+        EXPECT_THAT(answers_.boxes()[0].text,
+                    StartsWith("The device is in use by the console command test."));
+        EXPECT_FALSE(indicatorShown());
+        EXPECT_EQ(device_.journal(R"("event":"request")").size(), requests);
+    }
+    EXPECT_TRUE(
+        waitFor([&] { return dynamic_cast<controls::OABRControl*>(control)->shownText() == before; }));
+}
+
+TEST_F(WithDevice, ALossThatWasNoticedAsAJobBeganLeavesItsConnectionAlone) {
+    {
+        const auto job = oabr::DeviceUse::take("the firmware update");
+        frame_->GetEventHandler()->QueueEvent(
+            new wxThreadEvent(wxEVT_THREAD, wxEVT_COMMAND_CONNECTION_INTERRUPTED));
+        drainEvents();
+        EXPECT_TRUE(OABRDevice::instance()->isFirmwareConnected());
+    }
+    device_.unplug();
+    EXPECT_TRUE(connectedTo("Not connected"));  // it goes on looking
+}
+
+// ---- The end ----
+
+/// The window with a device that falls silent while a console waits for it.
+class EndWithAConsole : public WithDevice {
+protected:
+    EndWithAConsole() {
+        // Not the terminal that the tests were started from.
+        const int terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+        if (terminal >= 0) ioctl(terminal, TIOCNOTTY);
+        if (terminal >= 0) close(terminal);
+    }
+    ~EndWithAConsole() override { cli::OKVXConsole::stopAndWait(); }
+
+    /// Presses Console where a terminal program does what the script says.
+    void pressConsole(const std::string& script) {
+        const std::string home = std::getenv("HOME");
+        std::ofstream(home + "/xterm") << script;
+        std::filesystem::permissions(home + "/xterm", std::filesystem::perms::owner_all);
+        const std::string path = std::getenv("PATH");
+        setenv("PATH", home.c_str(), 1);
+        command(*frame_, ID_CONSOLE);
+        setenv("PATH", path.c_str(), 1);
+    }
+    /// A terminal window where somebody types, and whose output nobody takes.
+    void openTerminal(const std::string& typed) {
+        pressConsole("#!/bin/sh\nprintf '4194314\\n" + typed + "' >&3\nexec /bin/sleep 1000\n");
+        ASSERT_TRUE(cli::OKVXConsole::showOpen());
+    }
+    void expectClosed() {
+        EXPECT_TRUE(waitFor([this] { return closed(); }));
+        EXPECT_FALSE(cli::OKVXConsole::showOpen());
+        EXPECT_FALSE(OABRDevice::instance()->isConnected());
+        drainEvents();
+        frame_ = nullptr;
+    }
+};
+
+TEST_F(EndWithAConsole, ThatWaitsInATerminal) {
+    openTerminal("");
+    frame_->Close();
+    expectClosed();
+    EXPECT_THAT(answers_.boxes(), IsEmpty());
+}
+
+TEST_F(EndWithAConsole, ThatIsBusyInATerminal) {
+    fault("silent");
+    openTerminal("test mdio\\n");
+    ASSERT_TRUE(waitFor([] { return oabr::DeviceUse::user() == "the console command test"; }));
+    frame_->Close();
+    EXPECT_FALSE(closed());
+    ASSERT_THAT(answers_.boxes(), testing::SizeIs(1));
+    EXPECT_THAT(answers_.boxes()[0].text, StartsWith("The device is in use by the console command test."));
+    frame_->Close(true);
+    expectClosed();
+}
+
+TEST_F(EndWithAConsole, ThatIsBusyInADialog) {
+    pressConsole("#!/bin/sh\nexit 1\n");
+    auto* const entry = static_cast<wxTextCtrl*>(wxWindow::FindWindowByName("cliEntry"));
+    ASSERT_NE(entry, nullptr);
+    fault("silent");
+    entry->SetValue("ping");
+    frame_->CallAfter([this] { frame_->Close(true); });
+    send(wxEVT_TEXT_ENTER, entry);
+    expectClosed();
 }
 
 TEST_F(WithDevice, WhatIsStoredComesBackAfterAPowerCycle) {
