@@ -553,11 +553,12 @@ void MainFrame::OnDeviceDisconnected(wxThreadEvent&) {
 
 void MainFrame::OnConnectionInerrupted(wxThreadEvent&) {
     // Who took the device since the loss was noticed finds out by itself, or has connected anew.
-    if (!DeviceUse::user().empty()) {
+    DeviceUse use;
+    if (DeviceUse::user().empty()) use = DeviceUse::takeHere("disconnecting");
+    if (use)
+        disconnect();
+    else
         connectionTimer_.Start(look_after_connection_ms);
-        return;
-    }
-    DisconnectFromDevice();
 }
 
 void MainFrame::OnDeviceStatusUpdate(wxThreadEvent&) {
@@ -760,7 +761,9 @@ void MainFrame::OnQuit(wxCommandEvent&) {
 }
 
 void MainFrame::OnClose(wxCloseEvent& event) {
-    if (event.CanVeto() && !takeDevice("closing the window")) {
+    const bool in_between =
+        paintingWorkRuns() || modalBoxes_.open();  // what they return to must still be there
+    if (event.CanVeto() && (in_between || !takeDevice("closing the window"))) {
         event.Veto();
         return;
     }

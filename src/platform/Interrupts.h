@@ -7,8 +7,8 @@ namespace kovgui::platform {
 /// While it lives, what asks this process to end (Ctrl-C, a request to terminate, the terminal going away)
 /// sets an event instead. The second time it ends the process as usual. One object at a time.
 ///
-/// Standard output or error that nobody takes at that moment (a terminal that was stopped, a reader that sleeps)
-/// goes nowhere from then on, so that whoever prints there comes to look at the event.
+/// Standard output or error that nobody takes at that moment (a terminal that was stopped, a reader that
+/// sleeps) goes nowhere from then on, so that whoever prints there comes to look at the event.
 class Interrupts {
 public:
     /// @param event  must outlive the object

@@ -2,7 +2,6 @@
 
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/base/log.h"
-#include "src/cli/OKVXConsole.h"
 #include "src/platform/Interrupts.h"
 
 namespace kovgui {
@@ -13,7 +12,6 @@ ProgramGuard::ProgramGuard() {
 }
 
 ProgramGuard::~ProgramGuard() {
-    cli::OKVXConsole::stopAndWait();
     oabr::OABRDevice::instance()->setReceiverEndedEvent(nullptr);
     oabr::OABRDevice::instance()->disconnect();
 }

@@ -1,8 +1,12 @@
 #include "src/window/ModalBoxes.h"
 
+#include <algorithm>
+
 namespace kovgui {
 
 int ModalBoxes::Enter(wxDialog* dialog) {
+    // Some end without a word, when another hook has answered for them.
+    std::erase_if(open_, [](const auto& one) { return one == nullptr; });
     open_.emplace_back(dialog);
     return wxID_NONE;  // to be shown
 }
@@ -11,11 +15,14 @@ void ModalBoxes::Exit(wxDialog* dialog) {
     std::erase_if(open_, [dialog](const auto& one) { return one == dialog; });
 }
 
+bool ModalBoxes::open() const {
+    return std::any_of(open_.begin(), open_.end(), [](const auto& one) { return one != nullptr; });
+}
+
 bool ModalBoxes::cancel() {
-    std::erase_if(open_, [](const auto& one) { return one == nullptr; });
     for (const auto& one : open_)
-        cancelBox(one);
-    return !open_.empty();
+        if (one) cancelBox(one);
+    return open();
 }
 
 }  // namespace kovgui

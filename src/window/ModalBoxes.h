@@ -15,6 +15,7 @@ public:
     ModalBoxes() { Register(); }
     ~ModalBoxes() override { Unregister(); }
 
+    bool open() const;
     /// Answers those that are open with a cancel; they are gone when the event loop has come round.
     /// @return whether one was open
     bool cancel();
