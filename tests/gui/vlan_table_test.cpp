@@ -313,7 +313,7 @@ TEST_F(VlanPageTest, AWrongPortCellIsNeitherSentNorStored) {
     int insert = 0;
     EXPECT_EQ(ksz_insert_tag_get(3, &insert), 1);
     EXPECT_EQ(insert, 1) << "the cell beside it is right";
-    EXPECT_THAT(store(), HasSubstr("802.1Q VLAN, OABR1, PVID: must be 1 to 4094."));
+    EXPECT_EQ(vlan_->StoreBesideRecords().refusal, "802.1Q VLAN, OABR1, PVID: must be 1 to 4094.");
     pasteIntoPorts(0, 0, "4094");
     EXPECT_EQ(pvid(3), 4094);
     EXPECT_EQ(status(), "0 VLANs.");
