@@ -43,7 +43,7 @@ constexpr int edits_each = 10;
 /// The number of connects: few in a test, as many as tools/window-endurance asks for in a long run.
 int connects() {
     const char* asked = std::getenv("OABR_LONG_RUN_CONNECTS");
-    return asked != nullptr ? std::max(1, std::atoi(asked)) : 15;
+    return asked != nullptr ? std::max(1, std::atoi(asked)) : 8;
 }
 
 class LongRun : public ConnectedWindow {
@@ -70,7 +70,7 @@ TEST_F(LongRun, ConnectsAndEditsLeakNothing) {
     const std::vector<wxWindow*> controls = changeable();
     ASSERT_GE(controls.size(), 12u);
     const int rounds = connects();
-    const int warm_up = std::max(5, rounds / 5);
+    const int warm_up = std::max(3, rounds / 5);
     Held before{};
     size_t next = 0;
     for (int round = 0; round < warm_up + rounds; ++round) {
