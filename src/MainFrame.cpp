@@ -57,6 +57,7 @@ enum StatusField { hardware_field, firmware_field, connection_field, status_fiel
 
 constexpr int look_after_connection_ms = 1000;
 constexpr int look_whether_ended_ms = 50;
+constexpr int ending_patience_ms = 3000;  // what a command that writes needs, and no more
 
 /// Result of connecting to a device whose firmware is older than supported; the connection is closed again.
 constexpr int firmware_too_old = 4;
@@ -795,6 +796,9 @@ bool MainFrame::usesEnded() {
     cancelJobs();
     cli::OKVXConsole::stop();
     const bool boxes = modalBoxes_.cancel();
+    // A long list does not hold the end up: its next request fails.
+    endingFor_ms_ += look_whether_ended_ms;
+    if (endingFor_ms_ > ending_patience_ms && !DeviceUse::byJob()) OABRDevice::instance()->disconnect();
     return !boxes && !paintingWorkRuns() && DeviceUse::user().empty();
 }
 

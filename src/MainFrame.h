@@ -142,6 +142,7 @@ private:
     wxListbook* book_ = nullptr;
     wxTimer connectionTimer_;
     wxTimer endingTimer_;
+    int endingFor_ms_ = 0;
     ModalBoxes modalBoxes_;
     std::shared_ptr<void> deviceWatch_;
     bool settingsChanged_ = false;
