@@ -101,7 +101,7 @@ int main() {
 
     const std::string text = program();
     std::vector<std::string> lines;
-    kovgui::IntelHexConverter::convert(text.c_str(), lines);
+    if (!kovgui::IntelHexConverter::convert(text.c_str(), lines)) return 1;
     Ended ended;
     const auto start = clock_type::now();
     {

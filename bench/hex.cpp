@@ -149,7 +149,7 @@ void compare(const char* name, const std::string& text, const std::filesystem::p
     const double ours = best([&] { convertFile(in, folder / "ours.hex"); });
     const long converting = peakOf([&] {
         std::vector<std::string> lines;
-        kovgui::IntelHexConverter::convert(text.c_str(), lines);
+        if (!kovgui::IntelHexConverter::convert(text.c_str(), lines)) std::exit(1);
     });
     // What the code itself takes counts for a file of any size.
     const long loading = peakOf([&] { load(firmware); }) - peakOf([&] { load(small); });
