@@ -8,6 +8,7 @@
 #include <wx/generic/aboutdlgg.h>
 #include <wx/iconbndl.h>
 #include <wx/listbook.h>
+#include <wx/listctrl.h>
 #include <wx/menu.h>
 #include <wx/msgdlg.h>
 #include <wx/panel.h>
@@ -34,6 +35,7 @@
 #include "src/models/store.h"
 #include "src/pages.h"
 #include "src/window/HelpViewer.h"
+#include "src/window/ReadableStatusBar.h"
 #include "src/window/ResourceManager.h"
 #include "src/window/accessible.h"
 #include "src/window/device_change.h"
@@ -232,7 +234,8 @@ void MainFrame::buildMenus() {
 }
 
 void MainFrame::buildStatusBar() {
-    wxStatusBar* bar = CreateStatusBar(status_fields, wxSTB_DEFAULT_STYLE, wxID_ANY, "mainStatusBar");
+    auto* bar = new ReadableStatusBar(this, status_fields, connection_field, "mainStatusBar");
+    SetStatusBar(bar);
     bar->SetStatusText("Not connected", connection_field);
     storeIndicator_ = new Sign(bar, "storeIndicator");
     auto* row = new wxBoxSizer(wxHORIZONTAL);
@@ -240,6 +243,7 @@ void MainFrame::buildStatusBar() {
     row->Add(sign, wxSizerFlags().CenterVertical());
     row->Add(new wxStaticText(storeIndicator_, wxID_ANY, " STORE"), wxSizerFlags().CenterVertical());
     storeIndicator_->SetSizer(row);
+    setAccessibleName(storeIndicator_, "Not stored");
     storeIndicator_->SetToolTip("The settings shown are not stored on the device");
     bar->SetMinHeight(storeIndicator_->GetBestSize().y);
     storeIndicator_->Hide();
@@ -278,9 +282,12 @@ void MainFrame::buildPages() {
         pictures.push_back(picture(row.picture));
     book_->SetImages(pictures);
     int image = 0;
-    for (const PageRow& row : pageRows())
-        book_->AddPage(row.create(book_), row.title, false, image++);
-    setAccessibleName(book_, "Pages");
+    for (const PageRow& row : pageRows()) {
+        wxWindow* const page = row.create(book_);
+        setAccessibleName(page, row.title);
+        book_->AddPage(page, row.title, false, image++);
+    }
+    describeList(book_->GetListView(), "Pages");
     // A page that reads as it is shown is painted once before it has its place; that would stay on the list.
     book_->Bind(wxEVT_LISTBOOK_PAGE_CHANGED, [this](wxBookCtrlEvent& event) {
         event.Skip();
@@ -335,6 +342,17 @@ void MainFrame::OnPageChanged(wxBookCtrlEvent& event) {
 
 // ---- What may be done now ----
 
+/// The toolkit settles the tab key's round when it is idle, and leaves out what is disabled then: all of a
+/// page that was connected while a job had disabled the window.
+bool MainFrame::Enable(bool enable) {
+    if (!wxFrame::Enable(enable)) return false;
+    if (enable) {
+        for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
+            controls::takeIntoTabRound(page);
+    }
+    return true;
+}
+
 void MainFrame::enableDeviceFunctions() {
     connected_ = true;
     updateCommands();
@@ -382,6 +400,7 @@ void MainFrame::setSettingsChanged(bool changed) {
 
 void MainFrame::OnChangedStore() {
     if (storeIndicator_->Show(settingsChanged_)) {
+        if (settingsChanged_) readOut(storeIndicator_, storeIndicator_->GetToolTipText());
         // The toolkit puts it in its place when idle; a status text that shows before then paints it
         // elsewhere.
         CallAfter([this] { GetStatusBar()->Refresh(); });

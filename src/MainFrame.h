@@ -65,6 +65,8 @@ public:
     /// Queues a copy of the event to every page.
     void broadcastEvent(wxEvent& event) override;
 
+    bool Enable(bool enable = true) override;
+
     void setSettingsChanged(bool changed) override;
     void OnChangedStore() override;
     void showActivity(const wxString& text) override;

@@ -13,7 +13,9 @@ add_library(oabr_gui STATIC
     ${embedded_source}
     window/HelpViewer.cpp
     window/ModalBoxes.cpp
+    window/ReadableStatusBar.cpp
     window/ResourceManager.cpp
+    window/accessible_content.cpp
     window/device_text.cpp
     window/file_choice.cpp
     window/links.cpp
@@ -60,6 +62,8 @@ if(WIN32)
 else()
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(GTK3 REQUIRED IMPORTED_TARGET gtk+-3.0)
-    target_sources(oabr_gui PRIVATE window/accessible_gtk.cpp window/device_change_gtk.cpp window/cancel_box_gtk.cpp)
+    target_sources(oabr_gui PRIVATE
+        window/accessible_content_gtk.cpp window/accessible_gtk.cpp window/cancel_box_gtk.cpp
+        window/device_change_gtk.cpp)
     target_link_libraries(oabr_gui PRIVATE PkgConfig::GTK3)
 endif()

@@ -111,6 +111,8 @@ CanSettingsPanel::CanSettingsPanel(wxWindow* parent) : OABRControlFrame(parent, 
     const wxSizerFlags below = wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxBOTTOM, gap);
     timing_ = new wxStaticText(scrolled, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, 0, "canTiming");
     offer_ = new wxStaticText(scrolled, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, 0, "canOffer");
+    setNoLabel(timing_);
+    readOutChanges(offer_);
     use_exact_ = new wxButton(scrolled, ID_USE_EXACT, "&Use exact setting");
     use_exact_->SetToolTip("Takes the setting over that meets the rate");
     use_exact_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { useExact(); });
@@ -124,6 +126,7 @@ CanSettingsPanel::CanSettingsPanel(wxWindow* parent) : OABRControlFrame(parent, 
     offer->Add(offer_, wxSizerFlags(1).CenterVertical());
     offer->Add(use_exact_, wxSizerFlags().CenterVertical());
     messages_ = new wxStaticText(scrolled, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, 0, "canMessages");
+    readOutChanges(messages_);
 
     auto* inner = new wxBoxSizer(wxVERTICAL);
     inner->Add(columns, wxSizerFlags().Expand());

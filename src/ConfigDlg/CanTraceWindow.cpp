@@ -20,6 +20,7 @@
 #include "src/Controls/CheckedGrid.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/OABRDevice.h"
+#include "src/window/ReadableStatusBar.h"
 #include "src/window/accessible.h"
 #include "src/window/file_choice.h"
 
@@ -149,12 +150,12 @@ void CanTraceWindow::build() {
     line->Add(filter_, wxSizerFlags(1).CenterVertical().Border(wxRIGHT, gap));
     line->Add(follow_, wxSizerFlags().CenterVertical());
     list_ = new TraceList(panel, log_);
-    setAccessibleName(list_, "CAN trace");
+    describeList(list_, "CAN trace");
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(line, wxSizerFlags().Expand().Border(wxALL, gap));
     content->Add(list_, wxSizerFlags(1).Expand());
     panel->SetSizer(content);
-    CreateStatusBar(2);
+    SetStatusBar(new ReadableStatusBar(this, 2, 0, "canTraceStatusBar"));
     SetStatusWidths(
         2, std::array{-1, GetTextExtent("100000000 records, 1000000 shown, 99000000 gone ").x}.data());
     SetSize(FromDIP(wxSize(820, 480)));

@@ -64,6 +64,7 @@ wxEND_EVENT_TABLE()
 
     status_ = new wxStaticText(box->GetStaticBox(), wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
                                wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "counterStatus");
+    readOutChanges(status_);
     gauge_ = new wxGauge(box->GetStaticBox(), wxID_ANY, 100);
     setAccessibleName(gauge_, "Progress of the refresh");
     stop_ = new wxButton(box->GetStaticBox(), ID_STOP, "S&top");
@@ -103,7 +104,8 @@ void CounterPanel::addList(wxWindow* parent, ListIndex index, wxSizer* to) {
     list->AppendColumn("Value", wxLIST_FORMAT_RIGHT, FromDIP(110));
     for (const mib_counter* counter = mib_counters_of(row.port); counter->name != nullptr; ++counter)
         list->InsertItem(list->GetItemCount(), counter->name);
-    setAccessibleName(list, row.caption);
+    describeList(list, row.caption);
+    setNoLabel(caption);
     box->Add(list, wxSizerFlags(1).Expand().Border(wxTOP, FromDIP(4)));
     to->Add(box, wxSizerFlags(1).Expand());
     lists_[index] = {list, button};

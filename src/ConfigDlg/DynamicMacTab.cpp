@@ -8,6 +8,7 @@
 #include "src/Controls/RowList.h"
 #include "src/Controls/table_job.h"
 #include "src/OABR-Switch/DeviceUse.h"
+#include "src/window/accessible.h"
 
 namespace kovgui {
 
@@ -41,6 +42,7 @@ void DynamicMacTab::build() {
     refresh->SetToolTip("Reads the table from the device");
     status_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
                                wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "dynamicMacStatus");
+    readOutChanges(status_);
     list_ = new RowList(this, ID_LIST, GetName(), columns, [this](size_t row, size_t column) {
         return wxString::FromUTF8(rows_.text(row, static_cast<DynamicMacList::Column>(column)));
     });

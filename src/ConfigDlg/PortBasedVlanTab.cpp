@@ -28,6 +28,12 @@ constexpr ActionLook action_looks[PortBasedVlanTab::actions] = {
     {"Invert", "Checks what is clear and clears what is checked, but for the port to itself"},
 };
 
+wxWindow* heading(wxWindow* parent, const wxString& text) {
+    auto* heading = new wxStaticText(parent, wxID_ANY, text);
+    setNoLabel(heading);
+    return heading;
+}
+
 bool acted(PortBasedVlanTab::Action action, bool on, bool same_port) {
     if (action == PortBasedVlanTab::act_all) return true;
     if (same_port) return on;
@@ -42,13 +48,12 @@ PortBasedVlanTab::PortBasedVlanTab(wxWindow* parent) : OABRControlFrame(parent, 
     const int gap = FromDIP(gap_px);
     auto* box = new wxStaticBoxSizer(wxVERTICAL, this, "Forwarding between ports");
     wxWindow* inside = box->GetStaticBox();
-    box->Add(
-        new wxStaticText(inside, wxID_ANY,
-                         "A row is the port where frames come in, a column a port to which they may go."),
-        wxSizerFlags().Border(wxALL, gap));
+    box->Add(heading(inside, "A row is the port where frames come in, a column a port to which they may go."),
+             wxSizerFlags().Border(wxALL, gap));
     box->Add(buildMatrix(inside), wxSizerFlags().Border(wxALL, gap));
     status_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
                                wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "portVlanStatus");
+    readOutChanges(status_);
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(box, wxSizerFlags().Border(wxALL, gap));
     content->AddStretchSpacer();
@@ -62,13 +67,13 @@ wxSizer* PortBasedVlanTab::buildMatrix(wxWindow* parent) {
     const int gap = FromDIP(gap_px);
     const wxSizerFlags centred = wxSizerFlags().Center();
     auto* grid = new wxFlexGridSizer(port_count + 2, FromDIP(wxSize(2 * gap_px, gap_px)));
-    grid->Add(new wxStaticText(parent, wxID_ANY, "From \\ To"), wxSizerFlags().CenterVertical());
+    grid->Add(heading(parent, "From \\ To"), wxSizerFlags().CenterVertical());
     for (int output = 1; output <= port_count; ++output)
-        grid->Add(new wxStaticText(parent, wxID_ANY, port_name(output)), centred);
+        grid->Add(heading(parent, port_name(output)), centred);
     grid->AddSpacer(0);
 
     for (int input = 1; input <= port_count; ++input) {
-        grid->Add(new wxStaticText(parent, wxID_ANY, port_name(input)), wxSizerFlags().CenterVertical());
+        grid->Add(heading(parent, port_name(input)), wxSizerFlags().CenterVertical());
         for (int output = 1; output <= port_count; ++output) {
             const wxString name = wxString("From ") + port_name(input) + " to " + port_name(output);
             auto* one = new wxCheckBox(parent, boxId(input, output), "", wxDefaultPosition, wxDefaultSize, 0,

@@ -90,7 +90,7 @@ SniffingPanel::SniffingPanel(wxWindow* parent) : OABRControlFrame(parent, "Sniff
 
     auto* help = new wxHtmlWindow(title->GetStaticBox(), wxID_ANY, wxDefaultPosition,
                                   FromDIP(wxSize(240, 200)), wxHW_DEFAULT_STYLE, "htmlWindow");
-    setAccessibleName(help, "How to use Port Mirroring");
+    describePage(help, "How to use Port Mirroring");
     OnHelpText(help);
     title->Add(help, wxSizerFlags(1).Expand().Border(wxALL, gap));
 

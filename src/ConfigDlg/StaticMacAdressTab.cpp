@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "src/Controls/table_job.h"
+#include "src/window/accessible.h"
 
 namespace kovgui {
 
@@ -81,6 +82,7 @@ StaticMacAdressTab::StaticMacAdressTab(wxWindow* parent) : OABRControlFrame(pare
     grid_->on_message = [this] { showState(); };
     status_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
                                wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "staticMacStatus");
+    readOutChanges(status_);
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(grid_, wxSizerFlags(1).Expand().Border(wxLEFT | wxTOP | wxRIGHT, FromDIP(gap_px)));
     content->Add(status_, wxSizerFlags().Expand().Border(wxALL, FromDIP(gap_px)));

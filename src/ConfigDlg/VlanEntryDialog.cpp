@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "src/Controls/CheckedGrid.h"
+#include "src/window/accessible.h"
 
 namespace kovgui {
 
@@ -40,6 +41,7 @@ VlanEntryDialog::VlanEntryDialog(wxWindow* parent, const wxString& title, const 
     }
     message_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, wxST_NO_AUTORESIZE,
                                 "vlanEntryMessage");
+    readOutChanges(message_);
     message_->SetForegroundColour(controls::messageColour(true));
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(grid, wxSizerFlags().Expand().Border(wxALL, 2 * gap));

@@ -12,6 +12,7 @@
 #include "src/ConfigDlg/VlanEntryDialog.h"
 #include "src/Controls/CheckedGrid.h"
 #include "src/Controls/RowList.h"
+#include "src/window/accessible.h"
 
 namespace kovgui {
 
@@ -130,6 +131,7 @@ VlanTab::VlanTab(wxWindow* parent) : OABRControlFrame(parent, "802.1Q VLAN") {
 
     status_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
                                wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "vlanStatus");
+    readOutChanges(status_);
     auto* read = new wxButton(this, ID_READ, "&Read again");
     read->SetToolTip("Reads the settings and the table from the device");
     auto* line = new wxBoxSizer(wxHORIZONTAL);

@@ -65,9 +65,55 @@ public:
 
 }  // namespace
 
+/// What the grid tells a screen reader: of each cell, where it is and what is wrong with it.
+class CheckedGrid::Content : public AccessibleContent {
+public:
+    explicit Content(CheckedGrid* grid) : grid_(*grid) {}
+
+    Kind kind() const override { return Kind::table; }
+    int rows() const override { return grid_.GetNumberRows(); }
+    int columns() const override { return grid_.GetNumberCols(); }
+    wxString text(const AccessibleContent::Cell& cell) const override {
+        const std::string error = grid_.errorOf(cell.row, cell.column);
+        wxString text = grid_.nameOf({cell.row, cell.column});
+        if (!isChecked(cell)) text += ": " + grid_.GetCellValue(cell.row, cell.column);
+        return error.empty() ? text : text + ", " + wxString::FromUTF8(error);
+    }
+    wxRect place(const AccessibleContent::Cell& cell) const override {
+        wxRect place = grid_.CellToRect(cell.row, cell.column);
+        place.SetPosition(
+            grid_.GetGridWindow()->ClientToScreen(grid_.CalcScrolledPosition(place.GetPosition())));
+        return place;
+    }
+    AccessibleContent::Cell cursor() const override {
+        return {grid_.GetGridCursorRow(), grid_.GetGridCursorCol()};
+    }
+    bool isSelected(const AccessibleContent::Cell& cell) const override {
+        return grid_.IsInSelection(cell.row, cell.column);
+    }
+    std::optional<bool> isChecked(const AccessibleContent::Cell& cell) const override {
+        const wxString text = grid_.GetCellValue(cell.row, cell.column);
+        if (!grid_.isFlag(cell.column) || !isFlagText(text)) return {};
+        return text == "1";
+    }
+    void press(const AccessibleContent::Cell& cell) override {
+        grid_.finishEditing();
+        grid_.GoToCell(cell.row, cell.column);
+        if (grid_.isFlag(cell.column)) {
+            grid_.ClearSelection();
+            grid_.toggleFlags();
+        } else {
+            grid_.EnableCellEditControl();
+        }
+    }
+
+private:
+    CheckedGrid& grid_;
+};
+
 CheckedGrid::CheckedGrid(wxWindow* parent, int id, const wxString& name, const wxString& row_word,
                          const wxArrayString& row_labels, std::vector<Column> columns)
-    : wxGrid(parent, id), name_(name), columns_(std::move(columns)) {
+    : wxGrid(parent, id), columns_(std::move(columns)) {
     const int rows = static_cast<int>(row_labels.size());
     CreateGrid(rows, static_cast<int>(columns_.size()));
     for (int row = 0; row < rows; ++row)
@@ -100,6 +146,15 @@ CheckedGrid::CheckedGrid(wxWindow* parent, int id, const wxString& name, const w
     Bind(wxEVT_TEXT, &CheckedGrid::OnTyped, this);
     Bind(wxEVT_GRID_CELL_LEFT_CLICK, &CheckedGrid::OnClick, this);
     Bind(wxEVT_GRID_CELL_LEFT_DCLICK, &CheckedGrid::OnClick, this);
+    Bind(wxEVT_GRID_EDITOR_CREATED, [this](wxGridEditorCreatedEvent& event) {
+        event.Skip();
+        nameEditor(event.GetWindow(), {event.GetRow(), event.GetCol()});
+    });
+    Bind(wxEVT_GRID_EDITOR_SHOWN, [this](wxGridEvent& event) {
+        event.Skip();
+        const wxGridCellEditorPtr editor(GetCellEditor(event.GetRow(), event.GetCol()));
+        nameEditor(editor->GetWindow(), {event.GetRow(), event.GetCol()});
+    });
     Bind(wxEVT_GRID_CELL_CHANGING, [this](wxGridEvent& event) {
         if (dropping_) event.Veto();
     });
@@ -117,12 +172,12 @@ CheckedGrid::CheckedGrid(wxWindow* parent, int id, const wxString& name, const w
     Bind(wxEVT_GRID_SELECT_CELL, [this](wxGridEvent& event) {
         event.Skip();
         CallAfter([this] {
-            announceCursor();
+            contentCursorMoved(GetGridWindow());
             tellMessage();
         });
     });
     GetGridWindow()->Bind(wxEVT_MOTION, &CheckedGrid::OnMotion, this);
-    setAccessibleName(this, name_);
+    describeContent(GetGridWindow(), name, std::make_unique<Content>(this));
 }
 
 // ---- Texts and what is wrong with them ----
@@ -199,21 +254,15 @@ void CheckedGrid::tellMessage() {
 }
 
 void CheckedGrid::tellChanged(const Cells& changed) {
-    announceCursor();
+    for (const Cell& cell : changed)
+        contentChanged(GetGridWindow(), {cell.row, cell.column});
     if (!changed.empty() && on_changed) on_changed(changed);
     tellMessage();
 }
 
-/// The toolkit's grid tells a screen reader nothing of its cells, so its name says where the cursor is.
-void CheckedGrid::announceCursor() {
-    wxString name = name_;
-    if (hasCursor()) {
-        const auto [row, column] = cursor();
-        name += ", " + nameOf(cursor()) + ": " + GetCellValue(row, column);
-        if (const std::string error = errorOf(row, column); !error.empty())
-            name += ", " + wxString::FromUTF8(error);
-    }
-    setAccessibleName(this, name);
+/// An editor goes from cell to cell.
+void CheckedGrid::nameEditor(wxWindow* editor, const Cell& cell) {
+    if (editor != nullptr) setAccessibleName(editor, nameOf(cell));
 }
 
 // ---- Edits ----

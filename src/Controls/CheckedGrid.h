@@ -77,6 +77,8 @@ public:
     void toggleFlags();
 
 private:
+    class Content;
+
     bool isFlag(int column) const { return columns_[static_cast<size_t>(column)].kind == Kind::flag; }
     std::string check(int column, const std::string& text) const;
     wxString nameOf(const Cell& cell) const;
@@ -89,15 +91,14 @@ private:
     void mark(const Cell& cell);
     void tellChanged(const Cells& changed);
     void tellMessage();
-    void announceCursor();
 
     bool leave(bool forward);
+    void nameEditor(wxWindow* editor, const Cell& cell);
     void OnKey(wxKeyEvent& event);
     void OnTyped(wxCommandEvent& event);
     void OnClick(wxGridEvent& event);
     void OnMotion(wxMouseEvent& event);
 
-    const wxString name_;
     const std::vector<Column> columns_;
     std::map<Cell, std::string> errors_;
     std::string typed_error_;  // of what stands in the editor

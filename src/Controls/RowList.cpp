@@ -15,7 +15,7 @@ RowList::RowList(wxWindow* parent, int id, const wxString& name, std::span<const
       text_(std::move(text)) {
     for (const Column& column : columns)
         AppendColumn(column.title, column.format, FromDIP(column.width_px));
-    setAccessibleName(this, name);
+    describeList(this, name);
 }
 
 void RowList::showRows(size_t count) {

@@ -1,6 +1,9 @@
 #include "src/Controls/bound_rows.h"
 
+#include <wx/statbox.h>
 #include <wx/stattext.h>
+
+#include "src/window/accessible.h"
 
 namespace kovgui::controls {
 namespace {
@@ -21,6 +24,7 @@ RowBox::RowBox(OABRControlFrame* page, const wxString& title, wxWindow* parent)
     : page_(page),
       box_(new wxStaticBoxSizer(wxVERTICAL, parent ? parent : page, title)),
       grid_(new wxFlexGridSizer(2, page->FromDIP(wxSize(gap_px, gap_px)))) {
+    setNoLabel(window());
     grid_->AddGrowableCol(1);
     box_->Add(grid_, wxSizerFlags().Expand().Border(wxALL, page->FromDIP(gap_px)));
 }
@@ -34,6 +38,9 @@ void RowBox::addLabel(const SettingRow& row) {
 OABRRegComboBox* RowBox::addChoice(const SettingRow& row) {
     addLabel(row);
     auto* choice = new OABRRegComboBox(page_, row.id, row.label, wxDefaultPosition, wxDefaultSize, window());
+    // Another box of the page may have a row of that label.
+    setAccessibleName(choice, box_->GetStaticBox()->GetLabel() + " " + plainLabel(row.label));
+    setAccessibleLabels(choice, {window(), last_label_});
     choice->Append(row.values.data(), countOf(row));
     choice->bind(bindingOf(row));
     choice->SetToolTip(row.tooltip);

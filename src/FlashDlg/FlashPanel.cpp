@@ -16,6 +16,7 @@
 #include "src/FlashDlg/firmware_check.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/window/PageHost.h"
+#include "src/window/accessible.h"
 #include "src/window/device_text.h"
 #include "src/window/file_choice.h"
 
@@ -73,6 +74,7 @@ wxEND_EVENT_TABLE()
                   wxSizerFlags(boxed).Proportion(1));
 
     verdict_ = new wxStaticText(box, wxID_ANY, "", wxDefaultPosition, wxDefaultSize, 0, "verdict");
+    readOutChanges(verdict_);
     verdict_->SetFont(verdict_->GetFont().Bold());
     auto* buttons = new wxBoxSizer(wxHORIZONTAL);
     auto* load = new wxButton(box, ID_LOAD_FILE, "L&oad File");
@@ -249,6 +251,7 @@ void FlashPanel::OnThreadUpdate(wxThreadEvent& event) {
             std::make_unique<wxProgressDialog>("Progress dialog", "Connecting to Device...", progress_range,
                                                this, wxPD_APP_MODAL | wxPD_CAN_ABORT | wxPD_ELAPSED_TIME);
         if (wxWindow* const stop = progress_->FindWindow(wxID_CANCEL)) stop->SetLabel("&Stop");
+        readOutProgress(progress_.get());
     }
     const bool go_on = progress_->Update(std::clamp(event.GetInt(), 0, max_progress), job_status_);
     if (!go_on) {

@@ -73,7 +73,9 @@ void CLIDialog::OnEnter(wxCommandEvent&) {
         runDialogLine(line);
         return 0;
     });
-    append(captured.finish());
+    const std::string answer = captured.finish();
+    append(answer);
+    readOut(this, wxString::FromUTF8(printable(answer)));
     entry_->SetFocus();
 }
 

@@ -102,7 +102,7 @@ HelpViewer::HelpViewer(wxWindow* owner, const wxString& directory)
     setAccessibleName(chapters_, "Chapters");
     text_ = new ManualText(panel);
     text_->SetStandardFonts();
-    setAccessibleName(text_, "Manual");
+    describePage(text_, "Manual");
     auto* both = new wxBoxSizer(wxHORIZONTAL);
     both->Add(chapters_, wxSizerFlags().Expand().Border(wxRIGHT, gap));
     both->Add(text_, wxSizerFlags(1).Expand());

@@ -1,14 +1,9 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtk/gtk.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <wx/app.h>
-#include <wx/grid.h>
-#include <wx/html/htmlwin.h>
 #include <wx/listbook.h>
-#include <wx/statbox.h>
-#include <wx/stattext.h>
 #include <wx/uiaction.h>
 
 #include <map>
@@ -46,47 +41,9 @@ TEST_F(MainWindow, WithoutADeviceOffersWhatNeedsNone) {
 
 // ---- For the keyboard and screen readers ----
 
-/// What a screen reader says of a widget: its name, or that of the label before it.
-std::string spokenName(GtkWidget* widget) {
-    AtkObject* object = gtk_widget_get_accessible(widget);
-    const char* name = atk_object_get_name(object);
-    if (name != nullptr && *name != '\0') return name;
-    AtkRelationSet* relations = atk_object_ref_relation_set(object);
-    AtkRelation* label = atk_relation_set_get_relation_by_type(relations, ATK_RELATION_LABELLED_BY);
-    std::string spoken;
-    if (label != nullptr) {
-        const GPtrArray* labels = atk_relation_get_target(label);
-        if (labels->len > 0) name = atk_object_get_name(static_cast<AtkObject*>(labels->pdata[0]));
-        if (name != nullptr) spoken = name;
-    }
-    g_object_unref(relations);
-    return spoken;
-}
-
-/// Whether something in the control that can take the focus has a name; the toolkit puts some into frames.
-bool isSpoken(GtkWidget* widget) {
-    bool spoken = spokenName(widget) != "";
-    if (!spoken && GTK_IS_CONTAINER(widget)) {
-        GList* children = gtk_container_get_children(GTK_CONTAINER(widget));
-        for (const GList* child = children; child != nullptr; child = child->next)
-            spoken = spoken || isSpoken(GTK_WIDGET(child->data));
-        g_list_free(children);
-    }
-    return spoken;
-}
-
-bool takesInput(const wxWindow* window) {
-    return dynamic_cast<const wxStaticText*>(window) == nullptr &&
-           dynamic_cast<const wxStaticBox*>(window) == nullptr &&
-           (dynamic_cast<const wxControl*>(window) != nullptr ||
-            dynamic_cast<const wxGrid*>(window) != nullptr ||
-            dynamic_cast<const wxHtmlWindow*>(window) != nullptr) &&
-           window->AcceptsFocusFromKeyboard();
-}
-
-/// Looks at every control below the window. The letters after the Alt key are counted for what is seen
+/// The letters after the Alt key of every control below the window, counted for what is seen
 /// together: a tab of a book begins anew.
-void expectAccessible(wxWindow* window, std::map<char, std::string>* letters, size_t* count) {
+void expectOwnLetters(wxWindow* window, std::map<char, std::string>* letters) {
     for (wxWindow* child : window->GetChildren()) {
         const std::string label = child->GetLabel().utf8_string();
         SCOPED_TRACE(child->GetName().utf8_string() + " \"" + label + "\"");
@@ -96,23 +53,18 @@ void expectAccessible(wxWindow* window, std::map<char, std::string>* letters, si
             const auto [other, is_new] = letters->emplace(letter, label);
             EXPECT_TRUE(is_new) << "the letter of \"" << other->second << "\"";
         }
-        if (takesInput(child)) {
-            ++*count;
-            EXPECT_TRUE(isSpoken(child->GetHandle()));
-        }
         std::map<char, std::string> own = *letters;
         const bool is_page = dynamic_cast<wxBookCtrlBase*>(window) != nullptr;
-        expectAccessible(child, is_page ? &own : letters, count);
+        expectOwnLetters(child, is_page ? &own : letters);
     }
 }
 
-TEST_F(MainWindow, EveryControlHasANameAndALetterOfItsOwn) {
+TEST_F(MainWindow, EveryControlHasALetterOfItsOwn) {
     const std::map<char, std::string> menus = {{'f', "File"}, {'n', "Network"}, {'h', "Help"},
                                                {'l', "Load"}, {'s', "Save"},    {'x', "Exit"}};
     std::map<char, std::string> letters = menus;
-    size_t count = 0;
-    expectAccessible(frame_, &letters, &count);
-    EXPECT_GE(count, 100u);
+    expectOwnLetters(frame_, &letters);
+    EXPECT_GT(letters.size(), menus.size());
     XmlConfigDialog files(frame_, "Save XML Config");
     VlanEntryDialog entry(frame_, "Add VLAN", {}, [](int) { return true; });
     auto* console = new cli::CLIDialog(frame_);
@@ -122,12 +74,8 @@ TEST_F(MainWindow, EveryControlHasANameAndALetterOfItsOwn) {
              &files, &entry, console, CanTraceWindow::existing(), HelpViewer::existing()}) {
         SCOPED_TRACE(window->GetLabel().utf8_string());
         std::map<char, std::string> own;
-        count = 0;
-        window->Show();
-        drainEvents();
-        wxTheApp->ProcessIdle();  // the toolkit ties labels to their controls when it is idle
-        expectAccessible(window, &own, &count);
-        EXPECT_GE(count, 3u);
+        expectOwnLetters(window, &own);
+        EXPECT_FALSE(own.empty());
     }
 }
 

@@ -1,0 +1,278 @@
+// What a screen reader is told: the tree of accessible objects, as the toolkit hands it to the bus.
+
+#include <gmock/gmock.h>
+#include <gtk/gtk.h>
+#include <wx/app.h>
+#include <wx/button.h>
+#include <wx/filedlg.h>
+#include <wx/listbook.h>
+
+#include <filesystem>
+#include <map>
+#include <set>
+
+#include "src/ConfigDlg/CanTraceWindow.h"
+#include "src/ConfigDlg/VlanEntryDialog.h"
+#include "src/ConfigDlg/VlanTab.h"
+#include "src/ConfigManager/XmlConfigDialog.h"
+#include "src/Controls/CheckedGrid.h"
+#include "src/Controls/RowList.h"
+#include "src/cli/CLIDialog.h"
+#include "src/window/HelpViewer.h"
+#include "src/window/accessible.h"
+#include "tests/gui/accessible_tree.h"
+#include "tests/gui/connected_window_fixture.h"
+#include "tests/support/firmware_file.h"
+
+namespace kovgui {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+/// Looks at every control below an object.
+class Walk {
+public:
+    explicit Walk(wxWindow* window) {
+        for (const controls::OABRControlFrame* page : controls::OABRControlFrame::oabrControlFrames)
+            pages_.insert(gtk_widget_get_accessible(page->GetHandle()));
+        visit(Accessible::of(window), "");
+    }
+
+    size_t controls = 0;
+    std::vector<std::string> errors;
+
+private:
+    static bool isControl(const Accessible& object) {
+        static const std::set<AtkRole> roles = {
+            ATK_ROLE_PUSH_BUTTON, ATK_ROLE_TOGGLE_BUTTON, ATK_ROLE_CHECK_BOX,    ATK_ROLE_RADIO_BUTTON,
+            ATK_ROLE_COMBO_BOX,   ATK_ROLE_TEXT,          ATK_ROLE_SPIN_BUTTON,  ATK_ROLE_PROGRESS_BAR,
+            ATK_ROLE_TABLE,       ATK_ROLE_TABLE_CELL,    ATK_ROLE_LIST,         ATK_ROLE_LIST_ITEM,
+            ATK_ROLE_TREE_TABLE,  ATK_ROLE_PAGE_TAB_LIST, ATK_ROLE_PAGE_TAB,     ATK_ROLE_MENU,
+            ATK_ROLE_MENU_ITEM,   ATK_ROLE_STATUSBAR,     ATK_ROLE_DOCUMENT_TEXT};
+        return roles.contains(object.role());
+    }
+
+    void visit(const Accessible& object, const std::string& path) {
+        const std::string here = path + "/" + atk_role_get_name(object.role()) + " " + object.name();
+        if (pages_.contains(object.get())) page_ = here;
+        if (isControl(object)) {
+            ++controls;
+            const std::string spoken = object.spoken();
+            if (spoken.empty()) errors.push_back("no name: " + here);
+            if (const auto [other, is_new] = named_.try_emplace({page_, spoken}, here); !is_new)
+                errors.push_back("the name of another: " + here + " and " + other->second);
+        } else if (object.role() == ATK_ROLE_PANEL && !object.label().empty()) {
+            errors.push_back("labelled with the title of another: " + here);
+        }
+        // A choice's list and a list's rows are read by its own keys; what they say is no control's name.
+        if (object.role() == ATK_ROLE_COMBO_BOX || object.hasTitles()) return;
+        for (const Accessible& child : object.children())
+            visit(child, here);
+    }
+
+    std::set<AtkObject*> pages_;
+    std::string page_;
+    std::map<std::pair<std::string, std::string>, std::string> named_;
+};
+
+TEST_F(MainWindow, EveryControlHasANameOfItsOwnOnItsPage) {
+    wxTheApp->ProcessIdle();  // the toolkit ties labels to their controls when it is idle
+    const Walk walk(frame_);
+    EXPECT_THAT(walk.errors, IsEmpty());
+    EXPECT_GE(walk.controls, 450u);  // the cells of the grids are the greater part
+
+    XmlConfigDialog files(frame_, "Save XML Config");
+    VlanEntryDialog entry(frame_, "Add VLAN", {}, [](int) { return true; });
+    auto* console = new cli::CLIDialog(frame_);
+    CanTraceWindow::open(frame_, true);
+    HelpViewer::open(frame_);
+    for (wxWindow* window : std::initializer_list<wxWindow*>{
+             &files, &entry, console, CanTraceWindow::existing(), HelpViewer::existing()}) {
+        SCOPED_TRACE(window->GetLabel().utf8_string());
+        window->Show();
+        drainEvents();
+        wxTheApp->ProcessIdle();
+        const Walk own(window);
+        EXPECT_THAT(own.errors, IsEmpty());
+        EXPECT_GE(own.controls, 3u);
+    }
+}
+
+TEST_F(MainWindow, TheWalkFindsAControlWithoutANameAndOneWithThatOfAnother) {
+    wxWindow* const page = controls::OABRControlFrame::oabrControlFrames.front();
+    new wxCheckBox(page, wxID_ANY, "");
+    new wxButton(page, wxID_ANY, "Twin");
+    new wxButton(page, wxID_ANY, "Twin");
+    const Walk walk(frame_);
+    EXPECT_THAT(walk.errors, ElementsAre(HasSubstr("no name: "), HasSubstr("the name of another: ")));
+}
+
+TEST_F(MainWindow, WhatIsDrawnIsInTheTree) {
+    const Accessible window = Accessible::of(frame_);
+    const Accessible pages = window.find(ATK_ROLE_LIST, "Pages");
+    EXPECT_EQ(pages.children().front().name(), "Port Config");
+    EXPECT_TRUE(window.find(ATK_ROLE_LIST_ITEM, "Port Config").is(ATK_STATE_SELECTED));
+    const Accessible bar = window.find(ATK_ROLE_STATUSBAR, "Status");
+    EXPECT_EQ(bar.children()[2].name(), "Not connected");
+    window.find(ATK_ROLE_LIST_ITEM, "Sniffing").press();
+    drainEvents();
+    auto* book = static_cast<wxListbook*>(frame_->FindWindow("pages"));
+    EXPECT_EQ(book->GetPageText(static_cast<size_t>(book->GetSelection())), "Sniffing");
+    EXPECT_TRUE(window.find(ATK_ROLE_LIST_ITEM, "Sniffing").is(ATK_STATE_SELECTED));
+    const Accessible help = window.find(ATK_ROLE_DOCUMENT_TEXT, "How to use Port Mirroring");
+    EXPECT_EQ(help.children()[4].name(), "off: nothing");
+}
+
+TEST_F(MainWindow, CellsTellWhatTheyHoldAndWhatIsWrongWithIt) {
+    using controls::CheckedGrid;
+    auto* grid =
+        new CheckedGrid(page_, wxID_ANY, "Table", "Entry", {1, "7"},
+                        {{"Valid", "", CheckedGrid::Kind::flag, 60, "0", nullptr},
+                         {"FID", "", CheckedGrid::Kind::number, 60, "0",
+                          [](const std::string& text) { return text == "x" ? "must be a number" : ""; }}});
+    const Accessible table = Accessible::of(grid).find(ATK_ROLE_TABLE, "Table");
+    const Accessible flag = table.children()[0];
+    EXPECT_EQ(flag.name(), "Entry 7, Valid");
+    EXPECT_FALSE(flag.is(ATK_STATE_CHECKED));
+    flag.press();
+    drainEvents();
+    EXPECT_TRUE(flag.is(ATK_STATE_CHECKED));
+    grid->show(0, 1, "x");
+    EXPECT_EQ(table.children()[1].name(), "Entry 7, FID: x, must be a number");
+    grid->DeleteRows(0, 1);
+    EXPECT_TRUE(flag.is(ATK_STATE_DEFUNCT));
+    EXPECT_THAT(table.children(), IsEmpty());
+}
+
+TEST_F(MainWindow, RowsHaveTheirTextsAndColumnsTheirTitles) {
+    constexpr controls::RowList::Column columns[] = {{"VID", wxLIST_FORMAT_LEFT, 50},
+                                                     {"FID", wxLIST_FORMAT_LEFT, 50}};
+    auto* list = new controls::RowList(page_, wxID_ANY, "VLANs", columns, [](size_t row, size_t column) {
+        return wxString::Format("%zu", 10 * row + column);
+    });
+    list->showRows(2);
+    const Accessible table = Accessible::of(list).find(ATK_ROLE_TABLE, "VLANs");
+    ASSERT_EQ(table.children().size(), 4u);
+    EXPECT_EQ(table.children()[3].name(), "11");
+    AtkObject* const title = atk_table_get_column_header(ATK_TABLE(table.get()), 1);
+    EXPECT_STREQ(atk_object_get_name(title), "FID");
+    table.children()[2].press();
+    drainEvents();
+    EXPECT_THAT(list->selected(), ElementsAre(1u));
+    const Accessible kept = table.children()[2];
+    list->Destroy();
+    drainEvents();
+    EXPECT_TRUE(kept.is(ATK_STATE_DEFUNCT));
+    EXPECT_EQ(kept.name(), "");
+}
+
+TEST_F(MainWindow, WhatTheStatusBarSaysIsReadOutWhenItStays) {
+    const Announcements said;
+    frame_->showActivity("Reading ...");
+    frame_->showActivity("");
+    drainEvents();
+    frame_->SetStatusText("Connected", 2);
+    drainEvents();
+    edit();
+    EXPECT_THAT(said.texts(), ElementsAre("Connected", "The settings shown are not stored on the device"));
+}
+
+TEST_F(MainWindow, ATextThatTellsHowThingsStandIsReadOutWhileItIsSeen) {
+    auto* status = new wxStaticText(frame_, wxID_ANY, "");
+    readOutChanges(status);
+    const Announcements said;
+    for (const char* text : {"2 VLANs.", "2 VLANs.", "", "3 VLANs."})
+        status->SetLabelText(text);
+    status->Hide();
+    status->SetLabelText("4 VLANs.");
+    EXPECT_THAT(said.texts(), ElementsAre("2 VLANs.", "3 VLANs."));
+}
+
+TEST_F(WithDevice, TheTabKeyEntersEveryPageAfterAResetWhileATableIsRead) {
+    const auto* vlan = find<VlanTab>();
+    bringToFront(vlan);
+    ASSERT_TRUE(waitFor([&] { return !vlan->needsRead(); }));
+    fault("delay-reply=40:400");  // the reading takes its time, and shows how far it is
+    command(*frame_, ID_RESET);
+    ASSERT_TRUE(connectedTo("Connected"));
+    ASSERT_TRUE(waitFor([&] { return !vlan->needsRead() && frame_->IsThisEnabled(); }));
+    showEveryPage([] {
+        for (controls::OABRControlFrame* page : controls::OABRControlFrame::oabrControlFrames) {
+            if (!controls::isSeen(page)) continue;
+            const bool comes = page->NavigateIn();
+            EXPECT_TRUE(comes && !page->HasFocus()) << page->GetName();
+        }
+    });
+}
+
+/// Finds, connects, changes a VLAN, stores, saves and flashes with nothing but what a screen reader has.
+TEST_F(ConnectedWindow, ADayByTheTreeAlone) {
+    platform::setPauseScale(1);  // a bootloader answers in its own time
+    auto device = simulated().start();
+    const Accessible window = Accessible::of(frame_);
+    const auto bar = [&](size_t field) {
+        return window.find(ATK_ROLE_STATUSBAR, "Status").children()[field].name();
+    };
+    const Accessible chooser = window.find(ATK_ROLE_COMBO_BOX, "Device");
+    ASSERT_TRUE(waitFor([&] { return chooser.has(ATK_ROLE_MENU_ITEM, "OKVX0001"); }));
+    chooser.select(0);
+    ASSERT_TRUE(waitFor([&] { return bar(2) == "Connected"; }));
+
+    window.find(ATK_ROLE_LIST_ITEM, "VLAN").press();
+    drainEvents();
+    window.find(ATK_ROLE_PAGE_TAB_LIST, "VLAN").select(2);
+    const Accessible add = window.find(ATK_ROLE_PUSH_BUTTON, "Add...");
+    ASSERT_TRUE(waitFor([&] { return add.is(ATK_STATE_SENSITIVE); }));
+    answers_.next([](wxDialog* shown) {
+        shown->Show();
+        wxTheApp->ProcessIdle();  // the toolkit ties labels to their controls when it is idle
+        const Accessible dialog = Accessible::of(shown);
+        dialog.find(ATK_ROLE_TEXT, "VID:").type("100");
+        dialog.find(ATK_ROLE_CHECK_BOX, "OABR1").press();
+        return waitFor([&] { return dialog.find(ATK_ROLE_CHECK_BOX, "OABR1").is(ATK_STATE_CHECKED); })
+                   ? wxID_OK
+                   : wxID_CANCEL;
+    });
+    add.press();
+    const Accessible table = window.find(ATK_ROLE_TABLE, "VLAN table");
+    ASSERT_TRUE(waitFor([&] { return !table.children().empty(); }));
+    EXPECT_EQ(table.children()[0].name(), "100");
+
+    const Accessible not_stored = window.find(ATK_ROLE_PANEL, "Not stored");
+    ASSERT_TRUE(waitFor([&] { return not_stored.is(ATK_STATE_SHOWING); }));
+    window.find(ATK_ROLE_PUSH_BUTTON, "Store settings on device").press();
+    ASSERT_TRUE(waitFor([&] { return !not_stored.is(ATK_STATE_SHOWING); }));
+
+    const std::string saved = std::string(std::getenv("HOME")) + "/walk.xml";
+    const auto choose = [](const std::string& path) {
+        return [path](wxDialog* shown) {
+            static_cast<wxFileDialog*>(shown)->SetPath(path);
+            return wxID_OK;
+        };
+    };
+    answers_.next([](wxDialog* shown) {
+        const Accessible all = Accessible::of(shown).find(ATK_ROLE_CHECK_BOX, "All panels");
+        if (!all.is(ATK_STATE_CHECKED)) all.press();
+        return waitFor([&] { return all.is(ATK_STATE_CHECKED); }) ? wxID_OK : wxID_CANCEL;
+    });
+    answers_.next(choose(saved));
+    window.find(ATK_ROLE_PUSH_BUTTON, "save configuration to a file").press();
+    ASSERT_TRUE(waitFor([&] { return std::filesystem::exists(saved); }));
+
+    FirmwareFile firmware;
+    firmware.build("1.7.0.2");
+    window.find(ATK_ROLE_LIST_ITEM, "Firmware Flash").press();
+    drainEvents();
+    answers_.next(choose(firmware.path("program.iff")));
+    window.find(ATK_ROLE_PUSH_BUTTON, "Load File").press();
+    ASSERT_TRUE(waitFor([&] { return window.has(ATK_ROLE_LABEL, "program.iff"); }));
+    window.find(ATK_ROLE_PUSH_BUTTON, "Flash").press();
+    ASSERT_TRUE(waitFor([&] { return answers_.shown("Succeed"); }));
+    EXPECT_TRUE(waitFor([&] { return bar(1) == "Firmware Version: 01.07.00.02"; }));
+}
+
+}  // namespace
+}  // namespace kovgui
