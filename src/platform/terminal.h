@@ -8,6 +8,8 @@ namespace kovgui::platform {
 
 /// Whether a person reads standard error as it is written.
 bool standardErrorIsTerminal();
+/// Whether a person can be asked on standard input.
+bool standardInputIsTerminal();
 
 /// Waits until a stream takes a line without waiting, or fails to at once: until whoever reads there goes on.
 /// @param stop  ends the wait when it is set; null only looks

@@ -19,4 +19,8 @@ bool waitUntilTaken(std::FILE* stream, Event* stop) {
     }
 }
 
+bool standardInputIsTerminal() {
+    return isatty(STDIN_FILENO) == 1;
+}
+
 }  // namespace kovgui::platform
