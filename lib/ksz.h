@@ -44,6 +44,7 @@ constexpr int ksz_control4 = 4;  ///< PVID bits 7..0
 constexpr int ksz_status0 = 9;
 constexpr int ksz_control5 = 12;  ///< negotiation, forced speed and duplex
 constexpr int ksz_control6 = 13;  ///< restart of the negotiation
+constexpr int ksz_status1 = 14;   ///< link
 
 // --- Mirroring
 

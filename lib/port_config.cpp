@@ -95,8 +95,6 @@ int read_usb_status(uint16_t bit, int* value) {
 
 constexpr uint8_t reg_sw3_control = 207;
 constexpr uint8_t reg_sw4_control = 6;
-constexpr uint8_t reg_phy_control = 0;
-constexpr uint16_t phy_slave_bit = 1U << 3;
 
 struct oabr_port {
     bit_setting flow;
@@ -106,7 +104,7 @@ struct oabr_port {
 };
 
 constexpr bit_setting phy_speed_setting(uint8_t mdio) {
-    return {{mdio, reg_phy_control}, 0x0200, {keep_bits(0xFC3F), set_bits(0x0200)}, true};
+    return {{mdio, oabr_reg_control}, 0x0200, {keep_bits(0xFC3F), set_bits(0x0200)}, true};
 }
 
 constexpr oabr_port oabr1_port{wide_bit(in_switch(reg_sw3_control), 0x0040),
@@ -140,8 +138,8 @@ e2p_cfg_cmd_array* oabr_speed_store(const oabr_port& port, int value) {
 
 int oabr_role_get(uint8_t mdio, int* value) {
     uint16_t control = 0;
-    if (!read_register({mdio, reg_phy_control}, &control)) return 0;
-    *value = (control & phy_slave_bit) == 0;
+    if (!read_register({mdio, oabr_reg_control}, &control)) return 0;
+    *value = (control & oabr_control_master) == 0;
     return 1;
 }
 

@@ -1,0 +1,261 @@
+// Settings on a simulated firmware in this process: read, applied, taken back, stored.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "lib/device_cmd.h"
+#include "sim/firmware.h"
+#include "src/models/settings_device.h"
+#include "tests/lib/fake_device.h"
+#include "tests/support/random_settings.h"
+
+namespace kovgui::settings {
+namespace {
+
+/// A simulated device without line and time behind the process's link.
+class Device {
+public:
+    Device() {
+        firmware_.start();
+        link_.answer = [this](const Bytes& request) -> std::vector<Bytes> {
+            ++seen_;
+            if (isWrite(request)) writes_.push_back(request);
+            Bytes reply = firmware_.answer(request.data(), static_cast<uint16_t>(request.size()));
+            if (drop_reply_ == seen_) return {};
+            return {reply};
+        };
+    }
+
+    void restart() { firmware_.start(); }
+    /// The reply to the n-th request from now on is lost.
+    void dropReply(int n) {
+        seen_ = 0;
+        drop_reply_ = n;
+    }
+    int seen() const { return seen_; }
+    void forget() {
+        writes_.clear();
+        dropReply(0);
+    }
+    const std::vector<Bytes>& writes() const { return writes_; }
+    std::vector<uint8_t>& eeprom() { return hardware_.memory.eeprom; }
+
+    DeviceImage image(const Scope& scope = Scope::everything()) {
+        DeviceImage image;
+        Status status;
+        EXPECT_EQ(readFromDevice(scope, {}, &image, &status), Reading::finished);
+        return image;
+    }
+    Settings settings() { return settingsOf(image(), Scope::everything()); }
+    Applied apply(const Settings& wanted, const GoOn& go_on = {}) {
+        plan_ = planOf(image(Scope::of(wanted)), wanted);
+        forget();
+        return applyToDevice(plan_, {go_on, [] { return false; }, [] { return false; }});
+    }
+    const Plan& plan() const { return plan_; }
+
+private:
+    static bool isWrite(const Bytes& request) {
+        const int code = request[0] << 8 | request[1];
+        for (const int write : {0xF001, 0xF205, 0xF008, 0xF041, 0xF047, 0xF04B, 0xF053, 0xF061, 0xF062})
+            if (code == write) return true;
+        return false;
+    }
+
+    oabr_sim::hardware hardware_;
+    oabr_sim::fault_plan faults_;
+    oabr_sim::firmware firmware_{hardware_, faults_, "test"};
+    std::vector<Bytes> writes_;
+    std::atomic<int> seen_{0};
+    std::atomic<int> drop_reply_{0};
+    Plan plan_;
+    FakeDevice link_;
+};
+
+/// The payload that a write is sent with.
+Bytes requestOf(const Write& write) {
+    switch (write.what) {
+        case Write::What::mdio: {
+            const auto [phy, reg] = write.mdioRegister();
+            return {0xF0, 0x01, phy, reg, write.to[0], write.to[1]};
+        }
+        case Write::What::vlan_set:
+        case Write::What::static_mac: {
+            Bytes request = {0xF2, 0x05, 13, 0, 1, 0, 0, 0, 0, 0};
+            put_le16(&request[6], write.what == Write::What::vlan_set ? 1 : 0);
+            put_le16(&request[8], static_cast<uint16_t>(write.address));
+            request.insert(request.end(), write.to.begin(), write.to.end());
+            return request;
+        }
+        case Write::What::e2p: {
+            Bytes request = {0xF0, 0x08, 0, 0, static_cast<uint8_t>(write.to.size())};
+            put_le16(&request[2], static_cast<uint16_t>(write.address));
+            request.insert(request.end(), write.to.begin(), write.to.end());
+            return request;
+        }
+        default:
+            break;
+    }
+    const std::map<Write::What, uint8_t> commands = {
+        {Write::What::can_speed, 0x41},       {Write::What::can_filter, 0x47},
+        {Write::What::can_wakeup, 0x53},      {Write::What::ethernet_wakeup, 0x61},
+        {Write::What::life_cycle_mode, 0x62}, {Write::What::can_mode, 0x4B}};
+    Bytes request = {0xF0, commands.at(write.what)};
+    request.insert(request.end(), write.to.begin(), write.to.end());
+    return request;
+}
+
+constexpr Wish quick{.can_mode = false};
+
+RC_GTEST_PROP(SettingsOnADevice, AreWhatWasAppliedAndASecondTimeIsNothingToDo, ()) {
+    Device device;
+    const Applied first = device.apply(*genSettings(quick));
+    RC_ASSERT(first.errors.empty());
+    const Settings wanted = *genSettings(quick);
+    const Applied applied = device.apply(wanted);
+    RC_ASSERT(applied.errors.empty());
+    // The writes that were planned are those that were sent.
+    RC_ASSERT(device.writes().size() == device.plan().writes.size());
+    for (size_t i = 0; i < device.writes().size(); ++i)
+        RC_ASSERT(device.writes()[i] == requestOf(device.plan().writes[i]));
+    const Settings now = device.settings();
+    RC_ASSERT(differenceOf(now, wanted).changes.empty());
+    RC_ASSERT(planOf(device.image(), wanted).writes.empty());
+    // What is shown, in either format, is no difference.
+    Data document = settingsData(now, nullptr);
+    document.add("kind", "settings");
+    for (const std::string& text : {tomlText(now), jsonText(document, false)}) {
+        const SetUp shown = parseSetUp(text);
+        RC_ASSERT(shown.errors.empty());
+        RC_ASSERT(planOf(device.image(), shown.settings).writes.empty());
+    }
+}
+
+RC_GTEST_PROP(SettingsOnADevice, SurviveAStoreAndARestart, ()) {
+    Device device;
+    RC_ASSERT(device.apply(*genSettings(quick)).errors.empty());
+    const Settings before = device.settings();
+    RC_ASSERT(storeOnDevice(device.image()).empty());
+    StoredBytes bytes;
+    RC_ASSERT(readStoredFromDevice({}, &bytes) == Reading::finished);
+    const Settings stored = settingsOf(imageOf(bytes));
+    RC_ASSERT(differenceOf(stored, before, nullptr, Against::stored).changes.empty());
+    device.restart();
+    Settings after = device.settings();
+    // Without a mirror port a store keeps nothing of what is mirrored.
+    Settings expected = before;
+    if (expected.mirror_to == 0)
+        for (PortSettings& port : expected.ports)
+            port.mirror_from = 0;
+    expected.traffic_time = after.traffic_time;
+    RC_ASSERT(differenceOf(after, expected).changes.empty());
+}
+
+/// The outcome of an apply that something came between.
+void expectOldOrNew(Device& device, const Applied& applied, const Settings& old, const Settings& wanted) {
+    const Settings now = device.settings();
+    if (applied.errors.empty()) {
+        EXPECT_EQ(applied.device, Applied::Device::new_settings);
+        EXPECT_TRUE(differenceOf(now, wanted).changes.empty());
+        return;
+    }
+    EXPECT_EQ(applied.device, Applied::Device::old_settings) << applied.errors[0].message;
+    EXPECT_EQ(now, old);
+    EXPECT_THAT(applied.errors[0].message, testing::HasSubstr("the device has its old settings"));
+}
+
+RC_GTEST_PROP(SettingsOnADevice, AreTheOldOnesAfterAnInterruptionAtAnyRequest, ()) {
+    Device device;
+    (void)device.apply(*genSettings(quick));
+    const Settings old = device.settings();
+    const Settings wanted = *genSettings(quick);
+    const auto requests = static_cast<size_t>(planOf(device.image(), wanted).requests());
+    const size_t stop_at = *rc::gen::inRange<size_t>(0, requests + 1);
+    const Applied applied = device.apply(wanted, [stop_at](size_t done, size_t) { return done < stop_at; });
+    RC_ASSERT(applied.interrupted || applied.errors.empty());
+    expectOldOrNew(device, applied, old, wanted);
+}
+
+TEST(SettingsOnADevice, AreTheOldOnesAfterALostReply) {
+    // Each costs a second.
+    Device device;
+    Settings wanted;
+    wanted.vlan_enabled = 1;
+    wanted.mirror_to = port_usb;
+    wanted.traffic_time = 77;
+    wanted.vlans[5] = {true, 0x0F, 5};
+    double off = 0;
+    wanted.can_timing = timingOfRate(250'000, &off);
+    const Settings old = device.settings();
+    const int requests = planOf(device.image(), wanted).requests();
+    ASSERT_GE(requests, 12);
+    for (const int at : {1, 3, requests / 2, requests}) {
+        SCOPED_TRACE(at);
+        const Plan plan = planOf(device.image(Scope::of(wanted)), wanted);
+        device.forget();
+        device.dropReply(at);
+        const Applied applied = applyToDevice(plan, {{}, [] { return false; }, [] { return false; }});
+        EXPECT_TRUE(applied.rolled_back);
+        EXPECT_EQ(applied.errors.at(0).code, "device_silent");
+        expectOldOrNew(device, applied, old, wanted);
+    }
+}
+
+TEST(SettingsOnADevice, AreWrittenInAnOrderThatOpensNothing) {
+    Device device;
+    Settings on;
+    on.vlan_enabled = 1;
+    on.mirror_to = port_usb;
+    on.vlans[5] = {true, 0x0F, 5};
+    for (const device_port& port : device_ports) {
+        on.port(port.number).pvid = 5;
+        on.port(port.number).vtable_filter = 1;
+        on.port(port.number).forward = port_bit(port.number);
+    }
+    ASSERT_TRUE(device.apply(on).errors.empty());
+    const auto& first = device.plan().writes;
+    const auto is8021q = [](const Write& write) { return write.address == Write::mdioAddress({6, 5}); };
+    EXPECT_TRUE(is8021q(first.back()));
+    EXPECT_EQ(first[first.size() - 2].address,
+              Write::mdioAddress({6, ksz_reg_port(port_oabr2, ksz_control2)}));
+
+    Settings off = on;
+    off.vlan_enabled = 0;
+    off.mirror_to = port_oabr1;
+    ASSERT_TRUE(device.apply(off).errors.empty());
+    const auto& second = device.plan().writes;
+    ASSERT_EQ(second.size(), 3u);
+    EXPECT_TRUE(is8021q(second[0]));
+    EXPECT_EQ(second[1].address, Write::mdioAddress({6, ksz_reg_port(port_usb, ksz_control1)}));
+    EXPECT_EQ(second[2].address, Write::mdioAddress({6, ksz_reg_port(port_oabr1, ksz_control1)}));
+}
+
+TEST(SettingsOnADevice, OfAnErasedEepromAreUnknown) {
+    Device device;
+    StoredBytes bytes;
+    ASSERT_EQ(readStoredFromDevice({}, &bytes), Reading::finished);
+    EXPECT_EQ(settingsOf(imageOf(bytes)), Settings());
+    EXPECT_FALSE(device.settings().traffic_time);
+}
+
+TEST(SettingsOnADevice, ChangeOnlyTheTrafficTimeOfAStoredBlock) {
+    Device device;
+    ASSERT_EQ(storeOnDevice(device.image()), "");
+    const std::vector<uint8_t> before = device.eeprom();
+    Settings wanted;
+    wanted.traffic_time = 300;
+    ASSERT_TRUE(device.apply(wanted).errors.empty());
+    EXPECT_EQ(device.writes().size(), 1u);
+    EXPECT_EQ(device.settings().traffic_time, 300);
+    for (size_t i = 0; i < before.size(); ++i) {
+        const bool may_change = (i >= 0x835 && i <= 0x836) || i >= 0x83D;
+        if (!may_change) {
+            ASSERT_EQ(device.eeprom()[i], before[i]) << i;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace kovgui::settings
