@@ -9,6 +9,9 @@ configure_file(packaging/io.github.oabr_korvex.oabr_switch.metainfo.xml.in
 install(FILES ${CMAKE_BINARY_DIR}/generated/io.github.oabr_korvex.oabr_switch.metainfo.xml
         DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
 
+install(FILES resources/completion/oabr DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(FILES resources/schemas/oabr-1.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/oabr-korvex/schemas)
+
 # Debian wants man pages and change logs compressed, without a time stamp inside.
 find_program(OABR_GZIP gzip REQUIRED)
 set(compressed)
@@ -18,7 +21,7 @@ function(oabr_install_compressed input output destination)
     install(FILES ${packed} DESTINATION ${destination})
     set(compressed ${compressed} ${packed} PARENT_SCOPE)
 endfunction()
-foreach(program oabr-switch oabr-console oabr-flash oabr-sim)
+foreach(program oabr oabr-switch oabr-console oabr-flash oabr-sim)
     configure_file(docs/man/${program}.1 ${CMAKE_BINARY_DIR}/generated/${program}.1 @ONLY)
     oabr_install_compressed(${CMAKE_BINARY_DIR}/generated/${program}.1 ${program}.1.gz ${CMAKE_INSTALL_MANDIR}/man1)
 endforeach()

@@ -31,6 +31,7 @@ constexpr Chapter chapters[] = {
     {"storing.html", "Storing and configuration files"},
     {"firmware.html", "Firmware update and recovery"},
     {"console.html", "The console"},
+    {"oabr.html", "Settings from a shell"},
     {"simulator.html", "The simulated device"},
     {"trouble.html", "Trouble-shooting"},
 };

@@ -10,7 +10,7 @@ BEGIN {
     # Ascending; a file or folder that is not listed here may include and be included by nothing.
     count = split("lib src/platform src/ftdi src/base src/Chip45 src/OABR-Switch src/models src/cli src/FlashDlg " \
                   "src/window src/cli/CLIDialog src/Controls src/ConfigDlg src/FlashDlg/FlashPanel src/ConfigManager " \
-                  "src src/programs", order, " ")
+                  "src src/programs src/programs/oabr", order, " ")
     for (i = 1; i <= count; ++i) floor[order[i]] = i
 }
 # The floor that a path stands on: its own entry, else that of its folder; lib/console is a room of lib.

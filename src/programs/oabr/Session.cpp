@@ -1,0 +1,182 @@
+#include "src/programs/oabr/Session.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+
+#include "src/Chip45/status_text.h"
+#include "src/OABR-Switch/OABRDevice.h"
+#include "src/base/utilities.h"
+#include "src/ftdi/VirtualDriver.h"
+#include "src/platform/event.h"
+#include "src/platform/terminal.h"
+
+namespace kovgui::tool {
+
+using oabr::OABRDevice;
+using settings::Error;
+
+namespace {
+
+std::string listed(const std::vector<OABRDevice::DeviceInfo>& devices) {
+    std::string text;
+    for (const OABRDevice::DeviceInfo& device : devices)
+        text += (text.empty() ? "" : ", ") + device.serial;
+    return text;
+}
+
+/// "What happened. What to do." in its two parts.
+Error splitError(const char* code, const std::string& text) {
+    const size_t end = text.find(". ");
+    if (end == std::string::npos) return {code, "", 0, 0, text, ""};
+    return {code, "", 0, 0, text.substr(0, end + 1), text.substr(end + 2)};
+}
+
+const char* codeOf(ftdi::FT_STATUS status) {
+    switch (status) {
+        case ftdi::FT_DEVICE_NOT_FOUND:
+            return "no_device";
+        case ftdi::FT_DEVICE_NOT_OPENED:
+            return "in_use";
+        case ftdi::FT_DEVICE_NOT_OPENED_FOR_WRITE:
+            return "no_permission";
+        case ftdi::FT_IO_ERROR:
+        case ftdi::FT_INVALID_HANDLE:
+            return "device_gone";
+        default:
+            return "internal";
+    }
+}
+
+bool bootloaderAnswers(const std::string& serial) {
+    OABRDevice& device = *OABRDevice::instance();
+    const bool answers = device.connectWithBootloaderParams(serial) == 0 && device.blHandshake() == 0;
+    device.disconnect();
+    return answers;
+}
+
+}  // namespace
+
+Error connectError(const std::string& serial) {
+    const OABRDevice& device = *OABRDevice::instance();
+    const std::string failure = device.connectFailure();
+    if (failure == c45::statusText(device.lastStatus()))
+        return splitError(codeOf(device.lastStatus()), failure);
+    if (bootloaderAnswers(serial))
+        return {"in_bootloader",
+                "",
+                0,
+                0,
+                "The device is in its bootloader.",
+                "Reset it, or give it a firmware with oabr-flash."};
+    return splitError("device_silent", failure);
+}
+
+bool isSimulated(const std::string& serial) {
+    std::error_code code;
+    return std::filesystem::exists(
+        std::filesystem::path(ftdi::VirtualDriver::deviceDirectory()) / (serial + ".device"), code);
+}
+
+Session::Session(const Arguments& arguments, const platform::Interrupts& interrupts)
+    : arguments_(arguments),
+      interrupts_(interrupts),
+      show_progress_(!arguments.quiet && platform::standardErrorIsTerminal()) {}
+
+std::vector<Report> Session::onEachDevice(const char* kind,
+                                          const std::function<Report(const std::string& serial)>& run) {
+    OABRDevice& device = *OABRDevice::instance();
+    const auto attached = device.enumDevices();
+    std::vector<std::string> serials = arguments_.serials;
+    const auto refuse = [&](const char* code, const std::string& message, const std::string& hint) {
+        return std::vector<Report>{Report::failed(kind, {code, "", 0, 0, message, hint})};
+    };
+    if (serials.empty()) {
+        if (attached.empty())
+            return refuse("no_device", "No device found.", "Check the USB cable and the device's power.");
+        if (!arguments_.all && attached.size() > 1)
+            return refuse("several_devices", "Several devices are attached: " + listed(attached) + ".",
+                          "Name those that you mean with --serial, or all of them with --all.");
+        for (const auto& one : attached)
+            serials.push_back(one.serial);
+    }
+    std::vector<Report> reports;
+    for (const std::string& serial : serials) {
+        if (interrupted()) break;
+        // A converter that is none of ours is not to be touched.
+        if (std::ranges::find(attached, serial, &OABRDevice::DeviceInfo::serial) == attached.end()) {
+            reports.push_back(Report::failed(
+                kind, {"no_device", "", 0, 0, "There is no device " + serial + ".",
+                       attached.empty() ? "No device is attached." : "Attached: " + listed(attached) + "."}));
+        } else if (device.connectWithFirmwareParams(serial) != 0) {
+            reports.push_back(Report::failed(kind, connectError(serial)));
+        } else if (device.getFirmwareVersion().isTooOld()) {
+            reports.push_back(Report::failed(
+                kind, {"firmware_too_old", "", 0, 0,
+                       "The firmware " + device.getFirmwareVersion().toString() + " is too old.",
+                       oabr::updateAdvice() + "."}));
+        } else {
+            reports.push_back(run(serial));
+            endProgress();
+        }
+        reports.back().serial = serial;
+        device.disconnect();
+    }
+    if (interrupted() && (reports.empty() || reports.back().status < interruptedStatus()))
+        reports.push_back(
+            Report::failed(kind, {"interrupted", "", 0, 0, "Interrupted.", ""}, interruptedStatus()));
+    return reports;
+}
+
+settings::GoOn Session::progress(const std::string& what) {
+    return [this, what, shown = -1](size_t done, size_t total) mutable {
+        const int percent = total == 0 ? 100 : static_cast<int>(done * 100 / total);
+        if (show_progress_ && percent != shown) {
+            std::fprintf(stderr, "\r%s %3d %%", what.c_str(), percent);
+            line_open_ = true;
+            shown = percent;
+        }
+        return !interrupted();
+    };
+}
+
+void Session::endProgress() {
+    if (line_open_) std::fputs("\r\033[K", stderr);
+    line_open_ = false;
+}
+
+Report Session::readingFailed(const char* kind, settings::Reading reading) {
+    if (reading == settings::Reading::stopped)
+        return Report::failed(kind, {"interrupted", "", 0, 0, "Interrupted; nothing was written.", ""},
+                              interruptedStatus());
+    if (isGone())
+        return Report::failed(kind, splitError("device_gone", c45::statusText(ftdi::FT_IO_ERROR)),
+                              status_failed);
+    return Report::failed(
+        kind, {"device_silent", "", 0, 0, "The device does not answer.", "Reset it and try again."},
+        status_failed);
+}
+
+bool Session::isGone() {
+    return OABRDevice::instance()->receiverEnded();
+}
+
+bool Session::reconnect(const std::string& serial) {
+    using std::chrono::steady_clock;
+    constexpr std::chrono::seconds patience{10};
+    constexpr int look_again_ms = 200;
+    OABRDevice& device = *OABRDevice::instance();
+    const auto give_up = steady_clock::now() + patience;
+    platform::Event never;
+    while (steady_clock::now() < give_up) {
+        const auto attached = device.enumDevices();
+        if (std::ranges::find(attached, serial, &OABRDevice::DeviceInfo::serial) != attached.end() &&
+            device.connectWithFirmwareParams(serial) == 0)
+            return true;
+        (void)never.wait(look_again_ms);
+    }
+    return false;
+}
+
+}  // namespace kovgui::tool
