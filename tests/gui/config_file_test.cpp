@@ -8,6 +8,9 @@
 
 #include "src/ConfigDlg/CanSettingsPanel.h"
 #include "src/ConfigManager/XmlConfigDialog.h"
+#include "src/models/settings_can.h"
+#include "src/models/settings_device.h"
+#include "src/models/settings_xml.h"
 #include "tests/gui/connected_window_fixture.h"
 
 namespace kovgui {
@@ -56,6 +59,26 @@ protected:
         return answers_.boxes().size() == before + 1 ? "" : answers_.boxes().back().text;
     }
 
+    /// What the settings model makes of the device is byte for byte what the window stored and saves.
+    void expectModelMakesTheSame(sim_process::Device& device) {
+        settings::DeviceImage image;
+        ASSERT_EQ(readFromDevice(settings::Scope::everything(), {}, &image, nullptr),
+                  settings::Reading::finished);
+        const settings::Settings now = settingsOf(image);
+        const ConfigLists lists = listsOf(now);
+        const std::string eeprom = device.eeprom();
+        const auto expectStored = [&](size_t address, const std::vector<uint8_t>& bytes) {
+            EXPECT_EQ(eeprom.substr(address, bytes.size()), std::string(bytes.begin(), bytes.end()));
+        };
+        expectStored(e2p_switch_area.address, storedBytes(lists.switch_list));
+        expectStored(e2p_phy1_area.address, storedBytes(lists.phy1_list));
+        expectStored(e2p_phy2_area.address, storedBytes(lists.phy2_list));
+        expectStored(e2p_can_speed_address, settings::storedCanBytes(canBlockOf(now, *image.can)));
+        const std::string path = directory_.path() + "/model.xml";
+        EXPECT_EQ(config::saveDocument(path.c_str(), xmlElements(now)), "");
+        EXPECT_EQ(contentsOf(path), whole_);
+    }
+
     const sim_process::TemporaryDirectory directory_;
     const std::string path_ = directory_.path() + "/settings.xml";
     /// As the program writes it, with every value other than that of a device that was never configured.
@@ -69,6 +92,7 @@ TEST_F(ConfigFile, AllThatAFileHoldsIsSetAndStoredAndSavedAgain) {
     ASSERT_EQ(load({"All panels"}), "");
     EXPECT_TRUE(indicatorShown());
     ASSERT_EQ(store(), "");
+    expectModelMakesTheSame(device);
     ASSERT_NO_FATAL_FAILURE(powerCycle(device));
     save({"All panels"});
     EXPECT_EQ(written(), whole_);
