@@ -7,9 +7,11 @@ namespace oabr_sim {
 const char* const fault_help =
     "Faults (N counts from 1; /N is every N-th):\n"
     "  drop-reply=N         the N-th reply is not sent\n"
-    "  delay-reply=N[:MS]   the N-th reply comes MS milliseconds late (1500)\n"
+    "  delay-reply=N[:MS]   the N-th reply comes MS milliseconds late (1500), and so does what follows it\n"
     "  corrupt-reply=N      a bit of the N-th reply is wrong\n"
     "  double-reply=N       the N-th reply is sent twice\n"
+    "  random-replies=SEED[:MS]  by chance one reply in 10 is sent twice, one in 200 comes about MS\n"
+    "                       milliseconds late (1000), one in 500 is not sent\n"
     "  noise=MS             noise on the line every MS milliseconds\n"
     "  silent               nothing is answered at all\n"
     "  unplug-at-byte=N[:MS]       unplugged after the N-th byte from the tool, back after MS (300; 0 "
@@ -76,6 +78,7 @@ taken take(fault_plan& plan, const std::string& name, const std::string& value, 
         if (name == row.name) return judged(parse_number(value, 1, &(plan.*row.number)));
     for (const flag_row& row : flags)
         if (name == row.name) return judged(plan.*row.flag = !has_value);
+    if (name == "random-replies") return judged(plan.random_replies.parse(value));
     if (name == "e2p-most") {
         int maximum = 0;
         if (!parse_number(value, 0, &maximum) || maximum > max_e2p_bytes) return taken::bad_value;
@@ -92,6 +95,38 @@ taken take(fault_plan& plan, const std::string& name, const std::string& value, 
 bool place::strikes() {
     ++counted_;
     return at_ != 0 && (every_ ? counted_ % at_ == 0 : counted_ == at_);
+}
+
+bool chance::parse(const std::string& text) {
+    const size_t colon = text.find(':');
+    int seed = 0;
+    if (colon != std::string::npos && !parse_number(text.substr(colon + 1), 1, &delay_ms_)) return false;
+    if (!parse_number(text.substr(0, colon), 1, &seed)) return false;
+    random_.seed(static_cast<uint32_t>(seed));
+    on_ = true;
+    return true;
+}
+
+void chance::strike(reply_fate& fate) {
+    if (!on_) return;
+    const auto one_in = [this](int many) { return std::uniform_int_distribution(1, many)(random_) == 1; };
+    fate.doubled = fate.doubled || one_in(10);
+    fate.dropped = fate.dropped || one_in(500);
+    if (!one_in(200)) return;
+    fate.late = true;
+    fate.delay = std::chrono::milliseconds(
+        std::uniform_int_distribution(delay_ms_ * 9 / 10, delay_ms_ * 11 / 10)(random_));
+}
+
+reply_fate fault_plan::next_reply() {
+    reply_fate fate;
+    fate.dropped = drop_reply.strikes();
+    fate.late = delay_reply.strikes();
+    if (fate.late) fate.delay = delay_reply.time();
+    fate.corrupt = corrupt_reply.strikes();
+    fate.doubled = double_reply.strikes();
+    random_replies.strike(fate);
+    return fate;
 }
 
 bool place::parse(const std::string& text) {

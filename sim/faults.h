@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <random>
 #include <string>
 
 namespace oabr_sim {
@@ -29,6 +30,30 @@ private:
     uint64_t counted_ = 0;
 };
 
+/// What becomes of one reply.
+struct reply_fate {
+    bool dropped = false;
+    bool corrupt = false;
+    bool doubled = false;
+    bool late = false;
+    std::chrono::milliseconds delay{0};
+};
+
+/// Replies that go wrong by chance, the same ones for the same seed.
+class chance {
+public:
+    /// Reads "SEED", with ":MS" behind it for another delay than the usual one.
+    bool parse(const std::string& text);
+    void strike(reply_fate& fate);
+
+private:
+    static constexpr int usual_delay_ms = 1000;  // where a request is about to be given up
+
+    bool on_ = false;
+    int delay_ms_ = usual_delay_ms;
+    std::minstd_rand random_;
+};
+
 /// What goes wrong, and where.
 struct fault_plan {
     static constexpr int usual_delay_ms = 1500;
@@ -36,6 +61,7 @@ struct fault_plan {
 
     place drop_reply, corrupt_reply, double_reply;
     place delay_reply{usual_delay_ms};
+    chance random_replies;
     int noise_ms = 0;                             ///< a burst of noise this often; 0 none
     place unplug_at_byte{usual_absence_ms};       ///< byte from the tool
     place unplug_at_sent_byte{usual_absence_ms};  ///< byte to the tool
@@ -48,6 +74,9 @@ struct fault_plan {
     bool silent = false;  ///< nothing is answered at all
     bool dynamic_not_ready = false;
     bool counter_not_valid = false;
+
+    /// Counts one more reply.
+    reply_fate next_reply();
 
     /// Takes one "--fault" text; "none" forgets those before it.
     /// @param error  what is wrong with it, for the user

@@ -177,17 +177,19 @@ void microcontroller::take_frame(const uint8_t* frame, uint16_t length) {
 }
 
 void microcontroller::send_reply(const std::vector<uint8_t>& contents, time_point at) {
-    const bool dropped = faults_.drop_reply.strikes();
-    const bool late = faults_.delay_reply.strikes();
-    const bool corrupt = faults_.corrupt_reply.strikes();
-    const bool doubled = faults_.double_reply.strikes();
-    const char* fault = dropped ? "dropped" : late ? "late" : corrupt ? "corrupt" : doubled ? "double" : "";
+    const reply_fate fate = faults_.next_reply();
+    const char* fault = fate.dropped   ? "dropped"
+                        : fate.late    ? "late"
+                        : fate.corrupt ? "corrupt"
+                        : fate.doubled ? "double"
+                                       : "";
     log_.note("reply", {{"data", hex(contents.data(), contents.size())}, {"fault", fault}});
-    if (dropped) return;
+    if (fate.dropped) return;
     std::vector<uint8_t> bytes = framed(contents);
-    if (corrupt) bytes[bytes.size() / 2] ^= 0x04;
-    if (late) at += faults_.delay_reply.time();
-    if (doubled) send_at(at, bytes);
+    if (fate.corrupt) bytes[bytes.size() / 2] ^= 0x04;
+    at += fate.delay;
+    busy_until_ = at;  // the next reply does not overtake this one
+    if (fate.doubled) send_at(at, bytes);
     send_at(at, std::move(bytes));
 }
 

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <vector>
+
 namespace oabr_sim {
 namespace {
 
@@ -27,11 +30,33 @@ TEST(Faults, StrikeAtTheirPlace) {
     EXPECT_TRUE(struck(faults.delay_reply, 10).empty());
 }
 
+TEST(Faults, StrikeByChanceAsTheSeedSays) {
+    const auto fates = [](const char* fault) {
+        fault_plan faults;
+        std::string error;
+        EXPECT_TRUE(faults.add(fault, &error)) << error;
+        std::vector<int> out;
+        for (int i = 0; i < 10000; ++i) {
+            const reply_fate fate = faults.next_reply();
+            out.push_back(fate.dropped + 2 * fate.doubled + 4 * static_cast<int>(fate.delay.count()));
+            EXPECT_TRUE(!fate.late || (fate.delay.count() >= 90 && fate.delay.count() <= 110));
+        }
+        return out;
+    };
+    const std::vector<int> some = fates("random-replies=7:100");
+    EXPECT_EQ(fates("random-replies=7:100"), some);
+    EXPECT_NE(fates("random-replies=8:100"), some);
+    const auto share = [&](auto what) { return std::count_if(some.begin(), some.end(), what); };
+    EXPECT_NEAR(share([](int fate) { return (fate & 2) != 0; }), 1000, 200);
+    EXPECT_NEAR(share([](int fate) { return fate >= 4; }), 50, 30);
+    EXPECT_NEAR(share([](int fate) { return (fate & 1) != 0; }), 20, 18);
+}
+
 TEST(Faults, WhatMakesNoSenseIsRefusedByName) {
-    for (const char* text :
-         {"", "drop-reply", "drop-reply=", "drop-reply=0", "drop-reply=x", "drop-reply=1x", "drop-reply=:5",
-          "drop-reply=/", "delay-reply=2:", "delay-reply=2:x", "drop-reply=-1", "noise=0", "e2p-most=58",
-          "silent=1", "nonsense=1", "drop-reply=99999999999999999999"}) {
+    for (const char* text : {"", "drop-reply", "drop-reply=", "drop-reply=0", "drop-reply=x", "drop-reply=1x",
+                             "drop-reply=:5", "drop-reply=/", "delay-reply=2:", "delay-reply=2:x",
+                             "drop-reply=-1", "noise=0", "e2p-most=58", "silent=1", "nonsense=1",
+                             "random-replies=0", "random-replies=1:0", "drop-reply=99999999999999999999"}) {
         fault_plan faults;
         std::string error;
         EXPECT_FALSE(faults.add(text, &error)) << text;
