@@ -205,10 +205,6 @@ device::device(asio::io_context& io, options what)
     };
 }
 
-device::~device() {
-    if (started_) save();
-}
-
 bool device::start(std::string* error) {
     if (!link_.claim(error)) return false;
     if (!options_.journal_file.empty() && !journal_.open(options_.journal_file)) {
@@ -232,13 +228,12 @@ bool device::start(std::string* error) {
     }
     if (options_.start_in_bootloader) memory.bootloader_flag = true;
     hardware_.memory_changed = true;
-    started_ = true;
     power_on(error);
     save();
     return link_.plugged();
 }
 
-void device::run() {
+bool device::run() {
     while (!io_.stopped()) {
         time_.run_until(sim_clock::now());
         save();
@@ -250,6 +245,8 @@ void device::run() {
             io_.run_one();
         }
     }
+    write_state(true);
+    return saved_;
 }
 
 /// Sees to it that the I/O context wakes up in time for what is due then.
@@ -266,10 +263,14 @@ void device::wait_for(time_point next) {
 void device::save() {
     if (!hardware_.memory_changed) return;
     hardware_.memory_changed = false;
+    write_state(false);
+}
+
+void device::write_state(bool sync) {
     if (options_.state_file.empty()) return;
     std::string error;
-    if (!save_memory(options_.state_file, hardware_.memory, &error))
-        std::fprintf(stderr, "oabr-sim: %s\n", error.c_str());
+    saved_ = save_memory(options_.state_file, hardware_.memory, &error, sync);
+    if (!saved_) std::fprintf(stderr, "oabr-sim: %s\n", error.c_str());
 }
 
 void device::power_off() {

@@ -14,14 +14,14 @@ namespace oabr_sim {
 class device {
 public:
     device(asio::io_context& io, options what);
-    ~device();
 
     /// Loads the state, claims the serial number, starts and announces the device.
     /// @param error  what went wrong, for the user
     bool start(std::string* error);
 
     /// Lets time pass until somebody stops the I/O context.
-    void run();
+    /// @return false when what the device stores could not be saved
+    bool run();
 
     /// Runs one command of the control input.
     /// @return empty for success, else what is wrong with it
@@ -33,6 +33,7 @@ private:
 
     void wait_for(time_point next);
     void save();
+    void write_state(bool sync);
     void power_off();
     void power_on(std::string* error);
     void plug(std::string* error);
@@ -51,7 +52,7 @@ private:
     asio::steady_timer alarm_;
     time_point alarm_at_ = time_point::min();  ///< what `alarm_` waits for
     timeline::ticket return_ = 0;              ///< the cable or the power coming back
-    bool started_ = false;
+    bool saved_ = true;
 };
 
 }  // namespace oabr_sim

@@ -98,8 +98,7 @@ int run(int count, char** words) {
     std::cout << "oabr-sim: " << serial << " is ready" << std::endl;
     std::optional<control_input> input;
     if (with_control) input.emplace(io, device);
-    device.run();
-    return 0;
+    return device.run() ? 0 : failure;
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 #include "sim/memory.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -65,7 +68,30 @@ bool load_memory(const std::string& path, device_memory* memory, std::string* er
     return true;
 }
 
-bool save_memory(const std::string& path, const device_memory& memory, std::string* error) {
+namespace {
+
+/// Writes the whole file, or says by errno why it cannot.
+bool write_file(const std::string& path, const std::vector<uint8_t>& bytes, bool sync) {
+    constexpr mode_t everybody = 0666;
+    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, everybody);
+    if (file < 0) return false;
+    size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count = ::write(file, &bytes[written], bytes.size() - written);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) break;
+        written += static_cast<size_t>(count);
+    }
+    bool whole = written == bytes.size() && (!sync || ::fsync(file) == 0);
+    const int why = errno;
+    if (::close(file) != 0) return false;
+    errno = why;
+    return whole;
+}
+
+}  // namespace
+
+bool save_memory(const std::string& path, const device_memory& memory, std::string* error, bool sync) {
     std::vector<uint8_t> bytes(magic.begin(), magic.end());
     bytes.reserve(file_size);
     bytes.push_back((memory.firmware_whole ? flag_firmware_whole : 0) |
@@ -76,14 +102,10 @@ bool save_memory(const std::string& path, const device_memory& memory, std::stri
     put_le16(&bytes[crc_at], checksum(bytes));
 
     const std::string temporary = path + ".new";
-    std::ofstream file(temporary, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    file.close();
-    if (!file || std::rename(temporary.c_str(), path.c_str()) != 0) {
-        *error = "cannot write the state file '" + path + "': " + std::strerror(errno);
-        return false;
-    }
-    return true;
+    if (write_file(temporary, bytes, sync) && std::rename(temporary.c_str(), path.c_str()) == 0) return true;
+    *error = "cannot write the state file '" + path + "': " + std::strerror(errno);
+    ::unlink(temporary.c_str());
+    return false;
 }
 
 firmware_identity find_firmware_identity(const std::vector<uint8_t>& flash) {

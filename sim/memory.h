@@ -26,8 +26,10 @@ struct device_memory {
 /// @param error  what is wrong with it, for the user
 /// @return       false when the file is there and cannot be used; a missing file leaves the memory as it is
 bool load_memory(const std::string& path, device_memory* memory, std::string* error);
-/// Writes a state file beside its place and renames it, so that a crash leaves the old or the new one.
-bool save_memory(const std::string& path, const device_memory& memory, std::string* error);
+/// Writes a state file beside its place and renames it, so that a crash leaves the old or the new one; a
+/// failure leaves the old one and nothing else.
+/// @param sync  waits until the disk has it
+bool save_memory(const std::string& path, const device_memory& memory, std::string* error, bool sync = false);
 
 struct firmware_identity {
     uint8_t version[4] = {1, 0, 0, 0};

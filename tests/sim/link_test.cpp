@@ -178,6 +178,19 @@ TEST(SimLink, AnnouncesItselfUntilItEnds) {
     EXPECT_THAT(refused.err, HasSubstr(directory));
 }
 
+TEST(SimLink, AStateThatCannotBeSavedIsAFailure) {
+    sim_process::TemporaryDirectory home;
+    const std::string place = home.path() + "/place";
+    std::filesystem::create_directory(place);
+    auto device = Program("oabr-sim").args({"--state", place + "/state"}).start();
+    ASSERT_TRUE(device.wait_out("is ready")) << device.err();
+    std::filesystem::remove_all(place);
+    device.signal(SIGTERM);
+    const auto result = device.wait();
+    EXPECT_EQ(result.status, 1) << result;
+    EXPECT_THAT(result.err, HasSubstr("cannot write the state file"));
+}
+
 TEST(SimLink, ASerialIsTakenByADeviceThatRunsAndNotByOneThatCrashed) {
     Device device = fast().start();
     const auto second = Program("oabr-sim").arg("--serial").arg(device.serial()).in(device).run();

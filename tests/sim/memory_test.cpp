@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
@@ -64,9 +66,24 @@ TEST_F(Memory, ADamagedFileIsRefusedAndLeftAlone) {
     spoil([&] { std::ofstream(path) << "no state at all"; });
 }
 
-TEST_F(Memory, APlaceThatCannotBeWrittenToIsAnError) {
+TEST_F(Memory, AFileThatCannotBeWrittenWholeLeavesTheOldOne) {
+    device_memory memory;
+    memory.eeprom[0] = 1;
+    ASSERT_TRUE(save_memory(path, memory, &error));
+    memory.eeprom[0] = 2;
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    rlimit small = before;
+    small.rlim_cur = 1000;
+    std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &small);
+    EXPECT_FALSE(save_memory(path, memory, &error, true));
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_THAT(error, HasSubstr("cannot write the state file '" + path + "'"));
+    EXPECT_FALSE(std::filesystem::exists(path + ".new"));
+    ASSERT_TRUE(load_memory(path, &memory, &error)) << error;
+    EXPECT_EQ(memory.eeprom[0], 1);
     EXPECT_FALSE(save_memory(directory.path() + "/none/state", {}, &error));
-    EXPECT_THAT(error, HasSubstr("cannot write"));
 }
 
 }  // namespace
