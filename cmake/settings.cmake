@@ -7,7 +7,7 @@ target_include_directories(oabr_settings INTERFACE ${CMAKE_SOURCE_DIR} ${CMAKE_B
 target_compile_options(oabr_settings INTERFACE
     -Wall -Wextra -Wpedantic -Werror -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wundef
     # GCC 12 sees overlaps in std::string's operator+ that are not there (GCC bug 105651).
-    -Wno-restrict)
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 
 # Programs do not depend on where they were built; those that are installed are hardened as Debian's are.
 add_compile_options(-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)

@@ -64,7 +64,7 @@ int console_usage(const char* usage) {
 
 namespace {
 
-void print_error(const char* format, va_list arguments) {
+[[gnu::format(printf, 1, 0)]] void print_error(const char* format, va_list arguments) {
     vfprintf(stderr, format, arguments);
     fputc('\n', stderr);
     fflush(stderr);

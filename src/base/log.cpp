@@ -60,7 +60,7 @@ class ToolkitLog : public wxLog {
 protected:
     void DoLogRecord(wxLogLevel level, const wxString& message, const wxLogRecordInfo&) override {
         if (level > static_cast<wxLogLevel>(logLevel())) return;
-        emit({static_cast<int>(level), message.utf8_string(), std::source_location::current()});
+        emit({static_cast<int>(level), message.utf8_string(), {__FILE__, __LINE__, __func__}});
     }
 };
 
@@ -83,7 +83,7 @@ void adoptToolkitLog() {
     delete wxLog::SetActiveTarget(new ToolkitLog);
 }
 
-void logLine(int level, const char* word, std::string_view source, int number, std::source_location where,
+void logLine(int level, const char* word, std::string_view source, int number, LogPlace where,
              const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <source_location>
 #include <string>
 #include <string_view>
 
@@ -18,10 +17,17 @@ constexpr int log_message = 3;
 constexpr int log_status = 4;
 constexpr int log_verbose = 5;  ///< what OABR_LOG_DEBUG logs at
 
+/// Where in the sources a record was logged.
+struct LogPlace {
+    const char* file;
+    int line;
+    const char* function;
+};
+
 struct LogRecord {
     int level;
     std::string text;  ///< the composed line as the message has it; some end in a line feed of their own
-    std::source_location where;
+    LogPlace where;
 };
 
 /// Takes one record; called by one thread at a time. What it logs itself is dropped.
@@ -47,15 +53,15 @@ consteval std::string_view logSource(std::string_view file) {
 
 /// Composes and logs one line, whatever the level that is set: for the macros below.
 [[gnu::format(printf, 6, 7)]] void logLine(int level, const char* word, std::string_view source, int number,
-                                           std::source_location where, const char* format, ...);
+                                           LogPlace where, const char* format, ...);
 
 }  // namespace kovgui
 
-#define OABR_LOG(level, word, number, ...)                                    \
-    do {                                                                      \
-        if ((level) <= kovgui::logLevel())                                    \
-            kovgui::logLine(level, word, kovgui::logSource(__FILE__), number, \
-                            std::source_location::current(), __VA_ARGS__);    \
+#define OABR_LOG(level, word, number, ...)                                                \
+    do {                                                                                  \
+        if ((level) <= kovgui::logLevel())                                                \
+            kovgui::logLine(level, word, kovgui::logSource(__FILE__), number,             \
+                            kovgui::LogPlace{__FILE__, __LINE__, __func__}, __VA_ARGS__); \
     } while (false)
 
 // Log the message of that number: a printf format with its arguments.

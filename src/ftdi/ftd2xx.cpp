@@ -168,7 +168,7 @@ std::shared_ptr<platform::Waitable> readHere(FT_HANDLE handle) {
         std::shared_ptr<Port> port;
         std::unique_ptr<platform::Waitable> waitable;
     };
-    const auto reading = std::make_shared<Reading>(find(handle));
+    const auto reading = std::make_shared<Reading>(Reading{find(handle), nullptr});
     if (reading->port) reading->waitable = reading->port->readHere();
     return {reading, reading->waitable.get()};
 }

@@ -28,6 +28,7 @@ constexpr size_t status_bytes = 2;
 constexpr uint8_t modem_bits = 0xF0;  // CTS, DSR, RI, DCD
 constexpr uint8_t line_bits = 0x9E;   // overrun, parity, framing, break, error in the buffer
 
+constexpr uint8_t vendor_request_out = LIBUSB_REQUEST_TYPE_VENDOR;  // to the device itself
 constexpr uint8_t request_set_bit_mode = 0x0B;
 constexpr uint8_t pin_levels = 0x0F;
 constexpr uint8_t pin_directions = 0xF0;
@@ -78,7 +79,7 @@ public:
         if (!(mask & FT_PURGE_RX)) return FT_OK;
         if (ftdi_tciflush(ftdi_.get()) != 0) return FT_IO_ERROR;
         // What the transfers under way bring back is older as well.
-        return withoutReads([this](Inbox* inbox) {
+        return withoutReads([](Inbox* inbox) {
             if (inbox) inbox->dropReceived();
         });
     }
@@ -133,7 +134,7 @@ public:
     FT_STATUS setBitMode(uint8_t mask, uint8_t mode) override {
         directions_ = mode == FT_BITMODE_CBUS_BITBANG ? mask & pin_directions : pin_directions;
         return apply(setting_pins, [=](ftdi_context* ftdi) {
-            return libusb_control_transfer(ftdi->usb_dev, FTDI_DEVICE_OUT_REQTYPE, request_set_bit_mode,
+            return libusb_control_transfer(ftdi->usb_dev, vendor_request_out, request_set_bit_mode,
                                            static_cast<uint16_t>(mode << 8 | mask),
                                            static_cast<uint16_t>(ftdi->index), nullptr, 0,
                                            static_cast<unsigned>(ftdi->usb_write_timeout));

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include <random>
 
 #include "lib/crc16_ccitt.h"
@@ -71,8 +73,8 @@ TEST_F(Hdlc, JoinsHeaderAndPayload) {
     const uint8_t header[] = {0xF0, 0x7E};
     for (const int length : {0, 1, 60, 253}) {
         const Bytes payload(static_cast<size_t>(length), 0x42);
-        Bytes whole{0xF0, 0x7E};
-        whole.insert(whole.end(), payload.begin(), payload.end());
+        Bytes whole(payload.size() + 2, 0x42);
+        std::copy_n(header, 2, whole.begin());
         const Bytes expected = framed(whole);
         wire.clear();
         framing.send_msg(header, payload.data(), static_cast<uint8_t>(length));
