@@ -98,6 +98,7 @@ bool StreamHost::runOne(const std::string& line) {
     const argument_words words(line.c_str(), " \t\r\n");
     if (equals_ignoring_case(words[0], "exit")) return false;
     const LineResult ran = runLine(consoleCommands(), line, &stop_);
+    if (interrupts_.exitStatus()) return false;
     const bool succeeded = ran.word.empty() || ran.result == cmd_ok;
     if (!succeeded) {
         failed_ = true;

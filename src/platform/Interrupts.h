@@ -12,7 +12,8 @@ namespace kovgui::platform {
 class Interrupts {
 public:
     /// @param event  must outlive the object
-    explicit Interrupts(Event& event);
+    /// @param also   called as well, on any thread in the middle of anything; null for nothing
+    explicit Interrupts(Event& event, void (*also)() = nullptr);
     ~Interrupts();
     Interrupts(const Interrupts&) = delete;
     Interrupts& operator=(const Interrupts&) = delete;
@@ -22,6 +23,8 @@ public:
     int exitStatus() const;
     /// Whether it was asked by a key, Ctrl-C.
     bool byKey() const;
+    /// From now on nothing but the event is set.
+    static void setEventOnly();
 };
 
 /// A reader that has gone makes writing to it fail instead of ending the process. For the rest of the

@@ -16,8 +16,10 @@ constexpr int signals[] = {SIGINT, SIGTERM, SIGHUP};
 constexpr int exit_status_base = 128;
 
 std::atomic<Event*> to_set{nullptr};
+std::atomic<void (*)()> to_call{nullptr};
 std::atomic<int> caught{0};
-static_assert(std::atomic<Event*>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
+static_assert(std::atomic<Event*>::is_always_lock_free && std::atomic<void (*)()>::is_always_lock_free &&
+              std::atomic<int>::is_always_lock_free);
 
 int nowhere = -1;  // opened beforehand
 
@@ -30,6 +32,7 @@ void leaveIfStopped(int output) {
 void onSignal(int signal) {
     const int error = errno;
     caught = signal;
+    if (void (*const also)() = to_call) also();
     if (Event* const event = to_set) event->set();
     leaveIfStopped(STDOUT_FILENO);
     leaveIfStopped(STDERR_FILENO);
@@ -38,8 +41,9 @@ void onSignal(int signal) {
 
 }  // namespace
 
-Interrupts::Interrupts(Event& event) {
+Interrupts::Interrupts(Event& event, void (*also)()) {
     caught = 0;
+    to_call = also;
     to_set = &event;
     nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
     struct sigaction action {};
@@ -52,8 +56,13 @@ Interrupts::Interrupts(Event& event) {
 Interrupts::~Interrupts() {
     for (const int one : signals)
         ::signal(one, SIG_DFL);
+    to_call = nullptr;
     to_set = nullptr;
     close(nowhere);
+}
+
+void Interrupts::setEventOnly() {
+    to_call = nullptr;
 }
 
 int Interrupts::exitStatus() const {

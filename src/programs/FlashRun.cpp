@@ -4,9 +4,11 @@
 #include <cstdio>
 #include <utility>
 
+#include "lib/comm_obj.h"
 #include "src/OABR-Switch/identity.h"
 #include "src/base/utilities.h"
 #include "src/models/version_compare.h"
+#include "src/platform/Interrupts.h"
 #include "src/platform/terminal.h"
 
 namespace kovgui {
@@ -88,8 +90,7 @@ FlashRun::FlashRun(const IFFFile& file, const FirmwareCheck& check, const FlashO
 
 int FlashRun::run() {
     if (!showVersions()) return exit_could_not_begin;
-    stopped_ = stop_.wait(0);
-    if (stopped_) return reportFailure();
+    if (!beginJob()) return reportFailure();
     WorkerThreadHandler owner;
     auto job = std::make_unique<FlashThread>(&owner, &events_, 0, file_.programHex(), options_.serial);
     const FlashThread& started = *job;
@@ -129,6 +130,15 @@ bool FlashRun::showVersions() {
     std::fflush(stdout);
     if (!answers) progress_.say("The firmware does not answer. Looking for the bootloader.");
     return true;
+}
+
+/// From here on a stop is the job's: what it has begun it ends in order, which takes requests.
+/// @return false when the operator has stopped it before
+bool FlashRun::beginJob() {
+    platform::Interrupts::setEventOnly();
+    stopped_ = stop_.wait(0);
+    comm_stop(false);
+    return !stopped_;
 }
 
 void FlashRun::runJob(const FlashThread& job, WorkerThreadHandler& owner) {

@@ -60,6 +60,7 @@ public:
 
 private:
     bool showVersions();
+    bool beginJob();
     void runJob(const FlashThread& job, WorkerThreadHandler& owner);
     void takeEvents(const FlashThread& job);
     int reportSuccess();

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "lib/comm_obj.h"
 #include "oabr_version.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/base/log.h"
@@ -32,7 +33,7 @@ constexpr const char* usage =
     "\n"
     "Exit status: 0 every command succeeded, 1 one failed or was invalid or the device went away, 2 no "
     "device could be\n"
-    "connected, 130 interrupted.\n";
+    "connected, 130 interrupted, 143 asked to terminate.\n";
 
 struct Options {
     std::string serial;
@@ -81,7 +82,8 @@ int main(int argc, char** argv) {
     if (const int status = parse(argc, argv, &options); status >= 0) return status;
 
     kovgui::platform::Event stop;
-    const kovgui::platform::Interrupts interrupts(stop);
+    // Whoever interrupts a command need not wait until it has asked for the rest of its list.
+    const kovgui::platform::Interrupts interrupts(stop, [] { comm_stop(true); });
     const kovgui::ProgramGuard guard;
     kovgui::oabr::OABRDevice::instance()->setReceiverEndedEvent(&stop);
     if (!kovgui::cli::connectDevice(options.serial)) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "lib/comm_obj.h"
 #include "oabr_version.h"
 #include "src/FlashDlg/IFFFile.h"
 #include "src/FlashDlg/firmware_check.h"
@@ -102,7 +103,7 @@ int main(int argc, char** argv) {
     if (const int status = parse(argc, argv, &options); status >= 0) return status;
 
     kovgui::platform::Event stop;
-    const kovgui::platform::Interrupts interrupts(stop);
+    const kovgui::platform::Interrupts interrupts(stop, [] { comm_stop(true); });
     const kovgui::ProgramGuard guard;
     kovgui::IFFFile file;
     const kovgui::FirmwareCheck check = kovgui::openFirmware(options.file.c_str(), file);

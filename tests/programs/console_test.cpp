@@ -179,6 +179,25 @@ TEST(Console, AnInterruptEndsItThoughNobodyTakesWhatItPrints) {
     EXPECT_THAT(result.err, testing::EndsWith("143\n")) << result;
 }
 
+TEST(Console, AnInterruptEndsAListingBetweenTwoRequests) {
+    const auto device = SimulatedDevice().start();
+    const std::string table_read = R"("event":"request","data":"F204)";
+    const std::pair<const char*, int> ends[] = {{"vlan\nversion\n", SIGINT}, {"tab vlan\n", SIGTERM}};
+    size_t before = 0;
+    for (const auto& [listing, signal] : ends) {
+        Running running = console().in(device).start();
+        running.write(listing);
+        ASSERT_TRUE(device.wait_journal(table_read, before + 5));
+        const auto start = std::chrono::steady_clock::now();
+        running.signal(signal);
+        const Result result = running.wait();
+        EXPECT_EQ(result.status, 128 + signal) << result;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+        before = device.journal(table_read).size();
+        EXPECT_THAT(result.out, Not(HasSubstr("Firmware"))) << "the line behind it ran";
+    }
+}
+
 TEST(Console, AReaderThatGoesAwayEndsIt) {
     const auto device = SimulatedDevice().speed("fast").start();
     const Result result =
