@@ -1,8 +1,10 @@
 #include "lib/comm_obj.h"
 
+#include <sched.h>
 #include <sys/time.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -38,61 +40,183 @@ struct run_state {
 };
 thread_local constinit run_state current_run{};
 
-timespec deadline_in(uint64_t seconds) {
+// Odd once the link has ended, another number for each one.
+constinit std::atomic<uint32_t> link_number{0};
+constinit std::atomic<bool> stopped{false};
+
+constinit std::atomic<comm_resync> resync{nullptr};
+/// A reply came that nobody had asked for: the device repeats itself.
+constinit std::atomic<bool> repeats{false};
+constinit std::atomic<int> second_ms{1000};
+
+bool link_ended() {
+    return (link_number & 1) != 0 || stopped;
+}
+
+timespec in(uint64_t milliseconds) {
+    constexpr uint64_t ns_per_ms = 1'000'000;
+    constexpr uint64_t ns_per_s = 1'000'000'000;
     timeval now{};
     gettimeofday(&now, nullptr);
-    timespec deadline{};
-    deadline.tv_sec = now.tv_sec + static_cast<time_t>(seconds);
-    deadline.tv_nsec = static_cast<decltype(deadline.tv_nsec)>(now.tv_usec) * 1000;
-    return deadline;
+    const uint64_t ns = static_cast<uint64_t>(now.tv_usec) * 1000 + milliseconds * ns_per_ms;
+    timespec then{};
+    then.tv_sec = now.tv_sec + static_cast<time_t>(ns / ns_per_s);
+    then.tv_nsec = static_cast<decltype(then.tv_nsec)>(ns % ns_per_s);
+    return then;
 }
 
-/// Is this the reply to an earlier request of the object, as far as the device lets us see?
-bool is_stale(comm_obj& obj, const hdlc_msg& reply) {
-    if (obj.echo.length == 0) return false;
-    const auto* asked = reinterpret_cast<const uint8_t*>(&obj.request) + obj.echo.first;
-    const auto* answered = reinterpret_cast<const uint8_t*>(&reply) + obj.echo.first;
-    if (std::equal(asked, asked + obj.echo.length, answered)) {
-        obj.echo_seen = true;
-        return false;
+bool earlier(const timespec& a, const timespec& b) {
+    return a.tv_sec != b.tv_sec ? a.tv_sec < b.tv_sec : a.tv_nsec < b.tv_nsec;
+}
+
+/// Copies the reply area, whole, although the receiver may be writing it.
+/// @return the arrivals up to this reply
+uint32_t take_reply(comm_obj& obj, hdlc_msg& reply) {
+    const std::atomic_ref arrivals(obj.arrivals);
+    for (;;) {
+        const uint32_t before = arrivals.load(std::memory_order_acquire);
+        if ((before & 1) == 0) {
+            reply = obj.reply;
+            // A write of its own keeps the copy in front of it.
+            if (arrivals.fetch_add(0, std::memory_order_acq_rel) == before) return before;
+        }
+        sched_yield();
     }
-    const bool in_payload = obj.echo.first >= hdlc_msg_header_size;
-    const bool blank =
-        std::all_of(answered, answered + obj.echo.length, [](uint8_t byte) { return byte == 0; });
-    return obj.echo_seen && !(in_payload && blank);
 }
 
-int report(int wait_result) {
-    if (wait_result == 0) return req_ok;
-    const bool timed_out = wait_result == ETIMEDOUT;
-    if (timed_out && current_run.depth > 0) current_run.timed_out = true;
+const uint8_t* asked(const comm_obj& obj) {
+    return reinterpret_cast<const uint8_t*>(&obj.request) + obj.echo.first;
+}
+
+/// Is this the reply to an earlier request, as far as the device lets us see?
+bool is_stale(const comm_obj& obj, const hdlc_msg& reply) {
+    const auto* answered = reinterpret_cast<const uint8_t*>(&reply) + obj.echo.first;
+    const auto is_answer_to = [&](const uint8_t* bytes) {
+        return std::equal(bytes, bytes + obj.echo.length, answered);
+    };
+    const auto* end = obj.asked_before + std::min<uint32_t>(obj.asked_count, comm_asked_max);
+    return !is_answer_to(asked(obj)) && std::any_of(obj.asked_before, end, is_answer_to);
+}
+
+/// Can nobody tell whether this reply came for the second time?
+bool is_doubtful(const comm_obj& obj, const hdlc_msg& before, const hdlc_msg& reply) {
+    return resync.load() && obj.echo.ambiguous && obj.residue != comm_residue::none &&
+           memcmp(&before, &reply, sizeof reply) == 0;
+}
+
+void note_timeout() {
+    if (current_run.depth > 0) current_run.timed_out = true;
+}
+
+int report(int result) {
+    if (result == req_ok) return req_ok;
+    const bool timed_out = result == req_timed_out;
+    if (timed_out) note_timeout();
     fputs(timed_out ? "send_rq timed out\n" : "send_rq failed\n", stderr);
     fflush(stderr);
-    return timed_out ? req_timed_out : req_failed;
+    return result;
 }
 
-/// The exchange of send_req; `reply` becomes a copy of the reply area, whatever the result.
-int exchange(comm_obj& obj, hdlc_msg& reply) {
+void set_residue(comm_obj& obj, comm_residue residue) {
+    obj.residue = residue;
+    if (residue == comm_residue::none) obj.asked_count = 0;
+}
+
+/// Sees to it that nothing is under way that could be taken for the reply to the object's next request.
+int clear_residue(comm_obj& obj) {
+    const comm_resync make_sure = resync;
+    const bool unsure = obj.residue == comm_residue::late ||
+                        (obj.residue == comm_residue::repeated && obj.echo.ambiguous && repeats);
+    if (!make_sure || !unsure) return req_ok;
+    const int result = make_sure(obj.timeout);
+    if (result == req_ok) set_residue(obj, comm_residue::none);
+    return result;
+}
+
+/// The wait of send_req, with the object's lock held.
+int await_reply(comm_obj& obj, hdlc_msg& reply) {
+    const comm_wait wait(obj.timeout);
+    std::atomic_ref arrivals(obj.arrivals);
+    uint32_t seen = arrivals;
+    do {
+        const int woken = wait.step(&obj.reply_signal, &obj.lock);
+        if (woken != 0 && woken != ETIMEDOUT) return req_failed;
+        // On a line that nobody keeps in order any wake-up counts.
+        bool look = arrivals != seen || (woken == 0 && !resync.load());
+        for (; look; look = arrivals != seen) {
+            seen = take_reply(obj, reply);
+            if (!is_stale(obj, reply)) return req_ok;
+        }
+    } while (!wait.over());
+    return req_timed_out;
+}
+
+int send_and_wait(comm_obj& obj, hdlc_msg& reply) {
     pthread_mutex_lock(&obj.lock);
-    if (current_run.timed_out) {
-        reply = obj.reply;
-        pthread_mutex_unlock(&obj.lock);
-        return req_timed_out;
-    }
+    std::atomic_ref(obj.awaited) = true;
     hdlc_tx_frame(reinterpret_cast<const uint8_t*>(&obj.request),
                   static_cast<uint8_t>(obj.request_length + hdlc_msg_header_size));
-    const timespec deadline = deadline_in(obj.timeout);
-    int wait_result = 0;
-    do {
-        wait_result = pthread_cond_timedwait(&obj.reply_signal, &obj.lock, &deadline);
-        reply = obj.reply;
-    } while (wait_result == 0 && is_stale(obj, reply));
-    const int result = report(wait_result);
+    const int result = await_reply(obj, reply);
     pthread_mutex_unlock(&obj.lock);
     return result;
 }
 
+/// The exchange of send_req; `reply` becomes a copy of the reply area, whatever the result.
+int exchange(comm_obj& obj, hdlc_msg& reply) {
+    take_reply(obj, reply);
+    if (link_ended()) note_timeout();
+    if (link_ended() || current_run.timed_out) return req_timed_out;
+    if (const int failed = clear_residue(obj)) return report(failed);
+
+    hdlc_msg before;
+    take_reply(obj, before);
+    int result = send_and_wait(obj, reply);
+    const bool doubtful = result == req_ok && is_doubtful(obj, before, reply);
+    if (doubtful) result = resync.load()(obj.timeout);
+    if (doubtful || result != req_ok) take_reply(obj, reply);
+
+    std::copy_n(asked(obj), obj.echo.length, obj.asked_before[obj.asked_count++ % comm_asked_max]);
+    set_residue(obj, result != req_ok ? comm_residue::late
+                     : doubtful       ? comm_residue::none
+                                      : comm_residue::repeated);
+    return report(result);
+}
+
 }  // namespace
+
+void comm_set_resync(comm_resync new_resync) {
+    resync = new_resync;
+}
+
+void comm_end() {
+    link_number.fetch_or(1);
+}
+
+void comm_begin() {
+    repeats = false;
+    if ((link_number & 1) != 0) link_number.fetch_add(1);
+}
+
+void comm_stop(bool stop) {
+    stopped = stop;
+}
+
+void comm_set_second(int milliseconds) {
+    second_ms = milliseconds;
+}
+
+comm_wait::comm_wait(uint64_t seconds)
+    : deadline_(in(seconds * static_cast<uint64_t>(second_ms.load()))), link_(link_number) {}
+
+bool comm_wait::over() const {
+    return link_ended() || link_number != link_ || !earlier(in(0), deadline_);
+}
+
+int comm_wait::step(pthread_cond_t* signal, pthread_mutex_t* lock) const {
+    constexpr uint64_t step_ms = 50;
+    const timespec soon = in(step_ms);
+    return pthread_cond_timedwait(signal, lock, earlier(soon, deadline_) ? &soon : &deadline_);
+}
 
 int send_req(comm_obj* obj) {
     hdlc_msg reply;
@@ -112,7 +236,11 @@ bool comm_run::timed_out() const {
 }
 
 void process_ack(comm_obj* obj, const uint8_t* frame, uint16_t length) {
+    const std::atomic_ref arrivals(obj->arrivals);
+    arrivals.fetch_add(1, std::memory_order_acq_rel);
     memcpy(&obj->reply, frame, std::min<size_t>(length, sizeof obj->reply));
+    if (!std::atomic_ref(obj->awaited).exchange(false)) repeats = true;
+    arrivals.fetch_add(1, std::memory_order_release);
     pthread_cond_signal(&obj->reply_signal);
 }
 

@@ -3,6 +3,8 @@
 #include <sys/time.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <ctime>
 
@@ -33,8 +35,8 @@ public:
 
 class control_caller : public comm_caller {
 public:
-    control_caller(comm_obj& obj, uint8_t cmd)
-        : comm_caller(obj, msg_type::control_request, cmd, msg_type::control_reply, cmd) {}
+    control_caller(comm_obj& obj, uint8_t cmd, comm_echo echo = echo_none)
+        : comm_caller(obj, msg_type::control_request, cmd, msg_type::control_reply, cmd, echo) {}
 };
 
 constexpr int identity_size = 4;
@@ -52,7 +54,7 @@ int read_identity(comm_obj& obj, uint8_t cmd, uint8_t* out, bool reversed) {
 int ping(uint32_t* out) {
     constexpr int seconds_at = 0;
     constexpr int microseconds_at = 4;
-    command_caller caller(comm_ping, msg_cmd::ping);
+    command_caller caller(comm_ping, msg_cmd::ping, echo_stamp);
     timeval now{};
     gettimeofday(&now, nullptr);
     put_le32(caller.payload() + seconds_at, static_cast<uint32_t>(now.tv_sec));
@@ -62,6 +64,63 @@ int ping(uint32_t* out) {
     *out = (static_cast<uint32_t>(now.tv_sec) - get_le32(caller.reply() + seconds_at)) * 1'000'000U +
            static_cast<uint32_t>(now.tv_usec) - get_le32(caller.reply() + microseconds_at);
     return req_ok;
+}
+
+namespace {
+
+// Pings of resync_by_ping carry a number, and behind it what no clock's microseconds are.
+constexpr uint32_t resync_mark = 0xFFFFFFFF;
+pthread_mutex_t resync_lock = PTHREAD_MUTEX_INITIALIZER;  // guards nothing; the receiver takes no lock
+pthread_cond_t resync_answered = PTHREAD_COND_INITIALIZER;
+
+/// The numbers of the last ping that was sent and of the last one that was answered. They begin with the
+/// time, because an earlier program's ping may be answered still.
+struct resync_numbers {
+    std::atomic<uint32_t> sent, answered;
+
+    explicit resync_numbers(const timeval& now)
+        : sent(static_cast<uint32_t>(now.tv_sec * 1'000'003 + now.tv_usec)), answered(sent.load()) {}
+};
+
+resync_numbers& resyncs() {
+    static resync_numbers numbers([] {
+        timeval now{};
+        gettimeofday(&now, nullptr);
+        return now;
+    }());
+    return numbers;
+}
+
+}  // namespace
+
+int resync_by_ping(uint64_t seconds) {
+    const uint32_t number = ++resyncs().sent;
+    const auto answered = [&] { return static_cast<int32_t>(resyncs().answered - number) >= 0; };
+    uint8_t frame[] = {msg_type::request, msg_cmd::ping, 0, 0, 0, 0, 0, 0, 0, 0};
+    put_le32(frame + 2, number);
+    put_le32(frame + 6, resync_mark);
+    hdlc_tx_frame(frame, sizeof frame);
+
+    const comm_wait wait(seconds);
+    int woken = 0;
+    pthread_mutex_lock(&resync_lock);
+    while (!answered() && !wait.over() && (woken == 0 || woken == ETIMEDOUT))
+        woken = wait.step(&resync_answered, &resync_lock);
+    pthread_mutex_unlock(&resync_lock);
+    if (answered()) return req_ok;
+    return wait.over() ? req_timed_out : req_failed;
+}
+
+bool process_resync(const uint8_t* frame, uint16_t length) {
+    if (length != 10 || frame[0] != msg_type::reply || frame[1] != msg_cmd::ping ||
+        get_le32(frame + 6) != resync_mark)
+        return false;
+    const uint32_t number = get_le32(frame + 2);
+    const uint32_t answered = resyncs().answered;
+    if (number - answered - 1 >= resyncs().sent - answered) return true;  // a repeated or foreign one
+    resyncs().answered = number;
+    pthread_cond_broadcast(&resync_answered);
+    return true;
 }
 
 int fwv_read(uint8_t* out) {
@@ -86,7 +145,7 @@ int bls_read(char* out) {
 
 int pwr_ctl(int mode) {
     if (mode != 0 && mode != 1) return -1;
-    control_caller caller(comm_pwr_ctl, msg_cmd::power_on);
+    control_caller caller(comm_pwr_ctl, msg_cmd::power_on, echo_command);
     caller.set_command(mode == 0 ? msg_cmd::power_on : msg_cmd::power_off);
     return caller.send(0);
 }
@@ -98,7 +157,7 @@ int bl_enable(int on) {
 }
 
 int wup_ctl(uint8_t value) {
-    control_caller caller(comm_wup_ctl, msg_cmd::wup_ctl);
+    control_caller caller(comm_wup_ctl, msg_cmd::wup_ctl, echo_nothing);
     caller.payload()[0] = value;
     if (caller.send(1) != req_ok) return -1;
     return caller.reply()[0];

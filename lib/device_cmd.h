@@ -12,6 +12,11 @@
 /// @param out  microseconds from sending to the reply
 int ping(uint32_t* out);
 
+/// A comm_resync: sends a ping with a number of its own. Several threads can be at it at the same time.
+[[nodiscard]] int resync_by_ping(uint64_t seconds);
+/// Takes the answer to such a ping, on the receiver thread. @return false when the frame is something else
+bool process_resync(const uint8_t* frame, uint16_t length);
+
 /// @param out  four bytes in wire order, "Firmware %d.%d.%d.%d"
 int fwv_read(uint8_t* out);
 /// @param out  four bytes: day, month, year of the century, century (the reverse of the wire)

@@ -22,7 +22,7 @@ int erase_result(int answered, uint8_t status) {
 
 int e2p_read(uint16_t address, uint8_t* buffer, unsigned long* count) {
     comm_caller caller(comm_e2p_read, msg_type::request, msg_cmd::e2p_read, msg_type::reply,
-                       msg_cmd::e2p_read, echo_address16);
+                       msg_cmd::e2p_read, echo_block);
     put_le16(caller.payload(), address);
     caller.payload()[count_at] = static_cast<uint8_t>(*count);
     if (const int failed = caller.send(data_at)) return failed;
@@ -40,7 +40,7 @@ int e2p_write(uint16_t address, const uint8_t* data, unsigned long* count) {
         return -1;
     }
     comm_caller caller(comm_e2p_write, msg_type::request, msg_cmd::e2p_write, msg_type::reply,
-                       msg_cmd::e2p_write, echo_address16);
+                       msg_cmd::e2p_write, echo_block);
     put_le16(caller.payload(), address);
     caller.payload()[count_at] = static_cast<uint8_t>(*count);
     std::copy_n(data, *count, caller.payload() + data_at);

@@ -20,7 +20,7 @@ int rmt_function(uint8_t cmd, int timeout, const uint8_t* data, int length, uint
                  int reply_length) {
     if (length < 0 || length > rmt_max_data || reply_length < 0 || reply_length > rmt_max_data) return 0;
     comm_caller caller(comm_rmt_func, msg_type::remote_request, cmd, msg_type::remote_reply, cmd,
-                       echo_command);
+                       echo_remote);
     caller.set_command(cmd);
     caller.set_timeout(static_cast<uint64_t>(std::max(timeout, 1)));
     put_le16(caller.payload(), static_cast<uint16_t>(length));

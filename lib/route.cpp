@@ -108,3 +108,11 @@ comm_obj* reply_object(uint8_t type, uint8_t command) {
             return nullptr;
     }
 }
+
+bool route_reply(const uint8_t* frame, uint16_t length) {
+    if (length < hdlc_msg_header_size) return false;
+    if (process_resync(frame, length)) return true;
+    comm_obj* const waiting = reply_object(frame[0], frame[1]);
+    if (waiting) process_ack(waiting, frame, length);
+    return waiting != nullptr;
+}

@@ -117,7 +117,7 @@ void hdlc_on_rx_frame(const uint8_t* frame, uint16_t length) {
     if (length < hdlc_msg_header_size) return;
     const uint8_t type = frame[0];
     const uint8_t command = frame[1];
-    if (comm_obj* const waiting = reply_object(type, command)) return process_ack(waiting, frame, length);
+    if (route_reply(frame, length)) return;
     switch (pairOf(type, command)) {
         case pairOf(msg_type::data_reply, msg_cmd::can_trace_record):
             return OABRDevice::instance()->onCanTraceRecord(frame, length);
@@ -159,6 +159,7 @@ OABRDevice* OABRDevice::instance() {
 OABRDevice::OABRDevice() {
     crc16_ccitt_init();
     hdlc_init([](int byte) { hdlc_put_char(static_cast<char>(byte)); }, hdlc_on_rx_frame);
+    comm_set_resync(resync_by_ping);
 }
 
 std::vector<OABRDevice::DeviceInfo> OABRDevice::enumDevices() {
@@ -307,6 +308,7 @@ int OABRDevice::disconnect() {
         return 0;
     }
     state_ = State::disconnected;
+    comm_end();
     LOG_DEBUG(522, "stopping Receiver Thread");
     stopReceiverThread();
     return D2XX::disconnect();
@@ -318,6 +320,7 @@ int OABRDevice::startReceiverThread() {
     if (receiver_thread_) return 0;
     stop_event_.reset();  // a stop that came too late must not end the next receiver
     receiver_ended_ = false;
+    comm_begin();
     receiver_thread_ = std::make_unique<OABRReceiverThread>();
     if (receiver_thread_->Create() != wxTHREAD_NO_ERROR || receiver_thread_->Run() != wxTHREAD_NO_ERROR) {
         LOG_ERROR(537, "could not start receiver Thread");
@@ -364,6 +367,7 @@ void OABRDevice::receiverThreadFnc() {
         if (event == platform::wait_timed_out && state_ == State::firmware && getDeviceStatus() != 0) break;
     }
     receiver_ended_ = true;
+    comm_end();
     const std::lock_guard lock(listeners_);
     if (ended_event_) ended_event_->set();
 }

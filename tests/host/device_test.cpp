@@ -6,8 +6,11 @@
 #include <cstdlib>
 #include <thread>
 
+#include "lib/can.h"
 #include "lib/device_cmd.h"
+#include "lib/e2p.h"
 #include "lib/messages.h"
+#include "lib/rmt.h"
 #include "src/cli/StreamHost.h"
 #include "tests/host/host_fixture.h"
 
@@ -322,6 +325,124 @@ TEST_F(DeviceTest, AnUnpluggedDeviceEndsTheReceiverAndTheReplacementConnects) {
     EXPECT_EQ(ping(&microseconds), 0);
     converter->fail("status", FT_IO_ERROR);  // goes without an event
     EXPECT_TRUE(waitReceiverEnded());
+}
+
+/// Every kind of request.
+const std::vector<std::function<int()>>& requests() {
+    static uint8_t bytes[64], address[4];
+    static uint16_t word;
+    static uint32_t number, other;
+    static unsigned long count = 57;
+    static can_speed speed;
+    static can_mask_filter filter;
+    static char name[bls_max_length];
+    static const std::vector<std::function<int()>> all{
+        [] { return mdio_read(6, 1, &word); },
+        [] { return mdio_write(6, 1, 2); },
+        [] { return smi_read(1, bytes); },
+        [] { return smi_write(1, 2); },
+        [] { return e2p_read(0x200, bytes, &count); },
+        [] { return e2p_write(0x200, bytes, &count); },
+        [] { return rmt_ind_tab_entry_read(address, bytes) != 1; },
+        [] { return rmt_eeprom_erase_block(0, 4096, bytes) != 1; },
+        [] { return ping(&number); },
+        [] { return fwv_read(bytes); },
+        [] { return fwd_read(bytes); },
+        [] { return blv_read(bytes); },
+        [] { return bls_read(name); },
+        [] { return pwr_ctl(0); },
+        [] { return bl_enable(1); },
+        [] { return wup_ctl(wup_get) < 0; },
+        [] { return hk_status(&number); },
+        [] { return set_eth_wakeup(1, 2); },
+        [] { return get_eth_wakeup(&number, &other), 1; },
+        [] { return can_set_mode(0); },
+        [] { return can_get_mode(bytes); },
+        [] { return can_set_speed(&speed); },
+        [] { return can_get_speed(&speed); },
+        [] { return can_set_filter_mask(&filter); },
+        [] { return can_get_filter_mask(&filter); },
+        [] { return can_reset(); },
+        [] { return can_get_lcmode(bytes), 1; },
+    };
+    return all;
+}
+
+constexpr std::chrono::milliseconds at_once{300};
+
+TEST_F(DeviceTest, AnUnplugEndsEveryRequestAtOnceAndNoneIsSentAfterwards) {
+    connect();
+    for (const uint8_t command : {msg_cmd::fwv_read, msg_cmd::fwd_read, msg_cmd::blv_read, msg_cmd::bls_read})
+        firmware->ignore(msg_type::read_request, command);
+    firmware->ignore(msg_type::request, msg_cmd::ping);
+    const size_t before = firmware->requests().size();
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    std::vector<std::thread> threads;
+    for (const auto& request : requests())
+        threads.emplace_back([&request] { EXPECT_NE(request(), 0); });
+    const size_t sent = requests().size() - 1;  // the remote functions come one after the other
+    while (firmware->requests().size() < before + sent)
+        std::this_thread::yield();
+    auto start = std::chrono::steady_clock::now();
+    driver->unplug("OKVX0001");
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, at_once);
+    start = std::chrono::steady_clock::now();
+    for (const auto& request : requests())
+        EXPECT_NE(request(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, at_once);
+    testing::internal::GetCapturedStderr();
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(firmware->requests().size(), before + sent);
+}
+
+TEST_F(DeviceTest, AnUnplugAtAnyByteOfARequestEndsItAtOnce) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    for (size_t kind = 0; kind < requests().size(); kind += 5) {
+        for (const int at : {1, 2, 4, 6, 7}) {  // from the opening flag to the last of the shortest frame
+            connect();
+            std::atomic<int> bytes = 0;
+            converter->onWrite([&](std::string_view written) {
+                for (size_t i = 0; i < written.size(); ++i)
+                    if (++bytes == at) driver->unplug("OKVX0001");
+                return std::string();
+            });
+            const auto start = std::chrono::steady_clock::now();
+            EXPECT_NE(requests()[kind](), 0);
+            EXPECT_LT(std::chrono::steady_clock::now() - start, at_once)
+                << "request " << kind << ", byte " << at;
+            converter->onWrite({});
+            device.disconnect();
+        }
+    }
+    testing::internal::GetCapturedStderr();
+    testing::internal::GetCapturedStdout();
+}
+
+TEST_F(DeviceTest, ALateReplyIsDroppedBehindAPing) {
+    connect();
+    comm_set_second(100);
+    testing::internal::CaptureStderr();
+    std::vector<Bytes> late;
+    firmware->answer(msg_type::request, msg_cmd::smi_read, [&](const Bytes& asked) {
+        Bytes answer{msg_type::reply, msg_cmd::smi_read, asked[2], static_cast<uint8_t>(0x40 + asked[2])};
+        if (!late.empty()) return std::vector<Bytes>{answer};
+        late.push_back(answer);
+        return std::vector<Bytes>();
+    });
+    firmware->answer(msg_type::request, msg_cmd::ping, [&](Bytes asked) {
+        asked[0] = msg_type::reply;
+        return std::vector<Bytes>{late[0], asked};
+    });
+    uint8_t value = 0;
+    EXPECT_EQ(smi_read(0, &value), req_timed_out);
+    EXPECT_EQ(smi_read(1, &value), 0);
+    EXPECT_EQ(value, 0x41);
+    comm_set_second(1000);
+    testing::internal::GetCapturedStderr();
 }
 
 // ---- Several threads ----

@@ -13,8 +13,7 @@ namespace {
 thread_local std::string sent_bytes;
 
 void toRequester(const uint8_t* frame, uint16_t length) {
-    if (length < hdlc_msg_header_size) return;
-    if (comm_obj* obj = reply_object(frame[0], frame[1])) process_ack(obj, frame, length);
+    route_reply(frame, length);
 }
 
 }  // namespace
@@ -35,6 +34,7 @@ FakeDevice::FakeDevice() {
             if (comm_obj* obj = reply_object(static_cast<uint8_t>(type), static_cast<uint8_t>(command)))
                 *obj = comm_obj_initial;
     can_set_mode_ctl = comm_obj_initial;
+    comm_begin();
     hdlc_init(onByte, toRequester);
     thread_ = std::thread([this] { run(); });
 }

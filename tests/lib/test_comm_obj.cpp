@@ -1,7 +1,11 @@
 #include <gmock/gmock.h>
 
-#include <atomic>
+#include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <string>
+#include <thread>
+#include <utility>
 
 #include "lib/can.h"
 #include "lib/device_cmd.h"
@@ -14,8 +18,26 @@ using testing::ElementsAre;
 
 namespace {
 
+/// What a device replies whose values show what they are: reads of registers and of table entries, and pings.
+Bytes good(const Bytes& request) {
+    Bytes reply = request;
+    reply[0] = msg_type::reply;
+    if (request[0] == msg_type::remote_request) {
+        reply.assign(hdlc_msg_header_size + ind_tab_data_size, static_cast<uint8_t>(0x20 + request[8]));
+        reply[0] = msg_type::remote_reply;
+        reply[1] = request[1];
+        return reply;
+    }
+    if (request[1] == msg_cmd::mdio_read) put_le16(&reply[4], static_cast<uint16_t>(0x1000 + request[3]));
+    return reply;
+}
+
 class RequestChannel : public testing::Test {
 protected:
+    ~RequestChannel() override {
+        comm_set_resync(nullptr);
+        comm_set_second(1000);
+    }
     FakeDevice device;
 };
 
@@ -65,73 +87,153 @@ TEST_F(RequestChannel, TakesRepliesOfAnyLength) {
     EXPECT_EQ(status, 0U);
 }
 
-TEST_F(RequestChannel, PassesOverTheReplyToAnEarlierRequest) {
+TEST_F(RequestChannel, PassesOverTheReplyToAnEarlierRequestAndBelievesEveryOther) {
     uint16_t value = 0;
-    device.registers[6][1] = 0x1111;
-    device.registers[6][2] = 0x2222;
-    ASSERT_EQ(mdio_read(6, 1, &value), 0);
-    device.answer = [this](const Bytes& request) {
-        return std::vector<Bytes>{{0xF1, 0x02, 6, 1, 0x11, 0x11}, device.firmware(request)[0]};
+    const auto behind = [](Bytes first) {
+        return [first](const Bytes& request) { return std::vector<Bytes>{first, good(request)}; };
     };
+    device.answer = [](const Bytes& request) { return std::vector<Bytes>{good(request)}; };
+    ASSERT_EQ(mdio_read(6, 0, &value), 0);
+    device.answer = behind({0xF1, 0x02, 6, 0, 0x00, 0x10});
+    EXPECT_EQ(mdio_read(6, 1, &value), 0);
+    EXPECT_EQ(value, 0x1001) << "register 0 is a register like any other";
+    device.answer = behind({0xF1, 0x02, 6, 1, 0x01, 0x10});
     EXPECT_EQ(mdio_read(6, 2, &value), 0);
-    EXPECT_EQ(value, 0x2222);
-    device.answer = [](const Bytes&) { return std::vector<Bytes>{{0xF1, 0x02, 6, 1, 0x11, 0x11}}; };
+    EXPECT_EQ(value, 0x1002);
+
+    device.answer = [](const Bytes&) { return std::vector<Bytes>{{0xF1, 0x02, 7, 9, 0x77, 0x77}}; };
+    EXPECT_EQ(mdio_read(6, 1, &value), 0) << "a device may report an address otherwise";
+    EXPECT_EQ(value, 0x7777);
+
+    device.answer = [](const Bytes&) { return std::vector<Bytes>{{0xF1, 0x02, 6, 0, 0x00, 0x10}}; };
+    comm_set_second(200);
     testing::internal::CaptureStderr();
     EXPECT_EQ(mdio_read(6, 2, &value), req_timed_out) << "the late reply does not prolong the wait either";
     testing::internal::GetCapturedStderr();
-    EXPECT_EQ(value, 0x2222);
+    EXPECT_EQ(value, 0x7777);
 }
 
-/// Threads with requests of the same and of different kinds, on a device that loses replies, keeps some back
-/// until its requester gave up, and sends some twice.
-TEST_F(RequestChannel, GivesNoThreadAWrongValue) {
-    const auto valueOf = [](int phy, int reg) { return static_cast<uint16_t>(0x4000 + 256 * phy + reg); };
-    for (int phy = 0; phy < 32; ++phy)
-        for (int reg = 0; reg < 256; ++reg)
-            device.registers[static_cast<size_t>(phy)][static_cast<size_t>(reg)] = valueOf(phy, reg);
-    std::map<int, std::vector<Bytes>> late;  // by type and command
-    int seen = 0;
+// ---- With a line that is kept in order ----
+
+class OrderedChannel : public RequestChannel {
+protected:
+    OrderedChannel() {
+        comm_begin();
+        comm_set_resync(resync_by_ping);
+        comm_set_second(100);
+        testing::internal::CaptureStderr();
+        testing::internal::CaptureStdout();
+        device.answer = [](const Bytes& request) { return std::vector<Bytes>{good(request)}; };
+    }
+    ~OrderedChannel() override {
+        const std::string printed = testing::internal::GetCapturedStdout();
+        testing::internal::GetCapturedStderr();
+        if (HasFailure()) std::fputs(printed.c_str(), stdout);
+    }
+    /// The first byte of a table's entry; -1 when it could not be read.
+    static int entry(uint8_t number) {
+        const uint8_t address[] = {0, 0, number, 0};
+        uint8_t data[9] = {};
+        return rmt_ind_tab_entry_read(address, data) == 1 ? data[0] : -1;
+    }
+    static bool isPing(const Bytes& request) { return request[0] == 0xF0 && request[1] == 0x04; }
+    size_t pings() const {
+        const auto all = device.requests();
+        return static_cast<size_t>(std::count_if(all.begin(), all.end(), isPing));
+    }
+};
+
+TEST_F(OrderedChannel, ALateReplyIsNobodysAndASilentDeviceCostsOneTimeout) {
+    // The reply to the first request comes when the next thing is asked, whatever that is.
+    Bytes late;
     device.answer = [&](const Bytes& request) {
-        const int kind = request[0] << 8 | request[1];
-        std::vector<Bytes> replies = std::move(late[kind]);
-        late[kind].clear();
-        const Bytes reply = device.firmware(request)[0];
-        ++seen;
-        if (seen == 100 || seen == 700) return replies;  // lost
-        if (seen == 400 || seen == 900) {                // late
-            late[kind].push_back(reply);
-            return replies;
+        const Bytes reply = good(request);
+        if (late.empty()) {
+            late = reply;
+            return std::vector<Bytes>();
         }
-        replies.push_back(reply);
-        if (seen % 3 == 0) replies.push_back(reply);  // twice
+        return std::vector<Bytes>{std::exchange(late, Bytes{0x98, 0}), reply};
+    };
+    EXPECT_EQ(entry(1), -1);
+    EXPECT_EQ(entry(2), 0x22);
+    EXPECT_EQ(entry(3), 0x23);
+
+    device.answer = [](const Bytes&) { return std::vector<Bytes>(); };
+    EXPECT_EQ(entry(4), -1);
+    device.forgetRequests();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(entry(5), -1);
+    const auto took = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(took, std::chrono::milliseconds(290)) << "three seconds, as the request asks for";
+    EXPECT_LT(took, std::chrono::milliseconds(550));
+    EXPECT_EQ(device.requests().size(), pings()) << "what could not be made sure is not sent";
+}
+
+TEST_F(OrderedChannel, ARepeatedTableReplyIsNotTakenForTheNextEntry) {
+    Bytes repeated;
+    int lost = -1;
+    const auto overlapping = [&](const Bytes& request) {
+        std::vector<Bytes> replies;
+        if (!repeated.empty()) replies.push_back(std::exchange(repeated, {}));
+        const Bytes reply = good(request);
+        if (isPing(request)) return std::vector<Bytes>{reply};
+        if (request[8] != lost) replies.push_back(reply);
+        repeated = reply;
         return replies;
     };
-    std::atomic<int> wrong = 0, timedOut = 0, good = 0;
-    const auto note = [&](int result, const auto& value, int expected) {
-        const bool right = result == 0 && value == expected;
-        ++(result == req_timed_out ? timedOut : right ? good : wrong);
-    };
+    device.answer = overlapping;
+    for (uint8_t number = 0; number < 6; ++number)
+        EXPECT_EQ(entry(number), 0x20 + number);
+    lost = 6;  // what comes instead is the repeated reply to the request before
+    EXPECT_EQ(entry(6), -1);
+    EXPECT_EQ(entry(7), 0x27);
+}
+
+TEST_F(OrderedChannel, ADeviceThatAnswersOnceIsAskedLittleMore) {
+    for (uint8_t number = 0; number < 8; ++number)
+        EXPECT_EQ(entry(number), 0x20 + number);
+    uint16_t value = 0;
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(mdio_read(6, 1, &value), 0);
+    EXPECT_EQ(pings(), 0u);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(entry(7), 0x27);
+    EXPECT_EQ(pings(), 2u) << "equal replies to requests that may differ are made sure of, every second time";
+}
+
+// ---- A link that ends ----
+
+TEST_F(RequestChannel, TheEndOfTheLinkEndsEveryRequestAtOnce) {
+    device.answer = [](const Bytes&) { return std::vector<Bytes>{}; };
     testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    uint16_t value = 0;
+    uint8_t bytes[57], status = 0;
+    unsigned long count = 4;
     std::vector<std::thread> threads;
-    for (int number = 0; number < 3; ++number)
-        threads.emplace_back([&, number] {
-            for (int i = 0; i < 300; ++i) {
-                const auto reg = static_cast<uint8_t>(1 + (37 * i + 80 * number) % 31);
-                const auto phy = static_cast<uint8_t>(number == 0 ? 24 : 25);
-                uint16_t value = 0;
-                uint8_t byte = 0;
-                if (number < 2) note(mdio_read(phy, reg, &value), value, valueOf(phy, reg));
-                if (number > 0) note(smi_read(reg, &byte), byte, valueOf(6, reg) & 0xFF);
-            }
-        });
+    threads.emplace_back([&] { EXPECT_EQ(mdio_read(6, 1, &value), req_timed_out); });
+    threads.emplace_back([&] { EXPECT_EQ(e2p_read(0x200, bytes, &count), req_timed_out); });
+    threads.emplace_back([&] { EXPECT_EQ(rmt_eeprom_erase_block(0, 10, &status), 0); });
+    while (device.requests().size() < threads.size())
+        std::this_thread::yield();
+    const auto start = std::chrono::steady_clock::now();
+    comm_end();
     for (std::thread& thread : threads)
         thread.join();
-    testing::internal::GetCapturedStderr();
-    EXPECT_EQ(wrong, 0);
-    EXPECT_GE(timedOut, 4);
-    EXPECT_EQ(good + timedOut, 1200);
-    for (const Bytes& request : device.requests())
-        EXPECT_TRUE(request.size() == 6 || request.size() == 4) << "a frame was mixed up";
+    EXPECT_EQ(hk_status(nullptr), req_timed_out);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
+    EXPECT_EQ(device.requests().size(), 3u) << "nothing is sent any more";
+
+    comm_begin();
+    comm_stop(true);
+    EXPECT_EQ(mdio_read(6, 1, &value), req_timed_out);
+    comm_stop(false);
+    EXPECT_EQ(device.requests().size(), 3u);
+    device.answer = [](const Bytes& request) { return std::vector<Bytes>{good(request)}; };
+    EXPECT_EQ(mdio_read(6, 1, &value), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "send_rq timed out\nsend_rq timed out\nsend_rq timed out\n");
+    testing::internal::GetCapturedStdout();
 }
 
 }  // namespace
