@@ -66,7 +66,7 @@ bool FlashThread::inUse() const {
 int FlashThread::whenFree(int (oabr::OABRDevice::*connect)(const std::string&)) {
     int result = (device_.*connect)(serial_);
     for (int i = 0; result != 0 && inUse(); ++i) {
-        if (i == (isCancelled() ? in_use_tries_after_stop : in_use_tries)) break;
+        if (i >= (isCancelled() ? in_use_tries_after_stop : in_use_tries)) break;
         message_ = status_in_use;
         sendUpdateEvent();
         pause(in_use_pause_ms);
@@ -238,9 +238,11 @@ int FlashThread::backToFirmware() {
     return result;
 }
 
+/// Connects; a second time when a reply may have been lost, and not when there may be no firmware.
 bool FlashThread::reachFirmware() {
-    return whenFree(&OABRDevice::connectWithFirmwareParams) == 0 ||
-           (!inUse() && whenFree(&OABRDevice::connectWithFirmwareParams) == 0);
+    if (whenFree(&OABRDevice::connectWithFirmwareParams) == 0) return true;
+    const bool expected = failure_.empty() && !isCancelled() && !inUse();
+    return expected && whenFree(&OABRDevice::connectWithFirmwareParams) == 0;
 }
 
 }  // namespace kovgui
