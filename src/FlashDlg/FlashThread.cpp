@@ -214,7 +214,7 @@ int FlashThread::backToFirmware() {
         !greeted_ || device_.blStartFirmware() == 0 || (writing_ && device_.blStartFirmware() == 0);
     if (!started) LOG_ERROR(104, "Could not start Firmware");
     pause(firmware_start_pause_ms);
-    if (!device_.isFirmwareConnected() && !reachFirmware()) {
+    if (!device_.isFirmwareConnected() && !reachFirmware() && !startAgain()) {
         LOG_ERROR(111, "Could not connect to Firmware");
         // A firmware that answers was started, whatever became of the bootloader's echo.
         return fail(started ? "Could not connect to Firmware" : "Could not start Firmware");
@@ -236,6 +236,16 @@ int FlashThread::backToFirmware() {
         result = fail("ERROR while refreshing config");
     }
     return result;
+}
+
+/// A reset or a power cut after the start leads into the bootloader once more: its flag is still set.
+/// @return whether the firmware of an update that went well so far is connected now
+bool FlashThread::startAgain() {
+    if (!greeted_ || !failure_.empty() || isCancelled() || inUse()) return false;
+    if (whenFree(&OABRDevice::connectWithBootloaderParams) != 0) return false;
+    if (device_.blHandshake() != 0 || device_.blStartFirmware() != 0) return false;
+    pause(firmware_start_pause_ms);
+    return reachFirmware();
 }
 
 /// Connects; a second time when a reply may have been lost, and not when there may be no firmware.

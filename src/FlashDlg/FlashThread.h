@@ -51,6 +51,7 @@ private:
     int readFinalAnswer();
     int backToFirmware();
     bool reachFirmware();
+    bool startAgain();
     int whenFree(int (oabr::OABRDevice::*connect)(const std::string&));
     bool inUse() const;
     int fail(const std::string& status);

@@ -185,7 +185,7 @@ protected:
         if (written == "g" || written == "pf") command = written;
         if (written == "\r\n") {
             if (std::exchange(programming, !programming && command == "pf")) return "-";
-            if (command == "g" && firmware_starts) firmware_runs = true;
+            if (command == "g" && firmware_starts && lost_starts-- <= 0) firmware_runs = true;
             const std::string told = std::exchange(command, "");
             return told == "g" && !echo_start ? "" : told + "+\r\n";
         }
@@ -229,6 +229,7 @@ protected:
     std::atomic<bool> firmware_runs{true};
     bool firmware_starts = true;  // when the bootloader is told so
     bool echo_start = true;
+    int lost_starts = 0;  // a reset led back into the bootloader
     int silent_greetings = 0;
     int rejected_record = 0;
     std::string last_answer = ".";
@@ -346,6 +347,13 @@ TEST_F(Flash, ALostReplyDoesNotEndIt) {
     flash();
     EXPECT_EQ(listener.result(), WorkerThread::finished);
     EXPECT_THAT(listener.texts(), Not(Contains("Please push and hold the reset button")));
+    EXPECT_TRUE(hasDefaultConfig());
+}
+
+TEST_F(Flash, AResetAfterTheStartDoesNotEndIt) {
+    lost_starts = 1;
+    flash();
+    EXPECT_EQ(listener.result(), WorkerThread::finished);
     EXPECT_TRUE(hasDefaultConfig());
 }
 
