@@ -369,7 +369,7 @@ protected:
     const std::string good_ =
         "[Version]\nTR_SYSTEM = OABR_Korvex\nBL_VERSION = v1b5a\nBUILD_VERSION = v1.7.0.2\nBUILD_DATUM = "
         "2022/03/04\n"
-        "[Program]\nhex = \":00000001FF\"\n";
+        "[Program]\nhex = \":0400000001020304F2\n:00000001FF\"\n";
 };
 
 TEST_F(Firmware, ThePageShowsWhatAFileHolds) {
