@@ -45,17 +45,6 @@ void emit(const LogRecord& record) {
     writing = false;
 }
 
-std::string formatted(const char* format, va_list arguments) {
-    va_list again;
-    va_copy(again, arguments);
-    const int length = std::max(0, std::vsnprintf(nullptr, 0, format, arguments));
-    std::string text(static_cast<size_t>(length) + 1, '\0');
-    std::vsnprintf(text.data(), text.size(), format, again);
-    va_end(again);
-    text.pop_back();
-    return text;
-}
-
 class ToolkitLog : public wxLog {
 protected:
     void DoLogRecord(wxLogLevel level, const wxString& message, const wxLogRecordInfo&) override {
@@ -87,7 +76,7 @@ void logLine(int level, const char* word, std::string_view source, int number, L
              const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    const std::string message = formatted(format, arguments);
+    const std::string message = printedList(format, arguments);
     va_end(arguments);
     emit({level,
           std::string(word) + ": " + std::string(source) + ":" + std::to_string(number) + " " + message,

@@ -170,6 +170,24 @@ std::wstring toUnicode(const std::string& text) {
     return toUnicode(text.c_str());
 }
 
+std::string printedList(const char* format, std::va_list arguments) {
+    std::va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, arguments);
+    std::string text(length > 0 ? static_cast<size_t>(length) : 0, '\0');
+    std::vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
+    return text;
+}
+
+std::string printed(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::string text = printedList(format, arguments);
+    va_end(arguments);
+    return text;
+}
+
 void replace(std::string& text, const std::string& from, const std::string& to) {
     if (from.empty()) return;
     for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))

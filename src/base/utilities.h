@@ -2,6 +2,7 @@
 
 #include <wx/string.h>
 
+#include <cstdarg>
 #include <ctime>
 #include <string>
 #include <string_view>
@@ -43,6 +44,11 @@ std::string toAnsi(const wchar_t* text);
 std::string toAnsi(const std::wstring& text);
 std::wstring toUnicode(const char* text);
 std::wstring toUnicode(const std::string& text);
+
+/// What printf would print.
+[[gnu::format(printf, 1, 2)]] std::string printed(const char* format, ...);
+/// The same of arguments that came in a list.
+[[gnu::format(printf, 1, 0)]] std::string printedList(const char* format, std::va_list arguments);
 
 /// Replaces every occurrence, going on behind each inserted text; an empty `from` occurs nowhere.
 void replace(std::string& text, const std::string& from, const std::string& to);

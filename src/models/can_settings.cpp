@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <string_view>
 #include <tuple>
+
+#include "src/base/utilities.h"
 
 namespace kovgui::oabr {
 namespace {
@@ -31,15 +31,6 @@ constexpr uint8_t wakeup_filter_bit = 1;  // of the speed record's upper CNF3 bi
 
 int phase2Of(const can_speed& speed) {
     return speed.phase2_mode != 0 ? speed.phase_segment2 + 1 : std::max(speed.phase_segment1 + 1, min_phase2);
-}
-
-[[gnu::format(printf, 1, 2)]] std::string printed(const char* format, ...) {
-    char text[200];
-    va_list values;
-    va_start(values, format);
-    std::vsnprintf(text, sizeof text, format, values);
-    va_end(values);
-    return text;
 }
 
 }  // namespace
