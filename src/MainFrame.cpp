@@ -23,7 +23,6 @@
 #include <algorithm>
 
 #include "oabr_version.h"
-#include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/Controls/OABRControlFrame.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/OABRDevice.h"
@@ -616,12 +615,11 @@ void MainFrame::OnResetDevice(wxCommandEvent&) {
         // A device that does not answer is not connected, and needs the reset most: only the way to it is
         // opened.
         const bool open = connected_;
-        runWhilePainting(
-            [&] {
-                OABRDevice& way = *OABRDevice::instance();
-                return open || way.connectWithBootloaderParams(device) == 0 ? way.resetDevice() : -1;
-            },
-            this, "Please wait while the device is reset ...");
+        const auto reset = [&](Work&) {
+            OABRDevice& way = *OABRDevice::instance();
+            if (open || way.connectWithBootloaderParams(device) == 0) way.resetDevice();
+        };
+        (void)runWhilePainting(this, {Notice::message, "Please wait while the device is reset ..."}, reset);
     }
     disconnect();
     connect(device, std::move(use));
@@ -629,49 +627,24 @@ void MainFrame::OnResetDevice(wxCommandEvent&) {
 
 // ---- Store ----
 
-bool MainFrame::readPagesNeverShown() {
-    const wxBusyCursor busy;
-    for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames) {
-        if (!page->needsRead()) continue;
-        showActivity("Reading " + page->GetName() + " ...");
-        page->ReadAllRegisters();
-        showActivity("");
-        if (page->needsRead()) return false;
-    }
-    return true;
+namespace {
+
+StoreSources storeSources() {
+    return {OABRControlFrame::oabrControlFrames.begin(), OABRControlFrame::oabrControlFrames.end()};
 }
 
+}  // namespace
+
 wxString MainFrame::storeSettings() {
-    // A page that was never shown holds no device values yet; storing it would overwrite the device's
-    // settings.
-    if (!readPagesNeverShown()) return "The device's settings could not be read. Nothing was stored.";
+    StorePlan plan;
     // Input that waited meanwhile is dropped: an edit now could miss its page's records and yet count as
     // stored.
-    const ConfigLists lists =
-        collectLists(OABRControlFrame::oabrControlFrames, [] { wxSafeYield(nullptr, true); });
-    std::string overflow = describeOverflow(lists);
-    if (!overflow.empty()) {
-        const unsigned missing = e2p_area_shortfall(lists.switch_list, e2p_switch_area);
-        for (const OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
-            overflow += missing > 0 ? page->describeFit(missing) : "";
-        return wxString::FromUTF8(overflow) + "Nothing was stored.";
-    }
-    std::vector<controls::StoreStep> steps;
-    for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames) {
-        steps.push_back(page->StoreBesideRecords());
-        if (!steps.back().refusal.empty())
-            return wxString::FromUTF8(steps.back().refusal) + "\nNothing was stored.";
-    }
-    std::string failure;
-    const auto write = [&] {
-        failure = writeAndCompare(lists);
-        for (const controls::StoreStep& step : steps) {
-            if (failure.empty() && step.write) failure = step.write();
-        }
-        return 0;
-    };
+    std::string failure = plan.prepare(storeSources(), [] { wxSafeYield(nullptr, true); });
+    if (!failure.empty()) return wxString::FromUTF8(failure);
     const DeviceUse job = DeviceUse::take("the store");
-    runWhilePainting(write, this, "Please wait while storing switch settings ...");
+    if (!runWhilePainting(this, {Notice::message, "Please wait while storing switch settings ..."},
+                          [&](Work&) { failure = plan.writeToDevice(); }))
+        failure = "The device is busy. Nothing was stored.";
     return wxString::FromUTF8(failure);
 }
 
@@ -697,7 +670,8 @@ void MainFrame::OnConsoleControl(wxCommandEvent&) {
     static wxPoint position = wxDefaultPosition;  // where the operator left it
     if (cli::OKVXConsole::showOpen()) return;
     auto* console = new cli::OKVXConsole("OABR Korvex Command Line Interface");
-    const bool created = runWhilePainting([console] { return console->CreateConsole(); }, this) != 0;
+    bool created = false;
+    (void)runWhilePainting(this, {}, [&](Work&) { created = console->CreateConsole(); });
     if (created && console->Run() == wxTHREAD_NO_ERROR) return;
     delete console;
     // No text console is to be had: a window of our own does.
@@ -714,7 +688,7 @@ bool MainFrame::readPagesForFile() {
     {
         const DeviceUse use = takeDevice("reading the settings");
         if (!use) return false;
-        if (connected_ && readPagesNeverShown()) return true;
+        if (connected_ && holdDeviceValues(storeSources())) return true;
     }
     wxMessageBox("The device's settings could not be read.", "Configuration file", wxOK | wxICON_ERROR, this);
     return false;
@@ -729,7 +703,10 @@ void MainFrame::OnSaveConfig(wxCommandEvent&) {
 }
 
 void MainFrame::OnOpenUserHelp(wxCommandEvent&) {
-    HelpViewer::open(this);
+    if (!help_) help_ = HelpViewer::create(this);
+    if (!help_) return;
+    help_->Show();
+    help_->Raise();
 }
 
 void MainFrame::openLink(const char* key) {
@@ -781,8 +758,7 @@ void MainFrame::OnQuit(wxCommandEvent&) {
 }
 
 void MainFrame::OnClose(wxCloseEvent& event) {
-    const bool in_between =
-        paintingWorkRuns() || modalBoxes_.open();  // what they return to must still be there
+    const bool in_between = workRuns() || modalBoxes_.open();  // what they return to must still be there
     if (event.CanVeto() && (in_between || !takeDevice("closing the window"))) {
         event.Veto();
         return;
@@ -818,7 +794,7 @@ bool MainFrame::usesEnded() {
     // A long list does not hold the end up: its next request fails.
     endingFor_ms_ += look_whether_ended_ms;
     if (endingFor_ms_ > ending_patience_ms && !DeviceUse::byJob()) OABRDevice::instance()->disconnect();
-    return !boxes && !paintingWorkRuns() && DeviceUse::user().empty();
+    return !boxes && !workRuns() && DeviceUse::user().empty();
 }
 
 /// Ends what uses the device, in this order: jobs, console, connection. The toolkit goes after that.
@@ -828,7 +804,8 @@ void MainFrame::endUses() {
     for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
         if (auto* const owner = dynamic_cast<WorkerThreadHandler*>(page)) owner->joinJob();
     cli::OKVXConsole::stopAndWait();
-    CanTraceWindow::shutDown();
+    for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
+        page->OnWindowCloses();
     OABRDevice::instance()->disconnect();
 }
 

@@ -2,6 +2,7 @@
 
 #include <wx/frame.h>
 #include <wx/timer.h>
+#include <wx/weakref.h>
 
 #include <memory>
 #include <string>
@@ -21,6 +22,8 @@ class wxStaticText;
 class wxToolBar;
 
 namespace kovgui {
+
+class HelpViewer;
 
 /// Identifiers of the window's own commands and of the thread events that tell of the device.
 enum WindowId {
@@ -103,7 +106,6 @@ private:
     void reportConnectFailure(int result);
     void notifyPages(int id);
     [[nodiscard]] oabr::DeviceUse takeDevice(const std::string& user);
-    bool readPagesNeverShown();
     bool readPagesForFile();
     wxString storeSettings();
     void openLink(const char* key);
@@ -151,7 +153,8 @@ private:
     bool connected_ = false;
     bool activityShown_ = false;
     ConfigManager config_;
-    std::string lastDevice_;  // connected to or tried last
+    std::string lastDevice_;      // connected to or tried last
+    wxWeakRef<HelpViewer> help_;  // null while it is not open
 
     wxDECLARE_EVENT_TABLE();
 };

@@ -32,7 +32,6 @@ add_library(oabr_gui STATIC
     Controls/TabbedPage.cpp
     Controls/bound_rows.cpp
     Controls/RowList.cpp
-    Controls/table_job.cpp
     ConfigDlg/CanSettingsPanel.cpp
     ConfigDlg/CanTraceWindow.cpp
     ConfigDlg/CounterPanel.cpp

@@ -34,7 +34,6 @@
 #include "src/ConfigManager/XmlConfigDialog.h"
 #include "src/Controls/CheckedGrid.h"
 #include "src/Controls/RowList.h"
-#include "src/Controls/table_job.h"
 #include "src/FlashDlg/FlashPanel.h"
 #include "src/MainFrame.h"
 #include "src/OABR-Switch/DeviceUse.h"
@@ -42,6 +41,7 @@
 #include "src/cli/CLIDialog.h"
 #include "src/window/HelpViewer.h"
 #include "src/window/log_start.h"
+#include "src/window/while_painting.h"
 #include "tests/gui/display.h"
 #include "tests/gui/gui_fixture.h"
 #include "tests/support/sim_process.h"
@@ -164,7 +164,7 @@ void takeMenus(MainFrame* frame) {
 /// A page that takes long is read after it was shown.
 void waitUntilRead(wxWindow* page) {
     auto* tab = dynamic_cast<controls::OABRControlFrame*>(page);
-    if (tab != nullptr) waitFor([tab] { return !tab->needsRead() && !controls::tableJobRuns(); });
+    if (tab != nullptr) waitFor([tab] { return !tab->needsRead() && !workRuns(); });
 }
 
 void takePages(MainFrame* frame, const std::string& prefix) {
@@ -484,8 +484,8 @@ void takeConfigFile(MainFrame* frame) {
 }
 
 void takeTrace(MainFrame* frame) {
-    CanTraceWindow::open(frame, true);
-    CanTraceWindow* trace = CanTraceWindow::existing();
+    auto* trace = new CanTraceWindow(frame, true);
+    trace->Show();
     trace->start();
     waitFor([trace] { return trace->log().shown() >= 40; });
     trace->stop();
@@ -494,15 +494,16 @@ void takeTrace(MainFrame* frame) {
         wxCommandEvent pressed(wxEVT_BUTTON, CanTraceWindow::ID_SAVE);
         trace->FindWindow(CanTraceWindow::ID_SAVE)->ProcessWindowEvent(pressed);
     });
-    trace->Close();
+    trace->shutDown();
 }
 
 void takeHelp(MainFrame* frame) {
-    HelpViewer::open(frame);
-    takeWindow(HelpViewer::existing(), "help");
-    HelpViewer::existing()->showChapter("can.html");
-    takeWindow(HelpViewer::existing(), "help-can");
-    HelpViewer::existing()->Close();
+    HelpViewer* help = HelpViewer::create(frame);
+    help->Show();
+    takeWindow(help, "help");
+    help->showChapter("can.html");
+    takeWindow(help, "help-can");
+    help->Close();
 }
 
 void takeConsole(MainFrame* frame) {

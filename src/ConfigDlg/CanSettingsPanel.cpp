@@ -13,19 +13,17 @@
 #include <wx/textctrl.h>
 
 #include <algorithm>
-#include <cstring>
 
-#include "lib/comm_obj.h"
-#include "lib/device_cmd.h"
 #include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/Controls/CheckedGrid.h"
+#include "src/models/can_device.h"
 #include "src/window/accessible.h"
+#include "src/window/while_painting.h"
 
 namespace kovgui {
 
 using controls::messageColour;
 using controls::plainLabel;
-using controls::StoreStep;
 using oabr::betterTiming;
 using oabr::calculatedRate;
 using oabr::CanBlock;
@@ -34,6 +32,7 @@ using oabr::CanField;
 using oabr::CanForm;
 using oabr::describeOffer;
 using oabr::describeTiming;
+using oabr::Send;
 
 namespace {
 
@@ -73,23 +72,6 @@ wxString shownName(const wxWindow* control) {
     return plainLabel(control->GetLabel().empty() ? control->GetName() : control->GetLabel());
 }
 
-bool sameBytes(const auto& a, const auto& b) {
-    return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
-/// Writes the block and reads it back.
-std::string storeBlock(const CanBlock& block) {
-    if (can_save_cfg_to_e2p(&block.speed, &block.filter, block.extra.data()) != 0)
-        return "The CAN and life-cycle settings could not be written.";
-    CanBlock stored{};
-    const int result = can_load_cfg_from_e2p(&stored.speed, &stored.filter, stored.extra.data());
-    if (result == can_cfg_bad_crc ||
-        (result == 0 && !(sameBytes(stored.speed, block.speed) && sameBytes(stored.filter, block.filter) &&
-                          stored.extra == block.extra)))
-        return "The CAN and life-cycle settings that the device holds differ from those written.";
-    return result == 0 ? "" : "The CAN and life-cycle settings could not be read back from the device.";
-}
-
 }  // namespace
 
 // ---- Content ----
@@ -118,7 +100,7 @@ CanSettingsPanel::CanSettingsPanel(wxWindow* parent) : OABRControlFrame(parent, 
     use_exact_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { useExact(); });
     auto* trace = new wxButton(scrolled, ID_TRACE, "CAN &Trace...");
     trace->SetToolTip("Shows what the device hears on the CAN bus");
-    trace->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { CanTraceWindow::open(this, IsEnabled()); });
+    trace->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { openTrace(); });
     auto* line = new wxBoxSizer(wxHORIZONTAL);
     line->Add(timing_, wxSizerFlags(1).CenterVertical());
     line->Add(trace, wxSizerFlags().CenterVertical());
@@ -173,7 +155,8 @@ void CanSettingsPanel::addLabelled(wxSizer* grid, wxWindow* parent, const char* 
         control->Bind(wxEVT_TEXT_ENTER, [this, field](wxCommandEvent&) { leftText(field); });
         control->Bind(wxEVT_KILL_FOCUS, [this, field](wxFocusEvent& event) {
             event.Skip();
-            leftText(field);
+            // Not within the handler: sending may take a while.
+            whenNoWorkRuns(this, [this, field] { leftText(field); });
         });
     }
     setAccessibleName(control, name);
@@ -444,7 +427,7 @@ void CanSettingsPanel::enableFields() {
 void CanSettingsPanel::apply() {
     const CanCheck now = check();
     failure_.clear();
-    if (now.errors.empty() && IsThisEnabled()) failure_ = send(now.block, Send::changed);
+    if (now.errors.empty() && IsThisEnabled()) return send(now.block, Send::changes);
     showCheck(now);
 }
 
@@ -452,91 +435,42 @@ void CanSettingsPanel::SetAllRegisters() {
     const CanCheck now = check();
     if (!now.errors.empty()) return showCheck(now);
     const Activity activity(this, "Writing");
-    failure_ = activity ? send(now.block, Send::everything) : activity.refusal();
+    if (activity) return send(now.block, Send::everything);
+    failure_ = activity.refusal();
     showCheck(now);
 }
 
-std::string CanSettingsPanel::send(const CanBlock& block, Send what) {
-    const wxBusyCursor busy;
-    std::string refused;
-    {
-        const comm_run run;
-        const auto step = [&](bool changed, const char* name, auto request, auto taken) {
-            if (!changed && what == Send::changed) return;
-            if (request() == req_ok)
-                taken();
-            else
-                refused += (refused.empty() ? "" : ", ") + std::string(name);
-        };
-        const auto takeExtra = [&](size_t first, size_t end) {
-            std::copy(block.extra.begin() + static_cast<std::ptrdiff_t>(first),
-                      block.extra.begin() + static_cast<std::ptrdiff_t>(end),
-                      device_.extra.begin() + static_cast<std::ptrdiff_t>(first));
-        };
-        step(
-            !sameBytes(block.speed, device_.speed), "bit timing", [&] { return can_set_speed(&block.speed); },
-            [&] { device_.speed = block.speed; });
-        step(
-            !sameBytes(block.filter, device_.filter), "receive filter",
-            [&] { return can_set_filter_mask(&block.filter); }, [&] { device_.filter = block.filter; });
-        step(
-            block.wakeupFlag() != device_.wakeupFlag() ||
-                block.wakeupIdentifier() != device_.wakeupIdentifier(),
-            "wake-up frame", [&] { return can_set_wakeup(block.wakeupIdentifier(), block.wakeupFlag()); },
-            [&] { takeExtra(2, 8); });
-        step(
-            block.ethernetWakeup() != device_.ethernetWakeup() ||
-                block.ethernetThreshold() != device_.ethernetThreshold(),
-            "Ethernet wake-up",
-            [&] { return set_eth_wakeup(block.ethernetWakeup(), block.ethernetThreshold()); },
-            [&] { takeExtra(12, 16); });
-        step(
-            block.lifecycleMode() != device_.lifecycleMode(), "wake-up mode",
-            [&] { return can_set_lcmode(block.lifecycleMode()); }, [&] { takeExtra(0, 1); });
-        takeExtra(8, 10);  // the traffic time is only stored
+void CanSettingsPanel::send(const CanBlock& block, Send what) {
+    const oabr::DeviceUse use = takeDevice();
+    if (!use) {
+        failure_ = use.refusal();
+        return showCheck(check());
     }
-    if (!refused.empty()) return "The device did not take: " + refused + ".";
-    // Outside the run, for a request of the mode always ends as one that timed out.
-    return block.canMode() == device_.canMode() ? "" : sendMode(block.canMode());
-}
-
-std::string CanSettingsPanel::sendMode(uint8_t mode) {
-    (void)can_set_mode(mode);
-    uint8_t actual = 0;
-    if (can_get_mode(&actual) != req_ok) return "The device did not say which CAN mode it is in.";
-    device_.extra[1] = actual;
-    if (actual == mode) return {};
-    const std::string label = formOf(device_)[CanField::can_mode];
-    return "The device did not change its CAN mode; it is " + (label.empty() ? "an unknown one" : label) +
-           ".";
-}
-
-bool CanSettingsPanel::readDevice(CanBlock* block) {
-    const comm_run run;
-    const int stored = can_load_cfg_from_e2p(&block->speed, &block->filter, block->extra.data());
-    if (stored != 0 && stored != can_cfg_bad_crc) return false;
-    if (can_get_speed(&block->speed) != req_ok || can_get_filter_mask(&block->filter) != req_ok) return false;
-    uint32_t identifier = 0, wakeup = 0, threshold = 0;
-    uint8_t flag = 0, lifecycle = 0, mode = 0;
-    if (can_get_wakeup(&identifier, &flag) != req_ok || can_get_mode(&mode) != req_ok) return false;
-    get_eth_wakeup(&wakeup, &threshold);
-    can_get_lcmode(&lifecycle);
-    setLiveValues(block, lifecycle, mode, flag, wakeup, threshold);
-    put_le32(&block->extra[4], identifier);
-    return !run.timed_out();
+    const auto job = oabr::DeviceUse::take(userName());
+    oabr::CanSending sent{device_, "The device is busy."};
+    const auto work = [&, device = device_](Work&) { sent = sendCanToDevice(block, device, what); };
+    if (runWhilePainting(this, {}, work))
+        device_ = sent.device;
+    else
+        whenNoWorkRuns(this, [this] { apply(); });
+    failure_ = sent.failure;
+    showCheck(check());
 }
 
 void CanSettingsPanel::ReadAllRegisters() {
-    if (!needsRead()) return;
+    if (!needsRead() || workRuns()) return;
     const Activity activity(this, "Reading");
     if (!activity) return;
-    CanBlock read = oabr::defaultCanBlock();
-    if (!readDevice(&read)) {
+    std::optional<CanBlock> read;
+    const auto job = oabr::DeviceUse::take(userName());
+    if (!runWhilePainting(this, {}, [&read](Work&) { read = oabr::readCanFromDevice(); })) return;
+    if (!needsRead()) return;  // the device went away meanwhile
+    if (!read) {
         failure_ = "The settings could not be read from the device.";
         return showCheck(check());
     }
-    device_ = read;
-    showForm(formOf(read));
+    device_ = *read;
+    showForm(formOf(device_));
     setNeedsRead(false);
 }
 
@@ -547,17 +481,29 @@ StoreStep CanSettingsPanel::StoreBesideRecords() {
         return {(GetName() + ", " + shownName(window(field)) + ": ").utf8_string() + text + ".", nullptr};
     }
     apply();  // a text that is still being edited
-    return {{}, [block = now.block] { return storeBlock(block); }};
+    return {{}, [block = now.block] { return oabr::storeCanOnDevice(block); }};
+}
+
+// ---- The trace window ----
+
+void CanSettingsPanel::openTrace() {
+    if (!trace_) trace_ = new CanTraceWindow(wxGetTopLevelParent(this), IsEnabled());
+    trace_->Show();
+    trace_->Raise();
 }
 
 void CanSettingsPanel::OnDeviceConnected(wxThreadEvent& event) {
     OABRControlFrame::OnDeviceConnected(event);
-    CanTraceWindow::setConnected(true);
+    if (trace_) trace_->setConnected(true);
 }
 
 void CanSettingsPanel::OnDeviceDisConnected(wxThreadEvent& event) {
     OABRControlFrame::OnDeviceDisConnected(event);
-    CanTraceWindow::setConnected(false);
+    if (trace_) trace_->setConnected(false);
+}
+
+void CanSettingsPanel::OnWindowCloses() {
+    if (trace_) trace_->shutDown();
 }
 
 }  // namespace kovgui

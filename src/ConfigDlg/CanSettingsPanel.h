@@ -1,6 +1,7 @@
 #pragma once
 
 #include <wx/scrolwin.h>
+#include <wx/weakref.h>
 
 #include <array>
 #include <optional>
@@ -8,12 +9,15 @@
 
 #include "src/Controls/OABRControlFrame.h"
 #include "src/models/can_settings.h"
+#include "src/models/device_steps.h"
 
 class wxButton;
 class wxSizer;
 class wxStaticText;
 
 namespace kovgui {
+
+class CanTraceWindow;
 
 /// The page of the CAN controller and of what makes the device sleep and wake. Its values are read together
 /// and checked at every edit; while one is wrong none is sent and none is stored.
@@ -25,10 +29,12 @@ public:
 
     explicit CanSettingsPanel(wxWindow* parent);
 
-    /// Sends everything; the CAN mode, which costs a second, only where it differs from the device's.
+    /// Sends everything; see sendCanToDevice.
     void SetAllRegisters() override;
     void ReadAllRegisters() override;
-    controls::StoreStep StoreBesideRecords() override;
+    StoreStep StoreBesideRecords() override;
+    void OnSeen() override { readWhenShown(); }
+    void OnWindowCloses() override;
     void OnDeviceConnected(wxThreadEvent& event) override;
     void OnDeviceDisConnected(wxThreadEvent& event) override;
     void OnValueChangedEvent(wxCommandEvent& event) override;
@@ -44,8 +50,6 @@ public:
     const std::string& sendFailure() const { return failure_; }
 
 private:
-    enum class Send { changed, everything };
-
     wxSizer* buildTiming(wxWindow* parent);
     wxSizer* buildLifeCycle(wxWindow* parent);
     wxSizer* buildFilter(wxWindow* parent);
@@ -71,9 +75,8 @@ private:
     void showCheck(const oabr::CanCheck& check);
     void enableFields();
     void apply();
-    std::string send(const oabr::CanBlock& block, Send what);
-    std::string sendMode(uint8_t mode);
-    bool readDevice(oabr::CanBlock* block);
+    void send(const oabr::CanBlock& block, oabr::Send what);
+    void openTrace();
 
     std::array<wxWindow*, oabr::can_field_count> windows_{};
     wxScrolledWindow* content_ = nullptr;
@@ -81,6 +84,7 @@ private:
     wxStaticText* messages_ = nullptr;
     wxStaticText* offer_ = nullptr;
     wxButton* use_exact_ = nullptr;
+    wxWeakRef<CanTraceWindow> trace_;  // made on first use; goes with the main window
 
     oabr::CanBlock device_ = oabr::defaultCanBlock();  // what the device was last seen to hold
     std::string failure_;                              // of the last sending

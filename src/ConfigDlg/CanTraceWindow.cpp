@@ -79,33 +79,7 @@ private:
     const oabr::CanTraceLog& log_;
 };
 
-CanTraceWindow* window = nullptr;
-
 }  // namespace
-
-void CanTraceWindow::open(wxWindow* opener, bool connected) {
-    if (window == nullptr) window = new CanTraceWindow(wxGetTopLevelParent(opener), connected);
-    window->Show();
-    window->Raise();
-}
-
-void CanTraceWindow::setConnected(bool connected) {
-    if (window == nullptr) return;
-    window->connected_ = connected;
-    window->running_ = false;
-    if (connected && window->wanted_) window->enable();
-    window->showState();
-}
-
-void CanTraceWindow::shutDown() {
-    if (window == nullptr) return;
-    window->stop();
-    window->Destroy();
-}
-
-CanTraceWindow* CanTraceWindow::existing() {
-    return window;
-}
 
 CanTraceWindow::CanTraceWindow(wxWindow* owner, bool connected)
     : wxFrame(owner, wxID_ANY, "CAN Trace", wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE,
@@ -126,7 +100,18 @@ CanTraceWindow::CanTraceWindow(wxWindow* owner, bool connected)
 
 CanTraceWindow::~CanTraceWindow() {
     oabr::OABRDevice::instance()->setCanTrace(nullptr);
-    window = nullptr;
+}
+
+void CanTraceWindow::setConnected(bool connected) {
+    connected_ = connected;
+    running_ = false;
+    if (connected_ && wanted_) enable();
+    showState();
+}
+
+void CanTraceWindow::shutDown() {
+    stop();
+    Destroy();
 }
 
 void CanTraceWindow::build() {

@@ -15,25 +15,22 @@ class wxToggleButton;
 
 namespace kovgui {
 
-/// What the device hears on the CAN bus, as it comes. There is one such window; it goes with the window that
-/// opened it. What it has recorded stays when the device goes away, and recording goes on when one comes
-/// back. For the GUI thread only.
+/// What the device hears on the CAN bus, as it comes. Closing puts the window away: it goes with its owner.
+/// What it has recorded stays when the device goes away, and recording goes on when one comes back. For the
+/// GUI thread only.
 class CanTraceWindow : public wxFrame {
 public:
     enum Id { ID_START = 1600, ID_PAUSE, ID_CLEAR, ID_SAVE, ID_FILTER };
 
-    /// Shows the window, made on first use.
-    /// @param opener     the page; its top window owns this one
+    /// @param owner      a top window
     /// @param connected  whether a device is
-    static void open(wxWindow* opener, bool connected);
-    /// Tells the window, if there is one, whether a device is connected.
-    static void setConnected(bool connected);
-    /// Stops and takes the window away: for when its owner closes.
-    static void shutDown();
-    /// Null where there is none.
-    static CanTraceWindow* existing();
-
+    CanTraceWindow(wxWindow* owner, bool connected);
     ~CanTraceWindow() override;
+
+    /// A device is connected now, or none is any more.
+    void setConnected(bool connected);
+    /// Stops and takes the window away: for when its owner closes.
+    void shutDown();
 
     void start();
     void stop();
@@ -43,7 +40,6 @@ public:
     const oabr::CanTraceLog& log() const { return log_; }
 
 private:
-    CanTraceWindow(wxWindow* owner, bool connected);
     void build();
     bool enable();
     void take();

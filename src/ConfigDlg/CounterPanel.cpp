@@ -1,16 +1,21 @@
 #include "src/ConfigDlg/CounterPanel.h"
 
 #include <wx/button.h>
-#include <wx/gauge.h>
 #include <wx/listctrl.h>
 #include <wx/sizer.h>
 #include <wx/statbox.h>
 #include <wx/stattext.h>
 
+#include "src/OABR-Switch/DeviceUse.h"
+#include "src/models/counter_device.h"
 #include "src/models/sniffing.h"
 #include "src/window/accessible.h"
+#include "src/window/while_painting.h"
 
 namespace kovgui {
+
+using oabr::StepsResult;
+
 namespace {
 
 struct ListRow {
@@ -42,10 +47,6 @@ wxBEGIN_EVENT_TABLE(CounterPanel, controls::OABRControlFrame)
     EVT_BUTTON(ID_REFRESH_OABR2, CounterPanel::OnRefreshOABR2)
     EVT_BUTTON(ID_REFRESH_ETHERNET, CounterPanel::OnRefreshEthernet)
     EVT_BUTTON(ID_REFRESH_USB, CounterPanel::OnRefreshUsb)
-    EVT_BUTTON(ID_STOP, CounterPanel::OnStop)
-    EVT_THREAD(WorkerThread::id_progress, CounterPanel::OnThreadUpdate)
-    EVT_THREAD(WorkerThread::id_loop_ended, CounterPanel::OnThreadLoopEnded)
-    EVT_THREAD(WorkerThread::id_finished, CounterPanel::OnThreadCompleted)
 wxEND_EVENT_TABLE()
     // clang-format on
 
@@ -65,25 +66,11 @@ wxEND_EVENT_TABLE()
     status_ = new wxStaticText(box->GetStaticBox(), wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
                                wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "counterStatus");
     readOutChanges(status_);
-    gauge_ = new wxGauge(box->GetStaticBox(), wxID_ANY, 100);
-    setAccessibleName(gauge_, "Progress of the refresh");
-    stop_ = new wxButton(box->GetStaticBox(), ID_STOP, "S&top");
-    stop_->SetToolTip("Stop reading the counters");
-    auto* line = new wxBoxSizer(wxHORIZONTAL);
-    line->Add(status_, wxSizerFlags(1).CenterVertical().Border(wxRIGHT, gap));
-    line->Add(gauge_, wxSizerFlags().CenterVertical().Border(wxRIGHT, gap));
-    line->Add(stop_, wxSizerFlags().CenterVertical());
-    box->Add(line, wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxBOTTOM, gap));
+    box->Add(status_, wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxBOTTOM, gap));
 
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(box, wxSizerFlags(1).Expand().Border(wxALL, gap));
     SetSizer(content);
-    showRunning(false);
-}
-
-CounterPanel::~CounterPanel() {
-    cancelJob();
-    joinJob();
 }
 
 void CounterPanel::addList(wxWindow* parent, ListIndex index, wxSizer* to) {
@@ -119,36 +106,26 @@ void CounterPanel::showCounters(wxListCtrl* list, const mib_counter* table) {
     }
 }
 
-void CounterPanel::showRunning(bool running) {
-    for (const List& list : lists_)
-        list.refresh->Enable(!running);
-    stop_->Enable(running);
-    gauge_->SetValue(0);
-    gauge_->Show(running);
-    stop_->Show(running);
-    Layout();
-}
-
 void CounterPanel::refresh(ListIndex list) {
-    if (hasJob()) return;
-    oabr::DeviceUse use = oabr::DeviceUse::take("the counter refresh");
+    const auto use = oabr::DeviceUse::takeHere("the counter refresh");
     if (!use) {
         status_->SetLabelText(wxString::FromUTF8(use.refusal()));
         return;
     }
     const int port = list_rows[list].port;
-    table_ = mib_counters_of(port);
-    read_ = std::make_shared<CounterValues>();
-    for (const mib_counter* counter = table_; counter->name != nullptr; ++counter)
-        read_->push_back(*counter);
-    list_ = list;
-    if (!startJob(std::make_unique<CounterThread>(this, this, port, read_))) {
-        status_->SetLabelText("The counters cannot be read: the system gave no thread.");
-        return;
-    }
-    use_ = std::move(use);
-    status_->SetLabelText(wxString("Reading ") + list_rows[list].caption + " ...");
-    showRunning(true);
+    mib_counter* const table = mib_counters_of(port);
+    std::vector<mib_counter> read;
+    for (const mib_counter* counter = table; counter->name != nullptr; ++counter)
+        read.push_back(*counter);
+    const StepsResult result = runSteps(this, wxString("Reading the ") + list_rows[list].caption,
+                                        oabr::counterStepsFromDevice(port, &read));
+    for (size_t i = 0; i < read.size(); ++i)
+        table[i].raw = read[i].raw;
+    showCounters(lists_[list].values, table);
+    status_->SetLabelText(result == StepsResult::stopped ? "Stopped. Counters that were not read are invalid."
+                          : result == StepsResult::failed
+                              ? "The device does not answer. Counters that were not read are invalid."
+                              : "");
 }
 
 void CounterPanel::OnRefreshUsb(wxCommandEvent&) {
@@ -165,30 +142,6 @@ void CounterPanel::OnRefreshOABR1(wxCommandEvent&) {
 
 void CounterPanel::OnRefreshOABR2(wxCommandEvent&) {
     refresh(oabr2);
-}
-
-void CounterPanel::OnStop(wxCommandEvent&) {
-    cancelJob();
-}
-
-void CounterPanel::OnThreadUpdate(wxThreadEvent& event) {
-    gauge_->SetValue(event.GetInt());
-    if (!event.GetString().empty()) status_->SetLabelText(event.GetString());
-}
-
-void CounterPanel::OnThreadLoopEnded(wxThreadEvent&) {
-    for (size_t i = 0; i < read_->size(); ++i)
-        table_[i].raw = (*read_)[i].raw;
-    showCounters(lists_[list_].values, table_);
-}
-
-void CounterPanel::OnThreadCompleted(wxThreadEvent& event) {
-    joinJob();
-    use_.release();
-    showRunning(false);
-    if (event.GetInt() == WorkerThread::finished) status_->SetLabelText("");
-    if (event.GetInt() == WorkerThread::go_on)
-        status_->SetLabelText("Stopped. Counters that were not read are invalid.");
 }
 
 void CounterPanel::OnDeviceConnected(wxThreadEvent& event) {

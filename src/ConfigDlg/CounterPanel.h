@@ -1,14 +1,11 @@
 #pragma once
 
 #include <array>
-#include <memory>
 
+#include "lib/ksz.h"
 #include "src/Controls/OABRControlFrame.h"
-#include "src/OABR-Switch/DeviceUse.h"
-#include "src/models/CounterThread.h"
 
 class wxButton;
-class wxGauge;
 class wxListCtrl;
 class wxStaticText;
 
@@ -16,7 +13,7 @@ namespace kovgui {
 
 /// The switch's counters of the four ports, a list each, read when the operator asks for them: reading clears
 /// them.
-class CounterPanel : public controls::OABRControlFrame, public WorkerThreadHandler {
+class CounterPanel : public controls::OABRControlFrame {
 public:
     /// Identifiers of the buttons.
     enum Id {
@@ -24,11 +21,9 @@ public:
         ID_REFRESH_OABR2,
         ID_REFRESH_ETHERNET,
         ID_REFRESH_USB,
-        ID_STOP,
     };
 
     explicit CounterPanel(wxWindow* parent);
-    ~CounterPanel() override;
 
     void OnDeviceConnected(wxThreadEvent& event) override;
     void OnDeviceStatusUpdate(wxThreadEvent& event) override;
@@ -52,23 +47,9 @@ private:
 
     void addList(wxWindow* parent, ListIndex index, wxSizer* to);
     void refresh(ListIndex list);
-    void showRunning(bool running);
-
-    void OnStop(wxCommandEvent& event);
-    void OnThreadUpdate(wxThreadEvent& event);
-    void OnThreadLoopEnded(wxThreadEvent& event);
-    void OnThreadCompleted(wxThreadEvent& event);
 
     std::array<List, list_count> lists_;
-    wxGauge* gauge_ = nullptr;
-    wxButton* stop_ = nullptr;
     wxStaticText* status_ = nullptr;
-
-    // Of the refresh under way.
-    oabr::DeviceUse use_;
-    std::shared_ptr<CounterValues> read_;
-    mib_counter* table_ = nullptr;
-    ListIndex list_ = oabr1;
 
     wxDECLARE_EVENT_TABLE();
 };

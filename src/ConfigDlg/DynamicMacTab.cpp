@@ -6,15 +6,16 @@
 #include <wx/textctrl.h>
 
 #include "src/Controls/RowList.h"
-#include "src/Controls/table_job.h"
 #include "src/OABR-Switch/DeviceUse.h"
+#include "src/models/mac_device.h"
 #include "src/window/accessible.h"
+#include "src/window/while_painting.h"
 
 namespace kovgui {
 
 using controls::RowList;
-using controls::TableJobResult;
 using oabr::DynamicMacList;
+using oabr::StepsResult;
 
 namespace {
 
@@ -95,19 +96,11 @@ void DynamicMacTab::refresh() {
         return showRows();
     }
     std::vector<ksz_dmac_entry> read;
-    int count = 1;  // the first entry says how many there are
-    const TableJobResult result =
-        runTableJob(this, "Reading the dynamic MAC table", ksz_dmac_entries, [&read, &count](int index) {
-            if (index >= count) return true;
-            ksz_dmac_entry entry{};
-            if (ksz_dmac_read(index, &entry) == 0) return false;
-            count = entry.count;  // the switch goes on learning and forgetting
-            if (index < count) read.push_back(entry);
-            return true;
-        });
-    state_ = result == TableJobResult::stopped  ? "Stopped: these are not all."
-             : result == TableJobResult::failed ? "The device does not answer: these are not all."
-                                                : "";
+    const StepsResult result =
+        runSteps(this, "Reading the dynamic MAC table", oabr::dynamicMacStepsFromDevice(&read));
+    state_ = result == StepsResult::stopped  ? "Stopped: these are not all."
+             : result == StepsResult::failed ? "The device does not answer: these are not all."
+                                             : "";
     rows_.setEntries(std::move(read));
     showRows();
 }

@@ -6,13 +6,13 @@
 #include <wx/statbox.h>
 #include <wx/stattext.h>
 
-#include "lib/comm_obj.h"
 #include "src/Controls/CheckedGrid.h"
 #include "src/window/accessible.h"
 
 namespace kovgui {
 
 using controls::RecordSet;
+using oabr::Send;
 
 namespace {
 
@@ -156,7 +156,7 @@ void PortBasedVlanTab::OnValueChangedEvent(wxCommandEvent& event) {
     const int index = event.GetId() - ID_BOX;
     if (index < 0 || index >= port_count * port_count) return event.Skip();
     noteChange();
-    write(Write::differences);
+    write(Send::changes);
 }
 
 void PortBasedVlanTab::act(Action action, Line line) {
@@ -168,52 +168,40 @@ void PortBasedVlanTab::act(Action action, Line line) {
         }
     }
     noteChange();
-    write(Write::differences);
+    write(Send::changes);
 }
 
 bool PortBasedVlanTab::load(const Matrix& matrix) {
     show(matrix);
     noteChange();
-    return write(Write::differences);
+    return write(Send::changes);
 }
 
 // ---- The device ----
 
 /// Writes the rows shown.
-bool PortBasedVlanTab::write(Write what) {
-    const comm_run run;
+bool PortBasedVlanTab::write(Send what) {
     const Activity activity(this, "Writing");
     if (!activity) {
         say(activity.refusal());
         return false;
     }
-    const Matrix target = matrix();
-    bool taken = true;
-    for (size_t row = 0; row < target.size(); ++row) {
-        if (what == Write::differences && !needsRead() && target[row] == device_[row]) continue;
-        if (ksz_pvlan_set(static_cast<int>(row) + 1, target[row]) != 0)
-            device_[row] = target[row];
-        else
-            taken = false;
-    }
+    const bool taken =
+        oabr::writePortVlansToDevice(matrix(), &device_, needsRead() ? Send::everything : what);
     say(taken ? "" : "The device did not take all of the changes.");
     return taken;
 }
 
 void PortBasedVlanTab::SetAllRegisters() {
-    write(Write::everything);
+    write(Send::everything);
 }
 
 void PortBasedVlanTab::ReadAllRegisters() {
     if (!needsRead()) return;
-    const comm_run run;
     const Activity activity(this, "Reading");
     if (!activity) return;
     Matrix read{};
-    for (size_t row = 0; row < read.size(); ++row) {
-        if (ksz_pvlan_get(static_cast<int>(row) + 1, &read[row]) == 0)
-            return say("The settings could not be read from the device.");
-    }
+    if (!oabr::readPortVlansFromDevice(&read)) return say("The settings could not be read from the device.");
     device_ = read;
     setNeedsRead(false);
     show(device_);

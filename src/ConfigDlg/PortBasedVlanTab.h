@@ -4,6 +4,7 @@
 
 #include "lib/ksz.h"
 #include "src/Controls/OABRControlFrame.h"
+#include "src/models/vlan_device.h"
 
 class wxCheckBox;
 class wxSizer;
@@ -27,9 +28,7 @@ public:
         return ID_OUTPUT_ACTION + (output - 1) * actions + action;
     }
 
-    /// By input port's index: the ports that it forwards to. A port normally forwards to itself too,
-    /// which frames never do.
-    using Matrix = std::array<uint8_t, port_count>;
+    using Matrix = oabr::PortVlans;
 
     explicit PortBasedVlanTab(wxWindow* parent);
 
@@ -43,7 +42,7 @@ public:
     Matrix matrix() const;
     /// Shows a matrix, writes it to the device and notes the change.
     /// @return false when the device did not take all of it
-    bool load(const Matrix& matrix);
+    [[nodiscard]] bool load(const Matrix& matrix);
 
 private:
     /// A row or a column of the matrix; the other port is any.
@@ -52,7 +51,6 @@ private:
         int output;
     };
     static constexpr int any_port = 0;
-    enum class Write { differences, everything };
 
     wxSizer* buildMatrix(wxWindow* parent);
     wxWindow* addAction(wxWindow* parent, Action action, Line line);
@@ -61,7 +59,7 @@ private:
     wxCheckBox* box(int input, int output) const { return boxes_[port_index(input)][port_index(output)]; }
     void show(const Matrix& matrix);
     void act(Action action, Line line);
-    bool write(Write what);
+    bool write(oabr::Send what);
     void say(const wxString& failure);
 
     std::array<std::array<wxCheckBox*, port_count>, port_count> boxes_{};  // by input's and output's index

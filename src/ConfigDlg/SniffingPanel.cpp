@@ -3,6 +3,7 @@
 #include <wx/html/htmlwin.h>
 #include <wx/settings.h>
 #include <wx/sizer.h>
+#include <wx/statbox.h>
 #include <wx/stattext.h>
 
 #include "lib/comm_obj.h"
@@ -114,7 +115,7 @@ void SniffingPanel::OnDisableSelected() {
     if (sniff_port < sniff_on_none || sniff_port > sniff_on_usb) return;
     for (int port = sniff_on_oabr1; port <= sniff_on_usb; ++port) {
         const auto index = static_cast<size_t>(port - sniff_on_oabr1);
-        const bool can_mirror = sniff_port != sniff_on_none && sniff_port != port;
+        const bool can_mirror = canMirror(sniff_port, port);
         if (!can_mirror) modes_[index]->selectValue(sniff_none);
         modes_[index]->Enable(can_mirror);
         mode_labels_[index]->Enable(can_mirror);
@@ -126,19 +127,14 @@ void SniffingPanel::ReadAllRegisters() {
     OnDisableSelected();
 }
 
-/// What a port's sniff function is to be given for the page to hold on the device.
-int SniffingPanel::libraryValue(int port) const {
-    if (sniff_port_->selectedValue() == port) return sniff_sniffer_port;
-    return modes_[static_cast<size_t>(port - sniff_on_oabr1)]->selectedValue().value_or(sniff_none);
-}
-
 void SniffingPanel::SetAllRegisters() {
     const comm_run run;
     OnDisableSelected();
     OABRControlFrame::SetAllRegisters();
-    OABR1_sniff_set(libraryValue(sniff_on_oabr2));
-    OABR2_sniff_set(libraryValue(sniff_on_oabr1));
-    ETH_sniff_set(libraryValue(sniff_on_100basetx));
+    std::array<int, port_count> modes{};
+    for (size_t port = 0; port < modes.size(); ++port)
+        modes[port] = modes_[port]->selectedValue().value_or(sniff_none);
+    writeSniffingToDevice(sniff_port_->selectedValue().value_or(sniff_on_none), modes);
 }
 
 void SniffingPanel::OnValueChangedEvent(wxCommandEvent& event) {

@@ -39,7 +39,6 @@ public:
 
 private:
     void OnDisableSelected();
-    int libraryValue(int port) const;
 
     std::array<controls::OABRRegComboBox*, port_count> modes_{};  // by sniff port value - 1
     std::array<wxStaticText*, port_count> mode_labels_{};

@@ -5,16 +5,16 @@
 
 #include <numeric>
 
-#include "src/Controls/table_job.h"
 #include "src/window/accessible.h"
+#include "src/window/while_painting.h"
 
 namespace kovgui {
 
 using controls::CheckedGrid;
 using controls::RecordSet;
-using controls::StoreStep;
-using controls::TableJobResult;
+using oabr::Send;
 using oabr::StaticMacRow;
+using oabr::StepsResult;
 
 namespace {
 
@@ -129,39 +129,30 @@ void StaticMacAdressTab::showState() {
 // ---- The device ----
 
 /// Writes the rows that are right, and shows them in their normal form.
-bool StaticMacAdressTab::apply(const std::vector<int>& rows, Write what) {
+bool StaticMacAdressTab::apply(const std::vector<int>& rows, Send what) {
     const Activity activity(this, "Writing");
     if (!activity) {
         failure_ = activity.refusal();
         showState();
         return false;
     }
-    struct Step {
-        int row;
-        ksz_smac_entry entry;
-        bool done;
-    };
-    std::vector<Step> steps;
+    std::vector<oabr::StaticMacWrite> writes;
     for (const int row : rows) {
         if (grid_->isRowWrong(row)) continue;
         const ksz_smac_entry entry = oabr::staticMacEntry(texts(row));
-        if (what == Write::everything || needsRead() || entry != device_[static_cast<size_t>(row)])
-            steps.push_back({row, entry, false});
+        if (what == Send::everything || needsRead() || entry != device_[static_cast<size_t>(row)])
+            writes.push_back({row, entry});
         else
             showRow(row, entry);
     }
-    const TableJobResult result =
-        runTableSteps(this, "Writing the static MAC table", static_cast<int>(steps.size()), [&](int index) {
-            Step& step = steps[static_cast<size_t>(index)];
-            step.done = ksz_smac_write(step.row, step.entry) != 0;
-            return step.done;
-        });
-    for (const Step& step : steps) {
-        if (!step.done) continue;
-        device_[static_cast<size_t>(step.row)] = step.entry;
-        showRow(step.row, step.entry);
+    const StepsResult result =
+        runSteps(this, "Writing the static MAC table", oabr::staticMacStepsToDevice(&writes));
+    for (const auto& [row, entry, done] : writes) {
+        if (!done) continue;
+        device_[static_cast<size_t>(row)] = entry;
+        showRow(row, entry);
     }
-    const bool taken = result == TableJobResult::finished;
+    const bool taken = result == StepsResult::finished;
     failure_ = taken ? "" : "The device did not take all of the changes.";
     showState();
     return taken;
@@ -169,7 +160,7 @@ bool StaticMacAdressTab::apply(const std::vector<int>& rows, Write what) {
 
 void StaticMacAdressTab::SetAllRegisters() {
     grid_->finishEditing();
-    apply(allRows(), Write::everything);
+    apply(allRows(), Send::everything);
 }
 
 bool StaticMacAdressTab::load(const Cells& checked) {
@@ -180,28 +171,21 @@ bool StaticMacAdressTab::load(const Cells& checked) {
     return apply(allRows());
 }
 
-void StaticMacAdressTab::OnSeen() {
-    CallAfter([this] {
-        if (controls::isSeen(this)) ReadAllRegisters();
-    });
-}
-
 void StaticMacAdressTab::ReadAllRegisters() {
-    if (!needsRead() || controls::tableJobRuns()) return;
+    if (!needsRead() || workRuns()) return;
     const Activity activity(this, "Reading");
     if (!activity) return;
     grid_->dropEditing();
-    std::array<ksz_smac_entry, ksz_smac_entries> read{};
-    const TableJobResult result =
-        runTableJob(this, "Reading the static MAC table", ksz_smac_entries,
-                    [&read](int row) { return ksz_smac_read(row, &read[static_cast<size_t>(row)]) != 0; });
-    if (result == TableJobResult::finished) {
+    oabr::StaticMacTable read{};
+    const StepsResult result =
+        runSteps(this, "Reading the static MAC table", oabr::staticMacStepsFromDevice(&read));
+    if (result == StepsResult::finished) {
         device_ = read;
         setNeedsRead(false);
         for (const int row : allRows())
             showRow(row, device_[static_cast<size_t>(row)]);
     }
-    failure_ = result == TableJobResult::finished ? "" : "The table was not read from the device.";
+    failure_ = result == StepsResult::finished ? "" : "The table was not read from the device.";
     showState();
 }
 

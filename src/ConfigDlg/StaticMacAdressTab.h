@@ -2,12 +2,12 @@
 
 #include <wx/string.h>
 
-#include <array>
 #include <string>
 #include <vector>
 
 #include "src/Controls/CheckedGrid.h"
 #include "src/Controls/OABRControlFrame.h"
+#include "src/models/mac_device.h"
 #include "src/models/static_mac.h"
 
 class wxStaticText;
@@ -29,10 +29,10 @@ public:
     /// A record for each entry that holds something: the table is empty when the device starts.
     void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>& phy1_records,
                            std::vector<e2p_cfg_cmd>& phy2_records) override;
-    controls::StoreStep StoreBesideRecords() override;
+    StoreStep StoreBesideRecords() override;
     std::string describeFit(unsigned missing_switch_bytes) const override;
     void OnValuesChanged() override;
-    void OnSeen() override;
+    void OnSeen() override { readWhenShown(); }
     void OnDeviceDisConnected(wxThreadEvent& event) override;
 
     /// The texts shown, by row and column.
@@ -41,17 +41,16 @@ public:
     /// Shows a table, writes what of it differs from the device and notes the change.
     /// @param checked  without errors, see checkStaticMac
     /// @return         false when the device did not take all of it
-    bool load(const Cells& checked);
+    [[nodiscard]] bool load(const Cells& checked);
 
 private:
-    enum class Write { differences, everything };
     oabr::StaticMacRow texts(int row) const;
     void showRow(int row, const ksz_smac_entry& entry);
     void showState();
     std::vector<e2p_cfg_cmd> records() const;
-    bool apply(const std::vector<int>& rows, Write what = Write::differences);
+    bool apply(const std::vector<int>& rows, oabr::Send what = oabr::Send::changes);
 
-    std::array<ksz_smac_entry, ksz_smac_entries> device_{};  // what the device was last seen to hold
+    oabr::StaticMacTable device_{};  // what the device was last seen to hold
     std::string failure_;
     controls::CheckedGrid* grid_ = nullptr;
     wxStaticText* status_ = nullptr;

@@ -7,16 +7,11 @@
 
 namespace kovgui {
 
-VlanPage::VlanPage(wxWindow* parent)
-    : TabbedPage(parent, "VLAN"),
-      port_based_(new PortBasedVlanTab(notebook())),
-      static_mac_(new StaticMacAdressTab(notebook())),
-      vlan_(new VlanTab(notebook())),
-      dynamic_mac_(new DynamicMacTab(notebook())) {
-    addTab(port_based_, "Port Based VLAN");
-    addTab(static_mac_, "Static MAC Table");
-    addTab(vlan_, "802.1Q VLAN");
-    addTab(dynamic_mac_, "Dynamic MAC Table");
+VlanPage::VlanPage(wxWindow* parent) : TabbedPage(parent, "VLAN") {
+    addTab(new PortBasedVlanTab(notebook()), "Port Based VLAN");
+    addTab(new StaticMacAdressTab(notebook()), "Static MAC Table");
+    addTab(new VlanTab(notebook()), "802.1Q VLAN");
+    addTab(new DynamicMacTab(notebook()), "Dynamic MAC Table");
 }
 
 }  // namespace kovgui

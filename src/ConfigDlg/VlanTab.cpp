@@ -12,15 +12,17 @@
 #include "src/ConfigDlg/VlanEntryDialog.h"
 #include "src/Controls/CheckedGrid.h"
 #include "src/Controls/RowList.h"
+#include "src/models/vlan_device.h"
 #include "src/window/accessible.h"
+#include "src/window/while_painting.h"
 
 namespace kovgui {
 
 using controls::CheckedGrid;
 using controls::RecordSet;
 using controls::RowList;
-using controls::StoreStep;
-using controls::TableJobResult;
+using oabr::Send;
+using oabr::StepsResult;
 using oabr::vlan_flags;
 using oabr::VlanForm;
 using oabr::VlanSettings;
@@ -49,67 +51,6 @@ wxString tableText(const ksz_vlan_row& row, size_t column) {
     if (column == 0) return wxString::Format("%d", row.vid);
     if (column == 1) return wxString::Format("%d", row.entry.fid);
     return holds_port(row.entry.ports, ports_as_shown[column - 2]) ? wxString(wxUniChar(0x2713)) : wxString();
-}
-
-bool readPort(size_t index, oabr::VlanPortSettings* settings) {
-    const int port = ports_as_shown[index];
-    if (ksz_pvid_get(port, &settings->pvid) == 0) return false;
-    for (size_t i = 0; i < vlan_flags.size(); ++i) {
-        int value = 0;
-        if (vlan_flags[i].get(port, &value) == 0) return false;
-        settings->flags[i] = value != 0;
-    }
-    return true;
-}
-
-bool readSwitchAndPorts(VlanSettings* settings) {
-    int value = 0;
-    if (ksz_8021q_get(&value) == 0) return false;
-    settings->enabled = value != 0;
-    for (size_t port = 0; port < settings->ports.size(); ++port) {
-        if (!readPort(port, &settings->ports[port])) return false;
-    }
-    return true;
-}
-
-bool readSet(int set, VlanTable* table) {
-    ksz_vlan_set_entry entry{};
-    if (ksz_vlan_set_read(set, &entry) == 0) return false;
-    table->setVlanSet(set, entry);
-    return true;
-}
-
-using Steps = std::vector<std::function<bool()>>;
-
-void addPortSteps(int port, const oabr::VlanPortSettings& to, const oabr::VlanPortSettings* from,
-                  Steps* steps) {
-    if (from == nullptr || to.pvid != from->pvid)
-        steps->push_back([port, pvid = to.pvid] { return ksz_pvid_set(port, pvid) != 0; });
-    for (size_t i = 0; i < vlan_flags.size(); ++i) {
-        if (from == nullptr || to.flags[i] != from->flags[i])
-            steps->push_back(
-                [port, i, on = to.flags[i]] { return vlan_flags[i].set(port, on ? 1 : 0) != 0; });
-    }
-}
-
-/// The requests that bring a device to the settings; the switch goes by the table only while that is whole.
-/// @param from  what it holds; null when everything has to be written
-Steps stepsTo(const VlanSettings& to, const VlanSettings* from) {
-    Steps steps;
-    const auto addEnable = [&] {
-        if (from == nullptr || to.enabled != from->enabled)
-            steps.push_back([on = to.enabled] { return ksz_8021q_set(on ? 1 : 0) != 0; });
-    };
-    if (!to.enabled) addEnable();
-    for (int set = 0; set < ksz_vlan_sets; ++set) {
-        const ksz_vlan_set_entry& entry = to.table.vlanSet(set);
-        if (from == nullptr || entry != from->table.vlanSet(set))
-            steps.push_back([set, entry] { return ksz_vlan_set_write(set, entry) != 0; });
-    }
-    for (size_t i = 0; i < to.ports.size(); ++i)
-        addPortSteps(ports_as_shown[i], to.ports[i], from == nullptr ? nullptr : &from->ports[i], &steps);
-    if (to.enabled) addEnable();
-    return steps;
 }
 
 }  // namespace
@@ -145,7 +86,7 @@ VlanTab::VlanTab(wxWindow* parent) : OABRControlFrame(parent, "802.1Q VLAN") {
     enable_->Bind(wxEVT_CHECKBOX, [this](wxCommandEvent&) {
         VlanSettings target = device_;
         target.enabled = enable_->GetValue();
-        if (apply(target) != TableJobResult::finished) OnSeen();
+        if (apply(target) != StepsResult::finished) OnSeen();
     });
     read->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) {
         OnValuesChanged();
@@ -228,7 +169,7 @@ void VlanTab::portsEdited() {
     VlanSettings target = device_;
     std::ranges::transform(texts, target.ports.begin(), oabr::vlanPortOf);
     noteChange();  // of a wrong cell too
-    if (apply(target) != TableJobResult::finished) OnSeen();
+    if (apply(target) != StepsResult::finished) OnSeen();
 }
 
 void VlanTab::showSettings() {
@@ -281,7 +222,7 @@ VlanForm VlanTab::form() const {
 void VlanTab::applyTable(const VlanTable& table, int select_vid) {
     VlanSettings target = device_;
     target.table = table;
-    if (apply(target) != TableJobResult::finished) return OnSeen();
+    if (apply(target) != StepsResult::finished) return OnSeen();
     const auto shown = std::ranges::find(rows_, select_vid, &ksz_vlan_row::vid);
     if (shown != rows_.end()) table_->selectOnly(static_cast<size_t>(shown - rows_.begin()));
 }
@@ -340,67 +281,59 @@ void VlanTab::pasteVlans() {
 
 // ---- The device ----
 
-TableJobResult VlanTab::apply(const VlanSettings& target, Write what) {
-    const Steps steps = stepsTo(target, what == Write::everything ? nullptr : &device_);
+StepsResult VlanTab::apply(const VlanSettings& target, Send what) {
+    const oabr::DeviceSteps steps = vlanStepsToDevice(target, device_, what);
     message_.clear();
     if (steps.empty()) {
         showState();
-        return TableJobResult::finished;
+        return StepsResult::finished;
     }
     noteChange();
-    const TableJobResult result =
-        runTableSteps(this, "Writing the VLAN settings", static_cast<int>(steps.size()),
-                      [&steps](int step) { return steps[static_cast<size_t>(step)](); });
-    if (result == TableJobResult::finished) {
+    const StepsResult result = runSteps(this, "Writing the VLAN settings", steps);
+    if (result == StepsResult::finished) {
         device_ = target;
         enable_->SetValue(target.enabled);
         showTable();
         showState();
         return result;
     }
-    write_error_ = result == TableJobResult::stopped ? "The writing was stopped half-way."
-                                                     : "The device did not take all of the settings.";
+    write_error_ = result == StepsResult::stopped ? "The writing was stopped half-way."
+                                                  : "The device did not take all of the settings.";
     OnValuesChanged();
     return result;
 }
 
 void VlanTab::SetAllRegisters() {
-    if (apply(device_, Write::everything) != TableJobResult::finished) ReadAllRegisters();
+    if (apply(device_, Send::everything) != StepsResult::finished) ReadAllRegisters();
 }
 
-TableJobResult VlanTab::load(const VlanForm& checked) {
+StepsResult VlanTab::load(const VlanForm& checked) {
     ReadAllRegisters();
-    if (needsRead()) return TableJobResult::failed;
-    const TableJobResult result = apply(vlanSettingsOf(checked, device_));
+    if (needsRead()) return StepsResult::failed;
+    const StepsResult result = apply(vlanSettingsOf(checked, device_));
     noteChange();
-    if (result == TableJobResult::finished)
+    if (result == StepsResult::finished)
         showSettings();
-    else
+    else if (result == StepsResult::stopped)
         ReadAllRegisters();
+    else
+        OnSeen();  // a device that has just been silent is asked again later
     return result;
 }
 
-void VlanTab::OnSeen() {
-    CallAfter([this] {
-        if (controls::isSeen(this)) ReadAllRegisters();
-    });
-}
-
 void VlanTab::ReadAllRegisters() {
-    if (!needsRead() || controls::tableJobRuns()) return;
+    if (!needsRead() || workRuns()) return;
     const Activity activity(this, "Reading");
     if (!activity) return;
     status_->SetLabelText("Reading the settings ...");
     VlanSettings read;
-    const TableJobResult result = runTableJob(
-        this, "Reading the VLAN settings", 1 + ksz_vlan_sets,
-        [&read](int step) { return step == 0 ? readSwitchAndPorts(&read) : readSet(step - 1, &read.table); });
-    if (result == TableJobResult::finished) {
+    const StepsResult result = runSteps(this, "Reading the VLAN settings", oabr::vlanStepsFromDevice(&read));
+    if (result == StepsResult::finished) {
         device_ = read;
         setNeedsRead(false);
     }
     message_ = std::exchange(write_error_, "");
-    if (result == TableJobResult::failed) message_ += message_.empty() ? "It does not answer." : "";
+    if (result == StepsResult::failed) message_ += message_.empty() ? "It does not answer." : "";
     showSettings();
 }
 

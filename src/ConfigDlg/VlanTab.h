@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "src/Controls/OABRControlFrame.h"
-#include "src/Controls/table_job.h"
+#include "src/models/device_steps.h"
 #include "src/models/vlan_form.h"
 
 class wxButton;
@@ -31,17 +31,17 @@ public:
     void ReadAllRegisters() override;
     void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>& phy1_records,
                            std::vector<e2p_cfg_cmd>& phy2_records) override;
-    controls::StoreStep StoreBesideRecords() override;
+    StoreStep StoreBesideRecords() override;
     std::string describeFit(unsigned missing_switch_bytes) const override;
     void OnValuesChanged() override;
-    void OnSeen() override;
+    void OnSeen() override { readWhenShown(); }
 
     /// What the page shows.
     oabr::VlanForm form() const;
-    /// Shows a form, writes what of it differs from the device and notes the change. After a stop or a
-    /// failure the device is read again, so that the page shows what it holds.
+    /// Shows a form, writes what of it differs from the device and notes the change. After a stop the device
+    /// is read again, so that the page shows what it holds; after a failure the page is marked for it.
     /// @param checked  without errors, see checkVlanForm
-    controls::TableJobResult load(const oabr::VlanForm& checked);
+    [[nodiscard]] oabr::StepsResult load(const oabr::VlanForm& checked);
 
     // What the keys and buttons of the table do, on the rows that are selected.
     void addVlan();
@@ -56,8 +56,7 @@ private:
     wxSizer* buildTable(wxWindow* parent);
     void OnTableKey(wxKeyEvent& event);
 
-    enum class Write { differences, everything };
-    controls::TableJobResult apply(const oabr::VlanSettings& target, Write what = Write::differences);
+    oabr::StepsResult apply(const oabr::VlanSettings& target, oabr::Send what = oabr::Send::changes);
     void applyTable(const oabr::VlanTable& table, int select_vid);
     void portsEdited();
     bool hasVlan(int vid) const { return device_.table[vid].valid; }

@@ -52,7 +52,7 @@ public:
     virtual wxString shownText() const = 0;
     /// Shows what such a text says; the device is left alone.
     /// @return false, with nothing changed, for a text that the control cannot show
-    virtual bool showText(const wxString& text) = 0;
+    [[nodiscard]] virtual bool showText(const wxString& text) = 0;
 
     void bind(Binding binding) { binding_ = std::move(binding); }
 
@@ -74,6 +74,6 @@ private:
 /// The texts of a control that is on or off.
 wxString onOffText(bool on);
 /// @return false for another text; `on` is then untouched
-bool parseOnOff(const wxString& text, bool* on);
+[[nodiscard]] bool parseOnOff(const wxString& text, bool* on);
 
 }  // namespace kovgui::controls

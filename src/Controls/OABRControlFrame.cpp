@@ -11,6 +11,7 @@
 
 #include "lib/comm_obj.h"
 #include "src/window/PageHost.h"
+#include "src/window/while_painting.h"
 
 namespace kovgui::controls {
 
@@ -26,16 +27,17 @@ wxBEGIN_EVENT_TABLE(OABRControlFrame, wxPanel)
 wxEND_EVENT_TABLE()
     // clang-format on
 
-    std::vector<OABRControlFrame*> OABRControlFrame::oabrControlFrames;
+    constinit std::vector<OABRControlFrame*> OABRControlFrame::living_;
+const std::vector<OABRControlFrame*>& OABRControlFrame::oabrControlFrames = living_;
 
 OABRControlFrame::OABRControlFrame(wxWindow* parent, const wxString& name)
     : wxPanel(parent, wxID_ANY, wxDefaultPosition, wxDefaultSize, wxTAB_TRAVERSAL, name) {
-    oabrControlFrames.push_back(this);
+    living_.push_back(this);
     Disable();
 }
 
 OABRControlFrame::~OABRControlFrame() {
-    std::erase(oabrControlFrames, this);
+    std::erase(living_, this);
     DestroyChildren();  // controls leave the map as they go
 }
 
@@ -104,6 +106,17 @@ void OABRControlFrame::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_record
     }
 }
 
+bool OABRControlFrame::holdDeviceValues() {
+    ReadAllRegisters();
+    return !needs_read_;
+}
+
+void OABRControlFrame::readWhenShown() {
+    whenNoWorkRuns(this, [this] {
+        if (isSeen(this)) ReadAllRegisters();
+    });
+}
+
 void OABRControlFrame::OnValuesChanged() {
     needs_read_ = true;
 }
@@ -147,7 +160,7 @@ void OABRControlFrame::noteChange() {
 }
 
 oabr::DeviceUse OABRControlFrame::takeDevice() {
-    oabr::DeviceUse use = oabr::DeviceUse::takeHere("the page " + GetName().utf8_string());
+    oabr::DeviceUse use = oabr::DeviceUse::takeHere(userName());
     refused_ = !use;
     if (refused_) needs_read_ = true;
     return use;

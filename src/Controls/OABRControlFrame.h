@@ -4,35 +4,26 @@
 #include <wx/panel.h>
 #include <wx/utils.h>
 
-#include <functional>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "src/Controls/OABRControl.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/DeviceWindow.h"
+#include "src/models/store.h"
 
 namespace kovgui::controls {
-
-/// What a page stores beside its records.
-struct StoreStep {
-    std::string refusal;  ///< why the page cannot be stored as it stands, for the operator; empty when it can
-    /// Writes and compares, on the thread of the store; gives what went wrong, empty for nothing. Null where
-    /// there is nothing to write. It touches no window.
-    std::function<std::string()> write;
-};
 
 /// A page that edits or shows the device. It keeps its register-bound controls by identifier and works on all
 /// of them in ascending order. It is disabled while no device is connected, and reads the device when it is
 /// first seen after a connect. For the GUI thread only.
 ///
 /// Operations over the page are runs (see comm_run): a silent device costs one request's timeout.
-class OABRControlFrame : public wxPanel {
+class OABRControlFrame : public wxPanel, public StoreSource {
 public:
-    /// Every living page, in the order of their construction.
-    static std::vector<OABRControlFrame*> oabrControlFrames;
+    /// Every living page, in the order of their construction. Pages enter and leave by themselves.
+    static const std::vector<OABRControlFrame*>& oabrControlFrames;
 
     /// @param name  what the page is called in messages
     OABRControlFrame(wxWindow* parent, const wxString& name);
@@ -45,14 +36,10 @@ public:
     /// Reads every control, if the page is marked for reading. The mark stays when the device fell silent.
     virtual void ReadAllRegisters();
     /// Appends the records of every control.
-    virtual void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records,
-                                   std::vector<e2p_cfg_cmd>& phy1_records,
-                                   std::vector<e2p_cfg_cmd>& phy2_records);
-    /// What else the page stores, as it stands now.
-    virtual StoreStep StoreBesideRecords() { return {}; }
-    /// What of the page's records fits when the switch's area lacks so many bytes for all that is to be
-    /// stored: a line for the operator, or empty where the page has nothing to leave out.
-    virtual std::string describeFit(unsigned /*missing_switch_bytes*/) const { return {}; }
+    void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>& phy1_records,
+                           std::vector<e2p_cfg_cmd>& phy2_records) override;
+    /// Reads the page if it is marked for it.
+    bool holdDeviceValues() override;
 
     /// Marks the page for reading.
     virtual void OnValuesChanged();
@@ -61,11 +48,13 @@ public:
     /// The device's state changed; nothing that a page of settings shows.
     virtual void OnDeviceStatusUpdate(wxThreadEvent& event);
     virtual void OnShow(wxShowEvent& event);
-    /// The operator has come to see the page: reads it. A page that takes long puts that off until the
-    /// toolkit is done with showing it.
+    /// The operator has come to see the page: reads it. A page whose reading takes long does so when the
+    /// toolkit is done with showing it, see readWhenShown.
     virtual void OnSeen() { ReadAllRegisters(); }
     /// Nobody has the device now: a page that could not have it before shows what it holds.
     void OnDeviceFree();
+    /// The main window closes: what the page has opened beside it is to go as well.
+    virtual void OnWindowCloses() {}
     /// The operator changed a control: writes a bound one to the device and notes the change.
     virtual void OnValueChangedEvent(wxCommandEvent& event);
 
@@ -83,8 +72,12 @@ protected:
     /// The device for what the page does until the object goes. Where somebody else has it and keeps it, the
     /// page is marked for reading, and read when the device is free and the page seen.
     [[nodiscard]] oabr::DeviceUse takeDevice();
+    /// Who has the device then: "the page Counter".
+    std::string userName() const { return "the page " + GetName().utf8_string(); }
     /// Tells the window that the pages show settings that are not stored.
     void noteChange();
+    /// Reads the page from the event loop, when no work runs and if it is seen then.
+    void readWhenShown();
     /// Marks the page as read, or for reading.
     void setNeedsRead(bool needs_read) { needs_read_ = needs_read; }
 
@@ -110,6 +103,8 @@ protected:
     };
 
 private:
+    static std::vector<OABRControlFrame*> living_;
+
     std::map<int, OABRControl*> controls_;
     bool needs_read_ = false;
     bool refused_ = false;  // it asked for the device in vain

@@ -54,12 +54,7 @@ void CLIDialog::append(const std::string& text) {
 void CLIDialog::putLine(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, arguments);
-    std::string text(length > 0 ? static_cast<size_t>(length) : 0, '\0');
-    std::vsnprintf(text.data(), text.size() + 1, format, again);
-    va_end(again);
+    const std::string text = printedList(format, arguments);
     va_end(arguments);
     append(text + "\n");
 }
@@ -69,10 +64,8 @@ void CLIDialog::OnEnter(wxCommandEvent&) {
     entry_->Clear();
     putLine("# %s", line.c_str());
     platform::CapturedOutput captured;
-    runWhilePainting([&line] {
-        runDialogLine(line);
-        return 0;
-    });
+    if (!runWhilePainting(this, {}, [&line](Work&) { runDialogLine(line); }))
+        putLine("The device is busy; try again.");
     const std::string answer = captured.finish();
     append(answer);
     readOut(this, wxString::FromUTF8(printable(answer)));

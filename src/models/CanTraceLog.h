@@ -40,7 +40,7 @@ struct CanTraceLine {
 class CanTraceFilter {
 public:
     /// @param error  becomes what is wrong with the text, when the result is none
-    static std::optional<CanTraceFilter> parse(std::string_view text, std::string* error);
+    [[nodiscard]] static std::optional<CanTraceFilter> parse(std::string_view text, std::string* error);
 
     /// An empty filter shows everything; another one leaves the errors out.
     bool shows(const CanTraceLine& line) const;

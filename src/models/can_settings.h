@@ -161,6 +161,6 @@ struct CanCheck {
 };
 /// Reads a form. The rate's choice says nothing of its own: the timing fields hold.
 /// @param base  gives what the page does not show
-CanCheck checkForm(const CanForm& form, const CanBlock& base);
+[[nodiscard]] CanCheck checkForm(const CanForm& form, const CanBlock& base);
 
 }  // namespace kovgui::oabr

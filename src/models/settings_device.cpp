@@ -495,7 +495,7 @@ std::string describeStoreOverflow(const Settings& settings) {
 
 std::string storeOnDevice(const DeviceImage& image) {
     const Settings settings = settingsOf(image);
-    std::string failure = writeAndCompare(listsOf(settings));
+    std::string failure = storeListsOnDevice(listsOf(settings));
     if (!failure.empty() || !image.can) return failure;
     const oabr::CanBlock block = canBlockOf(settings, *image.can);
     if (can_save_cfg_to_e2p(&block.speed, &block.filter, block.extra.data()) != 0)

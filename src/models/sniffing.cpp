@@ -1,5 +1,6 @@
 #include "src/models/sniffing.h"
 
+#include "lib/comm_obj.h"
 #include "lib/port_config.h"
 
 namespace kovgui {
@@ -36,6 +37,13 @@ bool setSniffing(int value) {
 
 e2p_cfg_cmd_array* storeSniffing(int value) {
     return names_port(value) ? port_sniff_store(port_of(value), sniff_sniffer_port) : nullptr;
+}
+
+void writeSniffingToDevice(int sniff_port, const std::array<int, port_count>& modes) {
+    const comm_run run;
+    for (const int port : {sniff_on_oabr2, sniff_on_oabr1, sniff_on_100basetx})
+        port_sniff_set(port_of(port), port == sniff_port ? static_cast<int>(sniff_sniffer_port)
+                                                         : modes[static_cast<size_t>(port - sniff_on_oabr1)]);
 }
 
 }  // namespace kovgui

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+
 #include "lib/e2p.h"
 #include "lib/ports.h"
 
@@ -28,5 +30,15 @@ bool getSniffing(int* value);
 bool setSniffing(int value);
 /// The records for it; null for sniff_on_none and for a value that is none of these.
 e2p_cfg_cmd_array* storeSniffing(int value);
+
+/// Whether what a port passes can be mirrored to the sniff port: not onto itself, and not to none.
+constexpr bool canMirror(int sniff_port, int port) {
+    return sniff_port != sniff_on_none && sniff_port != port;
+}
+
+/// Writes the BroadR-Reach ports' and the 100BaseTX port's part of the mirroring once more, for a mode that
+/// was written before the sniff port may have been taken by it.
+/// @param modes  sniff_value of each port, by SniffPort - 1
+void writeSniffingToDevice(int sniff_port, const std::array<int, port_count>& modes);
 
 }  // namespace kovgui

@@ -34,7 +34,7 @@ using StaticMacCells = std::vector<StaticMacRow>;
 std::string staticMacError(size_t column, const std::string& text);
 /// What is first wrong with a table, naming entry and column; empty for nothing. An entry that is not valid
 /// may leave its FID and its address empty.
-std::string checkStaticMac(const StaticMacCells& cells);
+[[nodiscard]] std::string checkStaticMac(const StaticMacCells& cells);
 
 /// The entry that texts without errors stand for. An empty FID is 0, and an empty address all zeros.
 ksz_smac_entry staticMacEntry(const StaticMacRow& row);

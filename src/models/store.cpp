@@ -28,18 +28,15 @@ std::vector<AreaList> areaLists(const ConfigLists& lists) {
 /// Short enough that a read's answer arrives well within a request's timeout.
 constexpr size_t read_back_block = 48;
 
-enum class Comparison { same, different, unreadable };
-
-Comparison compare(uint16_t address, const std::vector<uint8_t>& wanted) {
+Stored compare(uint16_t address, const std::vector<uint8_t>& wanted) {
     for (size_t at = 0; at < wanted.size(); at += read_back_block) {
         const size_t size = std::min(read_back_block, wanted.size() - at);
         uint8_t block[read_back_block] = {};
-        if (oabr::OABRDevice::instance()->readE2P(address + at, size, block) != 0)
-            return Comparison::unreadable;
+        if (oabr::OABRDevice::instance()->readE2P(address + at, size, block) != 0) return Stored::unreadable;
         if (!std::equal(block, block + size, wanted.begin() + static_cast<std::ptrdiff_t>(at)))
-            return Comparison::different;
+            return Stored::different;
     }
-    return Comparison::same;
+    return Stored::same;
 }
 
 }  // namespace
@@ -76,18 +73,56 @@ std::string describeOverflow(const ConfigLists& lists) {
     return text;
 }
 
-std::string writeAndCompare(ConfigLists lists) {
-    const ConfigLists wanted = lists;
+std::string storedError(const std::string& name, Stored stored) {
+    if (stored == Stored::same) return {};
+    return "The " + name +
+           (stored == Stored::unreadable ? " settings could not be read back from the device."
+                                         : " settings that the device holds differ from those written.");
+}
+
+std::string storeListsOnDevice(const ConfigLists& lists) {
     oabr::OABRDevice::instance()->writeE2PConfig(lists.switch_list, lists.phy1_list, lists.phy2_list);
-    for (const AreaList& one : areaLists(wanted)) {
-        const Comparison found = compare(one.area.address, storedBytes(one.list));
-        if (found == Comparison::same) continue;
-        return "The " + one.name +
-               (found == Comparison::unreadable
-                    ? " settings could not be read back from the device."
-                    : " settings that the device holds differ from those written.");
+    for (const AreaList& one : areaLists(lists)) {
+        const Stored stored = compare(one.area.address, storedBytes(one.list));
+        if (stored != Stored::same) return storedError(one.name, stored);
     }
     return {};
+}
+
+// ---- The store ----
+
+bool holdDeviceValues(const StoreSources& sources) {
+    return std::ranges::all_of(sources, [](StoreSource* source) { return source->holdDeviceValues(); });
+}
+
+std::string StorePlan::prepare(const StoreSources& sources, const std::function<void()>& between) {
+    if (!holdDeviceValues(sources)) return "The device's settings could not be read. Nothing was stored.";
+    lists_ = defaultLists();
+    for (StoreSource* source : sources) {
+        source->StoreAllRegisters(lists_.switch_list, lists_.phy1_list, lists_.phy2_list);
+        between();
+    }
+    if (std::string overflow = describeOverflow(lists_); !overflow.empty()) {
+        const unsigned missing = e2p_area_shortfall(lists_.switch_list, e2p_switch_area);
+        for (const StoreSource* source : sources)
+            overflow += missing > 0 ? source->describeFit(missing) : "";
+        return overflow + "Nothing was stored.";
+    }
+    steps_.clear();
+    for (StoreSource* source : sources) {
+        steps_.push_back(source->StoreBesideRecords());
+        if (const std::string& refusal = steps_.back().refusal; !refusal.empty())
+            return refusal + "\nNothing was stored.";
+    }
+    return {};
+}
+
+std::string StorePlan::writeToDevice() const {
+    std::string failure = storeListsOnDevice(lists_);
+    for (const StoreStep& step : steps_) {
+        if (failure.empty() && step.write) failure = step.write();
+    }
+    return failure;
 }
 
 }  // namespace kovgui

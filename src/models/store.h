@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -23,27 +24,72 @@ void appendBetweenMarkers(std::span<const e2p_cfg_cmd> defaults, std::vector<e2p
 /// The lists that every store begins with: the bodies of the default configuration.
 ConfigLists defaultLists();
 
-/// The records that the living pages yield, behind those of the default configuration. Runs `between` after
-/// each page.
-template <typename Pages, typename Between>
-ConfigLists collectLists(const Pages& pages, Between between) {
-    ConfigLists lists = defaultLists();
-    for (auto* page : pages) {
-        page->StoreAllRegisters(lists.switch_list, lists.phy1_list, lists.phy2_list);
-        between();
-    }
-    return lists;
-}
-
 /// What an area holds after a list was written: the records' stored bytes between the markers.
 std::vector<uint8_t> storedBytes(const std::vector<e2p_cfg_cmd>& list);
 
 /// Says which of the lists are too long for their areas and by how many bytes; empty when all fit.
-std::string describeOverflow(const ConfigLists& lists);
+[[nodiscard]] std::string describeOverflow(const ConfigLists& lists);
 
-/// Writes the lists into the device's EEPROM, reads the areas back and compares. Blocks; not for the receiver
-/// thread.
+/// What the device holds of something that was written into its EEPROM.
+enum class Stored { same, different, unreadable };
+/// The same in words for the operator; empty for `same`.
+/// @param name  what was written: "switch" gives "The switch settings ..."
+std::string storedError(const std::string& name, Stored stored);
+
+/// Writes the lists into the device's EEPROM, reads the areas back and compares. Waits for the device's
+/// answers; not for the receiver thread.
 /// @return what went wrong, in words for the operator; empty when the device holds the lists
-std::string writeAndCompare(ConfigLists lists);
+[[nodiscard]] std::string storeListsOnDevice(const ConfigLists& lists);
+
+// --- The store
+
+/// What a store writes beside records.
+struct StoreStep {
+    std::string refusal;  ///< why nothing can be stored as it stands, for the operator; empty when it can
+    /// Writes and compares, on the thread of the store; gives what went wrong, empty for nothing. Null where
+    /// there is nothing to write. It touches no window.
+    std::function<std::string()> write;
+};
+
+/// What takes part in a store. A page, for one.
+class StoreSource {
+public:
+    virtual ~StoreSource() = default;
+
+    /// Has the source hold the device's values, unless it does already.
+    /// @return false when they could not be read
+    [[nodiscard]] virtual bool holdDeviceValues() = 0;
+    /// Appends its records.
+    virtual void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records,
+                                   std::vector<e2p_cfg_cmd>& phy1_records,
+                                   std::vector<e2p_cfg_cmd>& phy2_records) = 0;
+    /// What else it stores, as it stands now.
+    virtual StoreStep StoreBesideRecords() { return {}; }
+    /// What of its records fits when the switch's area lacks so many bytes for all that is to be stored: a
+    /// line for the operator, or empty where it has nothing to leave out.
+    virtual std::string describeFit(unsigned /*missing_switch_bytes*/) const { return {}; }
+};
+using StoreSources = std::vector<StoreSource*>;
+
+/// Has every source hold the device's values: one that was never read would store defaults over the device's
+/// settings. Ends at the first that could not.
+[[nodiscard]] bool holdDeviceValues(const StoreSources& sources);
+
+/// A store, in the order of its steps: all that can refuse it comes before the first byte is written.
+class StorePlan {
+public:
+    /// Has the sources hold the device's values and takes what they store. Talks to the device only to read.
+    /// @param between  runs after each source's records
+    /// @return         why nothing can be stored, for the operator; empty when all can
+    [[nodiscard]] std::string prepare(const StoreSources& sources, const std::function<void()>& between);
+    /// Writes the records and what stands beside them, and compares; ends at the first failure. Touches no
+    /// source.
+    /// @return what went wrong, for the operator; empty when the device holds everything
+    [[nodiscard]] std::string writeToDevice() const;
+
+private:
+    ConfigLists lists_;
+    std::vector<StoreStep> steps_;
+};
 
 }  // namespace kovgui

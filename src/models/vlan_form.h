@@ -89,7 +89,7 @@ struct VlanForm {
 };
 
 /// What is wrong with a form, naming row and column; empty when it is fine.
-std::string checkVlanForm(const VlanForm& form);
+[[nodiscard]] std::string checkVlanForm(const VlanForm& form);
 /// What the page shows of the settings. Entries that name no VLAN are left out.
 VlanForm vlanFormOf(const VlanSettings& settings);
 /// The settings that a port's texts ask for, which have no errors.
@@ -104,6 +104,6 @@ std::string vlanRowsText(const std::vector<ksz_vlan_row>& rows);
 /// Reads such lines, with blank ones among them or none.
 /// @param rows  takes the entries
 /// @return      what is wrong, naming line and column; `rows` is then untouched
-std::string parseVlanRows(const std::string& text, std::vector<ksz_vlan_row>* rows);
+[[nodiscard]] std::string parseVlanRows(const std::string& text, std::vector<ksz_vlan_row>* rows);
 
 }  // namespace kovgui::oabr

@@ -23,6 +23,7 @@ struct VlanTables {
 Values vlanValues(const VlanTables& tables, const std::vector<std::string>& rows);
 /// The tables that an element holds, which are not looked at beyond that each on/off value is one.
 /// @return what is wrong, a line each; empty when the tables were read
-std::string readVlanTables(const Element& element, const std::vector<std::string>& rows, VlanTables* tables);
+[[nodiscard]] std::string readVlanTables(const Element& element, const std::vector<std::string>& rows,
+                                         VlanTables* tables);
 
 }  // namespace kovgui::config

@@ -36,8 +36,6 @@ constexpr Chapter chapters[] = {
     {"trouble.html", "Trouble-shooting"},
 };
 
-HelpViewer* viewer = nullptr;
-
 /// Sends links that lead out of the manual to the browser.
 class ManualText : public wxHtmlWindow {
 public:
@@ -68,20 +66,12 @@ wxString manualDirectory() {
     return shared.FileExists() ? shared.GetPath() : wxString();
 }
 
-void HelpViewer::open(wxWindow* owner) {
+HelpViewer* HelpViewer::create(wxWindow* owner) {
     const wxString directory = manualDirectory();
-    if (directory.empty()) {
-        wxMessageBox("The manual is not installed: there is no directory \"manual\" beside the program.",
-                     "Help", wxOK | wxICON_ERROR, owner);
-        return;
-    }
-    if (viewer == nullptr) viewer = new HelpViewer(owner, directory);
-    viewer->Show();
-    viewer->Raise();
-}
-
-HelpViewer* HelpViewer::existing() {
-    return viewer;
+    if (!directory.empty()) return new HelpViewer(owner, directory);
+    wxMessageBox("The manual is not installed: there is no directory \"manual\" beside the program.", "Help",
+                 wxOK | wxICON_ERROR, owner);
+    return nullptr;
 }
 
 HelpViewer::HelpViewer(wxWindow* owner, const wxString& directory)
@@ -144,10 +134,6 @@ HelpViewer::HelpViewer(wxWindow* owner, const wxString& directory)
             event.Skip();
     });
     showChapter(chapters[0].file);
-}
-
-HelpViewer::~HelpViewer() {
-    viewer = nullptr;
 }
 
 void HelpViewer::showChapter(const wxString& file) {

@@ -19,13 +19,10 @@ class HelpViewer : public wxFrame {
 public:
     enum Id { ID_CHAPTERS = 1700, ID_BACK, ID_FORWARD, ID_BROWSER };
 
-    /// Shows the manual, or says in a box where it was looked for.
+    /// Makes the viewer, or says in a box where the manual was looked for.
     /// @param owner  the window that the viewer goes with
-    static void open(wxWindow* owner);
-    /// Null where there is none.
-    static HelpViewer* existing();
-
-    ~HelpViewer() override;
+    /// @return       null when there is no manual
+    static HelpViewer* create(wxWindow* owner);
 
     /// @param file  a file of the manual's directory
     void showChapter(const wxString& file);

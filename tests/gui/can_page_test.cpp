@@ -2,11 +2,13 @@
 #include <wx/radiobut.h>
 #include <wx/spinctrl.h>
 #include <wx/textctrl.h>
+#include <wx/timer.h>
 
 #include <fstream>
 
 #include "src/ConfigDlg/CanSettingsPanel.h"
 #include "src/ConfigDlg/CanTraceWindow.h"
+#include "src/window/while_painting.h"
 #include "tests/gui/connected_window_fixture.h"
 
 namespace kovgui {
@@ -132,6 +134,18 @@ TEST_F(CanPage, AChosenPhaseRuleTakesItsFieldsAway) {
     EXPECT_EQ(liveSpeed().phase2_mode, 0);
 }
 
+TEST_F(CanPage, TheWindowPaintsWhileTheModeChanges) {
+    bool painting = false;
+    wxTimer timer;
+    timer.Bind(wxEVT_TIMER,
+               [&](wxTimerEvent&) { painting = painting || (workRuns() && !frame_->IsEnabled()); });
+    timer.Start(10);
+    choose(CanField::can_mode, "LISTENONLY");
+    EXPECT_TRUE(painting) << "it takes a second";
+    EXPECT_EQ(shown(CanField::can_mode), "LISTENONLY");
+    EXPECT_EQ(label("canMessages"), "");
+}
+
 TEST_F(CanPage, ASilentDeviceIsNamedAndThePageStaysMarked) {
     fault("silent");
     choose(CanField::wakeup_mode, "CAN");
@@ -148,7 +162,10 @@ class CanTraceTest : public CanPage {
 protected:
     CanTraceTest() {
         press(CanSettingsPanel::ID_TRACE);
-        trace_ = CanTraceWindow::existing();
+        trace_ = traceWindow();
+    }
+    static CanTraceWindow* traceWindow() {
+        return static_cast<CanTraceWindow*>(wxWindow::FindWindowByName("canTrace"));
     }
     bool records(size_t at_least) {
         return waitFor([=, this] { return trace_->log().shown() >= at_least; });
@@ -198,7 +215,7 @@ TEST_F(CanTraceTest, GoesWithTheMainWindow) {
     EXPECT_GE(trace_->log().shown(), 1u);
     frame_->Close();
     frame_ = nullptr;
-    ASSERT_TRUE(waitFor([] { return CanTraceWindow::existing() == nullptr; }));
+    ASSERT_TRUE(waitFor([] { return traceWindow() == nullptr; }));
 }
 
 }  // namespace

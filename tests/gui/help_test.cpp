@@ -27,7 +27,10 @@ class Help : public MainWindow {
 protected:
     Help() {
         command(*frame_, ID_USER_HELP);
-        viewer_ = HelpViewer::existing();
+        viewer_ = existing();
+    }
+    static HelpViewer* existing() {
+        return static_cast<HelpViewer*>(wxWindow::FindWindowByName("helpViewer"));
     }
     wxListBox* chapters() { return static_cast<wxListBox*>(viewer_->FindWindow(HelpViewer::ID_CHAPTERS)); }
     void choose(int chapter) {
@@ -67,14 +70,14 @@ TEST_F(Help, NoLinkOfTheManualLeadsNowhere) {
 
 TEST_F(Help, GoesWithTheMainWindowAndOpensOnce) {
     command(*frame_, ID_USER_HELP);
-    EXPECT_EQ(HelpViewer::existing(), viewer_);
+    EXPECT_EQ(existing(), viewer_);
     viewer_->Close();
-    ASSERT_TRUE(waitFor([] { return HelpViewer::existing() == nullptr; }));
+    ASSERT_TRUE(waitFor([] { return existing() == nullptr; }));
     command(*frame_, ID_USER_HELP);
-    ASSERT_NE(HelpViewer::existing(), nullptr);
+    ASSERT_NE(existing(), nullptr);
     frame_->Close();
     frame_ = nullptr;
-    ASSERT_TRUE(waitFor([] { return HelpViewer::existing() == nullptr; }));
+    ASSERT_TRUE(waitFor([] { return existing() == nullptr; }));
 }
 
 }  // namespace

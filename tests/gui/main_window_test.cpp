@@ -68,10 +68,9 @@ TEST_F(MainWindow, EveryControlHasALetterOfItsOwn) {
     XmlConfigDialog files(frame_, "Save XML Config");
     VlanEntryDialog entry(frame_, "Add VLAN", {}, [](int) { return true; });
     auto* console = new cli::CLIDialog(frame_);
-    CanTraceWindow::open(frame_, true);
-    HelpViewer::open(frame_);
-    for (wxWindow* window : std::initializer_list<wxWindow*>{
-             &files, &entry, console, CanTraceWindow::existing(), HelpViewer::existing()}) {
+    auto* trace = new CanTraceWindow(frame_, true);
+    auto* help = HelpViewer::create(frame_);
+    for (wxWindow* window : std::initializer_list<wxWindow*>{&files, &entry, console, trace, help}) {
         SCOPED_TRACE(window->GetLabel().utf8_string());
         std::map<char, std::string> own;
         expectOwnLetters(window, &own);

@@ -10,22 +10,21 @@
 #include "src/ConfigDlg/VlanTab.h"
 #include "src/Controls/CheckedGrid.h"
 #include "src/Controls/RowList.h"
-#include "src/Controls/table_job.h"
 #include "src/OABR-Switch/DeviceUse.h"
+#include "src/window/while_painting.h"
 #include "tests/gui/connected_window_fixture.h"
 
 namespace kovgui {
 namespace {
 
-using controls::runTableJob;
-using controls::TableJobResult;
 using oabr::DynamicMacList;
+using oabr::StepsResult;
 using oabr::VlanForm;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
 wxWindow* progressDialog() {
-    wxWindow* dialog = wxWindow::FindWindowByName("tableJob");
+    wxWindow* dialog = wxWindow::FindWindowByName("workProgress");
     return dialog != nullptr && dialog->IsShown() ? dialog : nullptr;
 }
 
@@ -50,9 +49,9 @@ private:
     wxTimer timer_;
 };
 
-// ---- The job ----
+// ---- The work ----
 
-class TableJob : public MainWindow {
+class WorkWhilePainting : public MainWindow {
 protected:
     /// A step that takes a few milliseconds.
     bool step(int number) {
@@ -60,8 +59,11 @@ protected:
         ++done_;
         return !never_.wait(3);
     }
-    TableJobResult run(int steps = 300) {
-        return runTableJob(frame_, "Testing", steps, [this](int number) { return step(number); });
+    StepsResult run(int steps = 300) {
+        oabr::DeviceSteps all;
+        for (int number = 0; number < steps; ++number)
+            all.push_back([this, number] { return step(number); });
+        return runSteps(frame_, "Testing", all);
     }
 
     platform::Event never_;
@@ -69,7 +71,7 @@ protected:
     std::atomic<bool> inOrder_{true};
 };
 
-TEST_F(TableJob, TheWindowPaintsAndTakesNoInputMeanwhile) {
+TEST_F(WorkWhilePainting, TheWindowPaintsAndTakesNoInputMeanwhile) {
     int paints = 0;
     const auto counted = [&paints](wxPaintEvent& event) {
         ++paints;
@@ -78,13 +80,13 @@ TEST_F(TableJob, TheWindowPaintsAndTakesNoInputMeanwhile) {
     frame_->FindWindow("pages")->Bind(wxEVT_PAINT, counted);
     bool enabled = false, shown = false, held = true;
     WhileItRuns look([&] {
-        if (!controls::tableJobRuns()) return;
+        if (!workRuns()) return;
         enabled = enabled || frame_->IsEnabled();
         shown = shown || progressDialog() != nullptr;
         held = held && oabr::DeviceUse::user() == "testing";
         frame_->Refresh();
     });
-    EXPECT_EQ(run(), TableJobResult::finished);
+    EXPECT_EQ(run(), StepsResult::finished);
     EXPECT_EQ(done_, 300);
     EXPECT_TRUE(inOrder_);
     EXPECT_GT(look.ticks, 10);
@@ -98,41 +100,36 @@ TEST_F(TableJob, TheWindowPaintsAndTakesNoInputMeanwhile) {
     EXPECT_EQ(oabr::DeviceUse::user(), "");
 }
 
-TEST_F(TableJob, StopsFailsAndStandsAlone) {
-    TableJobResult nested = TableJobResult::finished;
+TEST_F(WorkWhilePainting, StopsFailsAndStandsAlone) {
+    StepsResult nested = StepsResult::finished;
     {
         WhileItRuns look([&] {
-            if (controls::tableJobRuns()) nested = run();
+            if (workRuns()) nested = run();
             WhileItRuns::stop();
         });
-        EXPECT_EQ(run(), TableJobResult::stopped);
+        EXPECT_EQ(run(), StepsResult::stopped);
     }
     EXPECT_LT(done_, 300);
-    EXPECT_EQ(nested, TableJobResult::failed);
-    int steps = 0;
-    EXPECT_EQ(runTableJob(frame_, "Testing", 9, [&steps](int) { return ++steps < 3; }),
-              TableJobResult::failed);
-    EXPECT_EQ(steps, 3);
-    EXPECT_EQ(runTableJob(frame_, "Testing", 0, [](int) { return false; }), TableJobResult::finished);
+    EXPECT_EQ(nested, StepsResult::failed);
 }
 
-TEST_F(TableJob, AWindowThatClosesStopsItAndGoesAfterwards) {
+TEST_F(WorkWhilePainting, AWindowThatClosesStopsItAndGoesAfterwards) {
     bool refused = true;
     {
         WhileItRuns look([&] {
-            if (!controls::tableJobRuns()) return;
+            if (!workRuns()) return;
             if (refused) refused = !frame_->Close();
             if (!refused) ADD_FAILURE() << "closed under the job";
         });
-        EXPECT_EQ(run(), TableJobResult::stopped);
+        EXPECT_EQ(run(), StepsResult::stopped);
     }
     drainEvents();
     EXPECT_FALSE(closed());
     {
         WhileItRuns look([&] {
-            if (controls::tableJobRuns()) frame_->Close(true);
+            if (workRuns()) frame_->Close(true);
         });
-        EXPECT_EQ(run(), TableJobResult::stopped);
+        EXPECT_EQ(run(), StepsResult::stopped);
     }
     EXPECT_TRUE(waitFor([this] { return closed(); }));
     frame_ = nullptr;
@@ -325,7 +322,7 @@ TEST_F(VlanPageTest, AfterAStopThePageShowsWhatTheDeviceHolds) {
             wxWindow* dialog = progressDialog();
             if (dialog != nullptr && dialog->GetLabel().Contains("Writing")) WhileItRuns::stop();
         });
-        EXPECT_EQ(vlan_->load(fullForm()), TableJobResult::stopped);
+        EXPECT_EQ(vlan_->load(fullForm()), StepsResult::stopped);
     }
     EXPECT_FALSE(vlan_->needsRead());
     EXPECT_THAT(status(), HasSubstr("The writing was stopped half-way."));
@@ -352,7 +349,7 @@ TEST_F(VlanPageTest, ASilentDeviceLeavesThePageUnreadUntilItAnswersAgain) {
     EXPECT_TRUE(waitFor([this] { return status().find("did not take") != std::string::npos; }));
     EXPECT_TRUE(vlan_->needsRead());
     EXPECT_FALSE(table()->IsEnabled());
-    EXPECT_EQ(vlan_->load(vlan_->form()), TableJobResult::failed);
+    EXPECT_EQ(vlan_->load(vlan_->form()), StepsResult::failed);
     fault("none");
     press(VlanTab::ID_READ);
     EXPECT_FALSE(vlan_->needsRead());
@@ -366,7 +363,7 @@ TEST_F(VlanPageTest, ADeviceThatIsUnpluggedUnderALoadFailsIt) {
         WhileItRuns look([&] {
             if (progressDialog() != nullptr && !std::exchange(unplugged, true)) device_.unplug();
         });
-        EXPECT_EQ(vlan_->load(fullForm()), TableJobResult::failed);
+        EXPECT_EQ(vlan_->load(fullForm()), StepsResult::failed);
     }
     EXPECT_TRUE(connectedTo("Not connected"));
     EXPECT_FALSE(vlan_->IsThisEnabled());

@@ -1,0 +1,127 @@
+#include "src/models/store.h"
+
+#include <gmock/gmock.h>
+
+#include <array>
+
+#include "lib/comm_obj.h"
+#include "tests/host/model_device.h"
+
+namespace kovgui {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+e2p_cfg_cmd record(uint16_t value) {
+    e2p_cfg_cmd one = {};
+    get_cfg_cmd_mdio(&one, e2p_kind::or_mask, 6, 44, value);
+    return one;
+}
+
+TEST(DefaultLists, LeaveTheMarkersOfAnArrayOut) {
+    const std::array array = {record(1), record(2), record(3), record(4)};
+    std::vector<e2p_cfg_cmd> list;
+    for (const size_t size : {0u, 1u, 2u})
+        appendBetweenMarkers(std::span(array).first(size), list);
+    EXPECT_THAT(list, IsEmpty());
+    appendBetweenMarkers(array, list);
+    ASSERT_THAT(list, SizeIs(2));
+    EXPECT_EQ(list[0].body[2], 2);
+    EXPECT_EQ(list[1].body[2], 3);
+}
+
+TEST(StoredBytes, StandBetweenTheMarkers) {
+    EXPECT_THAT(storedBytes({record(0x0180)}),
+                ElementsAre(0x03, 0xBB, 0xCC, 0x55, 6, 44, 0x80, 0x01, 0x13, 0xEE, 0xCC));
+}
+
+// ---- The plan ----
+
+/// What a page is to a store.
+class Source : public StoreSource {
+public:
+    bool holdDeviceValues() override {
+        ++reads;
+        return readable;
+    }
+    void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_list, std::vector<e2p_cfg_cmd>&,
+                           std::vector<e2p_cfg_cmd>&) override {
+        switch_list.insert(switch_list.end(), records, record(0x20));
+    }
+    StoreStep StoreBesideRecords() override { return step; }
+    std::string describeFit(unsigned missing) const override {
+        return "fit " + std::to_string(missing) + "\n";
+    }
+
+    bool readable = true;
+    int reads = 0;
+    size_t records = 1;
+    StoreStep step;
+};
+
+class Store : public ModelDevice {
+protected:
+    std::string store() {
+        StorePlan plan;
+        std::string failure = plan.prepare({&first_, &second_}, [] {});
+        return failure.empty() ? plan.writeToDevice() : failure;
+    }
+    /// The record bytes that the switch's area holds, without markers.
+    Bytes stored() const {
+        const auto area = hardware.memory.eeprom.begin() + e2p_switch_area.address;
+        return {area + 3, area + 3 + 5 * 2};
+    }
+    Source first_, second_;
+};
+
+TEST_F(Store, WritesTheRecordsOfAllSourcesAndThenWhatStandsBesideThem) {
+    std::vector<std::string> order;
+    first_.step.write = [&] {
+        order.push_back(stored() == Bytes{0x55, 6, 44, 0x20, 0, 0x55, 6, 44, 0x20, 0} ? "after" : "before");
+        return std::string("broken");
+    };
+    second_.step.write = [&] {
+        order.emplace_back("second");
+        return std::string();
+    };
+    EXPECT_EQ(store(), "broken");
+    EXPECT_THAT(order, ElementsAre("after")) << "nothing is written after a failure";
+    first_.step.write = nullptr;
+    EXPECT_EQ(store(), "");
+}
+
+TEST_F(Store, NothingIsWrittenWhenAnythingRefuses) {
+    first_.readable = false;
+    EXPECT_EQ(store(), "The device's settings could not be read. Nothing was stored.");
+    EXPECT_EQ(second_.reads, 0) << "a device that is silent is not asked again";
+    first_.readable = true;
+    second_.step.refusal = "no";
+    EXPECT_EQ(store(), "no\nNothing was stored.");
+    second_.records = 300;
+    EXPECT_THAT(store(), testing::MatchesRegex("The switch settings need [0-9]+ bytes more than .*\n"
+                                               "fit ([0-9]+)\nfit [0-9]+\nNothing was stored."));
+    EXPECT_EQ(requests(), 0u);
+}
+
+TEST_F(Store, WhatTheDeviceDoesNotKeepIsNoSuccess) {
+    faults.e2p_max = 2;
+    EXPECT_EQ(store(), "The switch settings that the device holds differ from those written.");
+    faults.e2p_max.reset();
+    unanswered = [](const Bytes& request) { return request[1] == msg_cmd::e2p_read; };
+    EXPECT_EQ(store(), "The switch settings could not be read back from the device.");
+}
+
+TEST(Overflow, NamesTheAreaAndTheMissingBytes) {
+    ConfigLists lists;
+    // 239 bytes: 6 of the markers, 5 a record.
+    lists.phy1_list.assign(46, record(1));
+    EXPECT_EQ(describeOverflow(lists), "");
+    lists.phy1_list.push_back(record(1));
+    EXPECT_THAT(describeOverflow(lists), HasSubstr("OABR1 PHY settings need 2 bytes more"));
+}
+
+}  // namespace
+}  // namespace kovgui
