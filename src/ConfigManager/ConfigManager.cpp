@@ -73,26 +73,10 @@ std::string showValues(const OABRControlFrame& page, std::span<const ControlValu
     for (size_t i = 0; i < controls.size(); ++i) {
         if (page.control(controls[i].id)->showText(wxString::FromUTF8(values[i].second))) continue;
         for (size_t shown = 0; shown < i; ++shown)
-            page.control(controls[shown].id)->showText(wxString::FromUTF8(before[shown].second));
+            (void)page.control(controls[shown].id)->showText(wxString::FromUTF8(before[shown].second));
         return "\"" + element.name + "/" + values[i].first + "\" cannot be \"" + values[i].second + "\"\n";
     }
     return {};
-}
-
-/// Takes the values of a page of register-bound controls out of its element, onto the page and the device.
-std::string loadControls(OABRControlFrame* page, std::span<const ControlValue> controls,
-                         const Element& element) {
-    Values values = shownValues(*page, controls);
-    std::string errors = config::extract(element, &values);
-    if (errors.empty()) errors = showValues(*page, controls, element, values);
-    if (!errors.empty()) return errors;
-    const comm_run run;
-    page->SetAllRegisters();
-    if (PageHost* host = pageHost(page)) {
-        host->setSettingsChanged(true);
-        host->OnChangedStore();
-    }
-    return run.timed_out() ? "the device did not answer; it may not have all of the page's settings\n" : "";
 }
 
 std::vector<std::string> rowNames(const StaticMacAdressTab& tab) {
@@ -152,6 +136,44 @@ wxString messageText(const std::string& lines) {
 
 }  // namespace
 
+/// What came of loading a page.
+struct PageLoad {
+    std::string errors;  ///< what is wrong, a line each; empty when the page was loaded
+    bool taken = true;   ///< false when the device did not take all of it
+};
+
+namespace {
+
+PageLoad notTaken(ConfigPanel panel) {
+    return {"\"" + std::string(elementOf(panel)) + "\": the device did not take all of it\n", false};
+}
+
+/// Takes the values of a page of register-bound controls out of its element, onto the page and the device.
+PageLoad loadControls(OABRControlFrame* page, ConfigPanel panel, std::span<const ControlValue> controls,
+                      const Element& element) {
+    Values values = shownValues(*page, controls);
+    std::string errors = config::extract(element, &values);
+    if (errors.empty()) errors = showValues(*page, controls, element, values);
+    if (!errors.empty()) return {errors};
+    const comm_run run;
+    page->SetAllRegisters();
+    if (PageHost* host = pageHost(page)) {
+        host->setSettingsChanged(true);
+        host->OnChangedStore();
+    }
+    return run.timed_out() ? notTaken(panel) : PageLoad{};
+}
+
+/// "Port_config", "Sniffing"
+std::string quotedList(const std::vector<std::string>& names) {
+    std::string list;
+    for (const std::string& name : names)
+        list += (list.empty() ? "\"" : ", \"") + name + "\"";
+    return list;
+}
+
+}  // namespace
+
 ConfigManager::ConfigManager() : askFile(askWithDialog) {}
 
 void ConfigManager::Init(PortConfigPanel* port, SniffingPanel* sniffing, PortBasedVlanTab* port_based,
@@ -207,6 +229,11 @@ bool ConfigManager::saveXmlFile(const char* path) {
 
 void ConfigManager::tellWrongEntries() const {
     std::string errors;
+    if (dialog_->isChosen(ConfigPanel::port))
+        errors += config::describeEmpty(elementOf(ConfigPanel::port), shownValues(*port_, port_values));
+    if (dialog_->isChosen(ConfigPanel::sniffing))
+        errors +=
+            config::describeEmpty(elementOf(ConfigPanel::sniffing), shownValues(*sniffing_, sniffing_values));
     if (dialog_->isChosen(ConfigPanel::vlan)) errors += vlanError(shownTables());
     if (dialog_->isChosen(ConfigPanel::life_cycle)) errors += lifeCycleError(life_cycle_->form());
     if (errors.empty()) return;
@@ -266,7 +293,7 @@ int ConfigManager::loadFile() {
 bool ConfigManager::loadXmlFile(const char* path) {
     struct Reader {
         ConfigPanel panel;
-        std::string (ConfigManager::*load)(const Element&);
+        PageLoad (ConfigManager::*load)(const Element&);
     };
     const Reader readers[] = {{ConfigPanel::port, &ConfigManager::loadXmlPortconfig},
                               {ConfigPanel::sniffing, &ConfigManager::loadXmlsniffing},
@@ -277,63 +304,74 @@ bool ConfigManager::loadXmlFile(const char* path) {
     std::string errors;
     if (!use) errors = use.refusal() + "\n";
     if (!document.error.empty()) errors = document.error + "\n";
+    const comm_run run;  // a device that falls silent costs the whole load one timeout
+    std::vector<std::string> loaded, left_out;
+    bool taken = true;
     for (const Reader& reader : readers) {
         if (!use || !document.error.empty() || !dialog_->isChosen(reader.panel)) continue;
-        if (const Element* part = partOf(document, reader.panel, &errors))
-            errors += (this->*reader.load)(*part);
+        if (!taken) {
+            left_out.emplace_back(elementOf(reader.panel));
+        } else if (const Element* part = partOf(document, reader.panel, &errors)) {
+            const PageLoad load = (this->*reader.load)(*part);
+            errors += load.errors;
+            taken = load.taken;
+            if (load.errors.empty()) loaded.emplace_back(elementOf(reader.panel));
+        }
     }
     use.release();
     if (errors.empty()) return true;
+    if (!taken && !loaded.empty()) errors += "Loaded: " + quotedList(loaded) + ".\n";
+    if (!left_out.empty()) errors += "Not loaded: " + quotedList(left_out) + ".\n";
     wxMessageBox("Not everything could be loaded from \"" + shownPath(path) + "\":\n\n" +
                      messageText(errors) + "\nA page whose part of the file is faulty is as it was before.",
                  "Open XML Config", wxOK | wxICON_ERROR, window());
     return false;
 }
 
-std::string ConfigManager::loadXmlPortconfig(const Element& element) {
-    return loadControls(port_, port_values, element);
+PageLoad ConfigManager::loadXmlPortconfig(const Element& element) {
+    return loadControls(port_, ConfigPanel::port, port_values, element);
 }
 
-std::string ConfigManager::loadXmlsniffing(const Element& element) {
-    return loadControls(sniffing_, sniffing_values, element);
+PageLoad ConfigManager::loadXmlsniffing(const Element& element) {
+    return loadControls(sniffing_, ConfigPanel::sniffing, sniffing_values, element);
 }
 
-std::string ConfigManager::loadXmlVlan(const Element& element) {
+PageLoad ConfigManager::loadXmlVlan(const Element& element) {
     for (const Element& table : element.children)
         LOG_DEBUG(71, "+++ %s %s", table.name.c_str(), table.text.c_str());
     config::VlanTables tables;
     std::string errors = config::readVlanTables(element, rowNames(*static_mac_), &tables);
-    if (!errors.empty()) return errors;
+    if (!errors.empty()) return {errors};
     // All three tabs are one page: nothing is loaded before everything is found good.
     errors = vlanError(tables);
-    if (!errors.empty()) return errors;
-    const char* const refused = "\"VLAN\": the device did not take all of it\n";
-    if (!port_based_->load(tables.port_based) || !static_mac_->load(tables.static_mac)) return refused;
+    if (!errors.empty()) return {errors};
+    if (!port_based_->load(tables.port_based) || !static_mac_->load(tables.static_mac))
+        return notTaken(ConfigPanel::vlan);
     switch (vlan_->load(tables.vlan)) {
-        case controls::TableJobResult::finished:
+        case oabr::StepsResult::finished:
             return {};
-        case controls::TableJobResult::stopped:
-            return "\"VLAN\": stopped before the device had all of it\n";
-        case controls::TableJobResult::failed:
+        case oabr::StepsResult::stopped:
+            return {"\"VLAN\": stopped before the device had all of it\n", false};
+        case oabr::StepsResult::failed:
             break;
     }
-    return refused;
+    return notTaken(ConfigPanel::vlan);
 }
 
-std::string ConfigManager::loadXmlLifeCycle(const Element& element) {
+PageLoad ConfigManager::loadXmlLifeCycle(const Element& element) {
     Values values;
     for (size_t i = 0; i < oabr::can_field_count; ++i)
         values.emplace_back(oabr::canFieldName(static_cast<oabr::CanField>(i)), "");
     std::string errors = config::extract(element, &values);
-    if (!errors.empty()) return errors;
+    if (!errors.empty()) return {errors};
     oabr::CanForm form;
     for (size_t i = 0; i < oabr::can_field_count; ++i)
         form[static_cast<oabr::CanField>(i)] = values[i].second;
     errors = lifeCycleError(form);
-    if (!errors.empty()) return errors;
+    if (!errors.empty()) return {errors};
     life_cycle_->load(form);
     const std::string& failure = life_cycle_->sendFailure();
-    return failure.empty() ? "" : "\"LifeCycle\", " + failure + "\n";
+    return failure.empty() ? PageLoad{} : PageLoad{"\"LifeCycle\", " + failure + "\n", false};
 }
 
 }  // namespace kovgui

@@ -21,8 +21,11 @@ class StaticMacAdressTab;
 class VlanTab;
 class XmlConfigDialog;
 
+struct PageLoad;
+
 /// Saves what the configuration pages show to a file, and loads a file into them. A page is loaded whole or,
-/// with a message that names what is wrong, left as it was. For the GUI thread.
+/// with a message that names what is wrong, left as it was. A device that does not take a page ends the load.
+/// For the GUI thread.
 class ConfigManager {
 public:
     ConfigManager();
@@ -46,7 +49,8 @@ public:
 private:
     bool askPanels(XmlConfigDialog& dialog, const char* nothing_chosen);
     bool saveXmlFile(const char* path);
-    /// Says which of the entries that were saved are wrong: what is shown is saved, but not loaded again.
+    /// Says which of the entries that were saved are wrong or missing: what is shown is saved, but not loaded
+    /// again.
     void tellWrongEntries() const;
     bool loadXmlFile(const char* path);
 
@@ -59,11 +63,10 @@ private:
     config::Element saveXmlVlan() const;
     config::Element saveXmlLifeCycle() const;
 
-    // Each gives what is wrong, a line each; empty when the page was loaded.
-    std::string loadXmlPortconfig(const config::Element& element);
-    std::string loadXmlsniffing(const config::Element& element);
-    std::string loadXmlVlan(const config::Element& element);
-    std::string loadXmlLifeCycle(const config::Element& element);
+    PageLoad loadXmlPortconfig(const config::Element& element);
+    PageLoad loadXmlsniffing(const config::Element& element);
+    PageLoad loadXmlVlan(const config::Element& element);
+    PageLoad loadXmlLifeCycle(const config::Element& element);
 
     /// The window that dialogs stand on.
     wxWindow* window() const;

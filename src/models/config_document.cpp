@@ -331,4 +331,11 @@ std::string extract(const Element& element, Values* values) {
     return {};
 }
 
+std::string describeEmpty(const std::string& name, const Values& values) {
+    std::string lines;
+    for (const auto& [path, text] : values)
+        if (text.empty()) lines += "\"" + name + "/" + path + "\": nothing is chosen\n";
+    return lines;
+}
+
 }  // namespace kovgui::config

@@ -29,12 +29,12 @@ struct Document {
 
 /// Reads a document. Declarations and comments are passed over and attributes ignored; line ends may be of
 /// either kind. Anything that is not well formed is an error, as are texts beyond the limits above.
-Document parseDocument(std::string_view bytes);
+[[nodiscard]] Document parseDocument(std::string_view bytes);
 /// Reads a file; the error may also be that of the system.
-Document loadDocument(const char* path);
+[[nodiscard]] Document loadDocument(const char* path);
 /// Writes a file in place of what stands there, which is kept when it fails.
 /// @return what went wrong; empty for nothing
-std::string saveDocument(const char* path, const std::vector<Element>& elements);
+[[nodiscard]] std::string saveDocument(const char* path, const std::vector<Element>& elements);
 
 /// The values of one top-level element: the path of each below it ("OABR1/Speed") and its text.
 using Values = std::vector<std::pair<std::string, std::string>>;
@@ -46,6 +46,9 @@ Element compose(const std::string& name, const Values& values);
 /// else.
 /// @param values  by the paths in it, takes the texts
 /// @return which elements are missing, doubled or unknown, a line each; `values` is then untouched
-std::string extract(const Element& element, Values* values);
+[[nodiscard]] std::string extract(const Element& element, Values* values);
+
+/// Which of the values are empty, a line each: what has no choice selected is saved so, and cannot be loaded.
+std::string describeEmpty(const std::string& name, const Values& values);
 
 }  // namespace kovgui::config

@@ -159,5 +159,9 @@ TEST_F(ConfigDocument, NamesWhatIsMissingDoubledOrUnknown) {
     EXPECT_TRUE(faults((many + "</T>").c_str()).ends_with("\"T/x\"\nand 18 more\n"));
 }
 
+TEST_F(ConfigDocument, NamesWhatHasNoValue) {
+    EXPECT_EQ(describeEmpty("T", {{"a/b", "x"}, {"c", ""}}), "\"T/c\": nothing is chosen\n");
+}
+
 }  // namespace
 }  // namespace kovgui::config
