@@ -16,6 +16,7 @@
 #include <random>
 
 #include "lib/messages.h"
+#include "lib/virtual_link.h"
 
 namespace oabr_sim {
 
@@ -25,36 +26,14 @@ namespace fs = std::filesystem;
 using asio::ip::tcp;
 using std::chrono::milliseconds;
 
-constexpr size_t header_size = 3;
-constexpr size_t longest_payload = 4096;
-constexpr size_t token_length = 32;
 constexpr size_t max_sessions = 32;
 constexpr milliseconds port_reset_time{100};
-
-enum op : uint8_t {
-    op_hello = 0x01,
-    op_data = 0x02,
-    op_baud = 0x03,
-    op_flow = 0x04,
-    op_bit_mode = 0x05,
-    op_get_bit_mode = 0x06,
-    op_purge = 0x07,
-    op_latency = 0x08,
-    op_line = 0x09,
-    op_reset_port = 0x0A,
-    op_hello_answer = 0x81,
-    op_data_from_device = 0x82,
-    op_bit_mode_answer = 0x86,
-    op_purged = 0x87,
-    op_event = 0x8B,
-};
-enum hello_status : uint8_t { accepted = 0, wrong_token = 1, in_use = 2 };
 
 std::string random_token() {
     constexpr char digits[] = "0123456789abcdef";
     std::random_device random;
     std::string token;
-    for (size_t i = 0; i < token_length; ++i)
+    for (size_t i = 0; i < virtual_link::token_length; ++i)
         token += digits[random() % 16];
     return token;
 }
@@ -73,7 +52,7 @@ bool is_alive(const std::string& path) {
         if (line.starts_with("port=")) port = std::atoi(line.c_str() + std::strlen("port="));
         if (line.starts_with("token=")) token = line.substr(std::strlen("token="));
     }
-    if (port <= 0 || port > 0xFFFF || token.size() != token_length) return false;
+    if (port <= 0 || port > 0xFFFF || token.size() != virtual_link::token_length) return false;
 
     asio::io_context io;
     tcp::socket probe(io);
@@ -82,16 +61,17 @@ bool is_alive(const std::string& path) {
     if (failed) return false;
     const timeval limit{1, 0};
     setsockopt(probe.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    std::array<uint8_t, header_size> hello{op_hello, token_length, 0};
+    std::array<uint8_t, virtual_link::header_size> hello{virtual_link::hello, virtual_link::token_length, 0};
     asio::write(probe, std::array<asio::const_buffer, 2>{asio::buffer(hello), asio::buffer(token)}, failed);
-    std::array<uint8_t, header_size + 1> answer{};
+    std::array<uint8_t, virtual_link::header_size + 1> answer{};
     size_t filled = 0;
     while (!failed && filled < answer.size()) {
         const ssize_t got = recv(probe.native_handle(), answer.data() + filled, answer.size() - filled, 0);
         if (got <= 0) return false;
         filled += static_cast<size_t>(got);
     }
-    return !failed && answer[0] == op_hello_answer && answer[header_size] != wrong_token;
+    return !failed && answer[0] == virtual_link::hello_answer &&
+           answer[virtual_link::header_size] != virtual_link::wrong_token;
 }
 
 constexpr int is_locked = -1;
@@ -129,7 +109,7 @@ std::string default_device_directory() {
 struct link_server::session : std::enable_shared_from_this<session> {
     explicit session(tcp::socket connected) : socket(std::move(connected)) {}
     tcp::socket socket;
-    std::array<uint8_t, 2 * (header_size + longest_payload)> buffer;
+    std::array<uint8_t, 2 * (virtual_link::header_size + virtual_link::max_payload)> buffer;
     size_t filled = 0;
     std::deque<std::vector<uint8_t>> outgoing;
     size_t backlog = 0;    ///< bytes in `outgoing`
@@ -145,45 +125,45 @@ struct link_server::operation {
 };
 
 const link_server::operation link_server::operations[] = {
-    {op_data, operation::any,
+    {virtual_link::data, operation::any,
      [](link_server& self, session&, std::span<const uint8_t> in) { self.take_data(in); }},
-    {op_baud, 4,
+    {virtual_link::baud, 4,
      [](link_server& self, session&, std::span<const uint8_t> in) {
          self.log_.note("baud", {{"rate", get_le32(in.data())}});
          self.line_.set_baud(get_le32(in.data()));
      }},
-    {op_flow, 4,
+    {virtual_link::flow, 4,
      [](link_server& self, session&, std::span<const uint8_t> in) {
          self.log_.note("flow", {{"mode", get_le16(in.data())}});
          self.line_.set_flow(get_le16(in.data()), in[2], in[3]);
      }},
-    {op_bit_mode, 2,
+    {virtual_link::bit_mode, 2,
      [](link_server& self, session&, std::span<const uint8_t> in) {
          self.log_.note("bit-mode", {{"mask", in[0]}, {"mode", in[1]}});
          self.line_.set_bit_mode(in[0], in[1]);
      }},
-    {op_get_bit_mode, 0,
+    {virtual_link::get_bit_mode, 0,
      [](link_server& self, session& from, std::span<const uint8_t>) {
          const uint8_t pins = self.line_.bit_mode();
-         self.send(from, op_bit_mode_answer, {&pins, 1});
+         self.send(from, virtual_link::bit_mode_answer, {&pins, 1});
      }},
-    {op_purge, 1,
+    {virtual_link::purge, 1,
      [](link_server& self, session& from, std::span<const uint8_t> in) {
          self.log_.note("purge", {{"mask", in[0]}});
          self.line_.purge(in[0]);
-         self.send(from, op_purged, {});
+         self.send(from, virtual_link::purged, {});
      }},
-    {op_latency, 1,
+    {virtual_link::latency, 1,
      [](link_server& self, session&, std::span<const uint8_t> in) {
          self.log_.note("latency", {{"ms", in[0]}});
          self.line_.set_latency(in[0]);
      }},
-    {op_line, 3,
+    {virtual_link::line, 3,
      [](link_server& self, session&, std::span<const uint8_t> in) {
          self.log_.note("line-settings", {{"bits", in[0]}, {"stop", in[1]}, {"parity", in[2]}});
          self.line_.set_line(in[0], in[1], in[2]);
      }},
-    {op_reset_port, 0,
+    {virtual_link::reset_port, 0,
      [](link_server& self, session&, std::span<const uint8_t>) { self.unplug_soon(port_reset_time); }},
 };
 
@@ -329,13 +309,14 @@ void link_server::read(const std::shared_ptr<session>& from) {
 /// @return false when the connection is to be closed
 bool link_server::take_messages(session& from) {
     size_t at = 0;
-    while (from.filled - at >= header_size) {
+    while (from.filled - at >= virtual_link::header_size) {
         const size_t length = get_le16(&from.buffer[at + 1]);
-        if (length > longest_payload) return false;
-        if (from.filled - at < header_size + length) break;
-        if (!take_message(from, from.buffer[at], {from.buffer.data() + at + header_size, length}))
+        if (length > virtual_link::max_payload) return false;
+        if (from.filled - at < virtual_link::header_size + length) break;
+        if (!take_message(from, from.buffer[at],
+                          {from.buffer.data() + at + virtual_link::header_size, length}))
             return false;
-        at += header_size + length;
+        at += virtual_link::header_size + length;
     }
     std::memmove(from.buffer.data(), from.buffer.data() + at, from.filled - at);
     from.filled -= at;
@@ -344,7 +325,8 @@ bool link_server::take_messages(session& from) {
 
 bool link_server::take_message(session& from, uint8_t code, std::span<const uint8_t> payload) {
     if (&from != client_.get())
-        return code == op_hello && payload.size() == token_length && take_hello(from, payload);
+        return code == virtual_link::hello && payload.size() == virtual_link::token_length &&
+               take_hello(from, payload);
     const auto row = std::find_if(std::begin(operations), std::end(operations),
                                   [&](const operation& each) { return each.code == code; });
     if (row == std::end(operations)) return false;
@@ -354,14 +336,14 @@ bool link_server::take_message(session& from, uint8_t code, std::span<const uint
 }
 
 bool link_server::take_hello(session& from, std::span<const uint8_t> payload) {
-    uint8_t status = accepted;
+    uint8_t status = virtual_link::accepted;
     if (!std::equal(payload.begin(), payload.end(), token_.begin(), token_.end()))
-        status = wrong_token;
+        status = virtual_link::wrong_token;
     else if (client_)
-        status = in_use;
+        status = virtual_link::in_use;
     log_.note("hello", {{"status", status}});
-    from.closing = status != accepted;
-    send(from, op_hello_answer, {&status, 1});
+    from.closing = status != virtual_link::accepted;
+    send(from, virtual_link::hello_answer, {&status, 1});
     if (from.closing) return false;
     client_ = from.shared_from_this();
     line_.open({[this](std::span<const uint8_t> data) { send_data(data); },
@@ -389,15 +371,15 @@ void link_server::send_data(std::span<const uint8_t> data) {
         unplug_soon(faults_.unplug_at_sent_byte.time());
         data = data.first(i + 1);
     }
-    send(*client_, op_data_from_device, data);
+    send(*client_, virtual_link::data_received, data);
 }
 
 void link_server::send_event(uint8_t mask) {
-    if (client_) send(*client_, op_event, {&mask, 1});
+    if (client_) send(*client_, virtual_link::event, {&mask, 1});
 }
 
 void link_server::send(session& to, uint8_t code, std::span<const uint8_t> payload) {
-    std::vector<uint8_t> message(header_size);
+    std::vector<uint8_t> message(virtual_link::header_size);
     message[0] = code;
     put_le16(&message[1], static_cast<uint16_t>(payload.size()));
     message.insert(message.end(), payload.begin(), payload.end());

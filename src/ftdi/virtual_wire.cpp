@@ -9,6 +9,7 @@
 #include <atomic>
 #include <chrono>
 
+#include "lib/virtual_link.h"
 #include "src/platform/event.h"
 
 namespace kovgui::ftdi {
@@ -20,30 +21,8 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds connect_limit{250};
 constexpr milliseconds answer_limit{1000};
-constexpr size_t header_size = 3;
-constexpr size_t longest_payload = 4096;
 
-enum Operation : uint8_t {
-    op_hello = 0x01,
-    op_data = 0x02,
-    op_baud = 0x03,
-    op_flow = 0x04,
-    op_bit_mode = 0x05,
-    op_get_bit_mode = 0x06,
-    op_purge = 0x07,
-    op_latency = 0x08,
-    op_line = 0x09,
-    op_reset_port = 0x0A,
-    op_device_hello = 0x81,
-    op_device_data = 0x82,
-    op_device_bit_mode = 0x86,
-    op_device_purged = 0x87,
-    op_device_event = 0x8B,
-};
-
-enum HelloStatus : uint8_t { hello_accepted = 0, hello_wrong_token = 1, hello_in_use = 2 };
-
-std::array<uint8_t, header_size> header(Operation operation, size_t length) {
+std::array<uint8_t, virtual_link::header_size> header(virtual_link::operation operation, size_t length) {
     return {operation, static_cast<uint8_t>(length), static_cast<uint8_t>(length >> 8)};
 }
 
@@ -78,24 +57,24 @@ public:
         : context_(std::move(context)),
           socket_(std::move(socket)),
           readable_(static_cast<platform::Waitable::native_handle>(socket_.native_handle())),
-          buffer_(2 * (header_size + longest_payload)) {
-        out_.reserve(header_size + longest_payload);
+          buffer_(2 * (virtual_link::header_size + virtual_link::max_payload)) {
+        out_.reserve(virtual_link::header_size + virtual_link::max_payload);
         data_.reserve(buffer_.size());
     }
 
     bool send(std::span<const uint8_t> bytes) override {
         if (!finish()) return false;
         while (!bytes.empty()) {
-            const auto part = bytes.first(std::min(bytes.size(), longest_payload));
-            if (!message(op_data, part)) return false;
+            const auto part = bytes.first(std::min(bytes.size(), virtual_link::max_payload));
+            if (!message(virtual_link::data, part)) return false;
             bytes = bytes.subspan(part.size());
         }
         return true;
     }
 
     Sent trySend(std::span<const uint8_t> bytes) override {
-        if (bytes.size() > longest_payload) return Sent::nothing;
-        begin(op_data, bytes);
+        if (bytes.size() > virtual_link::max_payload) return Sent::nothing;
+        begin(virtual_link::data, bytes);
         asio::error_code error;
         unsent_ = unsent_.subspan(socket_.write_some(asio::buffer(unsent_.data(), unsent_.size()), error));
         if (unsent_.empty()) return Sent::all;
@@ -110,25 +89,30 @@ public:
             std::lock_guard lock(mutex_);
             drop_when_purged_ = (mask & FT_PURGE_RX) != 0;
         }
-        return ask(purged_, op_purge, payload, nullptr);
+        return ask(purged_, virtual_link::purge, payload, nullptr);
     }
-    FT_STATUS getBitMode(uint8_t* mode) override { return ask(bit_mode_, op_get_bit_mode, {}, mode); }
+    FT_STATUS getBitMode(uint8_t* mode) override {
+        return ask(bit_mode_, virtual_link::get_bit_mode, {}, mode);
+    }
 
     FT_STATUS setInSize(uint32_t) override { return FT_OK; }                     // a property of USB
     FT_STATUS setChars(uint8_t, bool, uint8_t, bool) override { return FT_OK; }  // not part of the link
     FT_STATUS setDataCharacteristics(uint8_t bits, uint8_t stop_bits, uint8_t parity) override {
-        return tell(op_line, {bits, stop_bits, parity});
+        return tell(virtual_link::line, {bits, stop_bits, parity});
     }
-    FT_STATUS setLatencyTimer(uint8_t ms) override { return tell(op_latency, {ms}); }
+    FT_STATUS setLatencyTimer(uint8_t ms) override { return tell(virtual_link::latency, {ms}); }
     FT_STATUS setBaudRate(uint32_t rate) override {
-        return tell(op_baud, {static_cast<uint8_t>(rate), static_cast<uint8_t>(rate >> 8),
-                              static_cast<uint8_t>(rate >> 16), static_cast<uint8_t>(rate >> 24)});
+        return tell(virtual_link::baud, {static_cast<uint8_t>(rate), static_cast<uint8_t>(rate >> 8),
+                                         static_cast<uint8_t>(rate >> 16), static_cast<uint8_t>(rate >> 24)});
     }
     FT_STATUS setFlowControl(uint16_t mode, uint8_t xon, uint8_t xoff) override {
-        return tell(op_flow, {static_cast<uint8_t>(mode), static_cast<uint8_t>(mode >> 8), xon, xoff});
+        return tell(virtual_link::flow,
+                    {static_cast<uint8_t>(mode), static_cast<uint8_t>(mode >> 8), xon, xoff});
     }
-    FT_STATUS setBitMode(uint8_t mask, uint8_t mode) override { return tell(op_bit_mode, {mask, mode}); }
-    FT_STATUS resetPort() override { return tell(op_reset_port, {}); }
+    FT_STATUS setBitMode(uint8_t mask, uint8_t mode) override {
+        return tell(virtual_link::bit_mode, {mask, mode});
+    }
+    FT_STATUS resetPort() override { return tell(virtual_link::reset_port, {}); }
 
     void receive(Inbox& inbox) override {
         platform::Waitable* const waits[] = {&changed_, &readable_};
@@ -177,13 +161,13 @@ private:
         socket_.shutdown(what, ignored);
     }
 
-    bool message(Operation operation, std::span<const uint8_t> payload) {
+    bool message(virtual_link::operation operation, std::span<const uint8_t> payload) {
         if (!finish()) return false;
         begin(operation, payload);
         return finish();
     }
 
-    void begin(Operation operation, std::span<const uint8_t> payload) {
+    void begin(virtual_link::operation operation, std::span<const uint8_t> payload) {
         const auto head = header(operation, payload.size());
         out_.assign(head.begin(), head.end());
         out_.insert(out_.end(), payload.begin(), payload.end());
@@ -210,11 +194,12 @@ private:
         return result;
     }
 
-    FT_STATUS tell(Operation operation, std::initializer_list<uint8_t> payload) {
+    FT_STATUS tell(virtual_link::operation operation, std::initializer_list<uint8_t> payload) {
         return message(operation, {payload.begin(), payload.size()}) ? FT_OK : FT_IO_ERROR;
     }
 
-    FT_STATUS ask(Question& question, Operation operation, std::span<const uint8_t> payload, uint8_t* value) {
+    FT_STATUS ask(Question& question, virtual_link::operation operation, std::span<const uint8_t> payload,
+                  uint8_t* value) {
         {
             std::lock_guard lock(mutex_);
             question.ask();
@@ -234,20 +219,20 @@ private:
         size_t used = 0;
         uint32_t events = 0;
         data_.clear();
-        while (bytes.size() - used >= header_size && !malformed_) {
+        while (bytes.size() - used >= virtual_link::header_size && !malformed_) {
             const uint8_t operation = bytes[used];
             const size_t length = bytes[used + 1] | static_cast<size_t>(bytes[used + 2]) << 8;
-            if (length > longest_payload) malformed_ = true;
-            if (malformed_ || bytes.size() - used < header_size + length) break;
-            const auto payload = bytes.subspan(used + header_size, length);
-            used += header_size + length;
-            if (operation == op_device_data)
+            if (length > virtual_link::max_payload) malformed_ = true;
+            if (malformed_ || bytes.size() - used < virtual_link::header_size + length) break;
+            const auto payload = bytes.subspan(used + virtual_link::header_size, length);
+            used += virtual_link::header_size + length;
+            if (operation == virtual_link::data_received)
                 data_.insert(data_.end(), payload.begin(), payload.end());
-            else if (operation == op_device_event && length == 1)
+            else if (operation == virtual_link::event && length == 1)
                 events |= payload[0] & (FT_EVENT_MODEM_STATUS | FT_EVENT_LINE_STATUS);
-            else if (operation == op_device_bit_mode && length == 1)
+            else if (operation == virtual_link::bit_mode_answer && length == 1)
                 onBitMode(payload[0]);
-            else if (operation == op_device_purged && length == 0)
+            else if (operation == virtual_link::purged && length == 0)
                 onPurged(inbox);
             else
                 malformed_ = true;
@@ -312,8 +297,8 @@ FT_STATUS connectVirtualWire(uint16_t port, const std::string& token, std::uniqu
 
     asio::error_code error;
     socket.set_option(tcp::no_delay(true), error);
-    const auto head = header(op_hello, token.size());
-    std::array<uint8_t, header_size + 1> answer{};
+    const auto head = header(virtual_link::hello, token.size());
+    std::array<uint8_t, virtual_link::header_size + 1> answer{};
     asio::error_code answered = asio::error::timed_out;
     asio::write(socket, std::array<asio::const_buffer, 2>{asio::buffer(head), asio::buffer(token)}, error);
     asio::async_read(socket, asio::buffer(answer),
@@ -326,9 +311,11 @@ FT_STATUS connectVirtualWire(uint16_t port, const std::string& token, std::uniqu
         context->poll();
         return FT_IO_ERROR;
     }
-    if (answered || answer[0] != op_device_hello || answer[1] != 1 || answer[2] != 0) return FT_IO_ERROR;
-    if (answer[3] == hello_wrong_token || answer[3] == hello_in_use) return FT_DEVICE_NOT_OPENED;
-    if (answer[3] != hello_accepted) return FT_IO_ERROR;
+    if (answered || answer[0] != virtual_link::hello_answer || answer[1] != 1 || answer[2] != 0)
+        return FT_IO_ERROR;
+    if (answer[3] == virtual_link::wrong_token || answer[3] == virtual_link::in_use)
+        return FT_DEVICE_NOT_OPENED;
+    if (answer[3] != virtual_link::accepted) return FT_IO_ERROR;
     // From here on each thread does its own waiting.
     socket.non_blocking(true, error);
     *wire = std::make_unique<VirtualWire>(std::move(context), std::move(socket));

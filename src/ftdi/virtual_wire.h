@@ -7,8 +7,7 @@
 
 #include "src/ftdi/QueuedPort.h"
 
-// The connection to a simulated device. A message is operation u8, payload length u16, payload; integers are
-// little-endian.
+// The connection to a simulated device, see lib/virtual_link.h.
 
 namespace kovgui::ftdi {
 
