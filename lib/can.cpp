@@ -259,51 +259,101 @@ namespace {
 
 // A trace record; positions are counted from the frame's type byte.
 namespace trace {
-constexpr int kind_at = 2;
-constexpr int time_at = 3;
-constexpr int error_code_at = 6;  // the last byte of the time stamp, on purpose
-constexpr int id_at = 7;
-constexpr int length_at = 11;
-constexpr int data_at = 12;
+constexpr size_t kind_at = 2;
+constexpr size_t time_at = 3;
+constexpr size_t error_at = 6;  // the last byte of the time stamp, on purpose
+constexpr size_t id_at = 7;
+constexpr size_t length_at = 11;
+constexpr size_t data_at = 12;
 constexpr uint8_t length_mask = 0x0F;
+// The identifier as the controller's receive registers have it: SIDH, SIDL, EID8, EID0.
 constexpr uint8_t extended_flag = 0x08;
+constexpr uint8_t standard_remote_flag = 0x10;  // beside the extended flag
+constexpr uint8_t extended_remote_flag = 0x40;  // beside the length
 constexpr uint8_t extended_high_mask = 0x03;
-constexpr int max_data = 8;
-enum kind : uint8_t { frame, message_error, can_error };
+constexpr int extended_bits = 18;
+static_assert(data_at + can_max_data == can_trace_max_size);
 }  // namespace trace
 
-/// The standard part of an extended identifier is left out, on purpose.
-uint32_t trace_identifier(const uint8_t* id) {
-    if (id[1] & trace::extended_flag)
-        return static_cast<uint32_t>((id[1] & trace::extended_high_mask) << 16 | id[2] << 8 | id[3]);
-    return static_cast<uint32_t>(id[0] << 3 | id[1] >> 5);
+uint32_t trace_identifier(const uint8_t* id, bool extended) {
+    const auto standard = static_cast<uint32_t>(id[0] << 3 | id[1] >> 5);
+    if (!extended) return standard;
+    const auto low = static_cast<uint32_t>((id[1] & trace::extended_high_mask) << 16 | id[2] << 8 | id[3]);
+    return standard << trace::extended_bits | low;
 }
 
-int format_frame(const uint8_t* frame, uint16_t length, char* line, size_t size) {
-    if (length < trace::data_at) return 0;
-    const int claimed = frame[trace::length_at] & trace::length_mask;
-    const int count = std::min({claimed, trace::max_data, length - trace::data_at});
-    char data[2 * trace::max_data + 1] = "";
-    for (int i = 0; i < count; ++i)
-        snprintf(data + 2 * i, 3, "%02X", frame[trace::data_at + i]);
-    return snprintf(line, size, "%07d %02X %02d %s\n", static_cast<int>(get_le32(frame + trace::time_at)),
-                    trace_identifier(frame + trace::id_at), claimed, data);
+}  // namespace
+
+bool can_trace_decode(const uint8_t* frame, uint16_t length, can_trace* out) {
+    if (length < trace::id_at || frame[trace::kind_at] > static_cast<uint8_t>(can_trace_kind::can_error))
+        return false;
+    can_trace record{};
+    record.kind = static_cast<can_trace_kind>(frame[trace::kind_at]);
+    record.time = get_le32(frame + trace::time_at);
+    record.error = frame[trace::error_at];
+    if (record.kind == can_trace_kind::frame) {
+        if (length < trace::data_at) return false;
+        const uint8_t* const id = frame + trace::id_at;
+        const uint8_t dlc = frame[trace::length_at];
+        record.extended = (id[1] & trace::extended_flag) != 0;
+        record.remote = ((record.extended ? dlc & trace::extended_remote_flag
+                                          : id[1] & trace::standard_remote_flag)) != 0;
+        record.identifier = trace_identifier(id, record.extended);
+        record.claimed = dlc & trace::length_mask;
+        record.length = static_cast<uint8_t>(
+            std::min({size_t{record.claimed}, size_t{can_max_data}, length - trace::data_at}));
+        std::copy_n(frame + trace::data_at, record.length, record.data);
+    }
+    *out = record;
+    return true;
+}
+
+size_t can_trace_encode(const can_trace& record, uint8_t* frame) {
+    frame[0] = msg_type::data_reply;
+    frame[1] = msg_cmd::can_trace_record;
+    frame[trace::kind_at] = static_cast<uint8_t>(record.kind);
+    put_le32(frame + trace::time_at, record.time);
+    if (record.kind == can_trace_kind::can_error) frame[trace::error_at] = record.error;
+    if (record.kind != can_trace_kind::frame) return trace::id_at;
+    uint8_t* const id = frame + trace::id_at;
+    const uint32_t standard = record.extended ? record.identifier >> trace::extended_bits : record.identifier;
+    const uint32_t low = record.extended ? record.identifier : 0;
+    id[0] = static_cast<uint8_t>(standard >> 3);
+    id[1] = static_cast<uint8_t>(standard << 5 | (low >> 16 & trace::extended_high_mask));
+    if (record.extended) id[1] |= trace::extended_flag;
+    if (record.remote && !record.extended) id[1] |= trace::standard_remote_flag;
+    id[2] = static_cast<uint8_t>(low >> 8);
+    id[3] = static_cast<uint8_t>(low);
+    frame[trace::length_at] = record.claimed;
+    if (record.remote && record.extended) frame[trace::length_at] |= trace::extended_remote_flag;
+    std::copy_n(record.data, record.length, frame + trace::data_at);
+    return trace::data_at + record.length;
+}
+
+namespace {
+
+int format_frame(const can_trace& record, char* line, size_t size) {
+    constexpr uint32_t shown = (1U << trace::extended_bits) - 1;  // the standard part is left out, on purpose
+    char data[2 * can_max_data + 1] = "";
+    for (int i = 0; i < record.length; ++i)
+        snprintf(data + 2 * i, 3, "%02X", record.data[i]);
+    return snprintf(line, size, "%07d %02X %02d %s\n", static_cast<int>(record.time),
+                    record.identifier & shown, record.claimed, data);
 }
 
 }  // namespace
 
 int can_format_msg(const uint8_t* frame, uint16_t length, char* line, size_t size) {
-    if (length < trace::id_at) return 0;
-    const int time = static_cast<int>(get_le32(frame + trace::time_at));
-    switch (frame[trace::kind_at]) {
-        case trace::frame:
-            return format_frame(frame, length, line, size);
-        case trace::message_error:
+    can_trace record;
+    if (!can_trace_decode(frame, length, &record)) return 0;
+    const int time = static_cast<int>(record.time);
+    switch (record.kind) {
+        case can_trace_kind::message_error:
             return snprintf(line, size, "%07d ERROR 0 Message Error\n", time);
-        case trace::can_error:
-            return snprintf(line, size, "%07d ERROR 0 CAN Error: %d\n", time, frame[trace::error_code_at]);
+        case can_trace_kind::can_error:
+            return snprintf(line, size, "%07d ERROR 0 CAN Error: %d\n", time, record.error);
         default:
-            return 0;
+            return format_frame(record, line, size);
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -34,6 +35,23 @@ struct can_mask_filter {
 #pragma pack(pop)
 static_assert(sizeof(can_mask_filter) == can_filter_size);
 
+/// What the life-cycle function stores beside the two records, as it stands in the EEPROM.
+struct can_extra {
+    uint8_t lifecycle_mode;  ///< see can_set_lcmode
+    uint8_t can_mode;        ///< see can_set_mode
+    uint8_t switches;        ///< which frames wake the device up
+    uint8_t wakeup_flag;     ///< see can_set_wakeup
+    uint32_t wakeup_id;
+    uint16_t traffic_time;
+    uint16_t reserved;
+    uint16_t ethernet_wakeup;  ///< see set_eth_wakeup
+    uint16_t ethernet_threshold;
+    bool operator==(const can_extra&) const = default;
+};
+constexpr int can_extra_size = 16;
+static_assert(sizeof(can_extra) == can_extra_size);
+static_assert(std::endian::native == std::endian::little, "records stand in memory as on the wire");
+
 int can_trace_enable();
 int can_trace_disable();
 int can_reset();
@@ -54,13 +72,40 @@ int can_set_mode(uint8_t mode);
 /// Writes the output from the reply area whatever the outcome.
 int can_get_mode(uint8_t* mode);
 
+// --- Trace
+
+enum class can_trace_kind : uint8_t { frame, message_error, can_error };
+constexpr int can_max_data = 8;
+
+/// A trace record. Of an error only what stands above the identifier counts.
+struct can_trace {
+    can_trace_kind kind;
+    uint32_t time;        ///< milliseconds by the device; of a CAN error its highest byte is the code
+    uint8_t error;        ///< code of a CAN error
+    uint32_t identifier;  ///< all 29 bits of an extended one
+    bool extended;
+    bool remote;      ///< asks for data and carries none
+    uint8_t claimed;  ///< length as the record states it, 0..15
+    uint8_t length;   ///< bytes of data that there are
+    uint8_t data[can_max_data];
+};
+constexpr uint32_t can_max_standard = 0x7FF;
+constexpr uint32_t can_max_extended = 0x1FFFFFFF;
+
+/// Reads a record (the whole frame, type and command included), and nothing beyond `length`. One that claims
+/// more data than it has, or more than eight bytes, has what is there.
+/// @return false for one that is cut short or of an unknown kind
+[[nodiscard]] bool can_trace_decode(const uint8_t* frame, uint16_t length, can_trace* out);
+constexpr size_t can_trace_max_size = 20;
+/// Writes the frame of a record, as the device does.
+/// @return its length, at most can_trace_max_size
+size_t can_trace_encode(const can_trace& record, uint8_t* frame);
+
 /// Room for any line of can_format_msg with its terminator.
 constexpr size_t can_trace_line_size = 64;
 
-/// Formats one CAN trace record (the whole frame, type and command included) as a line with its line break.
-/// Nothing beyond `length` is read; a record that claims more data than it has, or more than eight bytes,
-/// shows what is there.
-/// @return the number of characters, 0 for a record that is cut short or of an unknown kind
+/// Formats a trace record as a line with its line break; of an extended identifier it shows the low 18 bits.
+/// @return the number of characters, 0 for a record that can_trace_decode refuses
 int can_format_msg(const uint8_t* frame, uint16_t length, char* line, size_t size);
 
 /// Prints that line on standard output; nothing for a record without one.
@@ -94,8 +139,6 @@ int can_find_params(uint32_t oscillator, uint32_t bit_rate, int triple, can_spee
                     unsigned long* quanta = nullptr);
 /// Prints the record, one field a line.
 void can_config_show(const can_speed* record);
-
-constexpr int can_extra_size = 16;  ///< bytes of the life-cycle function beside the two records
 
 /// Writes both records, the extra bytes and the CRC over all of them to the EEPROM. What was written stays
 /// when a later write fails; the CRC comes last, so that the device does not take half a block.

@@ -9,21 +9,6 @@
 namespace kovgui::oabr {
 namespace {
 
-// Positions in a trace record, counted from the frame's type byte.
-constexpr size_t kind_at = 2;
-constexpr size_t time_at = 3;
-constexpr size_t error_at = 6;  // in the time stamp's last byte
-constexpr size_t id_at = 7;
-constexpr size_t length_at = 11;
-constexpr size_t data_at = 12;
-constexpr uint8_t length_mask = 0x0F;
-constexpr uint8_t extended_flag = 0x08;
-// As the controller's receive registers have them.
-constexpr uint8_t standard_remote_flag = 0x10;  // beside the extended flag
-constexpr uint8_t extended_remote_flag = 0x40;  // beside the length
-
-constexpr uint32_t max_standard = 0x7FF;
-constexpr uint32_t max_extended = 0x1FFFFFFF;
 constexpr size_t standard_digits = 3;
 
 // Error frames as bus tools write them: a flag in the identifier, the class below it.
@@ -31,30 +16,21 @@ constexpr uint32_t error_frame = 0x20000000;
 constexpr uint32_t error_controller = 0x4;
 constexpr uint32_t error_protocol = 0x8;
 
-uint32_t extendedIdentifier(const uint8_t* id) {
-    const uint32_t standard_part = static_cast<uint32_t>(id[0] << 3 | id[1] >> 5);
-    return standard_part << 18 | static_cast<uint32_t>((id[1] & 3) << 16 | id[2] << 8 | id[3]);
-}
-
-std::optional<CanTraceLine> decode(const CanTraceRecord& record) {
-    const uint8_t* frame = record.frame.data();
-    if (record.length < id_at || frame[kind_at] > static_cast<uint8_t>(CanTraceLine::Kind::can_error))
-        return std::nullopt;
-    CanTraceLine line{};
-    line.kind = static_cast<CanTraceLine::Kind>(frame[kind_at]);
-    line.stamp = get_le32(frame + time_at);
-    line.error = frame[error_at];
-    if (line.kind != CanTraceLine::Kind::frame) return line;
-    if (record.length < data_at) return std::nullopt;
-    const uint8_t* id = frame + id_at;
-    line.extended = (id[1] & extended_flag) != 0;
-    line.identifier = line.extended ? extendedIdentifier(id) : static_cast<uint32_t>(id[0] << 3 | id[1] >> 5);
-    line.remote =
-        line.extended ? (frame[length_at] & extended_remote_flag) != 0 : (id[1] & standard_remote_flag) != 0;
-    line.length = static_cast<uint8_t>(std::min<size_t>(frame[length_at] & length_mask, sizeof line.data));
-    if (line.remote) return line;
-    line.length = static_cast<uint8_t>(std::min<size_t>(line.length, record.length - data_at));
-    std::copy_n(frame + data_at, line.length, line.data);
+std::optional<CanTraceLine> lineOf(const CanTraceRecord& record) {
+    can_trace read;
+    if (!can_trace_decode(record.frame.data(), record.length, &read)) return std::nullopt;
+    // Of a remote frame the length that it asks for, whatever follows.
+    const auto asked = static_cast<uint8_t>(std::min<int>(read.claimed, can_max_data));
+    CanTraceLine line{0,
+                      read.time,
+                      read.identifier,
+                      read.kind,
+                      read.extended,
+                      read.remote,
+                      read.remote ? asked : read.length,
+                      read.error,
+                      {}};
+    if (!read.remote) std::copy_n(read.data, read.length, line.data);
     return line;
 }
 
@@ -117,7 +93,7 @@ std::optional<Identifier> readIdentifier(std::string_view text) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
     if (text.empty() || error != std::errc() || end != text.data() + text.size()) return std::nullopt;
     const bool extended = text.size() > standard_digits;
-    if (value > (extended ? max_extended : max_standard)) return std::nullopt;
+    if (value > (extended ? can_max_extended : can_max_standard)) return std::nullopt;
     return Identifier{value, extended};
 }
 
@@ -170,7 +146,7 @@ int64_t CanTraceLog::timeOf(uint32_t stamp, int64_t now_us) {
 }
 
 void CanTraceLog::add(const CanTraceRecord& record, int64_t now_us) {
-    std::optional<CanTraceLine> line = decode(record);
+    std::optional<CanTraceLine> line = lineOf(record);
     if (!line) return;
     ++received_;
     if (line->kind == CanTraceLine::Kind::can_error) line->stamp = mendedStamp(line->stamp);

@@ -9,13 +9,14 @@
 #include <string_view>
 #include <vector>
 
+#include "lib/can.h"
 #include "src/OABR-Switch/CanTraceQueue.h"
 
 namespace kovgui::oabr {
 
 /// One line of the trace.
 struct CanTraceLine {
-    enum class Kind : uint8_t { frame, message_error, can_error };
+    using Kind = can_trace_kind;
 
     int64_t time_us;      ///< since 1970, by the device's clock from the first record on
     uint32_t stamp;       ///< the device's own time, in milliseconds
