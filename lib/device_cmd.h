@@ -52,9 +52,7 @@ int hk_status(uint32_t* out);
 int set_eth_wakeup(uint32_t first, uint32_t second);
 void get_eth_wakeup(uint32_t* first, uint32_t* second);
 
-/// MDIO address of the switch chip's whole register file; those of the ports' PHYs are in ports.h.
-constexpr uint8_t mdio_switch = 0x06;
-
+/// MDIO addresses are those of ports.h, and mdio_switch of ksz.h.
 int mdio_read(uint8_t phy, uint8_t reg, uint16_t* out);
 int mdio_write(uint8_t phy, uint8_t reg, uint16_t value);
 int smi_read(uint8_t reg, uint8_t* out);

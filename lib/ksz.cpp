@@ -8,14 +8,7 @@
 
 namespace {
 
-constexpr reg_address in_port(int port, int offset) {
-    return {mdio_switch, ksz_reg_port(port, offset)};
-}
-
-// Fields of the port registers.
 constexpr uint16_t sniff_mask = sniff_mirror_port | sniff_receive | sniff_transmit;
-constexpr uint16_t membership_mask = 0x1E;
-constexpr uint16_t pvid_high_mask = 0x0F;
 constexpr uint16_t pvid_low_mask = 0xFF;
 
 int read_low_byte(reg_address at, uint8_t* value) {
@@ -25,56 +18,32 @@ int read_low_byte(reg_address at, uint8_t* value) {
     return 1;
 }
 
-/// One bit that is set when the setting is on.
-struct flag {
-    reg_address at;
-    uint8_t bit;
-
-    constexpr reg_change change(int value) const {
-        return value == 1 ? set_bits(bit) : keep_bits(static_cast<uint16_t>(~bit & 0xFF));
-    }
-};
-
-constexpr bool is_flag_value(int value) {
-    return value == 0 || value == 1;
+/// Refuses what write_bit would take for off.
+int flag_set(const bit_setting& flag, int value) {
+    return (value == 0 || value == 1) && write_bit(flag, value == 1);
 }
 
-int flag_set(flag flag, int value) {
-    return is_flag_value(value) && apply_change(flag.at, flag.change(value));
-}
-
-int flag_get(flag flag, int* value) {
-    uint8_t read = 0;
-    if (!read_low_byte(flag.at, &read)) return 0;
-    *value = (read & flag.bit) != 0;
-    return 1;
-}
-
-e2p_cfg_cmd_array* flag_store(flag flag, int value) {
-    return is_flag_value(value) ? switch_set({change_record(flag.at, flag.change(value))}) : nullptr;
-}
-
-constexpr flag flag_8021q{{mdio_switch, ksz_reg_global3}, 0x80};
+constexpr bit_setting flag_8021q = narrow_bit(in_switch(ksz_reg_global3), ksz_vlan_enable);
 
 struct port_flag {
     int offset;
     uint8_t bit;
 
-    constexpr flag of(int port) const { return {in_port(port, offset), bit}; }
+    constexpr bit_setting of(int port) const { return narrow_bit(in_port(port, offset), bit); }
 };
-constexpr port_flag insert_tag{ksz_control0, 0x04};
-constexpr port_flag remove_tag{ksz_control0, 0x02};
-constexpr port_flag pvid_filter{ksz_control2, 0x20};
-constexpr port_flag vtable_filter{ksz_control2, 0x40};
+constexpr port_flag insert_tag{ksz_control0, ksz_tag_insertion};
+constexpr port_flag remove_tag{ksz_control0, ksz_tag_removal};
+constexpr port_flag pvid_filter{ksz_control2, ksz_discard_non_pvid};
+constexpr port_flag vtable_filter{ksz_control2, ksz_ingress_filter};
 
 int port_flag_set(port_flag flag, int port, int value) {
     return is_port(port) && flag_set(flag.of(port), value);
 }
 int port_flag_get(port_flag flag, int port, int* value) {
-    return is_port(port) && flag_get(flag.of(port), value);
+    return is_port(port) && read_bit(flag.of(port), value);
 }
 e2p_cfg_cmd_array* port_flag_store(port_flag flag, int port, int value) {
-    return is_port(port) ? flag_store(flag.of(port), value) : nullptr;
+    return is_port(port) ? store_bit(flag.of(port), value) : nullptr;
 }
 
 /// A field of several bits takes two records: what is not in it is kept, then its bits are set; no second one
@@ -108,10 +77,10 @@ constexpr bool is_vid(int vid) {
 }
 
 constexpr field membership_field(int port, uint8_t ports) {
-    return {in_port(port, ksz_control1), membership_mask, ksz_chip_ports(ports)};
+    return {in_port(port, ksz_control1), ksz_membership, ksz_chip_ports(ports)};
 }
 constexpr field pvid_high_field(int port, int vid) {
-    return {in_port(port, ksz_control3), pvid_high_mask, static_cast<uint16_t>(vid >> 8)};
+    return {in_port(port, ksz_control3), ksz_pvid_high, static_cast<uint16_t>(vid >> 8)};
 }
 constexpr field pvid_low_field(int port, int vid) {
     return {in_port(port, ksz_control4), pvid_low_mask, static_cast<uint16_t>(vid & pvid_low_mask)};
@@ -151,10 +120,10 @@ int ksz_8021q_set(int value) {
     return flag_set(flag_8021q, value);
 }
 int ksz_8021q_get(int* value) {
-    return flag_get(flag_8021q, value);
+    return read_bit(flag_8021q, value);
 }
 e2p_cfg_cmd_array* ksz_8021q_store(int value) {
-    return flag_store(flag_8021q, value);
+    return store_bit(flag_8021q, value);
 }
 
 int ksz_insert_tag_set(int port, int value) {
@@ -223,7 +192,7 @@ int ksz_pvid_get(int port, int* vid) {
     if (!read_low_byte(in_port(port, ksz_control3), &high) ||
         !read_low_byte(in_port(port, ksz_control4), &low))
         return 0;
-    *vid = (high & pvid_high_mask) << 8 | low;
+    *vid = (high & ksz_pvid_high) << 8 | low;
     return 1;
 }
 

@@ -32,26 +32,56 @@ int ksz_ports_from_text(const char* text, uint8_t* ports);
 
 // --- Registers
 
+/// MDIO address of the chip's whole register file; a register has eight bits.
+constexpr uint8_t mdio_switch = 0x06;
+
+constexpr uint8_t ksz_reg_global0 = 2;
+constexpr uint8_t ksz_flush_dynamic_mac = 0x20;  ///< clears itself
+constexpr uint8_t ksz_flush_static_mac = 0x10;
 constexpr uint8_t ksz_reg_global3 = 5;
+constexpr uint8_t ksz_vlan_enable = 0x80;
+constexpr uint8_t ksz_reg_sw4 = 6;  ///< the link to OABR2's PHY
+constexpr uint8_t ksz_sw4_flow = 0x20;
+constexpr uint8_t ksz_sw4_10_mbit = 0x10;
+constexpr uint8_t ksz_reg_sw3 = 207;  ///< the link to OABR1's PHY
+constexpr uint8_t ksz_sw3_flow = 0x40;
+constexpr uint8_t ksz_sw3_10_mbit = 0x20;
+
+/// A port's registers.
 constexpr uint8_t ksz_reg_port(int port, int offset) {
     return static_cast<uint8_t>(16 * port + 16 + offset);
 }
-constexpr int ksz_control0 = 0;  ///< tag insertion and removal
-constexpr int ksz_control1 = 1;  ///< mirroring and membership
-constexpr int ksz_control2 = 2;  ///< ingress filters, forced flow control
-constexpr int ksz_control3 = 3;  ///< bits 3..0: PVID bits 11..8
-constexpr int ksz_control4 = 4;  ///< PVID bits 7..0
-constexpr int ksz_status0 = 9;
-constexpr int ksz_control5 = 12;  ///< negotiation, forced speed and duplex
-constexpr int ksz_control6 = 13;  ///< restart of the negotiation
-constexpr int ksz_status1 = 14;   ///< link
-
-// --- Mirroring
-
-/// Bits of a port's control register that mirror its traffic.
+constexpr int ksz_control0 = 0;
+constexpr uint8_t ksz_tag_insertion = 0x04;
+constexpr uint8_t ksz_tag_removal = 0x02;
+constexpr int ksz_control1 = 1;
 constexpr uint8_t sniff_mirror_port = 0x80;
 constexpr uint8_t sniff_receive = 0x40;
 constexpr uint8_t sniff_transmit = 0x20;
+constexpr uint8_t ksz_membership = 0x1E;  ///< the ports that it may send to, as the chip counts them
+constexpr int ksz_control2 = 2;
+constexpr uint8_t ksz_ingress_filter = 0x40;
+constexpr uint8_t ksz_discard_non_pvid = 0x20;
+constexpr uint8_t ksz_force_flow = 0x10;
+constexpr int ksz_control3 = 3;
+constexpr uint8_t ksz_pvid_high = 0x0F;  ///< bits 11..8
+constexpr int ksz_control4 = 4;          ///< PVID bits 7..0
+// Of ports 1 and 2, whose PHY is the chip's own:
+constexpr int ksz_status0 = 9;
+constexpr int ksz_status_flow_shift = 3;  ///< two bits: receive, transmit
+constexpr uint8_t ksz_status_flow = 0x03 << ksz_status_flow_shift;
+constexpr uint8_t ksz_status_100_mbit = 0x04;
+constexpr uint8_t ksz_status_full_duplex = 0x02;
+constexpr int ksz_control5 = 12;
+constexpr uint8_t ksz_negotiation_off = 0x80;
+constexpr uint8_t ksz_forced_100_mbit = 0x40;
+constexpr uint8_t ksz_forced_full_duplex = 0x20;
+constexpr int ksz_control6 = 13;
+constexpr uint8_t ksz_restart_negotiation = 0x20;  ///< clears itself
+constexpr int ksz_status1 = 14;
+constexpr int ksz_status2 = 15;
+
+// --- Mirroring
 
 /// Writes a port's mirroring bits, keeping the rest of its register.
 int ksz_set_sniff(int port, uint8_t bits);
@@ -105,7 +135,6 @@ constexpr int ksz_smac_entries = 32;
 constexpr int ksz_vlan_sets = 1024;
 constexpr int ksz_vlans_per_set = 4;
 constexpr int ksz_dmac_entries = 1024;
-constexpr int ksz_mib_port_entries = 0x20;
 constexpr int ksz_mib_drop_first = 0x100;  ///< port counters end at 0x9F, drop counters begin here
 constexpr int ksz_mib_drop_last = 0x109;
 constexpr int ksz_max_fid = 127;

@@ -6,56 +6,11 @@
 
 #include "lib/device_cmd.h"
 #include "lib/ksz.h"
+#include "lib/phy.h"
 #include "lib/ports.h"
 #include "lib/switch_bits.h"
 
 namespace {
-
-constexpr reg_address in_switch(uint8_t reg) {
-    return {mdio_switch, reg};
-}
-constexpr reg_address in_port(int port, int offset) {
-    return in_switch(ksz_reg_port(port, offset));
-}
-
-int read_register(reg_address at, uint16_t* value) {
-    return mdio_read(at.mdio, at.reg, value) == 0;
-}
-
-/// A setting of one bit: what value 0 and value 1 do to the register, and which bit is read back.
-struct bit_setting {
-    reg_address at;
-    uint16_t bit;
-    reg_change change[2];
-    bool set_reads_as;  ///< the value that a set bit stands for
-};
-
-/// The registers of switch ports are eight bits wide: clearing a bit clears what lies above them as well.
-constexpr bit_setting narrow_bit(reg_address at, uint16_t bit) {
-    return {at, bit, {keep_bits(static_cast<uint16_t>(~bit & 0xFF)), set_bits(bit)}, true};
-}
-constexpr bit_setting wide_bit(reg_address at, uint16_t bit) {
-    return {at, bit, {keep_bits(static_cast<uint16_t>(~bit)), set_bits(bit)}, true};
-}
-constexpr bit_setting inverted(bit_setting setting) {
-    return {setting.at, setting.bit, {setting.change[1], setting.change[0]}, false};
-}
-
-int read_bit(const bit_setting& setting, int* value) {
-    uint16_t read = 0;
-    if (!read_register(setting.at, &read)) return 0;
-    *value = ((read & setting.bit) != 0) == setting.set_reads_as;
-    return 1;
-}
-
-int write_bit(const bit_setting& setting, bool value) {
-    return apply_change(setting.at, setting.change[value]);
-}
-
-e2p_cfg_cmd_array* store_bit(const bit_setting& setting, int value) {
-    if (value != 0 && value != 1) return nullptr;
-    return switch_set({change_record(setting.at, setting.change[value])});
-}
 
 // --- Settings of the two ports with a PHY in the switch
 
@@ -64,37 +19,24 @@ constexpr bool has_switch_phy(int port) {
 }
 
 constexpr bit_setting autoneg_bit(int port) {
-    return narrow_bit(in_port(port, ksz_control5), 0x80);
+    return narrow_bit(in_port(port, ksz_control5), ksz_negotiation_off);
 }
 constexpr bit_setting speed_bit(int port) {
-    return narrow_bit(in_port(port, ksz_control5), 0x40);
+    return narrow_bit(in_port(port, ksz_control5), ksz_forced_100_mbit);
 }
 constexpr bit_setting duplex_bit(int port) {
-    return inverted(narrow_bit(in_port(port, ksz_control5), 0x20));
+    return inverted(narrow_bit(in_port(port, ksz_control5), ksz_forced_full_duplex));
 }
 constexpr bit_setting flow_bit(int port) {
-    return narrow_bit(in_port(port, ksz_control2), 0x10);
+    return narrow_bit(in_port(port, ksz_control2), ksz_force_flow);
 }
-constexpr reg_change restart_negotiation = set_bits(0x20);
 
 // Live link status of the USB port.
 constexpr reg_address usb_status = in_port(port_usb, ksz_status0);
-constexpr uint16_t status_speed = 1U << 2;
-constexpr uint16_t status_full_duplex = 1U << 1;
-constexpr int status_flow_shift = 3;
-constexpr uint16_t status_flow_mask = 0x03;
-
-int read_usb_status(uint16_t bit, int* value) {
-    uint16_t status = 0;
-    if (!read_register(usb_status, &status)) return 0;
-    *value = (status & bit) != 0;
-    return 1;
-}
+constexpr bit_setting usb_link_speed = narrow_bit(usb_status, ksz_status_100_mbit);
+constexpr bit_setting usb_link_duplex = narrow_bit(usb_status, ksz_status_full_duplex);
 
 // --- Settings of the BroadR-Reach ports
-
-constexpr uint8_t reg_sw3_control = 207;
-constexpr uint8_t reg_sw4_control = 6;
 
 struct oabr_port {
     bit_setting flow;
@@ -103,16 +45,24 @@ struct oabr_port {
     e2p_cfg_cmd_list e2p_cfg_cmd_array::*phy_records;
 };
 
-constexpr bit_setting phy_speed_setting(uint8_t mdio) {
-    return {{mdio, oabr_reg_control}, 0x0200, {keep_bits(0xFC3F), set_bits(0x0200)}, true};
+constexpr reg_address phy_control(int port) {
+    return {port_phy(port), phy_reg_control};
+}
+constexpr bit_setting phy_speed_setting(int port) {
+    constexpr auto slow = static_cast<uint16_t>(~phy_speed_field);
+    return {phy_control(port), phy_100_mbit, {keep_bits(slow), set_bits(phy_100_mbit)}, true};
+}
+/// 0 is master, 1 slave.
+constexpr bit_setting phy_role(int port) {
+    return inverted(wide_bit(phy_control(port), phy_master));
 }
 
-constexpr oabr_port oabr1_port{wide_bit(in_switch(reg_sw3_control), 0x0040),
-                               inverted(wide_bit(in_switch(reg_sw3_control), 0x0020)),
-                               phy_speed_setting(port_phy(port_oabr1)), &e2p_cfg_cmd_array::phy1_cfg};
-constexpr oabr_port oabr2_port{wide_bit(in_switch(reg_sw4_control), 0x0020),
-                               inverted(wide_bit(in_switch(reg_sw4_control), 0x0010)),
-                               phy_speed_setting(port_phy(port_oabr2)), &e2p_cfg_cmd_array::phy2_cfg};
+constexpr oabr_port oabr1_port{wide_bit(in_switch(ksz_reg_sw3), ksz_sw3_flow),
+                               inverted(wide_bit(in_switch(ksz_reg_sw3), ksz_sw3_10_mbit)),
+                               phy_speed_setting(port_oabr1), &e2p_cfg_cmd_array::phy1_cfg};
+constexpr oabr_port oabr2_port{wide_bit(in_switch(ksz_reg_sw4), ksz_sw4_flow),
+                               inverted(wide_bit(in_switch(ksz_reg_sw4), ksz_sw4_10_mbit)),
+                               phy_speed_setting(port_oabr2), &e2p_cfg_cmd_array::phy2_cfg};
 
 int oabr_speed_set(const oabr_port& port, int value) {
     const bool fast = value == 1;
@@ -134,13 +84,6 @@ e2p_cfg_cmd_array* oabr_speed_store(const oabr_port& port, int value) {
     set->*port.phy_records = {
         new e2p_cfg_cmd[1]{change_record(port.phy_speed.at, port.phy_speed.change[value])}, 1};
     return set;
-}
-
-int oabr_role_get(uint8_t mdio, int* value) {
-    uint16_t control = 0;
-    if (!read_register({mdio, oabr_reg_control}, &control)) return 0;
-    *value = (control & oabr_control_master) == 0;
-    return 1;
 }
 
 void print_never_call(const char* function) {
@@ -173,7 +116,7 @@ int port_autoneg_set(int port, int value) {
     if (!has_switch_phy(port)) return 0;
     if (!write_bit(autoneg_bit(port), value == 1)) return 0;
     if (value != 0) return 1;
-    return apply_change(in_port(port, ksz_control6), restart_negotiation);
+    return apply_change(in_port(port, ksz_control6), set_bits(ksz_restart_negotiation));
 }
 int port_autoneg_get(int port, int* value) {
     return has_switch_phy(port) && read_bit(autoneg_bit(port), value);
@@ -213,7 +156,7 @@ int USB_speed_set(int value) {
     return port_speed_set(port_usb, value);
 }
 int USB_speed_get(int* value) {
-    return read_usb_status(status_speed, value);
+    return read_bit(usb_link_speed, value);
 }
 e2p_cfg_cmd_array* USB_speed_store(int value) {
     return port_speed_store(port_usb, value);
@@ -260,8 +203,8 @@ int USB_flow_set(int value) {
 }
 int USB_flow_get(int* value) {
     uint16_t status = 0;
-    if (!read_register(usb_status, &status)) return 0;
-    *value = status >> status_flow_shift & status_flow_mask;
+    if (mdio_read(usb_status.mdio, usb_status.reg, &status) != 0) return 0;
+    *value = (status & ksz_status_flow) >> ksz_status_flow_shift;
     return 1;
 }
 e2p_cfg_cmd_array* USB_flow_store(int value) {
@@ -308,7 +251,7 @@ int USB_duplex_set(int value) {
     return port_duplex_set(port_usb, value);
 }
 int USB_duplex_get(int* value) {
-    return read_usb_status(status_full_duplex, value);
+    return read_bit(usb_link_duplex, value);
 }
 e2p_cfg_cmd_array* USB_duplex_store(int value) {
     return port_duplex_store(port_usb, value);
@@ -327,7 +270,7 @@ int OABR1_role_set(int) {
     return print_never_call(__func__), 0;
 }
 int OABR1_role_get(int* value) {
-    return oabr_role_get(port_phy(port_oabr1), value);
+    return read_bit(phy_role(port_oabr1), value);
 }
 e2p_cfg_cmd_array* OABR1_role_store(int) {
     return print_never_call(__func__), nullptr;
@@ -336,7 +279,7 @@ int OABR2_role_set(int) {
     return print_never_call(__func__), 0;
 }
 int OABR2_role_get(int* value) {
-    return oabr_role_get(port_phy(port_oabr2), value);
+    return read_bit(phy_role(port_oabr2), value);
 }
 e2p_cfg_cmd_array* OABR2_role_store(int) {
     return print_never_call(__func__), nullptr;

@@ -68,11 +68,7 @@ int ETH_duplex_set(int value);
 int ETH_duplex_get(int* value);
 e2p_cfg_cmd_array* ETH_duplex_store(int value);
 
-/// The control register of a BroadR-Reach PHY and the bit of it that makes the PHY the master.
-constexpr uint8_t oabr_reg_control = 0;
-constexpr uint16_t oabr_control_master = 1U << 3;
-
-/// Role of a BroadR-Reach PHY: reads 1 when bit 3 of its control register is clear. It is not for the tool to
+/// Role of a BroadR-Reach PHY: 0 is master, 1 slave. It is not for the tool to
 /// change: set and store print that they shall never be called and do nothing (0, null).
 int OABR1_role_set(int value);
 int OABR1_role_get(int* value);

@@ -10,6 +10,22 @@ int apply_change(reg_address at, reg_change change) {
     return mdio_write(at.mdio, at.reg, change.apply(value)) == 0;
 }
 
+int read_bit(const bit_setting& setting, int* value) {
+    uint16_t read = 0;
+    if (mdio_read(setting.at.mdio, setting.at.reg, &read) != 0) return 0;
+    *value = ((read & setting.bit) != 0) == setting.set_reads_as;
+    return 1;
+}
+
+int write_bit(const bit_setting& setting, bool value) {
+    return apply_change(setting.at, setting.change[value]);
+}
+
+e2p_cfg_cmd_array* store_bit(const bit_setting& setting, int value) {
+    if (value != 0 && value != 1) return nullptr;
+    return switch_set({change_record(setting.at, setting.change[value])});
+}
+
 int replace_bits(reg_address at, uint16_t mask, uint16_t bits) {
     uint16_t value = 0;
     if (mdio_read(at.mdio, at.reg, &value) != 0) return 0;

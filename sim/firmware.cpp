@@ -3,31 +3,17 @@
 #include <algorithm>
 #include <utility>
 
-#include "lib/messages.h"
+#include "lib/device_cmd.h"
+#include "lib/e2p.h"
 
 namespace oabr_sim {
 
 namespace {
 
-// Configuration records (little-endian): low nibble of byte 0 the length, high nibble the kind.
-constexpr uint16_t begin_value = 0xCCBB;
-constexpr uint16_t end_value = 0xCCEE;
-constexpr int control_length = 3;
-constexpr int mdio_length = 5;
-constexpr int table_length = 13;
-enum record_kind : uint8_t { kind_begin = 0, kind_end = 1, kind_and = 4, kind_or = 5, kind_table = 6 };
-
-struct area {
-    uint16_t first;
-    uint16_t limit;
-};
-constexpr area areas[] = {{0x200, 1567}, {0x620, 1807}, {0x710, 2047}};
-
-constexpr uint8_t switch_address = 6;
 constexpr uint8_t erased = 0xFF;
 
 bool is_control(const uint8_t* record, uint8_t kind, uint16_t value) {
-    return (record[0] & 0x0F) >= control_length && record[0] >> 4 == kind && get_le16(record + 1) == value;
+    return (record[0] & 0x0F) >= e2p_ctl_length && record[0] >> 4 == kind && get_le16(record + 1) == value;
 }
 
 std::vector<uint8_t> le32(uint32_t value) {
@@ -212,19 +198,19 @@ void firmware::start() {
     device_.ethernet_power = true;
     device_.wakeup_line = false;
     replayed_ = 0;
-    for (const area& each : areas)
-        replay(each.first, each.limit);
+    for (const e2p_area& each : {e2p_switch_area, e2p_phy1_area, e2p_phy2_area})
+        replay(each.address, each.limit);
 }
 
 void firmware::replay(uint16_t address, uint16_t limit) {
     const std::vector<uint8_t>& eeprom = device_.memory.eeprom;
-    if (!is_control(&eeprom[address], kind_begin, begin_value)) return;
+    if (!is_control(&eeprom[address], e2p_kind::begin, e2p_begin_value)) return;
     while (address < limit) {
         const uint8_t* record = &eeprom[address];
         const int length = record[0] & 0x0F;
         // Where a list has no end marker the replay stops at the first thing that is no record.
-        if (length < 1 || length > table_length || address + length > limit) return;
-        if (is_control(record, kind_end, end_value)) return;
+        if (length < 1 || length > e2p_itab_length || address + length > limit) return;
+        if (is_control(record, e2p_kind::end, e2p_end_value)) return;
         replay_record(record, length);
         address = static_cast<uint16_t>(address + length);
     }
@@ -232,16 +218,16 @@ void firmware::replay(uint16_t address, uint16_t limit) {
 
 void firmware::replay_record(const uint8_t* record, int length) {
     const int kind = record[0] >> 4;
-    if (length == mdio_length && (kind == kind_and || kind == kind_or)) {
+    if (length == e2p_mdio_length && (kind == e2p_kind::and_mask || kind == e2p_kind::or_mask)) {
         const uint16_t value = get_le16(record + 3);
         const uint16_t now = device_.mdio.read(record[1], record[2]);
         device_.mdio.write(record[1], record[2],
-                           static_cast<uint16_t>(kind == kind_and ? now & value : now | value));
+                           static_cast<uint16_t>(kind == e2p_kind::and_mask ? now & value : now | value));
         ++replayed_;
-    } else if (length == table_length && kind == kind_table) {
-        table_data data{};
+    } else if (length == e2p_itab_length && kind == e2p_kind::table_write) {
+        ksz_entry_data data{};
         std::copy_n(record + 4, data.size(), data.begin());
-        device_.chip.write_entry(static_cast<table>(record[1]), get_le16(record + 2), data);
+        device_.chip.write_entry(static_cast<ksz_table>(record[1]), get_le16(record + 2), data);
         ++replayed_;
     }
 }
@@ -294,8 +280,8 @@ firmware::bytes firmware::smi_write(const uint8_t* in) {
 
 firmware::bytes firmware::smi_read(const uint8_t* in) {
     constexpr uint8_t unpowered = 0xFF;
-    return {in[0], device_.ethernet_power ? static_cast<uint8_t>(device_.mdio.read(switch_address, in[0]))
-                                          : unpowered};
+    return {in[0],
+            device_.ethernet_power ? static_cast<uint8_t>(device_.mdio.read(mdio_switch, in[0])) : unpowered};
 }
 
 bool firmware::write_eeprom(size_t address, const uint8_t* data, size_t count) {
@@ -335,28 +321,26 @@ firmware::bytes firmware::power(bool on) {
     if (on && !device_.ethernet_power) {
         device_.chip.reset();
         device_.mdio.reset();
-        for (const area& each : areas)
-            replay(each.first, each.limit);
+        for (const e2p_area& each : {e2p_switch_area, e2p_phy1_area, e2p_phy2_area})
+            replay(each.address, each.limit);
     }
     device_.ethernet_power = on;
     return {};
 }
 
 firmware::bytes firmware::wakeup(uint8_t value) {
-    enum : uint8_t { line_on = 0, line_off = 1, get = 3 };
-    constexpr uint8_t ground = 1;
     constexpr uint8_t battery = 0;
-    if (value == line_on) device_.wakeup_line = true;
-    if (value == line_off) device_.wakeup_line = false;
-    if (value == get) return {device_.wakeup_line ? battery : ground};
+    if (value == wup_on) device_.wakeup_line = true;
+    if (value == wup_off) device_.wakeup_line = false;
+    if (value == wup_get) return {device_.wakeup_line ? battery : uint8_t{wup_ground}};
     return {value};
 }
 
 firmware::bytes firmware::read_table(const uint8_t* in) {
     const uint16_t selector = get_le16(in);
-    table_data data{};
-    if (selector <= static_cast<uint16_t>(table::mib) && device_.ethernet_power)
-        data = device_.chip.read_entry(static_cast<table>(selector), get_le16(in + 2));
+    ksz_entry_data data{};
+    if (selector <= static_cast<uint16_t>(ksz_table::mib) && device_.ethernet_power)
+        data = device_.chip.read_entry(static_cast<ksz_table>(selector), get_le16(in + 2));
     return {data.begin(), data.end()};
 }
 
@@ -364,10 +348,10 @@ firmware::bytes firmware::write_table(const uint8_t* in) {
     constexpr uint8_t done = 0;
     constexpr uint8_t refused = 1;
     const uint16_t selector = get_le16(in);
-    table_data data{};
+    ksz_entry_data data{};
     std::copy_n(in + ind_tab_address_size, data.size(), data.begin());
-    const bool known = selector <= static_cast<uint16_t>(table::mib) && device_.ethernet_power;
-    return {known && device_.chip.write_entry(static_cast<table>(selector), get_le16(in + 2), data)
+    const bool known = selector <= static_cast<uint16_t>(ksz_table::mib) && device_.ethernet_power;
+    return {known && device_.chip.write_entry(static_cast<ksz_table>(selector), get_le16(in + 2), data)
                 ? done
                 : refused};
 }
@@ -394,7 +378,7 @@ firmware::bytes firmware::remote(uint8_t command, const uint8_t* payload, size_t
             return le32(device_.ethernet_power ? device_.chip.read_counter(get_le16(in), in[2]) : 0);
         case msg_cmd::rmt_dynmac_tab_entry_read: {
             if (data_length < 2) return {};
-            const table_data data = device_.chip.read_entry(table::dynamic_mac, get_le16(in));
+            const ksz_entry_data data = device_.chip.read_entry(ksz_table::dynamic_mac, get_le16(in));
             return {data.begin(), data.end()};
         }
         case msg_cmd::rmt_ind_tab_entry_read:

@@ -24,7 +24,6 @@ public:
 
     /// @return false when the file cannot be written
     bool open(const std::string& path);
-    bool active() const { return file_ != nullptr; }
     void note(const char* event, std::initializer_list<field> fields = {});
 
 private:

@@ -6,15 +6,11 @@
 #include <optional>
 #include <vector>
 
-#include "lib/ports.h"
+#include "lib/ksz.h"
 
 namespace oabr_sim {
 
 using mac_address = std::array<uint8_t, 6>;  ///< least significant byte first
-using table_data = std::array<uint8_t, 9>;   ///< bit n of an entry is byte n/8, bit n%8
-
-/// Selectors of the indirectly addressed tables.
-enum class table : uint8_t { static_mac = 0, vlan = 1, dynamic_mac = 2, mib = 3 };
 
 /// A frame that comes in at a port, as far as the switch looks at it.
 struct traffic_frame {
@@ -37,10 +33,10 @@ public:
     void write(uint8_t reg, uint8_t value);
 
     /// Reads an entry as registers 110 to 120 would give it. Reading a port counter clears it.
-    table_data read_entry(table which, uint16_t entry);
+    ksz_entry_data read_entry(ksz_table which, uint16_t entry);
     /// Writes an entry in its write layout; dynamic MAC and MIB entries cannot be written.
     /// @return false when the table or entry does not exist or is read only
-    bool write_entry(table which, uint16_t entry, const table_data& data);
+    bool write_entry(ksz_table which, uint16_t entry, const ksz_entry_data& data);
 
     /// The counter of a port: index 0x00..0x1F, 0x20 transmit drops, 0x25 receive drops. Drops come with the
     /// valid bit, which the firmware adds.
@@ -77,21 +73,21 @@ private:
 
     struct phy_result;
     phy_result negotiate(int port) const;
-    uint8_t read_live_status(int port, uint8_t offset) const;
+    uint8_t read_live_status(int port, int offset) const;
     void write_global_2(uint8_t value);
     void start_transfer();
-    table_data dynamic_data(uint16_t entry);
+    ksz_entry_data dynamic_data(uint16_t entry);
     uint32_t take_mib(uint16_t entry);
     void count(int port, uint8_t index, uint32_t amount = 1);
     void count_received(int port, const traffic_frame& frame);
     void transmit(int port, const traffic_frame& frame);
     void learn(int port, uint8_t fid, const mac_address& mac);
     uint8_t targets_of(int port, uint8_t fid, uint8_t vlan_members, const mac_address& destination) const;
-    uint8_t port_bits(int port, uint8_t offset) const;
+    uint8_t port_bits(int port, int offset) const;
 
     std::array<uint8_t, 256> regs_{};
-    std::array<uint64_t, 32> static_mac_{};  ///< write layout
-    std::array<uint64_t, 1024> vlan_{};
+    std::array<uint64_t, ksz_smac_entries> static_mac_{};  ///< write layout
+    std::array<uint64_t, ksz_vlan_sets> vlan_{};
     std::vector<dynamic_entry> dynamic_;
     std::chrono::milliseconds since_aging_{};
     std::array<port_counters, port_count + 1> counters_;

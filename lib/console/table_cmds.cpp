@@ -211,10 +211,10 @@ int list_dmac() {
 
 /// Tells the switch to forget every address that it has heard.
 int flush_dmac() {
-    constexpr uint8_t global0 = 2;
-    constexpr uint8_t flush_dynamic = 0x20;
     uint8_t value = 0;
-    if (smi_read(global0, &value) == 0 && smi_write(global0, value | flush_dynamic) == 0) return cmd_ok;
+    if (smi_read(ksz_reg_global0, &value) == 0 &&
+        smi_write(ksz_reg_global0, value | ksz_flush_dynamic_mac) == 0)
+        return cmd_ok;
     return console_failure("flushing the dynamic MAC table failed");
 }
 

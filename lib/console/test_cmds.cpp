@@ -3,7 +3,7 @@
 #include "lib/console/arguments.h"
 #include "lib/console_cmd.h"
 #include "lib/device_cmd.h"
-#include "lib/ports.h"
+#include "lib/ksz.h"
 
 namespace {
 

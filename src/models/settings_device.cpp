@@ -7,6 +7,7 @@
 #include "lib/can.h"
 #include "lib/device_cmd.h"
 #include "lib/ksz.h"
+#include "lib/phy.h"
 #include "lib/port_config.h"
 #include "src/models/settings_can.h"
 #include "src/models/settings_table.h"
@@ -92,7 +93,7 @@ bool readOabrStatus(int port, PortStatus* status) {
     const Register at{port_phy(port), oabr_reg_status};
     // A lost link is kept until the register was read once.
     if (!readRegister(at, &value) || !readRegister(at, &value) ||
-        !readRegister({port_phy(port), oabr_reg_control}, &control))
+        !readRegister({port_phy(port), phy_reg_control}, &control))
         return false;
     status->link = (value & oabr_status_link) != 0;
     if (!*status->link) return true;

@@ -6,6 +6,7 @@
 
 #include "lib/crc16_ccitt.h"
 #include "lib/device_cmd.h"
+#include "lib/phy.h"
 #include "lib/port_config.h"
 #include "src/models/settings_can.h"
 #include "src/models/vlan_form.h"
@@ -45,7 +46,7 @@ constexpr Register sniffRegister(int port) {
     return {mdio_switch, ksz_reg_port(port, ksz_control1)};
 }
 constexpr Register roleRegister(int port) {
-    return {port_phy(port), oabr_reg_control};
+    return {port_phy(port), phy_reg_control};
 }
 
 bool isMirror(const Row& row) {
@@ -104,8 +105,8 @@ void takeMirror(const DeviceImage& image, Settings* settings) {
 void takeRoles(const DeviceImage& image, Settings* settings) {
     for (const int port : {port_oabr1, port_oabr2}) {
         const auto at = image.registers.find(roleRegister(port));
-        if (at == image.registers.end() || (at->second.known & oabr_control_master) == 0) continue;
-        settings->port(port).role = (at->second.value & oabr_control_master) == 0;
+        if (at == image.registers.end() || (at->second.known & phy_master) == 0) continue;
+        settings->port(port).role = (at->second.value & phy_master) == 0;
     }
 }
 

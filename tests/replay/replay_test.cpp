@@ -51,7 +51,7 @@ public:
         for (const uint8_t phy : {24, 25})
             for (uint8_t reg = 0; reg < 32; ++reg)
                 all.push_back(hardware.mdio.read(phy, reg));
-        for (const auto table : {oabr_sim::table::static_mac, oabr_sim::table::vlan})
+        for (const auto table : {ksz_table::static_mac, ksz_table::vlan})
             for (uint16_t entry = 0; entry < 32; ++entry)
                 for (const uint8_t byte : hardware.chip.read_entry(table, entry))
                     all.push_back(byte);

@@ -43,18 +43,18 @@ protected:
     }
     /// The dynamic table's count field and its empty bit.
     int learned() {
-        const table_data first = chip.read_entry(table::dynamic_mac, 0);
+        const ksz_entry_data first = chip.read_entry(ksz_table::dynamic_mac, 0);
         return (first[8] & 0x80) != 0 ? 0 : ((first[8] & 0x7F) << 3 | first[7] >> 5) + 1;
     }
     void set_vlan(int vid, uint8_t chip_ports, uint8_t fid) {
-        table_data data = chip.read_entry(table::vlan, static_cast<uint16_t>(vid / 4));
+        ksz_entry_data data = chip.read_entry(ksz_table::vlan, static_cast<uint16_t>(vid / 4));
         const uint32_t slot = 1U << 12 | static_cast<uint32_t>(chip_ports) << 7 | fid;
         for (int bit = 0; bit < 13; ++bit)
             if ((slot >> bit & 1) != 0) {
                 const int at = 13 * (vid % 4) + bit;
                 data[static_cast<size_t>(at / 8)] |= static_cast<uint8_t>(1 << at % 8);
             }
-        chip.write_entry(table::vlan, static_cast<uint16_t>(vid / 4), data);
+        chip.write_entry(ksz_table::vlan, static_cast<uint16_t>(vid / 4), data);
     }
 
     switch_chip chip;
@@ -88,12 +88,12 @@ TEST_F(Switch, StatusFollowsTheControl) {
 TEST_F(Switch, AStaticEntryReadsBackInAnotherLayout) {
     // FID 0x0A, use FID, valid, ports 1 and 4, 80:01:02:03:04:00
     EXPECT_TRUE(
-        chip.write_entry(table::static_mac, 31, {0x00, 0x04, 0x03, 0x02, 0x01, 0x80, 0xB2, 0x0A, 0x00}));
-    EXPECT_THAT(chip.read_entry(table::static_mac, 31),
+        chip.write_entry(ksz_table::static_mac, 31, {0x00, 0x04, 0x03, 0x02, 0x01, 0x80, 0xB2, 0x0A, 0x00}));
+    EXPECT_THAT(chip.read_entry(ksz_table::static_mac, 31),
                 ElementsAre(0x00, 0x04, 0x03, 0x02, 0x01, 0x80, 0x32, 0x15, 0x00));
-    EXPECT_FALSE(chip.write_entry(table::static_mac, 32, {}));
-    EXPECT_FALSE(chip.write_entry(table::dynamic_mac, 0, {}));
-    EXPECT_FALSE(chip.write_entry(table::mib, 0x20, {}));
+    EXPECT_FALSE(chip.write_entry(ksz_table::static_mac, 32, {}));
+    EXPECT_FALSE(chip.write_entry(ksz_table::dynamic_mac, 0, {}));
+    EXPECT_FALSE(chip.write_entry(ksz_table::mib, 0x20, {}));
 }
 
 TEST_F(Switch, RegistersReachTheTablesToo) {
@@ -103,7 +103,7 @@ TEST_F(Switch, RegistersReachTheTablesToo) {
     chip.write(114, 0xFF);  // beyond the 52 bits
     chip.write(110, 0x04 | 0x01);
     chip.write(111, 0x01);
-    EXPECT_THAT(chip.read_entry(table::vlan, 0x101), ElementsAre(0x4D, 0x19, 0, 0, 0, 0, 0x0F, 0, 0));
+    EXPECT_THAT(chip.read_entry(ksz_table::vlan, 0x101), ElementsAre(0x4D, 0x19, 0, 0, 0, 0, 0x0F, 0, 0));
     for (uint8_t reg = 112; reg <= 120; ++reg)
         chip.write(reg, 0);
     chip.write(110, 0x10 | 0x04 | 0x01);
@@ -115,24 +115,25 @@ TEST_F(Switch, RegistersReachTheTablesToo) {
 }
 
 TEST_F(Switch, LearnsFromFramesAndForwardsByWhatItLearned) {
-    EXPECT_EQ(chip.read_entry(table::dynamic_mac, 0)[8], 0x80) << "empty";
+    EXPECT_EQ(chip.read_entry(ksz_table::dynamic_mac, 0)[8], 0x80) << "empty";
     send(3, everybody, station(3));
     EXPECT_THAT(left_by(tx_broadcast), ElementsAre(1, 2, 4));
     send(1, station(3), station(1));
     EXPECT_THAT(left_by(), ElementsAre(3));
     EXPECT_EQ(learned(), 2);
-    EXPECT_THAT(chip.read_entry(table::dynamic_mac, 0),
+    EXPECT_THAT(chip.read_entry(ksz_table::dynamic_mac, 0),
                 ElementsAre(3, 0, 0x5E, 0, 0, 2, 0, 3 | 3 << 3 | 1 << 5, 0));
     send(4, station(1), station(3));  // it has moved
-    EXPECT_EQ(chip.read_entry(table::dynamic_mac, 0)[7] & 7, 4);
+    EXPECT_EQ(chip.read_entry(ksz_table::dynamic_mac, 0)[7] & 7, 4);
     left_by();
-    chip.write_entry(table::static_mac, 0, {3, 0, 0x5E, 0, 0, 2, 0x20 | 0x14, 0});  // valid, ports 2 and 4
+    chip.write_entry(ksz_table::static_mac, 0,
+                     {3, 0, 0x5E, 0, 0, 2, 0x20 | 0x14, 0});  // valid, ports 2 and 4
     send(1, station(3), station(1));
     EXPECT_THAT(left_by(), ElementsAre(2, 4)) << "static entries come first";
     chip.write(2, 0x30);
     EXPECT_EQ(chip.read(2), 0) << "flushing both tables clears itself";
     EXPECT_EQ(learned(), 0);
-    EXPECT_EQ(chip.read_entry(table::static_mac, 0), table_data{});
+    EXPECT_EQ(chip.read_entry(ksz_table::static_mac, 0), ksz_entry_data{});
 }
 
 TEST_F(Switch, LearnedEntriesGetOldUnlessAgingIsOff) {
@@ -176,7 +177,7 @@ TEST_F(Switch, VlansDecideWhoHearsAndWhatIsLearned) {
     set_vlan(1, 0x02 | 0x10, 7);  // ports 1 and 4
     send(1, everybody, station(1));
     EXPECT_THAT(left_by(tx_broadcast), ElementsAre(4));
-    EXPECT_EQ(chip.read_entry(table::dynamic_mac, 0)[6], 7) << "the FID of the VLAN";
+    EXPECT_EQ(chip.read_entry(ksz_table::dynamic_mac, 0)[6], 7) << "the FID of the VLAN";
     set_vlan(5, 0x1E, 0);
     send(1, everybody, station(1), 5);
     EXPECT_THAT(left_by(tx_broadcast), ElementsAre(2, 3, 4)) << "the tag counts";
@@ -232,20 +233,20 @@ TEST_F(Switch, PortsThatAreOffOrDownTakeNoPart) {
 
 TEST_F(Switch, PortCountersAreClearedByReadingAndDropsAreNot) {
     send(1, station(9), station(1));
-    EXPECT_EQ(chip.read_entry(table::mib, 0x20 + rx_unicast), (table_data{1, 0, 0, 0x40}));
-    EXPECT_EQ(chip.read_entry(table::mib, 0x20 + rx_unicast), (table_data{0, 0, 0, 0x40}));
+    EXPECT_EQ(chip.read_entry(ksz_table::mib, 0x20 + rx_unicast), (ksz_entry_data{1, 0, 0, 0x40}));
+    EXPECT_EQ(chip.read_entry(ksz_table::mib, 0x20 + rx_unicast), (ksz_entry_data{0, 0, 0, 0x40}));
     change(5, 0, 0x80);
     send(1, station(9), station(1));
     for (int i = 0; i < 2; ++i)
-        EXPECT_EQ(chip.read_entry(table::mib, 0x106), table_data{1}) << "no valid bit";
+        EXPECT_EQ(chip.read_entry(ksz_table::mib, 0x106), ksz_entry_data{1}) << "no valid bit";
     EXPECT_EQ(chip.read_counter(1, rx_drops), valid | 1) << "the firmware adds it";
 }
 
 TEST_F(Switch, NotReadyAndNotValidShowOnce) {
     send(1, everybody, station(1));
     chip.next_dynamic_not_ready();
-    EXPECT_EQ(chip.read_entry(table::dynamic_mac, 0)[6] & 0x80, 0x80);
-    EXPECT_EQ(chip.read_entry(table::dynamic_mac, 0)[6] & 0x80, 0);
+    EXPECT_EQ(chip.read_entry(ksz_table::dynamic_mac, 0)[6] & 0x80, 0x80);
+    EXPECT_EQ(chip.read_entry(ksz_table::dynamic_mac, 0)[6] & 0x80, 0);
     chip.next_counter_not_valid();
     EXPECT_EQ(chip.read_counter(1, rx_broadcast) & valid, 0u);
     EXPECT_EQ(chip.read_counter(1, rx_broadcast), valid | 1) << "nothing was cleared";
