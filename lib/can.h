@@ -52,25 +52,25 @@ constexpr int can_extra_size = 16;
 static_assert(sizeof(can_extra) == can_extra_size);
 static_assert(std::endian::native == std::endian::little, "records stand in memory as on the wire");
 
-int can_trace_enable();
-int can_trace_disable();
-int can_reset();
-int can_reinit();
-int can_set_speed(const can_speed* record);
+[[nodiscard]] int can_trace_enable();
+[[nodiscard]] int can_trace_disable();
+[[nodiscard]] int can_reset();
+[[nodiscard]] int can_reinit();
+[[nodiscard]] int can_set_speed(const can_speed* record);
 /// The output may be null.
-int can_get_speed(can_speed* record);
-int can_set_filter_mask(const can_mask_filter* record);
+[[nodiscard]] int can_get_speed(can_speed* record);
+[[nodiscard]] int can_set_filter_mask(const can_mask_filter* record);
 /// The output may be null.
-int can_get_filter_mask(can_mask_filter* record);
-int can_set_wakeup(uint32_t id, uint8_t flag);
-int can_get_wakeup(uint32_t* id, uint8_t* flag);
-int can_set_lcmode(uint8_t mode);
+[[nodiscard]] int can_get_filter_mask(can_mask_filter* record);
+[[nodiscard]] int can_set_wakeup(uint32_t id, uint8_t flag);
+[[nodiscard]] int can_get_wakeup(uint32_t* id, uint8_t* flag);
+[[nodiscard]] int can_set_lcmode(uint8_t mode);
 /// Writes the output from the reply area even when the request failed.
 void can_get_lcmode(uint8_t* mode);
 /// Always returns req_timed_out after a second: no reply of the device is ever delivered to this request.
 int can_set_mode(uint8_t mode);
 /// Writes the output from the reply area whatever the outcome.
-int can_get_mode(uint8_t* mode);
+[[nodiscard]] int can_get_mode(uint8_t* mode);
 
 // --- Trace
 
@@ -132,25 +132,26 @@ can_speed* can_calc_config(can_speed* record);
 /// @param triple  1: sample three times
 /// @return        0, or -1 when no prescaler gives 5 to 25 quanta; the record is then untouched and nothing
 /// printed
-int can_calc_params(uint32_t oscillator, uint32_t bit_rate, int triple, can_speed* record);
+[[nodiscard]] int can_calc_params(uint32_t oscillator, uint32_t bit_rate, int triple, can_speed* record);
 /// The same without the line.
 /// @param quanta  becomes the number of quanta that the calculation aimed at; may be null
-int can_find_params(uint32_t oscillator, uint32_t bit_rate, int triple, can_speed* record,
-                    unsigned long* quanta = nullptr);
+[[nodiscard]] int can_find_params(uint32_t oscillator, uint32_t bit_rate, int triple, can_speed* record,
+                                  unsigned long* quanta = nullptr);
 /// Prints the record, one field a line.
 void can_config_show(const can_speed* record);
 
 /// Writes both records, the extra bytes and the CRC over all of them to the EEPROM. What was written stays
 /// when a later write fails; the CRC comes last, so that the device does not take half a block.
 /// @return 0 or -1
-int can_save_cfg_to_e2p(const can_speed* speed, const can_mask_filter* filter, const uint8_t* extra);
+[[nodiscard]] int can_save_cfg_to_e2p(const can_speed* speed, const can_mask_filter* filter,
+                                      const uint8_t* extra);
 
 constexpr int can_cfg_bad_crc = 1;
 /// Reads the block back.
 /// @return 0, can_cfg_bad_crc (also of an erased one), or -1 when the device does not answer; outputs are
 /// written only
 ///         when it is 0
-int can_load_cfg_from_e2p(can_speed* speed, can_mask_filter* filter, uint8_t* extra);
+[[nodiscard]] int can_load_cfg_from_e2p(can_speed* speed, can_mask_filter* filter, uint8_t* extra);
 
 extern comm_obj can_set_speed_ctl, can_get_speed_ctl, can_set_filter_mask_ctl, can_get_filter_mask_ctl,
     can_trace_enable_ctl, can_trace_disable_ctl, can_set_mode_ctl, can_get_mode_ctl, can_reset_ctl,

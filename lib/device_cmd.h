@@ -10,7 +10,7 @@
 
 /// Measures the round trip.
 /// @param out  microseconds from sending to the reply
-int ping(uint32_t* out);
+[[nodiscard]] int ping(uint32_t* out);
 
 /// A comm_resync: sends a ping with a number of its own. Several threads can be at it at the same time.
 [[nodiscard]] int resync_by_ping(uint64_t seconds);
@@ -18,20 +18,20 @@ int ping(uint32_t* out);
 bool process_resync(const uint8_t* frame, uint16_t length);
 
 /// @param out  four bytes in wire order, "Firmware %d.%d.%d.%d"
-int fwv_read(uint8_t* out);
+[[nodiscard]] int fwv_read(uint8_t* out);
 /// @param out  four bytes: day, month, year of the century, century (the reverse of the wire)
-int fwd_read(uint8_t* out);
+[[nodiscard]] int fwd_read(uint8_t* out);
 /// @param out  four bytes, the reverse of the wire: shown "%d%c%d%c" from byte 3 down to byte 0
-int blv_read(uint8_t* out);
+[[nodiscard]] int blv_read(uint8_t* out);
 /// @param out  at least 30 characters; not terminated when all 30 are used
-int bls_read(char* out);
+[[nodiscard]] int bls_read(char* out);
 
 /// Switches the Ethernet part.
 /// @param mode  0 on, 1 off; any other value returns -1 without sending
-int pwr_ctl(int mode);
+[[nodiscard]] int pwr_ctl(int mode);
 
 /// Says whether the next start enters the bootloader.
-int bl_enable(int on);
+[[nodiscard]] int bl_enable(int on);
 
 /// Values of wup_ctl.
 constexpr uint8_t wup_on = 0;
@@ -43,20 +43,20 @@ constexpr int wup_ground = 1;
 
 /// Controls the Ethernet wake-up line.
 /// @return -1 on failure, else the first payload byte of the reply
-int wup_ctl(uint8_t value);
+[[nodiscard]] int wup_ctl(uint8_t value);
 /// Pulses the wake-up line without waiting for an answer. Always 0.
 int trigger_wup();
 
-int hk_status(uint32_t* out);
+[[nodiscard]] int hk_status(uint32_t* out);
 
-int set_eth_wakeup(uint32_t first, uint32_t second);
+[[nodiscard]] int set_eth_wakeup(uint32_t first, uint32_t second);
 void get_eth_wakeup(uint32_t* first, uint32_t* second);
 
 /// MDIO addresses are those of ports.h, and mdio_switch of ksz.h.
-int mdio_read(uint8_t phy, uint8_t reg, uint16_t* out);
-int mdio_write(uint8_t phy, uint8_t reg, uint16_t value);
-int smi_read(uint8_t reg, uint8_t* out);
-int smi_write(uint8_t reg, uint8_t value);
+[[nodiscard]] int mdio_read(uint8_t phy, uint8_t reg, uint16_t* out);
+[[nodiscard]] int mdio_write(uint8_t phy, uint8_t reg, uint16_t value);
+[[nodiscard]] int smi_read(uint8_t reg, uint8_t* out);
+[[nodiscard]] int smi_write(uint8_t reg, uint8_t value);
 
 /// Sends a text to the device's debug output; no answer is awaited.
 void hdlc_dbg_send_rq(const char* text);

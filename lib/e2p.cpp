@@ -208,13 +208,6 @@ unsigned e2p_area_shortfall(std::span<const e2p_cfg_cmd> records, e2p_area area)
     return needed > room ? needed - room : 0;
 }
 
-e2p_shortfall e2p_config_shortfall(std::span<const e2p_cfg_cmd> switch_records,
-                                   std::span<const e2p_cfg_cmd> phy1_records,
-                                   std::span<const e2p_cfg_cmd> phy2_records) {
-    return {e2p_area_shortfall(switch_records, e2p_switch_area),
-            e2p_area_shortfall(phy1_records, e2p_phy1_area), e2p_area_shortfall(phy2_records, e2p_phy2_area)};
-}
-
 namespace {
 
 e2p_cfg_cmd_list new_list(size_t count) {

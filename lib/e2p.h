@@ -17,24 +17,24 @@
 /// which may be
 ///               larger than what was copied. At most 57 bytes are ever copied.
 /// @return       0, or what send_req returned
-int e2p_read(uint16_t address, uint8_t* buffer, unsigned long* count);
+[[nodiscard]] int e2p_read(uint16_t address, uint8_t* buffer, unsigned long* count);
 
 /// Writes at most 57 bytes; more are refused with a line on standard error.
 /// @param count  in: bytes to write; out: the count the device says it wrote
 /// @return       0, -1 refused, or what send_req returned
-int e2p_write(uint16_t address, const uint8_t* data, unsigned long* count);
+[[nodiscard]] int e2p_write(uint16_t address, const uint8_t* data, unsigned long* count);
 
 /// @return 0 success, 1 failure
-int e2p_erase_byte(uint16_t address);
-int e2p_erase_block(uint16_t address, uint16_t count);
+[[nodiscard]] int e2p_erase_byte(uint16_t address);
+[[nodiscard]] int e2p_erase_block(uint16_t address, uint16_t count);
 
 /// Writes a block in chunks. Begins with 15 bytes a chunk; a device that acknowledges fewer gets as few from
 /// then on.
 /// @return 0, or -1 when a write failed or acknowledged nothing, or more than it was sent
-int e2p_write_config_array(const uint8_t* data, uint16_t address, uint16_t count);
+[[nodiscard]] int e2p_write_config_array(const uint8_t* data, uint16_t address, uint16_t count);
 /// Reads a block of at most 57 bytes with one request.
 /// @return 0 or -1
-int e2p_read_config_array(uint8_t* buffer, uint16_t address, uint16_t count);
+[[nodiscard]] int e2p_read_config_array(uint8_t* buffer, uint16_t address, uint16_t count);
 
 // --- Map
 
@@ -92,16 +92,16 @@ void get_cfg_cmd_itab(e2p_cfg_cmd* rec, uint8_t sub, uint8_t table, uint16_t add
                       int length);
 
 /// @return 1 when the record marks the begin (end) of a list, else 0
-int e2p_check_cfg_begin(const e2p_cfg_cmd* rec);
-int e2p_check_cfg_end(const e2p_cfg_cmd* rec);
+[[nodiscard]] int e2p_check_cfg_begin(const e2p_cfg_cmd* rec);
+[[nodiscard]] int e2p_check_cfg_end(const e2p_cfg_cmd* rec);
 
 /// Reads one record. When nothing could be read the record's header is 0; the body of a record that could
 /// only be read in part is zeros.
 /// @return its length, or -1 when it does not fit below the limit or its length is 0, 14 or 15
-int e2p_read_cfg_cmd(uint16_t address, e2p_cfg_cmd* rec, uint16_t limit);
+[[nodiscard]] int e2p_read_cfg_cmd(uint16_t address, e2p_cfg_cmd* rec, uint16_t limit);
 /// Writes one record; a length of 1, which reading takes, is refused.
 /// @return its length, or -1 when it does not fit below the limit or its length is not 2..13
-int e2p_write_cfg_cmd(uint16_t address, const e2p_cfg_cmd* rec, uint16_t limit);
+[[nodiscard]] int e2p_write_cfg_cmd(uint16_t address, const e2p_cfg_cmd* rec, uint16_t limit);
 
 // --- Lists
 
@@ -117,25 +117,13 @@ void e2p_write_config(const e2p_cfg_cmd* records, uint16_t address, uint16_t lim
 /// @param capacity  records that the array holds
 /// @param count     null, or takes the number of records that were read, also after a failure
 /// @return          0, or -1 when the list does not begin with the begin marker or the device does not answer
-int e2p_read_config(e2p_cfg_cmd* records, uint16_t address, uint16_t limit, size_t capacity,
-                    size_t* count = nullptr);
+[[nodiscard]] int e2p_read_config(e2p_cfg_cmd* records, uint16_t address, uint16_t limit, size_t capacity,
+                                  size_t* count = nullptr);
 
 /// A copy of the list with the markers that it lacks.
-std::vector<e2p_cfg_cmd> e2p_with_markers(std::span<const e2p_cfg_cmd> records);
+[[nodiscard]] std::vector<e2p_cfg_cmd> e2p_with_markers(std::span<const e2p_cfg_cmd> records);
 /// The bytes by which the list, with its markers, is too long for the area; 0 when it fits.
-unsigned e2p_area_shortfall(std::span<const e2p_cfg_cmd> records, e2p_area area);
-
-/// The same for a whole configuration.
-struct e2p_shortfall {
-    unsigned switch_bytes;
-    unsigned phy1_bytes;
-    unsigned phy2_bytes;
-
-    bool fits() const { return switch_bytes == 0 && phy1_bytes == 0 && phy2_bytes == 0; }
-};
-e2p_shortfall e2p_config_shortfall(std::span<const e2p_cfg_cmd> switch_records,
-                                   std::span<const e2p_cfg_cmd> phy1_records,
-                                   std::span<const e2p_cfg_cmd> phy2_records);
+[[nodiscard]] unsigned e2p_area_shortfall(std::span<const e2p_cfg_cmd> records, e2p_area area);
 
 // --- Record array sets
 
@@ -153,7 +141,7 @@ struct e2p_cfg_cmd_array {
 };
 
 /// @return a set with room for that many records, whose contents are not set
-e2p_cfg_cmd_array* e2p_cfg_cmd_array_init(size_t n_switch, size_t n_phy1, size_t n_phy2);
+[[nodiscard]] e2p_cfg_cmd_array* e2p_cfg_cmd_array_init(size_t n_switch, size_t n_phy1, size_t n_phy2);
 /// Frees the set and sets the caller's pointer to null; a null pointer or set is taken as it is.
 void e2p_cfg_cmd_array_delete(e2p_cfg_cmd_array** set);
 

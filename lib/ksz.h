@@ -8,6 +8,7 @@
 #include "lib/e2p.h"
 #include "lib/messages.h"
 #include "lib/ports.h"
+#include "lib/text.h"
 
 // The switch chip's tables and flags. Ports and masks of ports are those of ports.h. The chip's own masks are
 // shifted up by one, since its first port does not exist.
@@ -28,7 +29,7 @@ constexpr uint8_t ksz_tool_ports(uint8_t chip_ports) {
 constexpr size_t ksz_ports_text_size = port_count + 1;
 void ksz_ports_to_text(uint8_t ports, char* text);
 /// @return 0 when the text is anything but four such characters
-int ksz_ports_from_text(const char* text, uint8_t* ports);
+[[nodiscard]] int ksz_ports_from_text(const char* text, uint8_t* ports);
 
 // --- Registers
 
@@ -84,47 +85,47 @@ constexpr int ksz_status2 = 15;
 // --- Mirroring
 
 /// Writes a port's mirroring bits, keeping the rest of its register.
-int ksz_set_sniff(int port, uint8_t bits);
+[[nodiscard]] int ksz_set_sniff(int port, uint8_t bits);
 /// Reads them.
-int ksz_get_sniff(int port, uint8_t* bits);
+[[nodiscard]] int ksz_get_sniff(int port, uint8_t* bits);
 
 // --- Flags
 // Values: 1 on, 0 off.
 
 /// The VLAN table's enable for the whole switch.
-int ksz_8021q_set(int value);
-int ksz_8021q_get(int* value);
-e2p_cfg_cmd_array* ksz_8021q_store(int value);
+[[nodiscard]] int ksz_8021q_set(int value);
+[[nodiscard]] int ksz_8021q_get(int* value);
+[[nodiscard]] e2p_cfg_cmd_array* ksz_8021q_store(int value);
 
 /// Tags are inserted into frames that leave untagged (Insert_Tag), or removed (Remove_Tag).
-int ksz_insert_tag_set(int port, int value);
-int ksz_insert_tag_get(int port, int* value);
-e2p_cfg_cmd_array* ksz_insert_tag_store(int port, int value);
-int ksz_remove_tag_set(int port, int value);
-int ksz_remove_tag_get(int port, int* value);
-e2p_cfg_cmd_array* ksz_remove_tag_store(int port, int value);
+[[nodiscard]] int ksz_insert_tag_set(int port, int value);
+[[nodiscard]] int ksz_insert_tag_get(int port, int* value);
+[[nodiscard]] e2p_cfg_cmd_array* ksz_insert_tag_store(int port, int value);
+[[nodiscard]] int ksz_remove_tag_set(int port, int value);
+[[nodiscard]] int ksz_remove_tag_get(int port, int* value);
+[[nodiscard]] e2p_cfg_cmd_array* ksz_remove_tag_store(int port, int value);
 
 /// Frames are dropped that do not carry the port's PVID (PVID_Filter), or whose VLAN does not have the port
 /// as a member (VTable_Filter).
-int ksz_pvid_filter_set(int port, int value);
-int ksz_pvid_filter_get(int port, int* value);
-e2p_cfg_cmd_array* ksz_pvid_filter_store(int port, int value);
-int ksz_vtable_filter_set(int port, int value);
-int ksz_vtable_filter_get(int port, int* value);
-e2p_cfg_cmd_array* ksz_vtable_filter_store(int port, int value);
+[[nodiscard]] int ksz_pvid_filter_set(int port, int value);
+[[nodiscard]] int ksz_pvid_filter_get(int port, int* value);
+[[nodiscard]] e2p_cfg_cmd_array* ksz_pvid_filter_store(int port, int value);
+[[nodiscard]] int ksz_vtable_filter_set(int port, int value);
+[[nodiscard]] int ksz_vtable_filter_get(int port, int* value);
+[[nodiscard]] e2p_cfg_cmd_array* ksz_vtable_filter_store(int port, int value);
 
 // --- Fields of a port
 
 /// Port-based VLAN: the ports that the port may send to. One direction only.
-int ksz_pvlan_set(int port, uint8_t ports);
-int ksz_pvlan_get(int port, uint8_t* ports);
-e2p_cfg_cmd_array* ksz_pvlan_store(int port, uint8_t ports);
+[[nodiscard]] int ksz_pvlan_set(int port, uint8_t ports);
+[[nodiscard]] int ksz_pvlan_get(int port, uint8_t* ports);
+[[nodiscard]] e2p_cfg_cmd_array* ksz_pvlan_store(int port, uint8_t ports);
 
 /// VLAN identifier of untagged frames.
 constexpr int ksz_max_vid = 4095;
-int ksz_pvid_set(int port, int vid);
-int ksz_pvid_get(int port, int* vid);
-e2p_cfg_cmd_array* ksz_pvid_store(int port, int vid);
+[[nodiscard]] int ksz_pvid_set(int port, int vid);
+[[nodiscard]] int ksz_pvid_get(int port, int* vid);
+[[nodiscard]] e2p_cfg_cmd_array* ksz_pvid_store(int port, int vid);
 
 // --- Indirect tables
 
@@ -144,8 +145,8 @@ constexpr int ksz_max_fid = 127;
 using ksz_entry_data = std::array<uint8_t, ind_tab_data_size>;
 
 /// Entries as they are, of any table. A read does not tell one layout from another; see the static MAC table.
-int ksz_table_read(ksz_table table, uint16_t entry, ksz_entry_data* data);
-int ksz_table_write(ksz_table table, uint16_t entry, const ksz_entry_data& data);
+[[nodiscard]] int ksz_table_read(ksz_table table, uint16_t entry, ksz_entry_data* data);
+[[nodiscard]] int ksz_table_write(ksz_table table, uint16_t entry, const ksz_entry_data& data);
 
 // --- Static MAC table
 
@@ -153,9 +154,9 @@ struct ksz_smac_entry {
     bool valid;
     bool st_override;  ///< forwards even where the port's transmitter or receiver is off
     bool use_fid;
-    uint8_t fid;     ///< 0..127
-    uint8_t ports;   ///< frames for the address go there
-    uint8_t mac[6];  ///< least significant first, as the text helpers have it
+    uint8_t fid;            ///< 0..127
+    uint8_t ports;          ///< frames for the address go there
+    uint8_t mac[mac_size];  ///< least significant first
     bool operator==(const ksz_smac_entry&) const = default;
 };
 
@@ -171,11 +172,11 @@ ksz_smac_entry ksz_smac_decode(const ksz_smac_read_image& image);
 ksz_smac_entry ksz_smac_decode(const ksz_smac_write_image& image);  ///< of an EEPROM record
 ksz_smac_write_image ksz_smac_encode(const ksz_smac_entry& entry);
 
-int ksz_smac_read(int index, ksz_smac_entry* entry);
-int ksz_smac_write(int index, const ksz_smac_entry& entry);
+[[nodiscard]] int ksz_smac_read(int index, ksz_smac_entry* entry);
+[[nodiscard]] int ksz_smac_write(int index, const ksz_smac_entry& entry);
 /// One record for the entry, valid or not; an empty set for one of zeros only, as the chip has it at its
 /// start.
-e2p_cfg_cmd_array* ksz_smac_store(int index, const ksz_smac_entry& entry);
+[[nodiscard]] e2p_cfg_cmd_array* ksz_smac_store(int index, const ksz_smac_entry& entry);
 
 // --- VLAN table
 
@@ -191,18 +192,18 @@ using ksz_vlan_set_entry = std::array<ksz_vlan_entry, ksz_vlans_per_set>;
 ksz_vlan_set_entry ksz_vlan_decode(const ksz_entry_data& data);
 ksz_entry_data ksz_vlan_encode(const ksz_vlan_set_entry& set);
 
-int ksz_vlan_set_read(int set, ksz_vlan_set_entry* entry);
-int ksz_vlan_set_write(int set, const ksz_vlan_set_entry& entry);
-int ksz_vlan_read(int vid, ksz_vlan_entry* entry);
+[[nodiscard]] int ksz_vlan_set_read(int set, ksz_vlan_set_entry* entry);
+[[nodiscard]] int ksz_vlan_set_write(int set, const ksz_vlan_set_entry& entry);
+[[nodiscard]] int ksz_vlan_read(int vid, ksz_vlan_entry* entry);
 /// Reads the set, changes one VLAN and writes the set.
-int ksz_vlan_write(int vid, const ksz_vlan_entry& entry);
+[[nodiscard]] int ksz_vlan_write(int vid, const ksz_vlan_entry& entry);
 
 struct ksz_vlan_row {
     int vid;
     ksz_vlan_entry entry;
 };
 /// One record for each set in which a row is valid; of rows with the same identifier the last counts.
-e2p_cfg_cmd_array* ksz_vlan_store(std::span<const ksz_vlan_row> rows);
+[[nodiscard]] e2p_cfg_cmd_array* ksz_vlan_store(std::span<const ksz_vlan_row> rows);
 
 // --- Dynamic MAC table
 
@@ -211,13 +212,13 @@ struct ksz_dmac_entry {
     uint8_t age;   ///< 0..3
     uint8_t port;  ///< the tool port where the address was heard
     uint8_t fid;
-    uint8_t mac[6];
+    uint8_t mac[mac_size];
     bool operator==(const ksz_dmac_entry&) const = default;
 };
 /// @return false when the chip was not ready and the entry has to be read again
-bool ksz_dmac_decode(const ksz_entry_data& data, ksz_dmac_entry* entry);
+[[nodiscard]] bool ksz_dmac_decode(const ksz_entry_data& data, ksz_dmac_entry* entry);
 /// Reads an entry, again where the chip is not ready, a few times. Entries from `count` on hold nothing.
-int ksz_dmac_read(int index, ksz_dmac_entry* entry);
+[[nodiscard]] int ksz_dmac_read(int index, ksz_dmac_entry* entry);
 
 // --- MIB counters
 
@@ -230,6 +231,9 @@ struct mib_counter {
 
 constexpr int mib_counter_count = 34;
 using mib_counter_table = std::array<mib_counter, mib_counter_count + 1>;
+/// The counters of any port without values, for a reader's own copy.
+extern const mib_counter_table mib_counters;
+/// What a window shows of each port. They have no lock: they are the window's thread's alone.
 extern mib_counter_table mib_counters_usb, mib_counters_100btx, mib_counters_oabr1, mib_counters_oabr2;
 /// The table of a port, null when there is no such port.
 mib_counter* mib_counters_of(int port);
@@ -241,7 +245,7 @@ constexpr uint32_t mib_count_mask = mib_valid - 1;
 constexpr size_t mib_counter_text_size = 12;
 void mib_counter_text(uint32_t raw, char* text);
 
-/// Reads one counter of a port. One that the device did not answer becomes invalid.
+/// Reads one counter of a port. One that the device did not answer becomes invalid, and says so itself.
 int mib_counter_read(int port, mib_counter* counter);
 /// Reads all counters of a table, whatever becomes of each.
 void mib_counter_refresh(int port, mib_counter* table);

@@ -3,6 +3,7 @@
 
 #include "lib/ksz.h"
 #include "lib/rmt.h"
+#include "lib/text.h"
 
 // Layouts of the switch's indirect tables. An entry is up to 72 bits; everything but the flags of a dynamic
 // entry lies in the low 64, which are reckoned with as one number.
@@ -28,8 +29,6 @@ ksz_entry_data from_low64(uint64_t entry) {
     put_le32(data.data() + 4, static_cast<uint32_t>(entry >> 32));
     return data;
 }
-
-constexpr int mac_size = 6;
 
 e2p_cfg_cmd table_record(ksz_table table, int entry, const ksz_entry_data& data) {
     e2p_cfg_cmd record{};

@@ -3,9 +3,7 @@
 #include "lib/ksz.h"
 #include "lib/rmt.h"
 
-namespace {
-
-constexpr mib_counter_table counters{{
+constexpr mib_counter_table mib_counters{{
     {0, 0x00, 0, "RxLoPriorityByte"},
     {0, 0x01, 0, "RxHiPriorityByte"},
     {0, 0x02, 0, "RxUndersizePkt"},
@@ -43,14 +41,10 @@ constexpr mib_counter_table counters{{
     {0, 0, 0, nullptr},
 }};
 
-constexpr int group_shift = 5;
-
-}  // namespace
-
-constinit mib_counter_table mib_counters_usb = counters;
-constinit mib_counter_table mib_counters_100btx = counters;
-constinit mib_counter_table mib_counters_oabr1 = counters;
-constinit mib_counter_table mib_counters_oabr2 = counters;
+constinit mib_counter_table mib_counters_usb = mib_counters;
+constinit mib_counter_table mib_counters_100btx = mib_counters;
+constinit mib_counter_table mib_counters_oabr1 = mib_counters;
+constinit mib_counter_table mib_counters_oabr2 = mib_counters;
 
 mib_counter* mib_counters_of(int port) {
     mib_counter_table* const tables[] = {&mib_counters_usb, &mib_counters_100btx, &mib_counters_oabr1,
@@ -68,6 +62,7 @@ void mib_counter_text(uint32_t raw, char* text) {
 }
 
 int mib_counter_read(int port, mib_counter* counter) {
+    constexpr int group_shift = 5;
     counter->raw = 0;
     const auto index = static_cast<uint8_t>(counter->group << group_shift | counter->index);
     return rmt_mib_tab_entry_read({static_cast<uint16_t>(port), index}, &counter->raw);

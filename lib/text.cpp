@@ -1,5 +1,6 @@
 #include "lib/text.h"
 
+#include <charconv>
 #include <cstdio>
 
 void mactostr(const uint8_t* mac, char* buffer, size_t size) {
@@ -12,6 +13,19 @@ void strtomac(const char* text, uint8_t* mac) {
     (void)sscanf(text, "%x:%x:%x:%x:%x:%x", &group[0], &group[1], &group[2], &group[3], &group[4], &group[5]);
     for (int i = 0; i < 6; ++i)
         mac[5 - i] = static_cast<uint8_t>(group[i]);
+}
+
+bool parse_mac(std::string_view text, uint8_t* mac) {
+    for (int group = mac_size - 1; group >= 0; --group) {
+        const size_t colon = text.find(':');
+        if ((colon == text.npos) != (group == 0)) return false;
+        const std::string_view digits = text.substr(0, colon);
+        const char* const end = digits.data() + digits.size();
+        const auto [read, code] = std::from_chars(digits.data(), end, mac[group], 16);
+        if (digits.empty() || digits.size() > 2 || code != std::errc() || read != end) return false;
+        if (group > 0) text.remove_prefix(colon + 1);
+    }
+    return true;
 }
 
 int ultobinstr(unsigned long value, char* buffer, int bits) {

@@ -2,14 +2,21 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 // Texts of addresses, bits and bytes. A MAC address is six bytes, least significant first: byte 0 is the last
 // group of its text.
+
+constexpr int mac_size = 6;
+constexpr size_t mac_text_size = 18;  ///< with the terminator
 
 /// Writes "%02x:%02x:%02x:%02x:%02x:%02x", at most `size` characters with the terminator.
 void mactostr(const uint8_t* mac, char* buffer, size_t size);
 /// Reads six hexadecimal groups; missing ones are 0, nothing is validated.
 void strtomac(const char* text, uint8_t* mac);
+/// Reads six groups of one or two hexadecimal digits with colons between them.
+/// @return false for anything else; `mac` then holds nothing of use
+[[nodiscard]] bool parse_mac(std::string_view text, uint8_t* mac);
 /// Writes the `bits` lowest bits as '1' and '0', most significant first, and a terminator.
 /// @return the number of characters
 int ultobinstr(unsigned long value, char* buffer, int bits);

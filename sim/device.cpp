@@ -6,6 +6,8 @@
 #include <iterator>
 #include <sstream>
 
+#include "lib/text.h"
+
 namespace oabr_sim {
 
 namespace {
@@ -15,17 +17,6 @@ namespace {
 constexpr auto waking_up = std::chrono::microseconds(100);
 
 using std::chrono::milliseconds;
-
-bool parse_mac(const std::string& text, mac_address* mac) {
-    unsigned groups[6];
-    char rest = 0;
-    const int read = std::sscanf(text.c_str(), "%2x:%2x:%2x:%2x:%2x:%2x%c", &groups[0], &groups[1],
-                                 &groups[2], &groups[3], &groups[4], &groups[5], &rest);
-    if (read != 6) return false;
-    for (size_t i = 0; i < 6; ++i)
-        (*mac)[5 - i] = static_cast<uint8_t>(groups[i]);
-    return true;
-}
 
 bool parse_hex(const std::string& text, std::vector<uint8_t>* bytes) {
     constexpr const char* digits = "0123456789abcdefABCDEF";
@@ -315,7 +306,8 @@ std::string device::receive_frame(std::istream& words) {
     std::string source;
     traffic_frame frame{{}, {}, 64, std::nullopt};
     words >> port >> destination >> source;
-    if (!is_port(port) || !parse_mac(destination, &frame.destination) || !parse_mac(source, &frame.source))
+    if (!is_port(port) || !parse_mac(destination, frame.destination.data()) ||
+        !parse_mac(source, frame.source.data()))
         return "receive needs a port (1 to 4) and two MAC addresses";
     int vid = 0;
     if (words >> vid) frame.vid = static_cast<uint16_t>(vid & max_vid);

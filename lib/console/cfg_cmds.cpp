@@ -53,7 +53,7 @@ void describe_table(const e2p_cfg_cmd& record) {
     char ports[ksz_ports_text_size];
     if (table == ksz_table::static_mac) {
         const ksz_smac_entry smac = ksz_smac_decode(ksz_smac_write_image{data});
-        char mac[18];
+        char mac[mac_text_size];
         mactostr(smac.mac, mac, sizeof mac);
         ksz_ports_to_text(smac.ports, ports);
         std::printf("static MAC entry %d: fid %u%s%s%s, ports %s, %s", entry, smac.fid,

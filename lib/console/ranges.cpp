@@ -1,7 +1,5 @@
 #include "lib/console/ranges.h"
 
-#include <charconv>
-
 #include "lib/console/arguments.h"
 #include "lib/ports.h"
 
@@ -36,20 +34,4 @@ bool parse_yes_no(std::string_view word, bool* out) {
 
 const char* yes_no(bool value) {
     return value ? "yes" : "no ";
-}
-
-bool parse_mac(std::string_view word, unsigned char* mac) {
-    constexpr int groups = 6;
-    for (int group = groups - 1; group >= 0; --group) {
-        const size_t colon = word.find(':');
-        const std::string_view digits = word.substr(0, colon);
-        const auto [end, failed] =
-            std::from_chars(digits.data(), digits.data() + digits.size(), mac[group], 16);
-        if (digits.empty() || digits.size() > 2 || failed != std::errc() ||
-            end != digits.data() + digits.size())
-            return false;
-        if ((colon == word.npos) != (group == 0)) return false;
-        if (group > 0) word.remove_prefix(colon + 1);
-    }
-    return true;
 }

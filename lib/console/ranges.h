@@ -22,7 +22,3 @@ bool parse_port(std::string_view word, int* out);
 bool parse_yes_no(std::string_view word, bool* out);
 /// "yes" or "no", padded to the same width.
 const char* yes_no(bool value);
-
-/// Reads six groups of one or two hexadecimal digits.
-/// @param mac  six bytes, least significant first
-bool parse_mac(std::string_view word, unsigned char* mac);

@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr size_t mac_text_size = 18;
-
 std::string mac_text(const uint8_t* mac) {
     char text[mac_text_size];
     mactostr(mac, text, sizeof text);
@@ -185,12 +183,13 @@ int list_pvlan(int first, int last) {
 
 int list_mib(int port) {
     std::printf("port %d (%s)\n", port, port_name(port));
-    int row = 0;
-    for (mib_counter* counter = mib_counters_of(port); counter->name != nullptr; ++counter, ++row) {
-        if (!mib_counter_read(port, counter)) return list_broken("counter", row);
+    mib_counter_table counters = mib_counters;
+    for (int row = 0; row < mib_counter_count; ++row) {
+        mib_counter& counter = counters[static_cast<size_t>(row)];
+        if (!mib_counter_read(port, &counter)) return list_broken("counter", row);
         char text[mib_counter_text_size];
-        mib_counter_text(counter->raw, text);
-        std::printf("  %-22s %10s\n", counter->name, text);
+        mib_counter_text(counter.raw, text);
+        std::printf("  %-22s %10s\n", counter.name, text);
     }
     return list_done();
 }

@@ -97,7 +97,7 @@ public:
     int setSniff(int port, uint8_t mode);
     int getSniff(int port, uint8_t* mode);
     /// Writes the three configuration areas, each list between its markers, which may be there already. Lists
-    /// must fit their areas (e2p_config_shortfall): what does not is left out. Always 0; read back to know.
+    /// must fit their areas (e2p_area_shortfall): what does not is left out. Always 0; read back to know.
     int writeE2PConfig(const std::vector<e2p_cfg_cmd>& switch_list, const std::vector<e2p_cfg_cmd>& phy1_list,
                        const std::vector<e2p_cfg_cmd>& phy2_list);
 

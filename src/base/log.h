@@ -15,7 +15,7 @@ constexpr int log_error = 1;
 constexpr int log_warning = 2;
 constexpr int log_message = 3;
 constexpr int log_status = 4;
-constexpr int log_verbose = 5;  ///< what OABR_LOG_DEBUG logs at
+constexpr int log_verbose = 5;
 
 /// Where in the sources a record was logged.
 struct LogPlace {

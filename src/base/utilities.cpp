@@ -2,7 +2,6 @@
 
 #include <wx/filename.h>
 #include <wx/stdpaths.h>
-#include <wx/tokenzr.h>
 
 #include <algorithm>
 #include <cctype>
@@ -10,6 +9,7 @@
 #include <cstdio>
 #include <cwchar>
 
+#include "lib/text.h"
 #include "src/platform/error_text.h"
 
 namespace kovgui {
@@ -114,20 +114,11 @@ void setExePathAsCurrentDirectory() {
 }
 
 bool validateMac(wxString& mac) {
-    constexpr size_t groups = 6;
-    const wxArrayString tokens = wxStringTokenize(mac, ":", wxTOKEN_RET_EMPTY_ALL);
-    if (tokens.size() != groups) return false;
-    wxString normal;
-    for (const wxString& token : tokens) {
-        unsigned long value = 0;
-        const bool digits = std::all_of(token.begin(), token.end(), [](wxUniChar c) {
-            return c.IsAscii() && std::isxdigit(static_cast<unsigned char>(c));
-        });
-        if (token.empty() || token.length() > 2 || !digits || !token.ToULong(&value, 16)) return false;
-        if (!normal.empty()) normal += ':';
-        normal += wxString::Format("%02lX", value);
-    }
-    mac = normal;
+    uint8_t bytes[mac_size];
+    if (!parse_mac(mac.utf8_string(), bytes)) return false;
+    char text[mac_text_size];
+    mactostr(bytes, text, sizeof text);
+    mac = wxString(text).Upper();
     return true;
 }
 

@@ -187,7 +187,7 @@ uint16_t saturated(uint32_t value) {
 
 CanBlock defaultCanBlock() {
     CanBlock block{};
-    can_find_params(can_oscillator_hz, 500'000, 1, &block.speed);
+    (void)can_find_params(can_oscillator_hz, 500'000, 1, &block.speed);
     block.filter.mode0 = takes_standard;
     put_le16(&block.extra[x_traffic_time], default_traffic_time);
     setSwitches(&block);

@@ -9,8 +9,6 @@
 namespace kovgui::oabr {
 namespace {
 
-constexpr size_t mac_text_size = 18;
-
 std::string rowError(const StaticMacRow& row) {
     if (row.size() != smac_columns) return "must have " + std::to_string(smac_columns) + " cells";
     for (size_t column = 0; column < smac_columns; ++column) {

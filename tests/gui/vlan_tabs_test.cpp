@@ -247,7 +247,7 @@ protected:
 TEST_F(PortBasedTab, BoxesAndActionsChangeTheDevice) {
     EXPECT_THAT(onDevice(), ElementsAre(15, 15, 15, 15));
     EXPECT_THAT(tab_->matrix(), ElementsAre(15, 15, 15, 15));
-    ksz_set_sniff(oabr1, sniff_receive);
+    ASSERT_EQ(ksz_set_sniff(oabr1, sniff_receive), 1);
     check(oabr1, usb, false);
     EXPECT_THAT(onDevice(), ElementsAre(15, 15, 14, 15)) << "one direction only";
     EXPECT_TRUE(indicatorShown());

@@ -31,7 +31,7 @@ TEST(CanTiming, AgreesWithTheTable) {
         EXPECT_EQ((std::array{record.cnf1, record.cnf2, record.cnf3}), cnf) << rate;
         EXPECT_EQ(record.cnf3_upper, 0);
     }
-    EXPECT_EQ(printed([&] { can_calc_params(16000000, 500000, 0, &record); }),
+    EXPECT_EQ(printed([&] { EXPECT_EQ(can_calc_params(16000000, 500000, 0, &record), 0); }),
               "NTQ(16) BRP(0) ## SY(1) PR(5) PS1(5) PS2(5) ## SJW(4) ## sum(16)\n");
     EXPECT_EQ(record.cnf2, 0xA4) << "samples once unless asked";
     for (const unsigned rate : {2000000U, 3000U, 0U, 0xFFFFFFFFU})

@@ -22,33 +22,33 @@ TEST_F(DeviceCommands, SendWhatTheCatalogueSaysAndHearTheAnswer) {
     uint8_t byte = 0;
     uint8_t data[60] = {};
     const std::vector<std::pair<std::function<void()>, Bytes>> requests{
-        {[&] { mdio_write(24, 3, 0xBEEF); }, {0xF0, 0x01, 24, 3, 0xEF, 0xBE}},
-        {[&] { mdio_read(6, 200, &word); }, {0xF0, 0x02, 6, 200, 0, 0}},
-        {[&] { smi_write(9, 0x7E); }, {0xF0, 0x05, 9, 0x7E}},
-        {[&] { smi_read(9, &byte); }, {0xF0, 0x06, 9, 0}},
-        {[&] { pwr_ctl(0); }, {0x50, 0x10}},
-        {[&] { pwr_ctl(1); }, {0x50, 0x1F}},
-        {[&] { bl_enable(7); }, {0x50, 0x20}},
-        {[&] { bl_enable(0); }, {0x50, 0x2F}},
-        {[&] { wup_ctl(3); }, {0x50, 0x30, 3}},
-        {[&] { trigger_wup(); }, {0x50, 0x30, 2}},
-        {[&] { hk_status(&a); }, {0x60, 0x71}},
-        {[&] { fwv_read(data); }, {0x60, 0x80}},
-        {[&] { bls_read(reinterpret_cast<char*>(data)); }, {0x60, 0x82}},
-        {[&] { set_eth_wakeup(0x01020304, 5); }, {0xF0, 0x61, 4, 3, 2, 1, 5, 0, 0, 0}},
+        {[&] { (void)mdio_write(24, 3, 0xBEEF); }, {0xF0, 0x01, 24, 3, 0xEF, 0xBE}},
+        {[&] { (void)mdio_read(6, 200, &word); }, {0xF0, 0x02, 6, 200, 0, 0}},
+        {[&] { (void)smi_write(9, 0x7E); }, {0xF0, 0x05, 9, 0x7E}},
+        {[&] { (void)smi_read(9, &byte); }, {0xF0, 0x06, 9, 0}},
+        {[&] { (void)pwr_ctl(0); }, {0x50, 0x10}},
+        {[&] { (void)pwr_ctl(1); }, {0x50, 0x1F}},
+        {[&] { (void)bl_enable(7); }, {0x50, 0x20}},
+        {[&] { (void)bl_enable(0); }, {0x50, 0x2F}},
+        {[&] { (void)wup_ctl(3); }, {0x50, 0x30, 3}},
+        {[&] { (void)trigger_wup(); }, {0x50, 0x30, 2}},
+        {[&] { (void)hk_status(&a); }, {0x60, 0x71}},
+        {[&] { (void)fwv_read(data); }, {0x60, 0x80}},
+        {[&] { (void)bls_read(reinterpret_cast<char*>(data)); }, {0x60, 0x82}},
+        {[&] { (void)set_eth_wakeup(0x01020304, 5); }, {0xF0, 0x61, 4, 3, 2, 1, 5, 0, 0, 0}},
         {[&] { get_eth_wakeup(&a, &b); }, {0xF0, 0x60}},
         {[&] { hdlc_dbg_send_rq("hi"); }, {0xF0, 0x03, 'h', 'i'}},
-        {[&] { rmt_dynmac_tab_entry_read(0x102, data); }, {0xF2, 2, 2, 0, 9, 0, 2, 1}},
-        {[&] { rmt_eeprom_erase_block(0x200, 0x301, &byte); }, {0xF2, 7, 4, 0, 1, 0, 0, 2, 1, 3}},
-        {[&] { rmt_eeprom_erase_byte(0x200, &byte); }, {0xF2, 6, 2, 0, 1, 0, 0, 2}},
-        {[&] { can_set_wakeup(0x123, 3); }, {0xF0, 0x53, 0x23, 1, 0, 0, 3}},
-        {[&] { can_set_lcmode(2); }, {0xF0, 0x62, 2}},
+        {[&] { (void)rmt_dynmac_tab_entry_read(0x102, data); }, {0xF2, 2, 2, 0, 9, 0, 2, 1}},
+        {[&] { (void)rmt_eeprom_erase_block(0x200, 0x301, &byte); }, {0xF2, 7, 4, 0, 1, 0, 0, 2, 1, 3}},
+        {[&] { (void)rmt_eeprom_erase_byte(0x200, &byte); }, {0xF2, 6, 2, 0, 1, 0, 0, 2}},
+        {[&] { (void)can_set_wakeup(0x123, 3); }, {0xF0, 0x53, 0x23, 1, 0, 0, 3}},
+        {[&] { (void)can_set_lcmode(2); }, {0xF0, 0x62, 2}},
         {[&] { can_get_lcmode(&byte); }, {0x60, 0x62}},
-        {[&] { can_get_mode(&byte); }, {0xF0, 0x4C}},
-        {[&] { can_trace_enable(); }, {0xF0, 0x49}},
-        {[&] { can_trace_disable(); }, {0xF0, 0x4A}},
-        {[&] { can_reset(); }, {0xF0, 0x50}},
-        {[&] { can_reinit(); }, {0xF0, 0x51}}};
+        {[&] { (void)can_get_mode(&byte); }, {0xF0, 0x4C}},
+        {[&] { (void)can_trace_enable(); }, {0xF0, 0x49}},
+        {[&] { (void)can_trace_disable(); }, {0xF0, 0x4A}},
+        {[&] { (void)can_reset(); }, {0xF0, 0x50}},
+        {[&] { (void)can_reinit(); }, {0xF0, 0x51}}};
     std::vector<Bytes> all;
     testing::internal::CaptureStderr();
     for (const auto& [call, expected] : requests) {
@@ -90,7 +90,7 @@ TEST_F(DeviceCommands, RefuseWithoutSending) {
     EXPECT_EQ(rmt_function(0x10, 1, data, 1, data, 57), 0);
     EXPECT_EQ(rmt_function(0x10, 1, data, -1, data, 1), 0);
     EXPECT_THAT(device.requests(), IsEmpty());
-    EXPECT_EQ(rmt_function(0x10, 0, data, 56, data, 56), 1);
+    EXPECT_EQ(rmt_function(msg_cmd::rmt_echo, 0, data, 56, data, 56), 1);
     EXPECT_EQ(comm_rmt_func.timeout, 1U);
     EXPECT_EQ(device.requests()[0].size(), 62U);
 }

@@ -214,13 +214,6 @@ TEST_F(Eeprom, AreasTellHowManyBytesAreMissing) {
     body.back() = ofLength(10);
     EXPECT_EQ(e2p_area_shortfall(body, e2p_switch_area), 1U);
     EXPECT_EQ(e2p_area_shortfall(e2p_with_markers(body), e2p_switch_area), 1U) << "markers count once";
-
-    const std::vector<e2p_cfg_cmd> none;
-    EXPECT_TRUE(e2p_config_shortfall(none, none, none).fits());
-    const e2p_shortfall shortfall = e2p_config_shortfall(none, body, body);
-    EXPECT_FALSE(shortfall.fits());
-    EXPECT_EQ(shortfall.phy1_bytes, 6U + 1050U - 239U);
-    EXPECT_EQ(shortfall.phy2_bytes, shortfall.phy1_bytes);
 }
 
 }  // namespace
