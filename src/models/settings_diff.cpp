@@ -5,6 +5,7 @@
 #include <charconv>
 
 #include "lib/device_cmd.h"
+#include "lib/ksz.h"
 #include "lib/port_config.h"
 #include "src/models/settings_can.h"
 #include "src/models/settings_table.h"

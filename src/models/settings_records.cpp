@@ -6,6 +6,7 @@
 
 #include "lib/crc16_ccitt.h"
 #include "lib/device_cmd.h"
+#include "lib/ksz.h"
 #include "lib/phy.h"
 #include "lib/port_config.h"
 #include "src/models/settings_can.h"

@@ -6,7 +6,7 @@
 #include "src/Controls/OABRRegRadioButton.h"
 #include "src/Controls/TabbedPage.h"
 #include "tests/gui/page_fixture.h"
-#include "tests/lib/fake_device.h"
+#include "tests/support/linked_firmware.h"
 
 namespace kovgui::controls {
 namespace {
@@ -174,7 +174,7 @@ TEST_F(Controls, ADestroyedControlOrPageIsForgotten) {
 }
 
 TEST_F(Controls, ASilentDeviceCostsAPageOneTimeout) {
-    FakeDevice device;
+    LinkedFirmware device;
     device.answer = [](const Bytes&) { return std::vector<Bytes>(); };
     int calls = 0;
     for (int id = 10; id < 20; ++id) {

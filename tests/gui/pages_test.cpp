@@ -18,25 +18,30 @@
 #include "src/models/sniffing.h"
 #include "src/models/version_compare.h"
 #include "tests/gui/page_fixture.h"
-#include "tests/lib/fake_device.h"
+#include "tests/support/linked_firmware.h"
 
 namespace kovgui {
 namespace {
 
 using controls::OABRControlFrame;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
 
-/// The device connection takes the link when it is made; the fake device has it afterwards.
+/// The device connection takes the link when it is made; the simulated one has it afterwards.
 struct LinkTaken {
     LinkTaken() { oabr::OABRDevice::instance(); }
 };
 
 class Pages : public PageTest {
 protected:
+    Pages() {
+        for (const device_port& port : device_ports)
+            sniff(port.number) = 0;  // no membership to look past
+    }
     template <typename Page>
     Page* open() {
         auto* page = new Page(host_);
@@ -45,14 +50,14 @@ protected:
         connect(page);
         return page;
     }
-    uint16_t& switchRegister(uint8_t reg) { return device_->registers[mdio_switch][reg]; }
-    uint16_t& sniff(int port) { return switchRegister(ksz_reg_port(port, ksz_control1)); }
+    LinkedFirmware::Register switchRegister(uint8_t reg) { return device_->reg(mdio_switch, reg); }
+    LinkedFirmware::Register sniff(int port) { return switchRegister(ksz_reg_port(port, ksz_control1)); }
     static std::string text(wxWindow* page, const char* name) {
         return wxWindow::FindWindowByName(name, page)->GetLabel().utf8_string();
     }
 
     const LinkTaken link_taken_;
-    std::unique_ptr<FakeDevice> device_ = std::make_unique<FakeDevice>();
+    std::unique_ptr<LinkedFirmware> device_ = std::make_unique<LinkedFirmware>();
 };
 
 // ---- Ports ----
@@ -72,7 +77,7 @@ class Ports : public Pages {
 protected:
     void hold(const std::vector<Edit>& edits) {
         for (const Edit& edit : edits)
-            device_->registers[edit.mdio][edit.reg] = edit.from;
+            device_->reg(edit.mdio, edit.reg) = edit.from;
     }
     /// Makes each edit on a page that shows the registers as they are before, and looks at its register.
     void expectEdits(OABRControlFrame* page, const std::vector<Edit>& edits) {
@@ -80,7 +85,7 @@ protected:
             SCOPED_TRACE(edit.id);
             EXPECT_EQ(shown(page, edit.id), edit.before);
             choose(page, edit.id, edit.choice);
-            EXPECT_EQ(device_->registers[edit.mdio][edit.reg], edit.to);
+            EXPECT_EQ(device_->reg(edit.mdio, edit.reg), edit.to);
         }
     }
 };
@@ -120,7 +125,7 @@ TEST_F(Ports, ForcedSpeedAndDuplexNeedNegotiationOff) {
     check(page, PortConfigPanel::ID_ETH_AUTONEG, true);
     EXPECT_FALSE(enabled(PortConfigPanel::ID_ETH_SPEED));
     EXPECT_EQ(switchRegister(60), 0x00);
-    EXPECT_EQ(switchRegister(61), 0x20);
+    EXPECT_THAT(device_->requests(), Contains(Bytes{0xF0, 0x01, mdio_switch, 61, 0x20, 0x00}));
 }
 
 TEST_F(Ports, TheUsbPortShowsItsSettingsAndItsLink) {
@@ -130,7 +135,12 @@ TEST_F(Ports, TheUsbPortShowsItsSettingsAndItsLink) {
         {CustomSettingsPanel::ID_USB_SPEED, "10 Mbit/s", "100 Mbit/s", mdio_switch, 44, 0x0080, 0x00E0},
     };
     hold(edits);
-    switchRegister(41) = 0x16;  // transmit flow control, 100 Mbit/s, full duplex
+    device_->answer = [this](const Bytes& request) {
+        std::vector<Bytes> replies = device_->firmware(request);
+        if (request[1] == msg_cmd::mdio_read && request[3] == 41)
+            replies[0][4] = 0x16;  // transmit flow control, 100 Mbit/s, full duplex
+        return replies;
+    };
     auto* page = open<CustomSettingsPanel>();
     EXPECT_EQ(shown(page, CustomSettingsPanel::ID_USB_AUTONEG), "false");
     EXPECT_EQ(shown(page, CustomSettingsPanel::ID_USB_LINK_DUPLEX), "Full");

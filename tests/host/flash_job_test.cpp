@@ -160,21 +160,6 @@ protected:
     Flash() {
         converter = driver->plug("OKVX0001");
         firmware = std::make_unique<ftdi::ScriptedFirmware>(converter);
-        using namespace msg_type;
-        for (const uint8_t command_code : {msg_cmd::bl_enable, msg_cmd::bl_disable})
-            firmware->answer(control_request, command_code, [=](const ftdi::Bytes&) {
-                return std::vector<ftdi::Bytes>{{control_reply, command_code, 0}};
-            });
-        firmware->answer(request, msg_cmd::e2p_write, [this](const ftdi::Bytes& asked) {
-            std::copy(asked.begin() + 5, asked.end(), eeprom.begin() + (asked[2] | asked[3] << 8));
-            return std::vector<ftdi::Bytes>{{reply, msg_cmd::e2p_write, asked[2], asked[3], asked[4]}};
-        });
-        firmware->answer(request, msg_cmd::e2p_read, [this](const ftdi::Bytes& asked) {
-            ftdi::Bytes answer{reply, msg_cmd::e2p_read, asked[2], asked[3], asked[4]};
-            const auto start = eeprom.begin() + (asked[2] | asked[3] << 8);
-            answer.insert(answer.end(), start, start + asked[4]);
-            return std::vector<ftdi::Bytes>{answer};
-        });
         converter->onWrite(
             [this](std::string_view written) { return written_to_device(std::string(written)); });
     }
@@ -213,10 +198,10 @@ protected:
         EXPECT_EQ(listener.texts().back(), text);
     }
     bool hasDefaultConfig() const {
-        const std::string markers("\x03\xBB\xCC\x13\xEE\xCC", 6);
+        constexpr std::array<uint8_t, 6> markers = {0x03, 0xBB, 0xCC, 0x13, 0xEE, 0xCC};
+        const std::vector<uint8_t>& eeprom = firmware->hardware.memory.eeprom;
         for (const size_t area : {0x200, 0x620, 0x710})
-            if (std::string(eeprom.begin() + area, eeprom.begin() + area + markers.size()) != markers)
-                return false;
+            if (!std::equal(markers.begin(), markers.end(), eeprom.begin() + area)) return false;
         return true;
     }
     size_t flagsSet() const {
@@ -237,7 +222,6 @@ protected:
     std::string command;
     bool programming = false;
     std::vector<std::string> records;
-    std::array<char, 4096> eeprom{};
 };
 
 TEST_F(Flash, WritesStartsAndConfigures) {
@@ -362,7 +346,7 @@ TEST_F(Flash, BelievesAFirmwareThatAnswersMoreThanALostEchoOfItsStart) {
     flash();
     EXPECT_EQ(listener.result(), WorkerThread::finished);
     EXPECT_TRUE(hasDefaultConfig());
-    eeprom.fill(0);
+    std::ranges::fill(firmware->hardware.memory.eeprom, uint8_t{0});
     firmware->ignore(msg_type::request, msg_cmd::e2p_write);
     flash();
     expectFailure("ERROR while refreshing config");

@@ -181,7 +181,7 @@ TEST_F(CommandTest, IdentityCommandsPrintOneLine) {
     connect();
     const std::pair<const char*, const char*> lines[] = {{"version", "Firmware 1.6.0.0\n"},
                                                          {"date", "Date 14.07.2021\n"},
-                                                         {"blversion", "Bootloader 2b5a\n"},
+                                                         {"blversion", "Bootloader 2a1b\n"},
                                                          {"blstring", "OABR_Korvex\n"}};
     for (const auto& [line, text] : lines) {
         EXPECT_EQ(run(line), 0) << line;

@@ -8,7 +8,7 @@
 #include "lib/device_cmd.h"
 #include "sim/firmware.h"
 #include "src/models/settings_device.h"
-#include "tests/lib/fake_device.h"
+#include "tests/support/linked_firmware.h"
 #include "tests/support/random_settings.h"
 
 namespace kovgui::settings {
@@ -71,7 +71,7 @@ private:
     std::atomic<int> seen_{0};
     std::atomic<int> drop_reply_{0};
     Plan plan_;
-    FakeDevice link_;
+    LinkedFirmware link_;
 };
 
 /// The payload that a write is sent with.

@@ -107,9 +107,9 @@ TEST_F(Store, NothingIsWrittenWhenAnythingRefuses) {
 }
 
 TEST_F(Store, WhatTheDeviceDoesNotKeepIsNoSuccess) {
-    faults.e2p_max = 2;
+    link.fault("e2p-most=2");
     EXPECT_EQ(store(), "The switch settings that the device holds differ from those written.");
-    faults.e2p_max.reset();
+    link.fault("none");
     unanswered = [](const Bytes& request) { return request[1] == msg_cmd::e2p_read; };
     EXPECT_EQ(store(), "The switch settings could not be read back from the device.");
 }

@@ -12,7 +12,7 @@
 #include "lib/e2p.h"
 #include "lib/rmt.h"
 #include "lib/route.h"
-#include "tests/lib/fake_device.h"
+#include "tests/support/linked_firmware.h"
 
 using testing::ElementsAre;
 
@@ -38,7 +38,7 @@ protected:
         comm_set_resync(nullptr);
         comm_set_second(1000);
     }
-    FakeDevice device;
+    LinkedFirmware device;
 };
 
 TEST_F(RequestChannel, TimesOutAfterASecondAndSaysSoOnce) {

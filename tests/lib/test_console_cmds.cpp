@@ -1,4 +1,4 @@
-// The console's EEPROM, configuration, table, port and test commands against a fake device.
+// The console's EEPROM, configuration, table, port and test commands against the simulated firmware.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@
 #include "lib/device_cmd.h"
 #include "lib/e2p.h"
 #include "lib/ksz.h"
-#include "tests/lib/fake_device.h"
+#include "tests/support/linked_firmware.h"
 
 namespace {
 
@@ -37,7 +37,7 @@ protected:
         return outcome;
     }
 
-    FakeDevice device;
+    LinkedFirmware device;
 };
 
 TEST_F(ConsoleCommands, WrongArgumentsGetALineAndSendNothing) {
@@ -78,14 +78,15 @@ TEST_F(ConsoleCommands, WritesReadsAndClearsTheEeprom) {
     EXPECT_EQ(run(process_cmd_e2p, write.c_str()).result, cmd_ok);
     EXPECT_EQ(device.eeprom[0x300 + 59], 59);
     EXPECT_EQ(device.requests().size(), 2u) << "57 bytes at most in a request";
-    EXPECT_EQ(run(process_cmd_e2p, "read=0x338,6").out, "330: .. .. .. .. .. .. .. .. 38 39 3A 3B 00 00\n");
+    EXPECT_EQ(run(process_cmd_e2p, "read=0x338,6").out, "330: .. .. .. .. .. .. .. .. 38 39 3A 3B FF FF\n");
     EXPECT_EQ(run(process_cmd_e2p, "clear = 0x300, 57").result, cmd_ok);
+    EXPECT_EQ(device.eeprom[0x300 + 56], 0xFF);
+    EXPECT_EQ(device.eeprom[0x300 + 57], 57);
 }
 
 TEST_F(ConsoleCommands, ReadsTheConfigurationAsTheFirmwareReplaysIt) {
     const Bytes list = {0x03, 0xBB, 0xCC, 0x45, 0x06, 0x2C, 0x7F, 0x00, 0x55, 0x06, 0x31, 0x80, 0x00,
                         0x6D, 0x01, 0x01, 0x00, 0x00, 0xA0, 0x29, 0x03, 0x00, 0x00, 0x00, 0x00, 0x00};
-    device.eeprom.fill(0xFF);
     std::copy(list.begin(), list.end(), device.eeprom.begin() + e2p_switch_area.address);
     const Outcome outcome = run(process_cmd_cfg, "read");
     EXPECT_EQ(outcome.result, cmd_ok);
@@ -101,11 +102,13 @@ TEST_F(ConsoleCommands, ReadsTheConfigurationAsTheFirmwareReplaysIt) {
 
 TEST_F(ConsoleCommands, SamplesOfTheHelpScreenReachTheTables) {
     EXPECT_EQ(run(process_cmd_smac, "5 0x0A yes no yes 1001 80:01:02:03:04:00").result, cmd_ok);
-    EXPECT_EQ((device.tables[{0, 5}]), (Bytes{0x00, 0x04, 0x03, 0x02, 0x01, 0x80, 0xB2, 0x0A, 0x00}));
+    EXPECT_EQ(device.entry(ksz_table::static_mac, 5),
+              (Bytes{0x00, 0x04, 0x03, 0x02, 0x01, 0x80, 0x32, 0x15, 0x00}));
     EXPECT_EQ(run(process_cmd_vlan, "5 77 yes 1001").result, cmd_ok);
-    EXPECT_EQ((device.tables[{1, 1}]), (Bytes{0x00, 0xA0, 0x29, 0x03, 0x00, 0x00, 0x00, 0x00, 0x00}));
+    EXPECT_EQ(device.entry(ksz_table::vlan, 1),
+              (Bytes{0x00, 0xA0, 0x29, 0x03, 0x00, 0x00, 0x00, 0x00, 0x00}));
     EXPECT_EQ(run(process_cmd_ind_tab, "smac 4 1 2 3 4 5 6 7 0").result, cmd_ok);
-    EXPECT_EQ((device.tables[{0, 4}]), (Bytes{1, 2, 3, 4, 5, 6, 7, 0, 0}));
+    EXPECT_EQ(device.entry(ksz_table::static_mac, 4), (Bytes{1, 2, 3, 4, 5, 6, 7, 0, 0}));
     EXPECT_EQ(run(process_cmd_pvlan, "4 1001").result, cmd_ok);
     EXPECT_THAT(run(process_cmd_pvlan, "4").out, HasSubstr("   4  1001"));
 }
@@ -118,8 +121,8 @@ TEST_F(ConsoleCommands, TheVlanListReadsEachSetOnce) {
 }
 
 TEST_F(ConsoleCommands, TheListOfHeardAddressesEndsWhereTheTableEnds) {
-    device.tables[{2, 0}] = {0x55, 0x44, 0x33, 0x22, 0x11, 0x00, 0x01, 0x33, 0x00};
-    device.tables[{2, 1}] = {0x56, 0x44, 0x33, 0x22, 0x11, 0x00, 0x01, 0x33, 0x00};
+    for (const uint8_t last : {0x55, 0x56})
+        device.hardware.chip.receive_frame(port_usb, {{1}, {last, 0x44, 0x33, 0x22, 0x11, 0x00}, 64, {}});
     const Outcome outcome = run(process_cmd_mac, "list");
     EXPECT_EQ(outcome.result, cmd_ok);
     EXPECT_THAT(outcome.out, AllOf(HasSubstr("00:11:22:33:44:55"), HasSubstr("00:11:22:33:44:56")));
@@ -144,7 +147,7 @@ TEST_F(ConsoleCommands, PortShowsWhatItSets) {
     EXPECT_EQ(run(process_cmd_port, "2 speed=10").result, cmd_ok);
     EXPECT_EQ(run(process_cmd_port, "2 duplex=half").result, cmd_ok);
     EXPECT_EQ(run(process_cmd_port, "2 flow=on").result, cmd_ok);
-    EXPECT_EQ(device.registers[mdio_switch][60] & 0xE0, 0x80);
+    EXPECT_EQ(device.reg(mdio_switch, 60) & 0xE0, 0x80);
     EXPECT_EQ(
         run(process_cmd_port, "2").out,
         "port 2 (100BaseTX)\n  negotiation forced\n  speed       10\n  duplex      half\n  flow        on\n");
@@ -152,11 +155,16 @@ TEST_F(ConsoleCommands, PortShowsWhatItSets) {
 }
 
 TEST_F(ConsoleCommands, TheMdioTestRestoresWhatItTriedAndNamesAMissingNode) {
-    device.registers[port_phy(port_oabr1)][30] = 0x1234;
+    device.reg(port_phy(port_oabr1), 30) = 0x1234;
     EXPECT_EQ(run(process_cmd_test, "mdio").result, cmd_ok);
-    EXPECT_EQ(device.registers[port_phy(port_oabr1)][30], 0x1234);
+    EXPECT_EQ(device.reg(port_phy(port_oabr1), 30), 0x1234);
 
-    device.registers[port_phy(port_oabr2)].fill(0xFFFF);
+    device.answer = [this](const Bytes& request) {
+        std::vector<Bytes> replies = device.firmware(request);
+        if (request[1] == msg_cmd::mdio_read && request[2] == port_phy(port_oabr2))
+            put_le16(&replies[0][4], 0xFFFF);
+        return replies;
+    };
     const Outcome outcome = run(process_cmd_test, "mdio");
     EXPECT_EQ(outcome.result, cmd_failed);
     EXPECT_THAT(

@@ -4,7 +4,7 @@
 #include "lib/device_cmd.h"
 #include "lib/rmt.h"
 #include "lib/text.h"
-#include "tests/lib/fake_device.h"
+#include "tests/support/linked_firmware.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -13,7 +13,7 @@ namespace {
 
 class DeviceCommands : public testing::Test {
 protected:
-    FakeDevice device;
+    LinkedFirmware device;
 };
 
 TEST_F(DeviceCommands, SendWhatTheCatalogueSaysAndHearTheAnswer) {

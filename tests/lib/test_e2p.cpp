@@ -2,7 +2,7 @@
 
 #include "lib/e2p.h"
 #include "lib/rmt.h"
-#include "tests/lib/fake_device.h"
+#include "tests/support/linked_firmware.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -35,7 +35,7 @@ Bytes stored(const e2p_cfg_cmd& rec) {
 
 class Eeprom : public testing::Test {
 protected:
-    Eeprom() { device.eeprom.fill(0xFF); }
+    void erase() { std::fill(device.eeprom.begin(), device.eeprom.end(), uint8_t{0xFF}); }
     Bytes bytesAt(size_t address, size_t count) {
         return Bytes(device.eeprom.begin() + static_cast<ptrdiff_t>(address),
                      device.eeprom.begin() + static_cast<ptrdiff_t>(address + count));
@@ -47,7 +47,7 @@ protected:
             all.push_back(request.at(4));
         return all;
     }
-    FakeDevice device;
+    LinkedFirmware device;
 };
 
 TEST_F(Eeprom, WritesUpToTheLargestFrameAndReadsBack) {
@@ -92,7 +92,7 @@ TEST_F(Eeprom, ErasesAndSaysWhetherItWorked) {
 TEST_F(Eeprom, WritesBlocksInChunks) {
     const auto written = [&](uint16_t count) {
         Bytes data = counting(count);
-        device.eeprom.fill(0xFF);
+        erase();
         device.forgetRequests();
         EXPECT_EQ(e2p_write_config_array(data.data(), 0x80B, count), 0);
         EXPECT_EQ(bytesAt(0x80B, count), data) << count;
@@ -102,10 +102,10 @@ TEST_F(Eeprom, WritesBlocksInChunks) {
     EXPECT_THAT(written(15), ElementsAre(15));
     EXPECT_THAT(written(34), ElementsAre(15, 15, 4));
     EXPECT_THAT(written(45), ElementsAre(15, 15, 15));
-    device.acknowledgedAtMost = 12;
+    device.fault("e2p-most=12");
     EXPECT_THAT(written(40), ElementsAre(15, 12, 12, 4)) << "chunks shrink to what is acknowledged";
     Bytes data = counting(40);
-    device.acknowledgedAtMost = 0;
+    device.answerWith({0, 8, 0});
     EXPECT_EQ(e2p_write_config_array(data.data(), 0x800, 40), -1) << "a device that takes nothing ends it";
     device.answerWith({0, 8, 200});
     EXPECT_EQ(e2p_write_config_array(data.data(), 0x800, 40), -1) << "a device that takes more than it got";
@@ -160,7 +160,7 @@ TEST_F(Eeprom, WritesAnAreaFromMarkerToMarker) {
     EXPECT_THAT(device.requests(), IsEmpty());
 
     // What does not fit is left out, but keeps its place.
-    device.eeprom.fill(0xFF);
+    erase();
     const e2p_cfg_cmd list[] = {begin_marker, ofLength(1), mdio(7), ofLength(14), mdio(8), end_marker};
     e2p_write_config(list, 0x200, 0x200 + 3 + 1 + 5 + 14 + 3);
     EXPECT_EQ(bytesAt(0x203, 1), Bytes{0xFF});

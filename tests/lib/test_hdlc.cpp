@@ -6,7 +6,7 @@
 
 #include "lib/crc16_ccitt.h"
 #include "lib/hdlc.h"
-#include "tests/lib/fake_device.h"
+#include "tests/support/linked_firmware.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

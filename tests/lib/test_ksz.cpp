@@ -4,8 +4,8 @@
 
 #include "lib/comm_obj.h"
 #include "lib/ksz.h"
-#include "tests/lib/fake_device.h"
 #include "tests/lib/stored_records.h"
+#include "tests/support/linked_firmware.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -75,13 +75,13 @@ TEST(DynamicEntry, IsDecoded) {
 class Switch : public testing::Test {
 protected:
     void scramble() {
-        for (uint16_t& reg : device.registers[6])
-            reg = static_cast<uint16_t>(random() & 0xFF);
+        for (int number = 32; number < 96; ++number)
+            reg(number) = static_cast<int>(random() & 0xFF);
     }
-    uint16_t& reg(int number) { return device.registers[6][static_cast<size_t>(number)]; }
+    LinkedFirmware::Register reg(int number) { return device.reg(6, number); }
 
     std::mt19937 random{321};
-    FakeDevice device;
+    LinkedFirmware device;
 };
 
 struct Flag {
@@ -101,17 +101,20 @@ TEST_F(Switch, FlagsChangeTheirBitAlone) {
         for (int port = 1; port <= 4; ++port)
             for (const int value : {0, 1}) {
                 scramble();
-                uint16_t& changed = reg(flag.firstRegister + 16 * (port - 1));
-                auto expected = device.registers;
-                const auto at = static_cast<size_t>(&changed - device.registers[6].data());
-                expected[6][at] = static_cast<uint16_t>(value ? changed | flag.bit : changed & ~flag.bit);
+                const int number = flag.firstRegister + 16 * (port - 1);
+                const uint16_t before = reg(number);
+                const std::vector<uint16_t> all = device.settings();
                 EXPECT_EQ(flag.set(port, value), 1);
-                EXPECT_EQ(device.registers, expected);
+                EXPECT_EQ(reg(number), value ? before | flag.bit : before & ~flag.bit);
+                const uint16_t set = reg(number);
+                reg(number) = before;
+                EXPECT_EQ(device.settings(), all);
+                reg(number) = set;
                 int read = -1;
                 EXPECT_EQ(flag.get(port, &read), 1);
                 EXPECT_EQ(read, value);
-                const StoredRecords stored{{value ? 0x55 : 0x45, 6, flag.firstRegister + 16 * (port - 1),
-                                            value ? flag.bit : 0xFF - flag.bit}};
+                const StoredRecords stored{
+                    {value ? 0x55 : 0x45, 6, number, value ? flag.bit : 0xFF - flag.bit}};
                 EXPECT_EQ(recordsOf(flag.store(port, value)), stored);
             }
     for (const int value : {0, 1}) {
@@ -190,15 +193,13 @@ TEST_F(Switch, RefusesWhatIsOutOfBoundsWithoutAsking) {
 
 TEST_F(Switch, StaticEntriesGoThroughTheTable) {
     EXPECT_EQ(ksz_smac_write(5, sampleStatic), 1);
-    EXPECT_EQ((device.tables[{0, 5}]), sampleStaticWritten);
+    EXPECT_EQ(device.entry(ksz_table::static_mac, 5), sampleStaticRead);
     EXPECT_THAT(device.requests()[0], ElementsAre(0xF2, 5, 13, 0, 1, 0, 0, 0, 5, 0, 0x00, 0x04, 0x03, 0x02,
                                                   0x01, 0x80, 0xB2, 0x0A, 0x00));
-    device.tables[{0, 5}] = sampleStaticRead;
     ksz_smac_entry read{};
     EXPECT_EQ(ksz_smac_read(5, &read), 1);
     EXPECT_EQ(read, sampleStatic);
-    device.tableStatus = 1;
-    EXPECT_EQ(ksz_smac_write(5, sampleStatic), 0) << "a device that refuses is believed";
+    EXPECT_EQ(ksz_table_write(ksz_table::mib, 0x20, {}), 0) << "a device that refuses is believed";
 
     ksz_smac_entry prepared = sampleStatic;
     prepared.valid = false;
@@ -221,25 +222,24 @@ TEST_F(Switch, OneVlanChangesAndItsSetStays) {
     ASSERT_EQ(stored->switch_cfg.count, 2U) << "one record a set, none for a set without a valid VLAN";
     const uint8_t* const first = stored->switch_cfg.records[0].body;
     EXPECT_EQ(Bytes(first, first + 3), (Bytes{1, 1, 0}));
-    EXPECT_EQ(Bytes(first + 3, first + 12), (device.tables[{1, 1}])) << "as it was written live";
+    EXPECT_EQ(Bytes(first + 3, first + 12), device.entry(ksz_table::vlan, 1)) << "as it was written live";
     EXPECT_EQ(get_le16(stored->switch_cfg.records[1].body + 1), 1023);
     e2p_cfg_cmd_array_delete(&stored);
 }
 
 TEST_F(Switch, ReadsADynamicEntryAgainUntilItIsReady) {
-    const Bytes ready{0x55, 0x44, 0x33, 0x22, 0x11, 0x00, 0x01, 0x93, 0x00};
     int asked = 0;
     device.answer = [&](const Bytes& request) {
-        device.tables[{2, 300}] = ready;
-        if (++asked < 3) device.tables[{2, 300}][6] |= 0x80;
+        if (++asked < 3) device.hardware.chip.next_dynamic_not_ready();
         return device.firmware(request);
     };
+    device.hardware.chip.receive_frame(port_oabr1, {{1}, {2}, 64, {}});
     ksz_dmac_entry entry{};
-    EXPECT_EQ(ksz_dmac_read(300, &entry), 1);
+    EXPECT_EQ(ksz_dmac_read(0, &entry), 1);
     EXPECT_EQ(entry.port, 3);
     EXPECT_EQ(asked, 3);
     asked = -1000;
-    EXPECT_EQ(ksz_dmac_read(300, &entry), 0) << "but not for ever";
+    EXPECT_EQ(ksz_dmac_read(0, &entry), 0) << "but not for ever";
 }
 
 }  // namespace

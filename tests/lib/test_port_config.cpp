@@ -2,9 +2,9 @@
 
 #include <random>
 
-#include "tests/lib/fake_device.h"
 #include "tests/lib/port_settings.h"
 #include "tests/lib/stored_records.h"
+#include "tests/support/linked_firmware.h"
 
 using testing::IsEmpty;
 
@@ -12,13 +12,14 @@ namespace {
 
 class PortConfig : public testing::Test {
 protected:
-    /// Switch registers are eight bits wide, PHY registers sixteen.
     void scramble() {
-        for (size_t mdio = 0; mdio < device.registers.size(); ++mdio)
-            for (uint16_t& reg : device.registers[mdio])
-                reg = static_cast<uint16_t>(random() & (mdio == 6 ? 0xFF : 0xFFFF));
+        for (int number = 0; number < 0x60; ++number)
+            reg(number) = static_cast<int>(random() & 0xFF);
+        reg(207) = static_cast<int>(random() & 0xFF);
+        for (const int phy : {24, 25})
+            device.reg(phy, 0) = static_cast<int>(random() & 0x7FFF);  // the top bit would reset it
     }
-    uint16_t& reg(size_t number) { return device.registers[6][number]; }
+    LinkedFirmware::Register reg(int number) { return device.reg(6, number); }
     /// The writes that `call` led to, as (address, register, value).
     template <typename Call>
     std::vector<std::array<int, 3>> writesOf(Call call) {
@@ -30,7 +31,7 @@ protected:
         return writes;
     }
     std::mt19937 random{815};
-    FakeDevice device;
+    LinkedFirmware device;
 };
 
 TEST_F(PortConfig, ReadsBackWhatWasSet) {
@@ -47,19 +48,21 @@ TEST_F(PortConfig, ReadsBackWhatWasSet) {
 
 TEST_F(PortConfig, TouchesTheRegistersOfItsPort) {
     using Writes = std::vector<std::array<int, 3>>;
-    for (auto& bank : device.registers)
-        bank.fill(0xFFFF);
-    EXPECT_EQ(writesOf([] { port_autoneg_set(1, 0); }), (Writes{{6, 44, 0x007F}, {6, 45, 0xFFFF}}));
-    EXPECT_EQ(writesOf([] { port_autoneg_set(2, 7); }), (Writes{{6, 60, 0x007F}})) << "restarts for 0 only";
-    EXPECT_EQ(writesOf([] { port_speed_set(1, 2); }), (Writes{{6, 44, 0x003F}}));
-    EXPECT_EQ(writesOf([] { ETH_duplex_set(5); }), (Writes{{6, 60, 0x005F}}))
+    for (const int number : {6, 34, 44, 45, 50, 60, 207})
+        reg(number) = 0xFF;
+    for (const int phy : {24, 25})
+        device.reg(phy, 0) = 0x7FFF;
+    EXPECT_EQ(writesOf([] { port_autoneg_set(1, 0); }), (Writes{{6, 44, 0x7F}, {6, 45, 0xFF}}));
+    EXPECT_EQ(writesOf([] { port_autoneg_set(2, 7); }), (Writes{{6, 60, 0x7F}})) << "restarts for 0 only";
+    EXPECT_EQ(writesOf([] { port_speed_set(1, 2); }), (Writes{{6, 44, 0x3F}}));
+    EXPECT_EQ(writesOf([] { ETH_duplex_set(5); }), (Writes{{6, 60, 0x5F}}))
         << "anything but 0 clears the bit";
-    EXPECT_EQ(writesOf([] { USB_flow_set(0); }), (Writes{{6, 34, 0x00EF}}));
-    EXPECT_EQ(writesOf([] { ETH_flow_set(0); }), (Writes{{6, 50, 0x00EF}}));
-    EXPECT_EQ(writesOf([] { OABR1_speed_set(1); }), (Writes{{6, 207, 0xFFDF}, {24, 0, 0xFFFF}}));
-    EXPECT_EQ(writesOf([] { OABR2_speed_set(0); }), (Writes{{6, 6, 0xFFFF}, {25, 0, 0xFC3F}}));
-    EXPECT_EQ(writesOf([] { OABR1_flow_set(0); }), (Writes{{6, 207, 0xFF9F}}));
-    EXPECT_EQ(writesOf([] { OABR2_flow_set(0); }), (Writes{{6, 6, 0xFFDF}}));
+    EXPECT_EQ(writesOf([] { USB_flow_set(0); }), (Writes{{6, 34, 0xEF}}));
+    EXPECT_EQ(writesOf([] { ETH_flow_set(0); }), (Writes{{6, 50, 0xEF}}));
+    EXPECT_EQ(writesOf([] { OABR1_speed_set(1); }), (Writes{{6, 207, 0xDF}, {24, 0, 0x5FFF}}));
+    EXPECT_EQ(writesOf([] { OABR2_speed_set(0); }), (Writes{{6, 6, 0xFF}, {25, 0, 0x5C3F}}));
+    EXPECT_EQ(writesOf([] { OABR1_flow_set(0); }), (Writes{{6, 207, 0x9F}}));
+    EXPECT_EQ(writesOf([] { OABR2_flow_set(0); }), (Writes{{6, 6, 0xDF}}));
 }
 
 TEST_F(PortConfig, StoresTheMasksOfTheTable) {
@@ -107,7 +110,7 @@ TEST_F(PortConfig, FailsWhenSwitchAndPhyDisagreeOnTheSpeed) {
     for (const bool switchSlow : {false, true})
         for (const bool phyFast : {false, true}) {
             reg(207) = switchSlow ? 0x20 : 0;
-            device.registers[24][0] = phyFast ? 0x0200 : 0x0040;
+            device.reg(24, 0) = phyFast ? 0x0200 : 0x0040;
             EXPECT_EQ(OABR1_speed_get(&value), switchSlow != phyFast);
             EXPECT_EQ(value, switchSlow != phyFast ? phyFast : 7);
             value = 7;
@@ -134,6 +137,7 @@ TEST_F(PortConfig, EndsAtTheFirstAccessThatFails) {
     device.answer = [this](const Bytes& request) {
         return request[3] == 65 ? std::vector<Bytes>{} : device.firmware(request);
     };
+    reg(33) = 0x00;
     reg(81) = 0x80;
     int value = 42;
     testing::internal::CaptureStderr();

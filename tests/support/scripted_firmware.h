@@ -1,31 +1,23 @@
 #pragma once
 
-#include <condition_variable>
-#include <cstdint>
-#include <deque>
-#include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
-#include <string>
 #include <string_view>
-#include <thread>
-#include <vector>
 
+#include "lib/hdlc.h"
 #include "tests/support/frames.h"
 #include "tests/support/scripted_driver.h"
+#include "tests/support/simulated_firmware.h"
 
 namespace kovgui::ftdi {
 
-using Bytes = std::vector<uint8_t>;
-
+using ::Bytes;
 using ::framed;
 using ::framesIn;
 
-/// A firmware behind a scripted converter: answers each request frame, one after the other, from a thread of
-/// its own after a device's turn-around time. It knows the identity requests and pings, and what the test
-/// teaches it.
-class ScriptedFirmware {
+/// The simulated device's firmware behind a scripted converter, with a device's turn-around time: version
+/// 1.6.0.0 of 2021/07/14. A test can have single requests answered its own way.
+class ScriptedFirmware : public SimulatedFirmware {
 public:
     explicit ScriptedFirmware(std::shared_ptr<ScriptedConverter> converter);
     ~ScriptedFirmware();
@@ -34,34 +26,24 @@ public:
     void take(std::string_view written);
 
     /// What a request is answered by: the frames, or none.
-    using Answer = std::function<std::vector<Bytes>(const Bytes& request)>;
+    using Answer = AnswerFunction::Function;
     void answer(uint8_t type, uint8_t command, Answer answer);
     /// Requests of that kind get no answer.
     void ignore(uint8_t type, uint8_t command) {
         answer(type, command, [](const Bytes&) { return std::vector<Bytes>(); });
     }
 
-    /// The requests so far.
-    std::vector<Bytes> requests() const {
-        const std::lock_guard lock(mutex_);
-        return seen_;
-    }
+    using SimulatedFirmware::requests;
     std::vector<Bytes> requests(uint8_t type, uint8_t command) const;
 
 private:
-    void run();
+    std::vector<Bytes> answerTo(const Bytes& request);
 
     const std::shared_ptr<ScriptedConverter> converter_;
     hdlc_framing framing_;  // the writing threads', one at a time
 
-    mutable std::mutex mutex_;  // guards the rest
-    std::condition_variable arrived_;
-    std::deque<Bytes> waiting_;
-    std::vector<Bytes> seen_;
+    std::mutex answers_mutex_;                               // guards the rest
     std::map<std::pair<uint8_t, uint8_t>, Answer> answers_;  // by type and command
-    bool ending_ = false;
-
-    std::thread thread_;
 };
 
 }  // namespace kovgui::ftdi

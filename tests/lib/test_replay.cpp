@@ -1,70 +1,17 @@
 // Stored settings come back: what a store builds, written to the EEPROM and replayed by the simulated
 // firmware at its start, gives the same registers as the live call.
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
 #include <vector>
 
-#include "lib/can.h"
 #include "lib/console_cmd.h"
-#include "lib/crc16_ccitt.h"
 #include "lib/ksz.h"
-#include "sim/firmware.h"
-#include "tests/lib/fake_device.h"
 #include "tests/lib/port_settings.h"
+#include "tests/support/linked_firmware.h"
 
 namespace {
-
-/// A simulated device without line and time: a request in, its reply out.
-class Device {
-public:
-    Device() { start(); }
-
-    void start() { firmware_.start(); }
-    int replayed() const { return firmware_.replayed_records(); }
-
-    /// Answers the library from now on. Once a fault has taken the power no byte is written any more; that is
-    /// answered, so that a test need not wait a second for every request.
-    void answer(FakeDevice& link) {
-        link.answer = [this](const Bytes& request) -> std::vector<Bytes> {
-            const Bytes nothing_written = {msg_type::reply, msg_cmd::e2p_write, 0, 0, 0};
-            if (dead_) return {nothing_written};
-            Bytes reply = firmware_.answer(request.data(), static_cast<uint16_t>(request.size()));
-            dead_ = firmware_.take_power_loss();
-            return {dead_ ? nothing_written : std::move(reply)};
-        };
-    }
-
-    /// Everything that a setting can reach.
-    std::vector<uint16_t> registers() {
-        constexpr uint8_t status_registers[] = {41, 46, 47, 57, 62, 63};  // live
-        std::vector<uint16_t> all;
-        for (int reg = 0; reg < 110; ++reg)
-            if (std::find(std::begin(status_registers), std::end(status_registers), reg) ==
-                std::end(status_registers))
-                all.push_back(hardware.mdio.read(6, static_cast<uint8_t>(reg)));
-        for (int reg = 121; reg < 256; ++reg)
-            all.push_back(hardware.mdio.read(6, static_cast<uint8_t>(reg)));
-        for (const uint8_t phy : {24, 25})
-            for (uint8_t reg = 0; reg < 32; ++reg)
-                all.push_back(hardware.mdio.read(phy, reg));
-        for (const auto table : {ksz_table::static_mac, ksz_table::vlan})
-            for (uint16_t entry = 0; entry < 32; ++entry)
-                for (const uint8_t byte : hardware.chip.read_entry(table, entry))
-                    all.push_back(byte);
-        return all;
-    }
-
-    oabr_sim::hardware hardware;
-    oabr_sim::fault_plan faults;
-
-private:
-    oabr_sim::firmware firmware_{hardware, faults, "test"};
-    bool dead_ = false;
-};
 
 void appendAll(std::vector<e2p_cfg_cmd>& to, const e2p_cfg_cmd_list& list) {
     to.insert(to.end(), list.records, list.records + list.count);
@@ -130,31 +77,25 @@ std::vector<Setting> allSettings() {
 }
 
 TEST(Replay, EverySettingComesBackAsItWasSetLive) {
-    FakeDevice link;
     for (const Setting& setting : allSettings())
         for (const int value : setting.values) {
             SCOPED_TRACE(std::string(setting.name) + " " + std::to_string(value));
-            Device live;
-            live.answer(link);
-            ASSERT_EQ(setting.set(value), 1);
-
-            Device stored;
-            stored.answer(link);
+            LinkedFirmware device;
             writeSet(setting.store(value));
-            stored.start();
-            EXPECT_EQ(stored.registers(), live.registers());
+            ASSERT_EQ(setting.set(value), 1);
+            const std::vector<uint16_t> live = device.settings();
+            device.restart();
+            EXPECT_EQ(device.settings(), live);
         }
 }
 
 TEST(Replay, MirroringForgetsWhichPortItWasTakenFrom) {
     // A store records the chosen port alone, so a list that names two mirror ports replays both.
-    FakeDevice link;
-    Device stored;
-    stored.answer(link);
+    LinkedFirmware stored;
     std::vector<e2p_cfg_cmd> body;
     appendSwitch(body, {ETH_sniff_store(1), OABR2_sniff_store(1)});
     writeArea(body, e2p_switch_area);
-    stored.start();
+    stored.restart();
     int eth = 0;
     int oabr2 = 0;
     EXPECT_TRUE(ETH_sniff_get(&eth) && OABR2_sniff_get(&oabr2));
@@ -164,20 +105,17 @@ TEST(Replay, MirroringForgetsWhichPortItWasTakenFrom) {
 TEST(Replay, TablesComeBack) {
     const ksz_smac_entry address{true, false, true, 10, 0b1001, {0x00, 0x04, 0x03, 0x02, 0x01, 0x80}};
     const ksz_vlan_row rows[] = {{5, {true, 0b1001, 77}}, {6, {true, 0b0110, 3}}, {9, {true, 0b1111, 127}}};
-    FakeDevice link;
-    Device live;
-    live.answer(link);
+    LinkedFirmware device;
     ASSERT_TRUE(ksz_smac_write(5, address));
     for (const ksz_vlan_row& row : rows)
         ASSERT_TRUE(ksz_vlan_write(row.vid, row.entry));
+    const std::vector<uint16_t> live = device.settings();
 
-    Device stored;
-    stored.answer(link);
     std::vector<e2p_cfg_cmd> body;
     appendSwitch(body, {ksz_smac_store(5, address), ksz_vlan_store(rows)});
     writeArea(body, e2p_switch_area);
-    stored.start();
-    EXPECT_EQ(stored.registers(), live.registers());
+    device.restart();
+    EXPECT_EQ(device.settings(), live);
 }
 
 // ---- A write that is interrupted ----
@@ -197,7 +135,6 @@ int listedRecords() {
 }
 
 TEST(Replay, AnInterruptedWriteShowsAsTheFirmwareReplaysIt) {
-    FakeDevice link;
     const ksz_vlan_row old_row{5, {true, 0b1001, 77}};
     std::vector<e2p_cfg_cmd> old_body;
     appendSwitch(old_body, {ksz_vlan_store({&old_row, 1})});
@@ -211,34 +148,19 @@ TEST(Replay, AnInterruptedWriteShowsAsTheFirmwareReplaysIt) {
         for (size_t byte = 1; byte <= bytes; ++byte) {
             SCOPED_TRACE(std::to_string(byte) +
                          (over_an_old_list ? " over an old list" : " of an erased area"));
-            Device device;
-            device.answer(link);
-            if (over_an_old_list) writeArea(old_body, e2p_switch_area);
-            std::string error;
-            ASSERT_TRUE(device.faults.add("eeprom-power-loss=" + std::to_string(byte), &error)) << error;
-            writeArea(new_body, e2p_switch_area);
-
-            Device again;
-            again.hardware.memory = device.hardware.memory;
-            again.start();
-            again.answer(link);
-            EXPECT_EQ(listedRecords(), again.replayed());
+            oabr_sim::device_memory memory;
+            {
+                LinkedFirmware device;
+                if (over_an_old_list) writeArea(old_body, e2p_switch_area);
+                device.fault("eeprom-power-loss=" + std::to_string(byte));
+                writeArea(new_body, e2p_switch_area);
+                memory = device.hardware.memory;
+            }
+            LinkedFirmware again;
+            again.hardware.memory = memory;
+            again.restart();
+            EXPECT_EQ(listedRecords(), again.replayedRecords());
         }
-}
-
-// ---- CAN block ----
-
-TEST(CanBlock, AFailingWriteLeavesNoCrc) {
-    FakeDevice link;
-    Device device;
-    device.answer(link);
-    std::string error;
-    ASSERT_TRUE(device.faults.add("eeprom-power-loss=40", &error));
-    const can_speed speed{};
-    const can_mask_filter filter{};
-    const uint8_t extra[16] = {};
-    EXPECT_EQ(can_save_cfg_to_e2p(&speed, &filter, extra), -1);
-    EXPECT_EQ(get_le16(&device.hardware.memory.eeprom[e2p_can_crc_address]), 0xFFFF);
 }
 
 }  // namespace
