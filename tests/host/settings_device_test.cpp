@@ -14,49 +14,74 @@
 namespace kovgui::settings {
 namespace {
 
-/// A simulated device without line and time behind the process's link.
+/// A simulated device without line and time behind the process's link. A second of waiting is short here.
 class Device {
 public:
     Device() {
+        comm_set_second(short_second_ms);
         firmware_.start();
         link_.answer = [this](const Bytes& request) -> std::vector<Bytes> {
-            ++seen_;
+            const int number = ++seen_;
             if (isWrite(request)) writes_.push_back(request);
             Bytes reply = firmware_.answer(request.data(), static_cast<uint16_t>(request.size()));
-            if (drop_reply_ == seen_) return {};
+            if (number == leave_at_) comm_end();
+            if (number == drop_at_ || number == leave_at_) return {};
             return {reply};
         };
     }
+    ~Device() {
+        comm_begin();
+        comm_set_second(1000);
+    }
 
     void restart() { firmware_.start(); }
-    /// The reply to the n-th request from now on is lost.
-    void dropReply(int n) {
-        seen_ = 0;
-        drop_reply_ = n;
-    }
-    int seen() const { return seen_; }
-    void forget() {
-        writes_.clear();
-        dropReply(0);
-    }
     const std::vector<Bytes>& writes() const { return writes_; }
     std::vector<uint8_t>& eeprom() { return hardware_.memory.eeprom; }
-
-    DeviceImage image(const Scope& scope = Scope::everything()) {
-        DeviceImage image;
-        Status status;
-        EXPECT_EQ(readFromDevice(scope, {}, &image, &status), Reading::finished);
-        return image;
-    }
-    Settings settings() { return settingsOf(image(), Scope::everything()); }
-    Applied apply(const Settings& wanted, const GoOn& go_on = {}) {
-        plan_ = planOf(image(Scope::of(wanted)), wanted);
-        forget();
-        return applyToDevice(plan_, {go_on, [] { return false; }, [] { return false; }});
-    }
     const Plan& plan() const { return plan_; }
 
+    /// Has what is read from now on hold what the settings are compared with.
+    void look(const Settings& wanted) {
+        const Scope more = Scope::of(wanted);
+        scope_.macs.insert(more.macs.begin(), more.macs.end());
+        scope_.vlan_sets.insert(more.vlan_sets.begin(), more.vlan_sets.end());
+    }
+    DeviceImage image(const Scope& scope) {
+        DeviceImage image;
+        EXPECT_EQ(readFromDevice(scope, {}, &image, nullptr), Reading::finished);
+        return image;
+    }
+    DeviceImage image() { return image(scope_); }
+    Settings settings() { return settingsOf(image(), scope_); }
+
+    /// What comes between an apply and its end: the reply to a request is lost, or the device leaves with it
+    /// and is back when it is waited for. Requests are counted from 1.
+    struct Accident {
+        int drop_at = 0;
+        int leave_at = 0;
+    };
+    Applied apply(const Settings& wanted, const Accident& accident, const GoOn& go_on = {}) {
+        look(wanted);
+        plan_ = planOf(image(), wanted);
+        writes_.clear();
+        seen_ = 0;
+        drop_at_ = accident.drop_at;
+        leave_at_ = accident.leave_at;
+        const auto isGone = [this] { return leave_at_ != 0 && seen_ >= leave_at_; };
+        const auto comeBack = [this] {
+            leave_at_ = 0;
+            comm_begin();
+            return true;
+        };
+        const Applied applied = applyToDevice(plan_, {go_on, isGone, comeBack});
+        drop_at_ = leave_at_ = 0;
+        comm_begin();
+        return applied;
+    }
+    Applied apply(const Settings& wanted) { return apply(wanted, Accident()); }
+
 private:
+    static constexpr int short_second_ms = 100;
+
     static bool isWrite(const Bytes& request) {
         const int code = request[0] << 8 | request[1];
         for (const int write : {0xF001, 0xF205, 0xF008, 0xF041, 0xF047, 0xF04B, 0xF053, 0xF061, 0xF062})
@@ -67,9 +92,9 @@ private:
     oabr_sim::hardware hardware_;
     oabr_sim::fault_plan faults_;
     oabr_sim::firmware firmware_{hardware_, faults_, "test"};
+    Scope scope_{true, true, false, {}, {}};
     std::vector<Bytes> writes_;
-    std::atomic<int> seen_{0};
-    std::atomic<int> drop_reply_{0};
+    std::atomic<int> seen_{0}, drop_at_{0}, leave_at_{0};
     Plan plan_;
     LinkedFirmware link_;
 };
@@ -122,7 +147,6 @@ RC_GTEST_PROP(SettingsOnADevice, AreWhatWasAppliedAndASecondTimeIsNothingToDo, (
         RC_ASSERT(device.writes()[i] == requestOf(device.plan().writes[i]));
     const Settings now = device.settings();
     RC_ASSERT(differenceOf(now, wanted).changes.empty());
-    RC_ASSERT(planOf(device.image(), wanted).writes.empty());
     // What is shown, in either format, is no difference.
     Data document = settingsData(now, nullptr);
     document.add("kind", "settings");
@@ -137,7 +161,7 @@ RC_GTEST_PROP(SettingsOnADevice, SurviveAStoreAndARestart, ()) {
     Device device;
     RC_ASSERT(device.apply(*genSettings(quick)).errors.empty());
     const Settings before = device.settings();
-    RC_ASSERT(storeOnDevice(device.image()).empty());
+    RC_ASSERT(storeOnDevice(device.image()).empty());  // what was not read is not there
     StoredBytes bytes;
     RC_ASSERT(readStoredFromDevice({}, &bytes) == Reading::finished);
     const Settings stored = settingsOf(imageOf(bytes));
@@ -166,41 +190,60 @@ void expectOldOrNew(Device& device, const Applied& applied, const Settings& old,
     EXPECT_THAT(applied.errors[0].message, testing::HasSubstr("the device has its old settings"));
 }
 
-RC_GTEST_PROP(SettingsOnADevice, AreTheOldOnesAfterAnInterruptionAtAnyRequest, ()) {
+/// Random settings on a device, and others that are to be applied to it.
+struct Case {
     Device device;
-    (void)device.apply(*genSettings(quick));
-    const Settings old = device.settings();
-    const Settings wanted = *genSettings(quick);
-    const auto requests = static_cast<size_t>(planOf(device.image(), wanted).requests());
-    const size_t stop_at = *rc::gen::inRange<size_t>(0, requests + 1);
-    const Applied applied = device.apply(wanted, [stop_at](size_t done, size_t) { return done < stop_at; });
+    Settings old, wanted;
+    int requests = 0;
+
+    Case() {
+        (void)device.apply(*genSettings(quick));
+        wanted = *genSettings(quick);
+        device.look(wanted);
+        old = device.settings();
+        requests = planOf(device.image(), wanted).requests();
+    }
+    /// One of them, or the one behind the last.
+    int anyRequest() const { return *rc::gen::inRange(1, requests + 2); }
+};
+
+RC_GTEST_PROP(SettingsOnADevice, AreTheOldOnesAfterAnInterruptionAtAnyRequest, ()) {
+    Case one;
+    const auto stop_at = static_cast<size_t>(one.anyRequest());
+    const Applied applied =
+        one.device.apply(one.wanted, {}, [stop_at](size_t done, size_t) { return done + 1 < stop_at; });
     RC_ASSERT(applied.interrupted || applied.errors.empty());
-    expectOldOrNew(device, applied, old, wanted);
+    expectOldOrNew(one.device, applied, one.old, one.wanted);
 }
 
-TEST(SettingsOnADevice, AreTheOldOnesAfterALostReply) {
-    // Each costs a second.
+RC_GTEST_PROP(SettingsOnADevice, AreTheOldOnesAfterALostReplyOrWhenItWentAwayAtAnyRequest, ()) {
+    Case one;
+    const int at = one.anyRequest();
+    const bool leaves = *rc::gen::arbitrary<bool>();
+    const Applied applied =
+        one.device.apply(one.wanted, leaves ? Device::Accident{0, at} : Device::Accident{at, 0});
+    RC_ASSERT(applied.errors.empty() == (at > one.requests));
+    if (!applied.errors.empty())
+        RC_ASSERT(applied.errors[0].code == (leaves ? "device_gone" : "device_silent"));
+    expectOldOrNew(one.device, applied, one.old, one.wanted);
+}
+
+TEST(SettingsOnADevice, ThatDoesNotComeBackAreSaidToBeUnknown) {
     Device device;
     Settings wanted;
     wanted.vlan_enabled = 1;
     wanted.mirror_to = port_usb;
-    wanted.traffic_time = 77;
-    wanted.vlans[5] = {true, 0x0F, 5};
-    double off = 0;
-    wanted.can_timing = timingOfRate(250'000, &off);
-    const Settings old = device.settings();
-    const int requests = planOf(device.image(), wanted).requests();
-    ASSERT_GE(requests, 12);
-    for (const int at : {1, 3, requests / 2, requests}) {
-        SCOPED_TRACE(at);
-        const Plan plan = planOf(device.image(Scope::of(wanted)), wanted);
-        device.forget();
-        device.dropReply(at);
-        const Applied applied = applyToDevice(plan, {{}, [] { return false; }, [] { return false; }});
-        EXPECT_TRUE(applied.rolled_back);
-        EXPECT_EQ(applied.errors.at(0).code, "device_silent");
-        expectOldOrNew(device, applied, old, wanted);
-    }
+    const Plan plan = planOf(device.image(), wanted);
+    int requests = 0;
+    const Applied applied = applyToDevice(plan, {[&](size_t, size_t) {
+                                                     if (++requests == 2) comm_end();
+                                                     return true;
+                                                 },
+                                                 [&] { return requests >= 2; }, [] { return false; }});
+    EXPECT_EQ(applied.device, Applied::Device::unknown);
+    EXPECT_FALSE(applied.rolled_back);
+    EXPECT_EQ(applied.written, 1);
+    EXPECT_THAT(applied.errors.at(0).message, testing::HasSubstr("2 of 2 writes may have reached it"));
 }
 
 TEST(SettingsOnADevice, AreWrittenInAnOrderThatOpensNothing) {
@@ -238,6 +281,11 @@ TEST(SettingsOnADevice, OfAnErasedEepromAreUnknown) {
     ASSERT_EQ(readStoredFromDevice({}, &bytes), Reading::finished);
     EXPECT_EQ(settingsOf(imageOf(bytes)), Settings());
     EXPECT_FALSE(device.settings().traffic_time);
+    Status status;
+    DeviceImage image;
+    ASSERT_EQ(readFromDevice(Scope::everything(), {}, &image, &status), Reading::finished);
+    EXPECT_TRUE(settingsOf(image, Scope::everything()).whole_vlans);
+    EXPECT_EQ(status[port_index(port_usb)].link, true);
 }
 
 TEST(SettingsOnADevice, ChangeOnlyTheTrafficTimeOfAStoredBlock) {
