@@ -9,6 +9,7 @@
 #include "lib/ksz.h"
 #include "lib/phy.h"
 #include "lib/port_config.h"
+#include "src/models/can_device.h"
 #include "src/models/settings_can.h"
 #include "src/models/settings_table.h"
 #include "src/models/store.h"
@@ -498,15 +499,7 @@ std::string storeOnDevice(const DeviceImage& image) {
     const Settings settings = settingsOf(image);
     std::string failure = storeListsOnDevice(listsOf(settings));
     if (!failure.empty() || !image.can) return failure;
-    const oabr::CanBlock block = canBlockOf(settings, *image.can);
-    if (can_save_cfg_to_e2p(&block.speed, &block.filter, block.extra.data()) != 0)
-        return "The CAN and life-cycle settings could not be written.";
-    std::vector<uint8_t> stored;
-    if (!readCanBytes(&stored))
-        return "The CAN and life-cycle settings could not be read back from the device.";
-    return stored == storedCanBytes(block)
-               ? ""
-               : "The CAN and life-cycle settings that the device holds differ from those written.";
+    return oabr::storeCanOnDevice(canBlockOf(settings, *image.can));
 }
 
 }  // namespace kovgui::settings
