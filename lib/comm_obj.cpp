@@ -161,12 +161,16 @@ int send_and_wait(comm_obj& obj, hdlc_msg& reply) {
     return result;
 }
 
+int prepare_exchange(comm_obj& obj) {
+    if (link_ended()) note_timeout();
+    if (link_ended() || current_run.timed_out) return req_timed_out;
+    return report(clear_residue(obj));
+}
+
 /// The exchange of send_req; `reply` becomes a copy of the reply area, whatever the result.
 int exchange(comm_obj& obj, hdlc_msg& reply) {
     take_reply(obj, reply);
-    if (link_ended()) note_timeout();
-    if (link_ended() || current_run.timed_out) return req_timed_out;
-    if (const int failed = clear_residue(obj)) return report(failed);
+    if (const int failed = prepare_exchange(obj)) return failed;
 
     hdlc_msg before;
     take_reply(obj, before);
@@ -278,4 +282,8 @@ const uint8_t* comm_caller::reply() const {
 int comm_caller::send(uint8_t request_length) {
     obj_.request_length = request_length;
     return exchange(obj_, reply_);
+}
+
+int comm_caller::prepare() {
+    return prepare_exchange(obj_);
 }

@@ -186,6 +186,8 @@ public:
     /// failure the last reply that came before.
     const uint8_t* reply() const;
     [[nodiscard]] int send(uint8_t request_length);
+    /// Does what `send` does before it sends, for a request that tells the time: see comm_resync.
+    [[nodiscard]] int prepare();
 
 private:
     comm_obj& obj_;

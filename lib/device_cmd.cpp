@@ -55,6 +55,7 @@ int ping(uint32_t* out) {
     constexpr int seconds_at = 0;
     constexpr int microseconds_at = 4;
     command_caller caller(comm_ping, msg_cmd::ping, echo_stamp);
+    if (const int failed = caller.prepare()) return failed;
     timeval now{};
     gettimeofday(&now, nullptr);
     put_le32(caller.payload() + seconds_at, static_cast<uint32_t>(now.tv_sec));
