@@ -315,7 +315,7 @@ void takeStore(MainFrame* frame, sim_process::Device& device) {
     timer.Start(50);
     send(frame, ID_STORE);
     timer.Stop();
-    showTab<PortBasedVlanTab>(frame)->load({0x0E, 0x0D, 0x0B, 0x07});
+    (void)showTab<PortBasedVlanTab>(frame)->load({0x0E, 0x0D, 0x0B, 0x07});
     device.control("fault e2p-most=2");
     takeModal(frame, "message-store-failed", [&] { send(frame, ID_STORE); });
     device.control("fault none");
@@ -416,7 +416,7 @@ void takeStaticMac(MainFrame* frame) {
                       "1",
                       row % 2 ? "0" : "1",
                       "02:00:5E:10:00:0" + std::to_string(row)};
-    tab->load(cells);
+    (void)tab->load(cells);
     auto* grid = static_cast<controls::CheckedGrid*>(tab->FindWindow(StaticMacAdressTab::ID_TABLE));
     grid->GoToCell(0, oabr::smac_fid);
     takeWindow(frame, "vlan-static-mac");
@@ -424,7 +424,7 @@ void takeStaticMac(MainFrame* frame) {
     grid->GoToCell(3, oabr::smac_fid);
     grid->paste();
     takeWindow(frame, "vlan-static-mac-wrong-cell");
-    tab->load(cells);
+    (void)tab->load(cells);
 }
 
 /// The VLAN table with entries, its progress and its dialog, and learnt addresses.
@@ -444,7 +444,7 @@ void takeVlanTables(MainFrame* frame) {
     for (int vid = 1; vid < 40; vid += 3)
         form.table.push_back({"1", std::to_string(vid), std::to_string(vid % 16), vid % 2 ? "1" : "0", "1",
                               vid % 5 ? "0" : "1", "1"});
-    vlan->load(form);
+    (void)vlan->load(form);
     auto* table = static_cast<controls::RowList*>(vlan->FindWindow(VlanTab::ID_TABLE));
     table->selectOnly(3);
     takeWindow(frame, "vlan-802.1q");
