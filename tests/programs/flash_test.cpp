@@ -127,7 +127,7 @@ TEST_P(Interrupted, IsAFailureAndTheNextRunSucceeds) {
     const Result first = flash(device).run();
     EXPECT_EQ(first.status, 1) << first;
     EXPECT_THAT(first.err, HasSubstr("Failed: "));
-    EXPECT_THAT(first.err, HasSubstr("run"));
+    EXPECT_THAT(first.err, HasSubstr("oabr-flash again"));
     EXPECT_THAT(first.out, Not(HasSubstr("Flashed")));
     expectFlashed(flash(device).run(), "01.07.00.03");
     expectHolds(device);
