@@ -2,7 +2,6 @@
 #include <wx/listctrl.h>
 #include <wx/stattext.h>
 
-#include <atomic>
 #include <fstream>
 #include <memory>
 
@@ -250,22 +249,6 @@ TEST_F(Counters, ValuesSayWhatTheyAreWorth) {
     EXPECT_EQ(value(CounterPanel::ID_REFRESH_USB, 3), "1073741823");
     connect(page_);  // another device's
     EXPECT_EQ(value(CounterPanel::ID_REFRESH_USB, 0), "");
-}
-
-TEST_F(Counters, ASilentDeviceEndsTheRefreshAtItsFirstTimeout) {
-    std::atomic<int> asked = 0;
-    device_->answer = [&](const Bytes& request) {
-        return ++asked > 3 ? std::vector<Bytes>() : device_->firmware(request);
-    };
-    for (uint8_t index = 0; index < 0x20; ++index)
-        device_->mib[{4, index}] = mib_valid | 7;
-    refresh(CounterPanel::ID_REFRESH_OABR1);
-    EXPECT_EQ(asked, 4);
-    EXPECT_EQ(value(CounterPanel::ID_REFRESH_OABR1, 2), "7");
-    EXPECT_EQ(value(CounterPanel::ID_REFRESH_OABR1, 3), "invalid");
-    EXPECT_EQ(value(CounterPanel::ID_REFRESH_OABR1, 33), "invalid");
-    EXPECT_THAT(text(page_, "counterStatus"), StartsWith("The device does not answer"));
-    EXPECT_EQ(oabr::DeviceUse::user(), "");
 }
 
 TEST_F(Counters, AreReadByOneAtATime) {
