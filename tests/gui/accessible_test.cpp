@@ -205,13 +205,18 @@ TEST_F(WithDevice, TheTabKeyEntersEveryPageAfterAResetWhileATableIsRead) {
     command(*frame_, ID_RESET);
     ASSERT_TRUE(connectedTo("Connected"));
     ASSERT_TRUE(waitFor([&] { return !vlan->needsRead() && frame_->IsThisEnabled(); }));
-    for (OABRControlFrame* page : {static_cast<OABRControlFrame*>(find<VlanTab>()),
-                                   static_cast<OABRControlFrame*>(find<PortConfigPanel>()),
-                                   static_cast<OABRControlFrame*>(find<SniffingPanel>())}) {
+    const std::pair<OABRControlFrame*, int> firsts[] = {
+        {find<VlanTab>(), VlanTab::ID_ENABLE},
+        {find<PortConfigPanel>(), PortConfigPanel::ID_OABR1_FLOW},
+        {find<SniffingPanel>(), SniffingPanel::ID_SNIFF_PORT}};
+    for (const auto& [page, first] : firsts) {
         bringToFront(page);
         drainEvents();
-        const bool comes = page->NavigateIn();
-        EXPECT_TRUE(comes && !page->HasFocus()) << page->GetName() << ": the tab key passes it by";
+        EXPECT_TRUE(page->NavigateIn());
+        EXPECT_TRUE(waitFor([id = first] {
+            return wxWindow::FindFocus() != nullptr && wxWindow::FindFocus()->GetId() == id;
+        })) << page->GetName()
+            << ": the tab key passes it by";
     }
 }
 
