@@ -16,6 +16,7 @@
 #include "src/ConfigManager/XmlConfigDialog.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/base/log.h"
+#include "src/base/utilities.h"
 #include "src/models/converters.h"
 #include "src/models/vlan_values.h"
 #include "src/window/PageHost.h"
@@ -145,7 +146,7 @@ struct PageLoad {
 namespace {
 
 PageLoad notTaken(ConfigPanel panel) {
-    return {"\"" + std::string(elementOf(panel)) + "\": the device did not take all of it\n", false};
+    return {printed("\"%s\": the device did not take all of it\n", elementOf(panel)), false};
 }
 
 /// Takes the values of a page of register-bound controls out of its element, onto the page and the device.
