@@ -194,6 +194,7 @@ Data settingsData(const Settings& settings, const Status* status) {
     forEachSetting([&](const Row& row, int port) {
         putData(&data, row.pathOf(port), dataOf(row, row.of(settings, port)));
     });
+    data["mirror"].add("to_known", settings.mirror_to.has_value());
     putData(&data, vlan_entry_path, entriesData(settings.vlans, settings.whole_vlans, oabr::isVlanVid));
     putData(&data, static_mac_path,
             entriesData(settings.macs, settings.whole_macs, [](int) { return true; }));

@@ -23,6 +23,9 @@ constexpr int format = 1;
 constexpr int64_t max_standard_identifier = 0x7FF;
 constexpr int64_t max_extended_identifier = 0x1FFFFFFF;
 
+/// What tells no mirror port from an unknown one in a printed document: both are null there.
+constexpr const char* mirror_known = "to_known";
+
 /// Members that a printed document has beside its settings.
 constexpr const char* ignored_members[] = {"serial", "kind", "source", "read_at", "errors"};
 
@@ -147,6 +150,7 @@ private:
 
     void readMember(const std::string& table, const std::string& name, const Data& value) {
         const std::string path = table + "/" + name;
+        if (printed_ && table == "/mirror" && name == mirror_known) return;
         const auto setting = paths().settings.find(path);
         if (setting != paths().settings.end()) return readSetting(setting->second, path, value);
         if (path == vlan_entry_path) return readEntries(path, "vid", value, &SetUpReader::readVlan);
@@ -157,11 +161,10 @@ private:
         if (!paths().tables.contains(path)) return unknown(table, name, value, membersOf(table));
         if (value.isNull()) return;
         if (!value.is(Data::Kind::table)) return badValue(path, value, "must be a table");
-        // What was printed and not known has no mirror port only where it says what is mirrored.
-        const Data* const from = path == "/mirror" ? value.find("from") : nullptr;
-        unknown_mirror_ = from && std::ranges::all_of(from->members(), [](const Data::Member& member) {
-                              return member.second.isNull();
-                          });
+        if (path == "/mirror" && printed_) {
+            const Data* const known = value.find(mirror_known);
+            unknown_mirror_ = !known || !known->boolean();
+        }
         for (const auto& [member, below] : value.members())
             readMember(path, member, below);
     }

@@ -7,6 +7,7 @@
 
 #include "lib/device_cmd.h"
 #include "sim/firmware.h"
+#include "src/OABR-Switch/OABRDevice.h"
 #include "src/models/settings_device.h"
 #include "tests/support/linked_firmware.h"
 #include "tests/support/random_settings.h"
@@ -80,6 +81,8 @@ public:
     Applied apply(const Settings& wanted) { return apply(wanted, Accident()); }
 
 private:
+    // Made first: it takes the link, which is to be ours.
+    oabr::OABRDevice* const host_ = oabr::OABRDevice::instance();
     static constexpr int short_second_ms = 100;
 
     static bool isWrite(const Bytes& request) {

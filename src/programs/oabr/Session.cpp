@@ -49,9 +49,12 @@ const char* codeOf(ftdi::FT_STATUS status) {
     }
 }
 
+/// One that was greeted before answers otherwise than it says it does; the firmware says nothing at that
+/// rate.
 bool bootloaderAnswers(const std::string& serial) {
     OABRDevice& device = *OABRDevice::instance();
-    const bool answers = device.connectWithBootloaderParams(serial) == 0 && device.blHandshake() == 0;
+    const bool answers = device.connectWithBootloaderParams(serial) == 0 &&
+                         (device.blHandshake() == 0 || device.lastMessage().starts_with("Unexpected Data"));
     device.disconnect();
     return answers;
 }
