@@ -136,23 +136,16 @@ TEST_F(IffFile, IsNotToBeFlashedWithoutAWholeProgramThatFits) {
         EXPECT_EQ(check.lines.empty(), !check.error.empty());
         return check.error;
     };
-    EXPECT_EQ(refusal(one + end), "");
+    EXPECT_EQ(refusal(one + end + "\"\n[Data]\nhex = \"" + one), "");
+    EXPECT_NE(file.dataHex(), nullptr);
     EXPECT_EQ(refusal(hexRecord(0, {0, 0}, 2) + hexRecord(0xFFFF, {1}) + end), "");
+    EXPECT_EQ(file.dataHex(), nullptr) << "of the file before";
     EXPECT_EQ(refusal(one), "its program has no end: the file was cut off");
     EXPECT_EQ(refusal(end), "its program is empty");
     EXPECT_EQ(refusal(one + ":0100010011EF\n" + end),
               "its program has a record that is damaged or of an unknown type");
     for (const std::string& beyond : {hexRecord(0xFFFF, {1, 2}), hexRecord(0, {0x10, 0}, 2) + one})
         EXPECT_EQ(refusal(beyond + end), "its program does not fit into the device's 64 KiB");
-}
-
-TEST_F(IffFile, ForgetsTheFileBefore) {
-    ASSERT_EQ(open(std::string(versions) + short_program + "[Data]\nhex = :00000001FF\n"), 1);
-    EXPECT_EQ(open("x"), 0);
-    EXPECT_EQ(file.programHex(), nullptr);
-    ASSERT_EQ(open(std::string(versions) + short_program), 1);
-    EXPECT_EQ(file.dataHex(), nullptr);
-    EXPECT_TRUE(file.errorText().empty());
 }
 
 }  // namespace
