@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 #include "lib/crc16_ccitt.h"
 #include "lib/e2p.h"
@@ -211,48 +212,56 @@ void can_config_show(const can_speed* record) {
 
 namespace {
 
-/// The CAN block as the EEPROM holds it.
-struct can_block {
-    uint8_t speed[can_speed_size];
-    uint8_t filter[can_filter_size];
-    uint8_t extra[can_extra_size];
-    uint8_t crc[2];
-};
-constexpr int can_crc_span = can_speed_size + can_filter_size + can_extra_size;
-static_assert(sizeof(can_block) == can_crc_span + 2);
-static_assert(e2p_can_speed_address + offsetof(can_block, filter) == e2p_can_filter_address);
-static_assert(e2p_can_speed_address + offsetof(can_block, extra) == e2p_can_extra_address);
-static_assert(e2p_can_speed_address + offsetof(can_block, crc) == e2p_can_crc_address);
+constexpr size_t filter_at = can_speed_size;
+constexpr size_t extra_at = filter_at + can_filter_size;
+constexpr size_t crc_at = extra_at + can_extra_size;
+static_assert(e2p_can_speed_address + filter_at == e2p_can_filter_address);
+static_assert(e2p_can_speed_address + extra_at == e2p_can_extra_address);
+static_assert(e2p_can_speed_address + crc_at == e2p_can_crc_address);
 
 /// Not complemented, unlike a frame's.
-uint16_t block_crc(const can_block& block) {
-    return crc16_ccitt_calc_data(crc16_initial, reinterpret_cast<const uint8_t*>(&block), can_crc_span);
+uint16_t block_crc(const uint8_t* block) {
+    return crc16_ccitt_calc_data(crc16_initial, block, crc_at);
 }
 
 }  // namespace
 
-int can_save_cfg_to_e2p(const can_speed* speed, const can_mask_filter* filter, const uint8_t* extra) {
-    can_block block;
-    memcpy(block.speed, speed, sizeof block.speed);
-    memcpy(block.filter, filter, sizeof block.filter);
-    memcpy(block.extra, extra, sizeof block.extra);
-    put_le16(block.crc, block_crc(block));
-    if (e2p_write_config_array(block.speed, e2p_can_speed_address, sizeof block.speed) != 0) return -1;
-    if (e2p_write_config_array(block.filter, e2p_can_filter_address, sizeof block.filter) != 0) return -1;
-    if (e2p_write_config_array(block.extra, e2p_can_extra_address, sizeof block.extra) != 0) return -1;
-    return e2p_write_config_array(block.crc, e2p_can_crc_address, sizeof block.crc);
+void can_block_encode(const can_speed& speed, const can_mask_filter& filter, const can_extra& extra,
+                      uint8_t* block) {
+    memcpy(block, &speed, sizeof speed);
+    memcpy(block + filter_at, &filter, sizeof filter);
+    memcpy(block + extra_at, &extra, sizeof extra);
+    put_le16(block + crc_at, block_crc(block));
 }
 
-int can_load_cfg_from_e2p(can_speed* speed, can_mask_filter* filter, uint8_t* extra) {
-    constexpr int records = can_speed_size + can_filter_size;
-    can_block block{};
-    if (e2p_read_config_array(block.speed, e2p_can_speed_address, records) != 0) return -1;
-    if (e2p_read_config_array(block.extra, e2p_can_extra_address, sizeof block - records) != 0) return -1;
-    if (get_le16(block.crc) != block_crc(block)) return can_cfg_bad_crc;
-    memcpy(speed, block.speed, sizeof *speed);
-    memcpy(filter, block.filter, sizeof *filter);
-    memcpy(extra, block.extra, sizeof block.extra);
+bool can_block_decode(const uint8_t* block, can_speed* speed, can_mask_filter* filter, can_extra* extra) {
+    if (get_le16(block + crc_at) != block_crc(block)) return false;
+    memcpy(speed, block, sizeof *speed);
+    memcpy(filter, block + filter_at, sizeof *filter);
+    memcpy(extra, block + extra_at, sizeof *extra);
+    return true;
+}
+
+int can_save_cfg_to_e2p(const can_speed* speed, const can_mask_filter* filter, const can_extra* extra) {
+    uint8_t block[can_block_size];
+    can_block_encode(*speed, *filter, *extra, block);
+    // The CRC comes last: the device takes no half block.
+    constexpr size_t bounds[] = {0, filter_at, extra_at, crc_at, can_block_size};
+    for (size_t i = 0; i + 1 < std::size(bounds); ++i) {
+        const size_t at = bounds[i];
+        if (e2p_write_config_array(block + at, static_cast<uint16_t>(e2p_can_speed_address + at),
+                                   static_cast<uint16_t>(bounds[i + 1] - at)) != 0)
+            return -1;
+    }
     return 0;
+}
+
+int can_load_cfg_from_e2p(can_speed* speed, can_mask_filter* filter, can_extra* extra) {
+    uint8_t block[can_block_size] = {};
+    if (e2p_read_config_array(block, e2p_can_speed_address, extra_at) != 0) return -1;
+    if (e2p_read_config_array(block + extra_at, e2p_can_extra_address, sizeof block - extra_at) != 0)
+        return -1;
+    return can_block_decode(block, speed, filter, extra) ? 0 : can_cfg_bad_crc;
 }
 
 namespace {

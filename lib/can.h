@@ -140,18 +140,27 @@ can_speed* can_calc_config(can_speed* record);
 /// Prints the record, one field a line.
 void can_config_show(const can_speed* record);
 
-/// Writes both records, the extra bytes and the CRC over all of them to the EEPROM. What was written stays
+/// The CAN block as the EEPROM holds it: both records, the extra bytes and the CRC over them.
+constexpr size_t can_block_size = can_speed_size + can_filter_size + can_extra_size + 2;
+/// @param block  takes can_block_size bytes
+void can_block_encode(const can_speed& speed, const can_mask_filter& filter, const can_extra& extra,
+                      uint8_t* block);
+/// @return false for a wrong CRC; outputs are then untouched
+[[nodiscard]] bool can_block_decode(const uint8_t* block, can_speed* speed, can_mask_filter* filter,
+                                    can_extra* extra);
+
+/// Writes the block to the EEPROM. What was written stays
 /// when a later write fails; the CRC comes last, so that the device does not take half a block.
 /// @return 0 or -1
 [[nodiscard]] int can_save_cfg_to_e2p(const can_speed* speed, const can_mask_filter* filter,
-                                      const uint8_t* extra);
+                                      const can_extra* extra);
 
 constexpr int can_cfg_bad_crc = 1;
 /// Reads the block back.
 /// @return 0, can_cfg_bad_crc (also of an erased one), or -1 when the device does not answer; outputs are
 /// written only
 ///         when it is 0
-[[nodiscard]] int can_load_cfg_from_e2p(can_speed* speed, can_mask_filter* filter, uint8_t* extra);
+[[nodiscard]] int can_load_cfg_from_e2p(can_speed* speed, can_mask_filter* filter, can_extra* extra);
 
 extern comm_obj can_set_speed_ctl, can_get_speed_ctl, can_set_filter_mask_ctl, can_get_filter_mask_ctl,
     can_trace_enable_ctl, can_trace_disable_ctl, can_set_mode_ctl, can_get_mode_ctl, can_reset_ctl,

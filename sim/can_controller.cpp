@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "lib/can.h"
-#include "lib/crc16_ccitt.h"
 #include "lib/e2p.h"
 
 namespace oabr_sim {
@@ -27,14 +26,13 @@ void can_controller::reset() {
 }
 
 bool can_controller::load(const std::vector<uint8_t>& eeprom) {
-    constexpr size_t size = e2p_can_crc_address - e2p_can_speed_address;
-    const uint8_t* block = &eeprom[e2p_can_speed_address];
-    if (crc16_ccitt_calc_data(crc16_initial, block, size) != get_le16(&eeprom[e2p_can_crc_address]))
-        return false;
-    std::copy_n(block, speed.size(), speed.begin());
-    std::copy_n(&eeprom[e2p_can_filter_address], filter.size(), filter.begin());
+    can_speed stored_speed;
+    can_mask_filter stored_filter;
     can_extra extra;
-    std::memcpy(&extra, &eeprom[e2p_can_extra_address], sizeof extra);
+    if (!can_block_decode(&eeprom[e2p_can_speed_address], &stored_speed, &stored_filter, &extra))
+        return false;
+    std::memcpy(speed.data(), &stored_speed, speed.size());
+    std::memcpy(filter.data(), &stored_filter, filter.size());
     lifecycle_mode = extra.lifecycle_mode;
     mode = extra.can_mode;
     wakeup_flag = extra.wakeup_flag;

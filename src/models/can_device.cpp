@@ -38,15 +38,10 @@ private:
         else
             refused_ += (refused_.empty() ? "" : ", ") + std::string(name);
     }
-    void takeExtra(size_t first, size_t end) {
-        const auto from = block_.extra.begin();
-        std::copy(from + static_cast<std::ptrdiff_t>(first), from + static_cast<std::ptrdiff_t>(end),
-                  result_.device.extra.begin() + static_cast<std::ptrdiff_t>(first));
-    }
-
     void sendSettings() {
         const comm_run run;
         CanBlock& device = result_.device;
+        const can_extra& extra = block_.extra;
         step(
             !sameBytes(block_.speed, device.speed), "bit timing",
             [&] { return can_set_speed(&block_.speed); }, [&] { device.speed = block_.speed; });
@@ -57,17 +52,25 @@ private:
             block_.wakeupFlag() != device.wakeupFlag() ||
                 block_.wakeupIdentifier() != device.wakeupIdentifier(),
             "wake-up frame", [&] { return can_set_wakeup(block_.wakeupIdentifier(), block_.wakeupFlag()); },
-            [&] { takeExtra(2, 8); });
+            [&] {
+                device.extra.switches = extra.switches;
+                device.extra.wakeup_flag = extra.wakeup_flag;
+                device.extra.wakeup_id = extra.wakeup_id;
+            });
         step(
             block_.ethernetWakeup() != device.ethernetWakeup() ||
                 block_.ethernetThreshold() != device.ethernetThreshold(),
             "Ethernet wake-up",
             [&] { return set_eth_wakeup(block_.ethernetWakeup(), block_.ethernetThreshold()); },
-            [&] { takeExtra(12, 16); });
+            [&] {
+                device.extra.ethernet_wakeup = extra.ethernet_wakeup;
+                device.extra.ethernet_threshold = extra.ethernet_threshold;
+            });
         step(
             block_.lifecycleMode() != device.lifecycleMode(), "wake-up mode",
-            [&] { return can_set_lcmode(block_.lifecycleMode()); }, [&] { takeExtra(0, 1); });
-        takeExtra(8, 10);  // the traffic time
+            [&] { return can_set_lcmode(block_.lifecycleMode()); },
+            [&] { device.extra.lifecycle_mode = extra.lifecycle_mode; });
+        device.extra.traffic_time = extra.traffic_time;  // is only stored
         result_.answered = !run.timed_out();
     }
 
@@ -76,7 +79,7 @@ private:
         const comm_run run;
         uint8_t mode = 0;
         const bool read = can_get_mode(&mode) == req_ok;
-        if (read) result_.device.extra[1] = mode;
+        if (read) result_.device.extra.can_mode = mode;
         result_.answered = !run.timed_out();
         return read;
     }
@@ -112,7 +115,7 @@ CanSending sendCanToDevice(const CanBlock& block, const CanBlock& device, Send w
 std::optional<CanBlock> readCanFromDevice() {
     const comm_run run;
     CanBlock block = defaultCanBlock();
-    const int stored = can_load_cfg_from_e2p(&block.speed, &block.filter, block.extra.data());
+    const int stored = can_load_cfg_from_e2p(&block.speed, &block.filter, &block.extra);
     if (stored != 0 && stored != can_cfg_bad_crc) return std::nullopt;
     uint32_t identifier = 0, wakeup = 0, threshold = 0;
     uint8_t flag = 0, lifecycle = 0, mode = 0;
@@ -123,16 +126,16 @@ std::optional<CanBlock> readCanFromDevice() {
     can_get_lcmode(&lifecycle);
     if (run.timed_out()) return std::nullopt;
     setLiveValues(&block, lifecycle, mode, flag, wakeup, threshold);
-    put_le32(&block.extra[4], identifier);
+    block.extra.wakeup_id = identifier;
     return block;
 }
 
 std::string storeCanOnDevice(const CanBlock& block) {
     const comm_run run;
-    if (can_save_cfg_to_e2p(&block.speed, &block.filter, block.extra.data()) != 0)
+    if (can_save_cfg_to_e2p(&block.speed, &block.filter, &block.extra) != 0)
         return "The CAN and life-cycle settings could not be written.";
     CanBlock stored{};
-    const int result = can_load_cfg_from_e2p(&stored.speed, &stored.filter, stored.extra.data());
+    const int result = can_load_cfg_from_e2p(&stored.speed, &stored.filter, &stored.extra);
     const bool same = result == 0 && sameBytes(stored.speed, block.speed) &&
                       sameBytes(stored.filter, block.filter) && stored.extra == block.extra;
     return storedError("CAN and life-cycle", same                                       ? Stored::same

@@ -133,18 +133,6 @@ std::string describeOffer(const can_speed& speed) {
 
 namespace {
 
-// Offsets in the extra bytes.
-enum Extra {
-    x_lifecycle = 0,
-    x_mode = 1,
-    x_switches = 2,
-    x_wakeup_flag = 3,
-    x_wakeup_id = 4,
-    x_traffic_time = 8,
-    x_reserved = 10,
-    x_ethernet_wakeup = 12,
-    x_ethernet_threshold = 14,
-};
 constexpr uint8_t switch_any_traffic = 1;
 constexpr uint8_t switch_selective = 2;
 constexpr uint8_t switch_standard = 4;
@@ -157,8 +145,6 @@ constexpr uint16_t default_traffic_time = 10;
 // Words of the first buffer.
 enum Word { word_mask, word_filter1, word_filter2 };
 constexpr uint32_t extended_word = 1u << 31;
-constexpr uint32_t max_standard = 0x7FF;
-constexpr uint32_t max_extended = 0x1FFFFFFF;
 
 // Which frames the first buffer takes.
 enum BufferMode : uint8_t { takes_both = 0, takes_standard = 1, takes_extended = 2, takes_anything = 3 };
@@ -173,7 +159,7 @@ BufferMode bufferMode(bool standard, bool extended) {
 void setSwitches(CanBlock* block) {
     const uint8_t mode = block->filter.mode0;
     const bool selective = (block->wakeupFlag() & flag_selective) != 0;
-    block->extra[x_switches] =
+    block->extra.switches =
         static_cast<uint8_t>((selective ? switch_selective : switch_any_traffic) |
                              (mode == takes_both || mode == takes_standard ? switch_standard : 0) |
                              (mode == takes_both || mode == takes_extended ? switch_extended : 0));
@@ -189,18 +175,18 @@ CanBlock defaultCanBlock() {
     CanBlock block{};
     (void)can_find_params(can_oscillator_hz, 500'000, 1, &block.speed);
     block.filter.mode0 = takes_standard;
-    put_le16(&block.extra[x_traffic_time], default_traffic_time);
+    block.extra.traffic_time = default_traffic_time;
     setSwitches(&block);
     return block;
 }
 
 void setLiveValues(CanBlock* block, uint8_t lifecycle_mode, uint8_t can_mode, uint8_t wakeup_flag,
                    uint32_t ethernet_wakeup, uint32_t ethernet_threshold) {
-    block->extra[x_lifecycle] = lifecycle_mode;
-    block->extra[x_mode] = can_mode;
-    block->extra[x_wakeup_flag] = wakeup_flag;
-    put_le16(&block->extra[x_ethernet_wakeup], saturated(ethernet_wakeup));
-    put_le16(&block->extra[x_ethernet_threshold], saturated(ethernet_threshold));
+    block->extra.lifecycle_mode = lifecycle_mode;
+    block->extra.can_mode = can_mode;
+    block->extra.wakeup_flag = wakeup_flag;
+    block->extra.ethernet_wakeup = saturated(ethernet_wakeup);
+    block->extra.ethernet_threshold = saturated(ethernet_threshold);
     setSwitches(block);
 }
 
@@ -268,7 +254,7 @@ std::string lengthText(CanField field, uint8_t less_one) {
 }
 
 std::string identifierText(uint32_t word, bool extended) {
-    return printed("%0*X", extended ? 8 : 3, word & max_extended);
+    return printed("%0*X", extended ? 8 : 3, word & can_max_extended);
 }
 
 }  // namespace
@@ -293,7 +279,7 @@ CanForm formOf(const CanBlock& block) {
     form[CanField::ethernet_wakeup] = std::to_string(block.ethernetWakeup());
     form[CanField::ethernet_threshold] = std::to_string(block.ethernetThreshold());
 
-    const uint8_t switches = block.extra[x_switches];
+    const uint8_t switches = block.extra.switches;
     const bool selective = (switches & (switch_any_traffic | switch_selective)) == switch_selective;
     form[CanField::any_traffic] = onOff(!selective);
     form[CanField::selective] = onOff(selective);
@@ -304,7 +290,8 @@ CanForm formOf(const CanBlock& block) {
 
     const uint32_t* words = block.filter.words0;
     const auto wide = [&](uint32_t word) {
-        return mode == takes_extended || (word & extended_word) != 0 || (word & max_extended) > max_standard;
+        return mode == takes_extended || (word & extended_word) != 0 ||
+               (word & can_max_extended) > can_max_standard;
     };
     form[CanField::filter1] = identifierText(words[word_filter1], wide(words[word_filter1]));
     form[CanField::filter2] = identifierText(words[word_filter2], wide(words[word_filter2]));
@@ -379,8 +366,9 @@ public:
             return {};
         }
         if (read.value > maximum) {
-            error(field, printed("must be at most %X%s", maximum,
-                                 maximum == max_standard ? " while only standard frames are received" : ""));
+            error(field,
+                  printed("must be at most %X%s", maximum,
+                          maximum == can_max_standard ? " while only standard frames are received" : ""));
             return {};
         }
         return read;
@@ -422,13 +410,13 @@ void readFilter(FormReader& read, can_mask_filter* filter) {
     const bool standard = read.flag(CanField::standard_frames);
     const bool extended = read.flag(CanField::extended_frames);
     filter->mode0 = bufferMode(standard, extended);
-    const uint32_t maximum = filter->mode0 == takes_standard ? max_standard : max_extended;
+    const uint32_t maximum = filter->mode0 == takes_standard ? can_max_standard : can_max_extended;
     const uint32_t mask = read.identifier(CanField::mask, maximum).value;
     filter->words0[word_mask] = mask;
     for (const auto& [field, word] :
          {std::pair{CanField::filter1, word_filter1}, std::pair{CanField::filter2, word_filter2}}) {
         const auto identifier = read.identifier(field, maximum);
-        const bool long_one = identifier.digits > 3 || identifier.value > max_standard;
+        const bool long_one = identifier.digits > 3 || identifier.value > can_max_standard;
         const bool is_extended =
             filter->mode0 == takes_extended || (filter->mode0 != takes_standard && long_one);
         filter->words0[word] = identifier.value | (is_extended ? extended_word : 0);
@@ -444,25 +432,23 @@ CanCheck checkForm(const CanForm& form, const CanBlock& base) {
     CanCheck check{base, {}, {}};
     CanBlock& block = check.block;
     FormReader read(form, &check);
-    block.extra[x_mode] = read.choice(CanField::can_mode, can_modes);
+    block.extra.can_mode = read.choice(CanField::can_mode, can_modes);
     readTiming(read, form, &block.speed);
     if (check.errors.empty()) checkTiming(read, block.speed);
-    block.extra[x_lifecycle] = read.choice(CanField::wakeup_mode, wakeup_modes);
-    const auto put_number = [&](CanField field, size_t at) {
-        put_le16(&block.extra[at], static_cast<uint16_t>(read.number(field)));
-    };
-    put_number(CanField::traffic_time, x_traffic_time);
-    put_number(CanField::ethernet_wakeup, x_ethernet_wakeup);
-    put_number(CanField::ethernet_threshold, x_ethernet_threshold);
+    block.extra.lifecycle_mode = read.choice(CanField::wakeup_mode, wakeup_modes);
+    const auto number = [&](CanField field) { return static_cast<uint16_t>(read.number(field)); };
+    block.extra.traffic_time = number(CanField::traffic_time);
+    block.extra.ethernet_wakeup = number(CanField::ethernet_wakeup);
+    block.extra.ethernet_threshold = number(CanField::ethernet_threshold);
     const bool selective = !read.oneOf(CanField::any_traffic, CanField::selective);
     readFilter(read, &block.filter);
 
     const uint32_t filter1 = block.filter.words0[word_filter1];
     const bool extended = (filter1 & extended_word) != 0;
-    block.extra[x_wakeup_flag] =
+    block.extra.wakeup_flag =
         selective ? static_cast<uint8_t>(flag_selective | (extended ? flag_extended : 0)) : 0;
-    put_le32(&block.extra[x_wakeup_id], selective ? filter1 & max_extended : 0);
-    put_le16(&block.extra[x_reserved], 0);
+    block.extra.wakeup_id = selective ? filter1 & can_max_extended : 0;
+    block.extra.reserved = 0;
     setSwitches(&block);
     return check;
 }

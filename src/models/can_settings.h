@@ -68,15 +68,15 @@ std::string describeOffer(const can_speed& speed);
 struct CanBlock {
     can_speed speed;
     can_mask_filter filter;
-    std::array<uint8_t, can_extra_size> extra;
+    can_extra extra;
 
-    uint8_t lifecycleMode() const { return extra[0]; }
-    uint8_t canMode() const { return extra[1]; }
-    uint8_t wakeupFlag() const { return extra[3]; }
-    uint32_t wakeupIdentifier() const { return get_le32(&extra[4]); }
-    uint16_t trafficTime() const { return get_le16(&extra[8]); }
-    uint16_t ethernetWakeup() const { return get_le16(&extra[12]); }
-    uint16_t ethernetThreshold() const { return get_le16(&extra[14]); }
+    uint8_t lifecycleMode() const { return extra.lifecycle_mode; }
+    uint8_t canMode() const { return extra.can_mode; }
+    uint8_t wakeupFlag() const { return extra.wakeup_flag; }
+    uint32_t wakeupIdentifier() const { return extra.wakeup_id; }
+    uint16_t trafficTime() const { return extra.traffic_time; }
+    uint16_t ethernetWakeup() const { return extra.ethernet_wakeup; }
+    uint16_t ethernetThreshold() const { return extra.ethernet_threshold; }
 };
 
 /// The settings of a device that was never configured.

@@ -70,9 +70,8 @@ bool readCan(DeviceImage* image) {
         !answered([&] { get_eth_wakeup(&wakeup, &threshold); }) ||
         !answered([&] { can_get_lcmode(&lifecycle); }))
         return false;
-    constexpr size_t wakeup_id_at = 4;
     setLiveValues(&block, lifecycle, mode, flag, wakeup, threshold);
-    put_le32(&block.extra[wakeup_id_at], identifier);
+    block.extra.wakeup_id = identifier;
     image->can = block;
     return true;
 }

@@ -408,9 +408,8 @@ private:
     /// The time is kept in the stored block alone. In a block that is whole it changes together with the CRC
     /// by one request; without one the live settings are stored around it.
     void planTrafficTime(const oabr::CanBlock& next, size_t change) {
-        constexpr size_t traffic_time_at = 8;
         oabr::CanBlock stored = canBlockIn(image_.can_bytes).value_or(next);
-        put_le16(&stored.extra[traffic_time_at], next.trafficTime());
+        stored.extra.traffic_time = next.trafficTime();
         if (!image_.has_traffic_time)
             plan_.warnings.push_back(
                 {"conflict", plan_.difference.changes[change].path, 0, 0,

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <set>
 
-#include "lib/crc16_ccitt.h"
+#include "lib/can.h"
 #include "lib/device_cmd.h"
 #include "lib/ksz.h"
 #include "lib/phy.h"
@@ -302,20 +302,17 @@ DeviceImage imageOf(const ConfigLists& lists) {
         storedBytes(lists.switch_list), storedBytes(lists.phy1_list), storedBytes(lists.phy2_list), {}});
 }
 
-static_assert(sizeof(oabr::CanBlock) + 2 == can_block_size);
-
 std::vector<uint8_t> storedCanBytes(const oabr::CanBlock& block) {
     std::vector<uint8_t> bytes(can_block_size);
-    std::memcpy(bytes.data(), &block, sizeof block);
-    put_le16(&bytes[sizeof block], crc16_ccitt_calc_data(crc16_initial, bytes.data(), sizeof block));
+    can_block_encode(block.speed, block.filter, block.extra, bytes.data());
     return bytes;
 }
 
 std::optional<oabr::CanBlock> canBlockIn(std::span<const uint8_t> bytes) {
-    if (bytes.size() != can_block_size) return {};
     oabr::CanBlock block;
-    std::memcpy(&block, bytes.data(), sizeof block);
-    if (!std::ranges::equal(storedCanBytes(block), bytes)) return {};
+    if (bytes.size() != can_block_size ||
+        !can_block_decode(bytes.data(), &block.speed, &block.filter, &block.extra))
+        return {};
     return block;
 }
 

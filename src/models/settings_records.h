@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "lib/can.h"
 #include "src/models/Settings.h"
 #include "src/models/can_settings.h"
 #include "src/models/settings_table.h"
@@ -76,7 +77,6 @@ DeviceImage imageOf(const ConfigLists& lists);
 
 // --- The CAN block in the EEPROM
 
-constexpr size_t can_block_size = e2p_can_crc_address + 2 - e2p_can_speed_address;
 /// The block as it is stored.
 std::vector<uint8_t> storedCanBytes(const oabr::CanBlock& block);
 /// @return nothing when the CRC is not that of the bytes

@@ -89,8 +89,9 @@ TEST(CanSettings, EveryFieldHasItsPlaceInTheBlock) {
                 ElementsAre(1, 15, 0, 0, 3, 5, 1, 2, 0x4F, 0x1D, 0x42));
     EXPECT_EQ(check.block.filter.mode0, 0);
     EXPECT_THAT(check.block.filter.words0, ElementsAre(0x1FFFFFFF, 0x98FF50E5, 0x123));
-    EXPECT_THAT(check.block.extra,
-                ElementsAre(3, 0x60, 0x0E, 3, 0xE5, 0x50, 0xFF, 0x18, 0xFF, 0xFF, 0, 0, 2, 1, 4, 3));
+    std::array<uint8_t, can_extra_size> extra;
+    std::memcpy(extra.data(), &check.block.extra, extra.size());
+    EXPECT_THAT(extra, ElementsAre(3, 0x60, 0x0E, 3, 0xE5, 0x50, 0xFF, 0x18, 0xFF, 0xFF, 0, 0, 2, 1, 4, 3));
     EXPECT_EQ(formOf(check.block), otherForm());
 }
 

@@ -92,7 +92,7 @@ TEST_F(CanModel, WhatTheDeviceDoesNotTakeIsNamed) {
     const CanBlock before = read();
     CanBlock block = before;
     block.speed.prescaler = 5;
-    block.extra[0] = 1;
+    block.extra.lifecycle_mode = 1;
     unanswered = [](const Bytes& request) { return request[1] == msg_cmd::can_set_lcmode; };
     CanSending sent = sendCanToDevice(block, before, Send::changes);
     EXPECT_EQ(sent.failure, "The device did not take: wake-up mode.");
@@ -102,7 +102,7 @@ TEST_F(CanModel, WhatTheDeviceDoesNotTakeIsNamed) {
 
     unanswered = [](const Bytes& request) { return request[1] == msg_cmd::can_set_mode; };
     block = sent.device;
-    block.extra[1] = 0x60;
+    block.extra.can_mode = 0x60;
     sent = sendCanToDevice(block, sent.device, Send::changes);
     EXPECT_EQ(sent.failure, "The device did not change its CAN mode; it is NORMAL.");
     EXPECT_TRUE(sent.answered);
@@ -113,7 +113,7 @@ TEST_F(CanModel, ASilentDeviceCostsOneTimeoutAndIsNoSuccess) {
     silent = true;
     requests();
     CanBlock mode = before;
-    mode.extra[1] = 0x60;
+    mode.extra.can_mode = 0x60;
     const CanSending sent = sendCanToDevice(mode, before, Send::changes);
     EXPECT_THAT(sent.failure, HasSubstr("did not say which CAN mode"));
     EXPECT_FALSE(sent.answered);

@@ -50,7 +50,9 @@ protected:
         memcpy(&speed, block.data(), sizeof speed);
         can_mask_filter filter;
         memcpy(&filter, block.data() + 11, sizeof filter);
-        return can_save_cfg_to_e2p(&speed, &filter, block.data() + 45);
+        can_extra extra;
+        memcpy(&extra, block.data() + 45, sizeof extra);
+        return can_save_cfg_to_e2p(&speed, &filter, &extra);
     }
     LinkedFirmware device;
 };
@@ -91,14 +93,14 @@ TEST_F(Can, StoresTheBlockWithItsCrc) {
 
     can_speed speed{};
     can_mask_filter filter{};
-    uint8_t extra[16] = {};
-    EXPECT_EQ(can_load_cfg_from_e2p(&speed, &filter, extra), 0);
+    can_extra extra{};
+    EXPECT_EQ(can_load_cfg_from_e2p(&speed, &filter, &extra), 0);
     EXPECT_EQ(speed.cnf3, 11);
     EXPECT_EQ(filter.mode0, 12);
-    EXPECT_EQ(extra[15], 61);
+    EXPECT_EQ(extra.ethernet_threshold, 61 << 8 | 60);
     device.eeprom[0x820] ^= 1;
     speed.cnf3 = 0;
-    EXPECT_EQ(can_load_cfg_from_e2p(&speed, &filter, extra), can_cfg_bad_crc);
+    EXPECT_EQ(can_load_cfg_from_e2p(&speed, &filter, &extra), can_cfg_bad_crc);
     EXPECT_EQ(speed.cnf3, 0);
 }
 
