@@ -304,14 +304,17 @@ TEST_F(Oabr, CompletesEveryVerbAndPath) {
             .args({"-c", "source " OABR_SOURCE_DIR "/resources/completion/oabr; _oabr_paths"})
             .run();
     const json settings = object(oabr({"show", "-j", "--from", write("empty.toml", "")}).run());
-    for (const char* group : {"ports", "mirror", "forward", "vlan", "can", "life_cycle"})
-        for (const auto& [path, value] : settings[group].flatten().items()) {
+    for (const char* group : {"ports", "mirror", "forward", "vlan", "can", "life_cycle"}) {
+        const json flat = settings[group].flatten();
+        for (const auto& [path, value] : flat.items()) {
             std::string whole = std::string("/") + group + path;
             for (const char* object : {"/can/timing", "/can/receive", "/vlan/entry", "/forward/USB",
                                        "/forward/100BaseTX", "/forward/OABR1", "/forward/OABR2"})
                 if (whole.starts_with(object)) whole = object;
+            if (whole == "/mirror/to_known") continue;
             EXPECT_THAT(" " + listed.out + " ", testing::ContainsRegex("[ \n]" + whole + "[ \n]"));
         }
+    }
     const Result completed =
         Program("/bin/bash")
             .args({"-c",
