@@ -15,11 +15,10 @@
 namespace kovgui::settings {
 namespace {
 
-/// A simulated device without line and time behind the process's link. A second of waiting is short here.
+/// A simulated device without line and time behind the process's link.
 class Device {
 public:
     Device() {
-        comm_set_second(short_second_ms);
         firmware_.start();
         link_.answer = [this](const Bytes& request) -> std::vector<Bytes> {
             const int number = ++seen_;
@@ -30,10 +29,7 @@ public:
             return {reply};
         };
     }
-    ~Device() {
-        comm_begin();
-        comm_set_second(1000);
-    }
+    ~Device() { comm_begin(); }
 
     void restart() { firmware_.start(); }
     const std::vector<Bytes>& writes() const { return writes_; }
@@ -73,7 +69,9 @@ public:
             comm_begin();
             return true;
         };
+        if (accident.drop_at != 0) comm_set_second(short_second_ms);
         const Applied applied = applyToDevice(plan_, {go_on, isGone, comeBack});
+        comm_set_second(1000);
         drop_at_ = leave_at_ = 0;
         comm_begin();
         return applied;
@@ -83,7 +81,7 @@ public:
 private:
     // Made first: it takes the link, which is to be ours.
     oabr::OABRDevice* const host_ = oabr::OABRDevice::instance();
-    static constexpr int short_second_ms = 100;
+    static constexpr int short_second_ms = 200;  // where a reply is lost on purpose
 
     static bool isWrite(const Bytes& request) {
         const int code = request[0] << 8 | request[1];
