@@ -401,8 +401,8 @@ TEST_F(DeviceTest, AnUnplugEndsEveryRequestAtOnceAndNoneIsSentAfterwards) {
 TEST_F(DeviceTest, AnUnplugAtAnyByteOfARequestEndsItAtOnce) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    for (size_t kind = 0; kind < requests().size(); kind += 5) {
-        for (const int at : {1, 2, 4, 6, 7}) {  // from the opening flag to the last of the shortest frame
+    for (size_t kind = 0; kind < requests().size(); kind += 7) {
+        for (const int at : {1, 3, 6}) {  // the opening flag, within, the last byte of the shortest frame
             connect();
             std::atomic<int> bytes = 0;
             converter->onWrite([&](std::string_view written) {
