@@ -111,10 +111,16 @@ std::vector<Register> registersToRead() {
 
 using Step = std::function<bool()>;
 
+/// Asks again where a reply was lost: of a thousand one may be.
 Reading runSteps(const std::vector<Step>& steps, const GoOn& go_on) {
+    constexpr int tries = 3;
     for (size_t i = 0; i < steps.size(); ++i) {
-        if (go_on && !go_on(i, steps.size())) return Reading::stopped;
-        if (!steps[i]()) return Reading::silent;
+        bool done = false;
+        for (int tried = 0; tried < tries && !done; ++tried) {
+            if (go_on && !go_on(i, steps.size())) return Reading::stopped;
+            done = steps[i]();
+        }
+        if (!done) return Reading::silent;
     }
     return Reading::finished;
 }
@@ -199,6 +205,7 @@ namespace {
 
 /// Reads an area up to the end of its list.
 bool readArea(e2p_area area, std::vector<uint8_t>* bytes) {
+    bytes->clear();
     size_t looked_at = 0;  // records up to here are whole and no end
     for (size_t at = area.address; at < area.limit;) {
         const size_t size = std::min<size_t>(area.limit - at, e2p_max_data);
