@@ -42,6 +42,15 @@ protected:
         drainEvents();
     }
 
+    /// Shows a page and connects it.
+    template <typename Page>
+    Page* open() {
+        auto* page = new Page(host_);
+        host_->Show();
+        host_->SendSizeEvent();
+        connect(page);
+        return page;
+    }
     void tell(wxWindow* page, int id) {
         wxThreadEvent event(wxEVT_THREAD, id);
         page->GetEventHandler()->ProcessEvent(event);

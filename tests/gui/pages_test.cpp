@@ -41,14 +41,6 @@ protected:
         for (const device_port& port : device_ports)
             sniff(port.number) = 0;  // no membership to look past
     }
-    template <typename Page>
-    Page* open() {
-        auto* page = new Page(host_);
-        host_->Show();
-        host_->SendSizeEvent();
-        connect(page);
-        return page;
-    }
     LinkedFirmware::Register switchRegister(uint8_t reg) { return device_->reg(mdio_switch, reg); }
     LinkedFirmware::Register sniff(int port) { return switchRegister(ksz_reg_port(port, ksz_control1)); }
     static std::string text(wxWindow* page, const char* name) {

@@ -3,7 +3,6 @@
 #include <wx/timer.h>
 
 #include <atomic>
-#include <utility>
 
 #include "src/ConfigDlg/DynamicMacTab.h"
 #include "src/ConfigDlg/VlanEntryDialog.h"
@@ -13,6 +12,7 @@
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/window/while_painting.h"
 #include "tests/gui/connected_window_fixture.h"
+#include "tests/gui/device_page_fixture.h"
 
 namespace kovgui {
 namespace {
@@ -199,11 +199,11 @@ TEST_F(DynamicMacPage, KeepsWhatWasReadBeforeAStopOrASilence) {
 
 // ---- The 802.1Q tab ----
 
-class VlanPageTest : public WithDevice {
+class VlanPageTest : public DevicePage {
 protected:
     VlanPageTest() {
-        bringToFront(vlan_);
         EXPECT_TRUE(waitFor([this] { return !vlan_->needsRead(); }));
+        host_->changed = false;
     }
     controls::RowList* table() {
         return static_cast<controls::RowList*>(vlan_->FindWindow(VlanTab::ID_TABLE));
@@ -258,7 +258,7 @@ protected:
         return vlanFormOf(settings);
     }
 
-    VlanTab* vlan_ = find<VlanTab>();
+    VlanTab* vlan_ = open<VlanTab>();
     std::string message_;
 };
 
@@ -267,11 +267,11 @@ TEST_F(VlanPageTest, AVlanIsAddedEditedAndRemovedOnTheDevice) {
     enter("6", "128", {});
     press(VlanTab::ID_ADD);
     EXPECT_EQ(message_, "FID: must be 0 to 127.");
-    EXPECT_FALSE(indicatorShown());
+    EXPECT_FALSE(host_->changed);
     enter("6", "77", {0, 3});
     key(WXK_INSERT);
     EXPECT_EQ(onDevice(6), (ksz_vlan_entry{true, 0b0101, 77})) << "OABR1 is port 3, USB port 1";
-    EXPECT_TRUE(indicatorShown());
+    EXPECT_TRUE(host_->changed);
     enter("6", "1", {});
     press(VlanTab::ID_ADD);
     EXPECT_EQ(message_, "VID: 6 is in the table already.");
@@ -317,6 +317,7 @@ TEST_F(VlanPageTest, AWrongPortCellIsNeitherSentNorStored) {
 }
 
 TEST_F(VlanPageTest, AfterAStopThePageShowsWhatTheDeviceHolds) {
+    slowAfter(300);
     {
         WhileItRuns look([] {
             wxWindow* dialog = progressDialog();
@@ -326,7 +327,7 @@ TEST_F(VlanPageTest, AfterAStopThePageShowsWhatTheDeviceHolds) {
     }
     EXPECT_FALSE(vlan_->needsRead());
     EXPECT_THAT(status(), HasSubstr("The writing was stopped half-way."));
-    EXPECT_TRUE(indicatorShown());
+    EXPECT_TRUE(host_->changed);
     const VlanForm left = vlan_->form();
     ASSERT_GT(left.table.size(), 0u);
     ASSERT_LT(left.table.size(), 4094u);
@@ -343,30 +344,18 @@ TEST_F(VlanPageTest, AfterAStopThePageShowsWhatTheDeviceHolds) {
 }
 
 TEST_F(VlanPageTest, ASilentDeviceLeavesThePageUnreadUntilItAnswersAgain) {
-    fault("silent");
+    silent = true;
     enter("9", "0", {0});
     press(VlanTab::ID_ADD);
     EXPECT_TRUE(waitFor([this] { return status().find("did not take") != std::string::npos; }));
     EXPECT_TRUE(vlan_->needsRead());
     EXPECT_FALSE(table()->IsEnabled());
     EXPECT_EQ(vlan_->load(vlan_->form()), StepsResult::failed);
-    fault("none");
+    silent = false;
     press(VlanTab::ID_READ);
     EXPECT_FALSE(vlan_->needsRead());
     EXPECT_EQ(status(), "0 VLANs.");
     EXPECT_TRUE(table()->IsEnabled());
-}
-
-TEST_F(VlanPageTest, ADeviceThatIsUnpluggedUnderALoadFailsIt) {
-    bool unplugged = false;
-    {
-        WhileItRuns look([&] {
-            if (progressDialog() != nullptr && !std::exchange(unplugged, true)) device_.unplug();
-        });
-        EXPECT_EQ(vlan_->load(fullForm()), StepsResult::failed);
-    }
-    EXPECT_TRUE(connectedTo("Not connected"));
-    EXPECT_FALSE(vlan_->IsThisEnabled());
 }
 
 }  // namespace

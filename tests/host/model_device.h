@@ -12,9 +12,9 @@
 namespace kovgui {
 
 /// A simulated firmware at the process's link, in the process: no line, no time, no window.
-class ModelDevice : public testing::Test {
+class SimulatedLink {
 protected:
-    ModelDevice() {
+    SimulatedLink() {
         link.answer = [this](const Bytes& request) {
             if (silent || (unanswered && unanswered(request))) return std::vector<Bytes>();
             std::vector<Bytes> replies = link.firmware(request);
@@ -39,5 +39,8 @@ protected:
     LinkedFirmware link;
     oabr_sim::hardware& hardware = link.hardware;
 };
+
+/// The same for a test that needs nothing beside it.
+class ModelDevice : public testing::Test, protected SimulatedLink {};
 
 }  // namespace kovgui
