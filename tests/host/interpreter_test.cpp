@@ -228,6 +228,7 @@ TEST_F(CommandTest, RawFramesAreSentAsTheyAre) {
 
 TEST_F(CommandTest, FailuresSayWhatFailed) {
     connect();
+    firmware->fallSilent();
     EXPECT_EQ(run("power on"), cmd_failed);
     EXPECT_THAT(err, HasSubstr("switching power mode failed\n"));
     EXPECT_EQ(run("wup get"), cmd_failed);

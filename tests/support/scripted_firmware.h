@@ -33,6 +33,11 @@ public:
         answer(type, command, [](const Bytes&) { return std::vector<Bytes>(); });
     }
 
+    /// Nothing gets an answer any more.
+    void fallSilent() {
+        SimulatedFirmware::answer = [](const Bytes&) { return std::vector<Bytes>(); };
+    }
+
     using SimulatedFirmware::requests;
     std::vector<Bytes> requests(uint8_t type, uint8_t command) const;
 
