@@ -190,6 +190,7 @@ TEST_F(MainWindow, WhatTheStatusBarSaysIsReadOutWhenItStays) {
 TEST_F(MainWindow, ATextThatTellsHowThingsStandIsReadOutWhileItIsSeen) {
     auto* status = new wxStaticText(frame_, wxID_ANY, "");
     readOutChanges(status);
+    ASSERT_TRUE(waitFor([&] { return gtk_widget_is_drawable(status->GetHandle()); }));
     const Announcements said;
     for (const char* text : {"2 VLANs.", "2 VLANs.", "", "3 VLANs."})
         status->SetLabelText(text);
