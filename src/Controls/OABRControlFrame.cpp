@@ -107,7 +107,7 @@ void OABRControlFrame::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_record
 }
 
 bool OABRControlFrame::holdDeviceValues() {
-    ReadAllRegisters();
+    if (needs_read_) ReadAllRegisters();
     return !needs_read_;
 }
 
