@@ -47,6 +47,10 @@ constinit std::atomic<bool> stopped{false};
 constinit std::atomic<comm_resync> resync{nullptr};
 /// A reply came that nobody had asked for: the device repeats itself.
 constinit std::atomic<bool> repeats{false};
+/// How often a reply looked like a repeated one and was made sure of on this link. A device for which that
+/// was in vain so often is trusted until it repeats itself: most entries of a table are alike.
+constinit std::atomic<int> made_sure{0};
+constexpr int made_sure_enough = 64;
 constinit std::atomic<int> second_ms{1000};
 
 bool link_ended() {
@@ -100,8 +104,8 @@ bool is_stale(const comm_obj& obj, const hdlc_msg& reply) {
 
 /// Can nobody tell whether this reply came for the second time?
 bool is_doubtful(const comm_obj& obj, const hdlc_msg& before, const hdlc_msg& reply) {
-    return resync.load() && obj.echo.ambiguous && obj.residue != comm_residue::none &&
-           memcmp(&before, &reply, sizeof reply) == 0;
+    return resync.load() && made_sure < made_sure_enough && obj.echo.ambiguous &&
+           obj.residue != comm_residue::none && memcmp(&before, &reply, sizeof reply) == 0;
 }
 
 void note_timeout() {
@@ -176,7 +180,10 @@ int exchange(comm_obj& obj, hdlc_msg& reply) {
     take_reply(obj, before);
     int result = send_and_wait(obj, reply);
     const bool doubtful = result == req_ok && is_doubtful(obj, before, reply);
-    if (doubtful) result = resync.load()(obj.timeout);
+    if (doubtful) {
+        result = resync.load()(obj.timeout);
+        ++made_sure;
+    }
     if (doubtful || result != req_ok) take_reply(obj, reply);
 
     std::copy_n(asked(obj), obj.echo.length, obj.asked_before[obj.asked_count++ % comm_asked_max]);
@@ -198,6 +205,7 @@ void comm_end() {
 
 void comm_begin() {
     repeats = false;
+    made_sure = 0;
     if ((link_number & 1) != 0) link_number.fetch_add(1);
 }
 

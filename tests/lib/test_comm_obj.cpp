@@ -199,6 +199,9 @@ TEST_F(OrderedChannel, ADeviceThatAnswersOnceIsAskedLittleMore) {
     for (int i = 0; i < 4; ++i)
         EXPECT_EQ(entry(7), 0x27);
     EXPECT_EQ(pings(), 2u) << "equal replies to requests that may differ are made sure of, every second time";
+    for (int i = 0; i < 200; ++i)
+        EXPECT_EQ(entry(7), 0x27);
+    EXPECT_EQ(pings(), 64u) << "and no more when that was in vain";
 }
 
 // ---- A link that ends ----
