@@ -174,10 +174,7 @@ int FlashThread::writeFirmware() {
 int FlashThread::readFinalAnswer() {
     std::string answer;
     if (device_.read(&answer, max_answer) != ftdi::FT_OK) return fail("Couldn't read data");
-    if (!answer.empty()) {
-        LOG_DEBUG(257, "flashing ready: %s\n", printable(answer).c_str());
-        result_text_ = answer;
-    }
+    if (!answer.empty()) LOG_DEBUG(257, "flashing ready: %s\n", printable(answer).c_str());
     bool rejected = answer.find(C45Device::answer_rejected) != answer.npos;
     pause(final_answer_pause_ms);
     for (int i = 0; i < max_drains; ++i) {

@@ -70,8 +70,7 @@ private:
     bool greeted_ = false;        // the bootloader has answered
     std::vector<std::string> lines_;
     std::vector<std::string>::const_iterator current_line_;
-    std::string result_text_;  // the bootloader's final answer
-    std::string failure_;      // the first failure's status text
+    std::string failure_;  // the first failure's status text
 };
 
 }  // namespace kovgui

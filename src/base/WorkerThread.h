@@ -83,7 +83,6 @@ protected:
 
     // For the job's own thread.
     wxString message_;        ///< the status text to send next; emptied when sent
-    wxString job_text_;       ///< for the job's own use
     int progress_ = 0;        ///< 0..100
     int64_t start_time_ = 0;  ///< milliseconds since 1970, UTC
     int state_ = go_on;
