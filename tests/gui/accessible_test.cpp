@@ -27,6 +27,7 @@
 #include "src/window/accessible.h"
 #include "tests/gui/accessible_tree.h"
 #include "tests/gui/connected_window_fixture.h"
+#include "tests/gui/other_windows.h"
 #include "tests/support/firmware_file.h"
 
 namespace kovgui {
@@ -91,20 +92,14 @@ TEST_F(MainWindow, EveryControlHasANameOfItsOwnOnItsPage) {
     EXPECT_THAT(walk.errors, IsEmpty());
     EXPECT_GE(walk.controls, 400u);  // the cells of the grids are the greater part
 
-    XmlConfigDialog files(frame_, "Save XML Config");
-    VlanEntryDialog entry(frame_, "Add VLAN", {}, [](int) { return true; });
-    auto* console = new cli::CLIDialog(frame_);
-    auto* trace = new CanTraceWindow(frame_, true);
-    auto* help = HelpViewer::create(frame_);
-    for (wxWindow* window : std::initializer_list<wxWindow*>{&files, &entry, console, trace, help}) {
-        SCOPED_TRACE(window->GetLabel().utf8_string());
+    lookAtOtherWindows(frame_, [&](wxWindow* window) {
         window->Show();
         drainEvents();
         wxTheApp->ProcessIdle();
         const Walk own(window);
         EXPECT_THAT(own.errors, IsEmpty());
         EXPECT_GE(own.controls, 3u);
-    }
+    });
 }
 
 TEST_F(MainWindow, TheWalkFindsAControlWithoutANameAndOneWithThatOfAnother) {

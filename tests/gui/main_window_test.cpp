@@ -16,6 +16,7 @@
 #include "src/cli/CLIDialog.h"
 #include "src/window/HelpViewer.h"
 #include "tests/gui/main_window_fixture.h"
+#include "tests/gui/other_windows.h"
 
 namespace kovgui {
 namespace {
@@ -68,16 +69,10 @@ TEST_F(MainWindow, EveryControlHasALetterOfItsOwn) {
                                                {'l', "Load"}, {'s', "Save"},    {'x', "Exit"}};
     std::map<char, std::string> letters = menus;
     EXPECT_GE(expectOwnLetters(frame_, &letters), 30u);
-    XmlConfigDialog files(frame_, "Save XML Config");
-    VlanEntryDialog entry(frame_, "Add VLAN", {}, [](int) { return true; });
-    auto* console = new cli::CLIDialog(frame_);
-    auto* trace = new CanTraceWindow(frame_, true);
-    auto* help = HelpViewer::create(frame_);
-    for (wxWindow* window : std::initializer_list<wxWindow*>{&files, &entry, console, trace, help}) {
-        SCOPED_TRACE(window->GetLabel().utf8_string());
+    lookAtOtherWindows(frame_, [&](wxWindow* window) {
         std::map<char, std::string> own;
         EXPECT_GE(expectOwnLetters(window, &own), 1u);
-    }
+    });
 }
 
 TEST_F(MainWindow, KeysReachTheMenuCommands) {
