@@ -7,6 +7,7 @@
 #include <wx/display.h>
 #include <wx/generic/aboutdlgg.h>
 #include <wx/iconbndl.h>
+#include <wx/infobar.h>
 #include <wx/listbook.h>
 #include <wx/listctrl.h>
 #include <wx/menu.h>
@@ -292,7 +293,10 @@ void MainFrame::buildPages() {
         event.Skip();
         CallAfter([this] { book_->Refresh(); });
     });
+    notice_ = new wxInfoBar(this, wxID_ANY);
+    notice_->SetName("notice");
     auto* content = new wxBoxSizer(wxVERTICAL);
+    content->Add(notice_, wxSizerFlags().Expand());
     content->Add(book_, wxSizerFlags(1).Expand());
     SetSizer(content);
 }
@@ -395,6 +399,7 @@ DeviceUse MainFrame::takeDevice(const std::string& user) {
 
 void MainFrame::setSettingsChanged(bool changed) {
     settingsChanged_ = changed;
+    if (changed) notice_->Dismiss();  // that all is stored, for one
 }
 
 void MainFrame::OnChangedStore() {
@@ -414,6 +419,12 @@ void MainFrame::showActivity(const wxString& text) {
     activityShown_ = !text.empty();
     if (activityShown_) bar->PushStatusText(text, connection_field);
     bar->Update();
+}
+
+/// Says something that needs no answer.
+void MainFrame::say(const wxString& text, int icon) {
+    notice_->ShowMessage(text, icon);
+    readOut(notice_, text);
 }
 
 // ---- Devices ----
@@ -635,33 +646,56 @@ StoreSources storeSources() {
 
 }  // namespace
 
-wxString MainFrame::storeSettings() {
+/// @return a failure where nothing was written
+StoreResult MainFrame::storeSettings() {
+    constexpr auto failed = StoreResult::End::failed;
     StorePlan plan;
     // Input that waited meanwhile is dropped: an edit now could miss its page's records and yet count as
     // stored.
-    std::string failure = plan.prepare(storeSources(), [] { wxSafeYield(nullptr, true); });
-    if (!failure.empty()) return wxString::FromUTF8(failure);
+    const std::string refusal = plan.prepare(storeSources(), [] { wxSafeYield(nullptr, true); });
+    if (!refusal.empty()) return {failed, 0, 0, refusal};
     const DeviceUse job = DeviceUse::take("the store");
-    if (!runWhilePainting(this, {Notice::message, "Please wait while storing switch settings ..."},
-                          [&](Work&) { failure = plan.writeToDevice(); }))
-        failure = "The device is busy. Nothing was stored.";
-    return wxString::FromUTF8(failure);
+    StoreResult result;
+    const auto write = [&](Work& work) {
+        result = plan.writeToDevice([&work](size_t done, size_t total) {
+            work.showProgress(static_cast<int>(100 * done / total));
+            return !work.stopWanted();
+        });
+    };
+    const Notice notice{Notice::progress, "Please wait while storing switch settings ...", "Wait..."};
+    if (!runWhilePainting(this, notice, write))
+        return {failed, 0, 0, "The device is busy. Nothing was stored."};
+    return result;
+}
+
+/// Stores and says how that ended.
+/// @return whether the device holds everything
+bool MainFrame::store() {
+    StoreResult result;
+    {
+        const DeviceUse use = takeDevice("the store");
+        if (!use) return false;
+        result = storeSettings();
+    }
+    const wxString text = wxString::FromUTF8(result.text());
+    switch (result.end) {
+        case StoreResult::End::stored:
+            setSettingsChanged(false);
+            OnChangedStore();
+            say(text);
+            return true;
+        case StoreResult::End::stopped:
+            wxMessageBox(text, "Store Settings", wxOK | wxICON_INFORMATION, this);
+            return false;
+        default:
+            LOG_ERROR(560, "%s", result.text().c_str());
+            wxMessageBox(text, "Store Settings", wxOK | wxICON_ERROR, this);
+            return false;
+    }
 }
 
 void MainFrame::OnStoreValueToE2P(wxCommandEvent&) {
-    wxString failure;
-    {
-        const DeviceUse use = takeDevice("the store");
-        if (!use) return;
-        failure = storeSettings();
-    }
-    if (!failure.empty()) {
-        LOG_ERROR(560, "%s", failure.utf8_string().c_str());
-        wxMessageBox(failure, "Store Settings", wxOK | wxICON_ERROR, this);
-        return;
-    }
-    setSettingsChanged(false);
-    OnChangedStore();
+    store();
 }
 
 // ---- Commands that need no device ----

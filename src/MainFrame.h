@@ -11,11 +11,13 @@
 #include "src/ConfigManager/ConfigManager.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/DeviceWindow.h"
+#include "src/models/store.h"
 #include "src/window/ModalBoxes.h"
 #include "src/window/PageHost.h"
 
 class wxBookCtrlEvent;
 class wxChoice;
+class wxInfoBar;
 class wxListbook;
 class wxMenu;
 class wxStaticText;
@@ -107,7 +109,9 @@ private:
     void notifyPages(int id);
     [[nodiscard]] oabr::DeviceUse takeDevice(const std::string& user);
     bool readPagesForFile();
-    wxString storeSettings();
+    StoreResult storeSettings();
+    bool store();
+    void say(const wxString& text, int icon = wxICON_INFORMATION);
     void openLink(const char* key);
     static void cancelJobs();
     bool usesEnded();
@@ -144,6 +148,7 @@ private:
     std::vector<std::string> serials_;  // of the chooser's entries
     wxWindow* storeIndicator_ = nullptr;
     wxListbook* book_ = nullptr;
+    wxInfoBar* notice_ = nullptr;
     wxTimer connectionTimer_;
     wxTimer endingTimer_;
     int endingFor_ms_ = 0;

@@ -478,10 +478,10 @@ StoreStep CanSettingsPanel::StoreBesideRecords() {
     const CanCheck now = check();
     if (!now.errors.empty()) {
         const auto& [field, text] = now.errors[0];
-        return {(GetName() + ", " + shownName(window(field)) + ": ").utf8_string() + text + ".", nullptr};
+        return {(GetName() + ", " + shownName(window(field)) + ": ").utf8_string() + text + ".", nullptr, 0};
     }
     apply();  // a text that is still being edited
-    return {{}, [block = now.block] { return oabr::storeCanOnDevice(block); }};
+    return {{}, [block = now.block] { return oabr::storeCanOnDevice(block); }, can_block_size};
 }
 
 // ---- The trace window ----

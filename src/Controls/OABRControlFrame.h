@@ -40,6 +40,7 @@ public:
                            std::vector<e2p_cfg_cmd>& phy2_records) override;
     /// Reads the page if it is marked for it.
     bool holdDeviceValues() override;
+    bool holdsDeviceValues() const override { return !needs_read_; }
 
     /// Marks the page for reading.
     virtual void OnValuesChanged();

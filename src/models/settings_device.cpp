@@ -503,7 +503,7 @@ std::string describeStoreOverflow(const Settings& settings) {
 
 std::string storeOnDevice(const DeviceImage& image) {
     const Settings settings = settingsOf(image);
-    std::string failure = storeListsOnDevice(listsOf(settings));
+    std::string failure = storeListsOnDevice(listsOf(settings)).failure;
     if (!failure.empty() || !image.can) return failure;
     return oabr::storeCanOnDevice(canBlockOf(settings, *image.can));
 }

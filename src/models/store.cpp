@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "lib/comm_obj.h"
 #include "lib/default_cfg.h"
 #include "lib/ports.h"
 #include "src/OABR-Switch/OABRDevice.h"
@@ -80,13 +81,47 @@ std::string storedError(const std::string& name, Stored stored) {
                                          : " settings that the device holds differ from those written.");
 }
 
-std::string storeListsOnDevice(const ConfigLists& lists) {
+std::string StoreResult::text() const {
+    if (end != End::stored) return failure;
+    return "Stored: " + std::to_string(bytes) + (bytes == 1 ? " byte in " : " bytes in ") +
+           std::to_string(areas) + (areas == 1 ? " area" : " areas") + ", read back";
+}
+
+namespace {
+
+constexpr const char* silent_text =
+    "The device does not answer. Its EEPROM may hold only a part of the settings; what is shown here is "
+    "kept.\n"
+    "Wait until it answers, or reset it, and store again.";
+constexpr const char* stopped_text =
+    "The store was stopped. The EEPROM holds a part of the settings only, or was not read back: store again "
+    "before the device is switched off.";
+
+StoreResult ended(StoreResult::End end, const std::string& failure) {
+    return {end, 0, 0, failure};
+}
+
+}  // namespace
+
+StoreResult storeListsOnDevice(const ConfigLists& lists, const StoreGoOn& go_on) {
+    const comm_run run;
+    const std::vector<AreaList> areas = areaLists(lists);
+    StoreResult result;
+    if (go_on && !go_on(0, areas.size()))
+        return ended(StoreResult::End::stopped, "The store was stopped. Nothing was stored.");
     oabr::OABRDevice::instance()->writeE2PConfig(lists.switch_list, lists.phy1_list, lists.phy2_list);
-    for (const AreaList& one : areaLists(lists)) {
-        const Stored stored = compare(one.area.address, storedBytes(one.list));
-        if (stored != Stored::same) return storedError(one.name, stored);
+    if (run.timed_out()) return ended(StoreResult::End::failed, silent_text);
+    for (const AreaList& one : areas) {
+        if (go_on && !go_on(static_cast<size_t>(result.areas), areas.size()))
+            return ended(StoreResult::End::stopped, stopped_text);
+        const std::vector<uint8_t> bytes = storedBytes(one.list);
+        const Stored stored = compare(one.area.address, bytes);
+        if (run.timed_out()) return ended(StoreResult::End::failed, silent_text);
+        if (stored != Stored::same) return ended(StoreResult::End::failed, storedError(one.name, stored));
+        result.bytes += bytes.size();
+        ++result.areas;
     }
-    return {};
+    return result;
 }
 
 // ---- The store ----
@@ -95,7 +130,20 @@ bool holdDeviceValues(const StoreSources& sources) {
     return std::ranges::all_of(sources, [](StoreSource* source) { return source->holdDeviceValues(); });
 }
 
+namespace {
+
+/// Why a source cannot be stored as it stands; empty when it can.
+std::string refusalOf(const StoreStep& step) {
+    return step.refusal.empty() ? "" : step.refusal + "\nNothing was stored.";
+}
+
+}  // namespace
+
 std::string StorePlan::prepare(const StoreSources& sources, const std::function<void()>& between) {
+    for (StoreSource* source : sources) {
+        if (!source->holdsDeviceValues()) continue;
+        if (std::string refusal = refusalOf(source->StoreBesideRecords()); !refusal.empty()) return refusal;
+    }
     if (!holdDeviceValues(sources)) return "The device's settings could not be read. Nothing was stored.";
     lists_ = defaultLists();
     for (StoreSource* source : sources) {
@@ -111,18 +159,22 @@ std::string StorePlan::prepare(const StoreSources& sources, const std::function<
     steps_.clear();
     for (StoreSource* source : sources) {
         steps_.push_back(source->StoreBesideRecords());
-        if (const std::string& refusal = steps_.back().refusal; !refusal.empty())
-            return refusal + "\nNothing was stored.";
+        if (std::string refusal = refusalOf(steps_.back()); !refusal.empty()) return refusal;
     }
     return {};
 }
 
-std::string StorePlan::writeToDevice() const {
-    std::string failure = storeListsOnDevice(lists_);
+StoreResult StorePlan::writeToDevice(const StoreGoOn& go_on) const {
+    StoreResult result = storeListsOnDevice(lists_, go_on);
     for (const StoreStep& step : steps_) {
-        if (failure.empty() && step.write) failure = step.write();
+        if (result.end != StoreResult::End::stored || !step.write) continue;
+        if (go_on && !go_on(1, 1)) return ended(StoreResult::End::stopped, stopped_text);
+        if (const std::string failure = step.write(); !failure.empty())
+            return ended(StoreResult::End::failed, failure);
+        result.bytes += step.bytes;
+        ++result.areas;
     }
-    return failure;
+    return result;
 }
 
 }  // namespace kovgui

@@ -36,10 +36,29 @@ enum class Stored { same, different, unreadable };
 /// @param name  what was written: "switch" gives "The switch settings ..."
 std::string storedError(const std::string& name, Stored stored);
 
+/// Asked between two steps; false ends what is done.
+using StoreGoOn = std::function<bool(size_t done, size_t total)>;
+
+/// How a store ended, and what the EEPROM holds then.
+struct StoreResult {
+    enum class End {
+        stored,   ///< the device holds everything, read back
+        stopped,  ///< as was wanted
+        failed,
+    };
+    End end = End::stored;
+    size_t bytes = 0;     ///< that were written
+    int areas = 0;        ///< that they are in
+    std::string failure;  ///< unless it was stored: what the EEPROM holds now, and what to do
+
+    /// For the operator: "Stored: 26 bytes in 2 areas, read back", or the failure.
+    std::string text() const;
+};
+
 /// Writes the lists into the device's EEPROM, reads the areas back and compares. Waits for the device's
-/// answers; not for the receiver thread.
-/// @return what went wrong, in words for the operator; empty when the device holds the lists
-[[nodiscard]] std::string storeListsOnDevice(const ConfigLists& lists);
+/// answers, on one that is silent for one timeout; not for the receiver thread.
+/// @param go_on  empty for none
+[[nodiscard]] StoreResult storeListsOnDevice(const ConfigLists& lists, const StoreGoOn& go_on = {});
 
 // --- The store
 
@@ -49,6 +68,7 @@ struct StoreStep {
     /// Writes and compares, on the thread of the store; gives what went wrong, empty for nothing. Null where
     /// there is nothing to write. It touches no window.
     std::function<std::string()> write;
+    size_t bytes = 0;  ///< that it writes
 };
 
 /// What takes part in a store. A page, for one.
@@ -59,6 +79,8 @@ public:
     /// Has the source hold the device's values, unless it does already.
     /// @return false when they could not be read
     [[nodiscard]] virtual bool holdDeviceValues() = 0;
+    /// Whether it holds them already.
+    virtual bool holdsDeviceValues() const = 0;
     /// Appends its records.
     virtual void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records,
                                    std::vector<e2p_cfg_cmd>& phy1_records,
@@ -78,14 +100,15 @@ using StoreSources = std::vector<StoreSource*>;
 /// A store, in the order of its steps: all that can refuse it comes before the first byte is written.
 class StorePlan {
 public:
-    /// Has the sources hold the device's values and takes what they store. Talks to the device only to read.
+    /// Has the sources hold the device's values and takes what they store. Talks to the device only to read,
+    /// and not at all when something that is shown already cannot be stored.
     /// @param between  runs after each source's records
     /// @return         why nothing can be stored, for the operator; empty when all can
     [[nodiscard]] std::string prepare(const StoreSources& sources, const std::function<void()>& between);
     /// Writes the records and what stands beside them, and compares; ends at the first failure. Touches no
     /// source.
-    /// @return what went wrong, for the operator; empty when the device holds everything
-    [[nodiscard]] std::string writeToDevice() const;
+    /// @param go_on  empty for none
+    [[nodiscard]] StoreResult writeToDevice(const StoreGoOn& go_on = {}) const;
 
 private:
     ConfigLists lists_;

@@ -49,15 +49,16 @@ std::vector<Waiting>& waiting() {
 /// Shows how far the work is.
 class ProgressDialog : public wxDialog {
 public:
-    ProgressDialog(wxWindow* parent, const wxString& title, const std::function<void()>& stop)
-        : wxDialog(parent, wxID_ANY, title, wxDefaultPosition, wxDefaultSize, wxCAPTION | wxCLOSE_BOX,
-                   "workProgress"),
+    ProgressDialog(wxWindow* parent, const Notice& notice, const std::function<void()>& stop)
+        : wxDialog(parent, wxID_ANY, notice.title.empty() ? notice.text : notice.title, wxDefaultPosition,
+                   wxDefaultSize, wxCAPTION | wxCLOSE_BOX, "workProgress"),
           gauge_(new wxGauge(this, wxID_ANY, 100, wxDefaultPosition, FromDIP(wxSize(320, -1)))),
           stop_(new wxButton(this, wxID_CANCEL, "S&top")) {
         const int gap = FromDIP(10);
-        setAccessibleName(gauge_, title);
+        const wxString text = notice.text.EndsWith("...") ? notice.text : notice.text + " ...";
+        setAccessibleName(gauge_, notice.text);
         auto* content = new wxBoxSizer(wxVERTICAL);
-        content->Add(new wxStaticText(this, wxID_ANY, title + " ..."), wxSizerFlags().Border(wxALL, gap));
+        content->Add(new wxStaticText(this, wxID_ANY, text), wxSizerFlags().Border(wxALL, gap));
         content->Add(gauge_, wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT, gap));
         content->Add(stop_, wxSizerFlags().Right().Border(wxALL, gap));
         SetSizerAndFit(content);
@@ -139,7 +140,7 @@ private:
     }
 
     void showGauge() {
-        gauge_ = new ProgressDialog(parent_, notice_.text, [this] { work_.stop_wanted_ = true; });
+        gauge_ = new ProgressDialog(parent_, notice_, [this] { work_.stop_wanted_ = true; });
         gauge_->showProgress(percent_);
         gauge_->Show();
     }

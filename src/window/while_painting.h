@@ -41,6 +41,7 @@ struct Notice {
     };
     Kind kind = cursor;
     wxString text;
+    wxString title = {};  ///< of a notice with a gauge; empty for the text
 };
 
 /// Runs work and returns when it has ended; work that ends at once disables nothing. A window of the program

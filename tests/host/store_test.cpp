@@ -47,6 +47,7 @@ public:
         ++reads;
         return readable;
     }
+    bool holdsDeviceValues() const override { return holds; }
     void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_list, std::vector<e2p_cfg_cmd>&,
                            std::vector<e2p_cfg_cmd>&) override {
         switch_list.insert(switch_list.end(), records, record(0x20));
@@ -57,6 +58,7 @@ public:
     }
 
     bool readable = true;
+    bool holds = false;
     int reads = 0;
     size_t records = 1;
     StoreStep step;
@@ -67,7 +69,7 @@ protected:
     std::string store() {
         StorePlan plan;
         std::string failure = plan.prepare({&first_, &second_}, [] {});
-        return failure.empty() ? plan.writeToDevice() : failure;
+        return failure.empty() ? plan.writeToDevice(go_on_).text() : failure;
     }
     /// The record bytes that the switch's area holds, without markers.
     Bytes stored() const {
@@ -75,6 +77,7 @@ protected:
         return {area + 3, area + 3 + 5 * 2};
     }
     Source first_, second_;
+    StoreGoOn go_on_;
 };
 
 TEST_F(Store, WritesTheRecordsOfAllSourcesAndThenWhatStandsBesideThem) {
@@ -90,7 +93,7 @@ TEST_F(Store, WritesTheRecordsOfAllSourcesAndThenWhatStandsBesideThem) {
     EXPECT_EQ(store(), "broken");
     EXPECT_THAT(order, ElementsAre("after")) << "nothing is written after a failure";
     first_.step.write = nullptr;
-    EXPECT_EQ(store(), "");
+    EXPECT_EQ(store(), "Stored: 28 bytes in 4 areas, read back");
 }
 
 TEST_F(Store, NothingIsWrittenWhenAnythingRefuses) {
@@ -100,6 +103,11 @@ TEST_F(Store, NothingIsWrittenWhenAnythingRefuses) {
     first_.readable = true;
     second_.step.refusal = "no";
     EXPECT_EQ(store(), "no\nNothing was stored.");
+    EXPECT_EQ(first_.reads, 2);
+    second_.holds = true;
+    EXPECT_EQ(store(), "no\nNothing was stored.");
+    EXPECT_EQ(first_.reads, 2) << "what is wrong is said before anything is read";
+    second_.holds = false;
     second_.records = 300;
     EXPECT_THAT(store(), testing::MatchesRegex("The switch settings need [0-9]+ bytes more than .*\n"
                                                "fit ([0-9]+)\nfit [0-9]+\nNothing was stored."));
@@ -111,7 +119,21 @@ TEST_F(Store, WhatTheDeviceDoesNotKeepIsNoSuccess) {
     EXPECT_EQ(store(), "The switch settings that the device holds differ from those written.");
     link.fault("none");
     unanswered = [](const Bytes& request) { return request[1] == msg_cmd::e2p_read; };
-    EXPECT_EQ(store(), "The switch settings could not be read back from the device.");
+    EXPECT_THAT(store(), HasSubstr("The device does not answer."));
+}
+
+TEST_F(Store, ASilentDeviceCostsOneTimeoutAndAStopIsNoFailure) {
+    int sent = 0;
+    unanswered = [&](const Bytes& request) {
+        ++sent;
+        return request[1] == msg_cmd::e2p_write;
+    };
+    first_.records = 50;
+    EXPECT_THAT(store(), HasSubstr("The device does not answer."));
+    EXPECT_EQ(sent, 1);
+    go_on_ = [](size_t, size_t) { return false; };
+    EXPECT_THAT(store(), HasSubstr("Nothing was stored."));
+    EXPECT_EQ(sent, 1);
 }
 
 TEST(Overflow, NamesTheAreaAndTheMissingBytes) {
