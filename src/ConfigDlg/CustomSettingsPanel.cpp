@@ -5,14 +5,15 @@
 
 #include "lib/port_config.h"
 #include "lib/ports.h"
-#include "src/ConfigDlg/port_values.h"
 #include "src/Controls/bound_rows.h"
+#include "src/models/shown_values.h"
 
 namespace kovgui {
 namespace {
 
 using controls::RowBox;
 using controls::SettingRow;
+using settings::PortSettings;
 
 // The USB functions read the live link; the settings themselves are read by the functions that take a port.
 int usb_duplex_setting(int* value) {
@@ -33,28 +34,32 @@ constexpr SettingRow negotiation = {CustomSettingsPanel::ID_USB_AUTONEG,
                                     negotiation_values,
                                     USB_autoneg_get,
                                     USB_autoneg_set,
-                                    USB_autoneg_store};
+                                    &PortSettings::negotiation,
+                                    port_usb};
 constexpr SettingRow duplex = {CustomSettingsPanel::ID_USB_DUPLEX,
                                "D&uplex:",
                                forced_tip,
                                duplex_values,
                                usb_duplex_setting,
                                USB_duplex_set,
-                               USB_duplex_store};
+                               &PortSettings::duplex,
+                               port_usb};
 constexpr SettingRow flow = {CustomSettingsPanel::ID_USB_FLOW,
                              "Flow con&trol:",
                              "Whether the port asks its partner to pause when it cannot keep up",
                              flow_values,
                              usb_flow_setting,
                              USB_flow_set,
-                             USB_flow_store};
+                             &PortSettings::flow_control,
+                             port_usb};
 constexpr SettingRow speed = {CustomSettingsPanel::ID_USB_SPEED,
                               "Spee&d:",
                               forced_tip,
                               speed_values,
                               usb_speed_setting,
                               USB_speed_set,
-                              USB_speed_store};
+                              &PortSettings::speed,
+                              port_usb};
 
 constexpr const char* link_tip = "As it was when the device was last read";
 constexpr SettingRow link_rows[] = {

@@ -11,7 +11,6 @@
 
 namespace kovgui {
 
-using controls::RecordSet;
 using oabr::Send;
 
 namespace {
@@ -213,15 +212,12 @@ void PortBasedVlanTab::OnValuesChanged() {
     say("");
 }
 
-void PortBasedVlanTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>&,
-                                         std::vector<e2p_cfg_cmd>&) {
-    const Matrix target = matrix();
-    for (size_t row = 0; row < target.size(); ++row) {
-        const RecordSet set(ksz_pvlan_store(static_cast<int>(row) + 1, target[row]));
-        if (!set) continue;
-        const e2p_cfg_cmd_list& list = set->switch_cfg;
-        switch_records.insert(switch_records.end(), list.records, list.records + list.count);
-    }
+settings::Settings PortBasedVlanTab::shownSettings() const {
+    settings::Settings settings;
+    const Matrix shown = matrix();
+    for (const device_port& port : device_ports)
+        settings.port(port.number).forward = shown[port_index(port.number)];
+    return settings;
 }
 
 }  // namespace kovgui

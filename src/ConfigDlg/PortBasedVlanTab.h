@@ -34,8 +34,7 @@ public:
 
     void SetAllRegisters() override;
     void ReadAllRegisters() override;
-    void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>& phy1_records,
-                           std::vector<e2p_cfg_cmd>& phy2_records) override;
+    settings::Settings shownSettings() const override;
     void OnValuesChanged() override;
     void OnValueChangedEvent(wxCommandEvent& event) override;
 

@@ -5,14 +5,15 @@
 
 #include "lib/port_config.h"
 #include "lib/ports.h"
-#include "src/ConfigDlg/port_values.h"
 #include "src/Controls/bound_rows.h"
+#include "src/models/shown_values.h"
 
 namespace kovgui {
 namespace {
 
 using controls::RowBox;
 using controls::SettingRow;
+using settings::PortSettings;
 
 constexpr const char* role_tip = "Which end of the line gives the clock; fixed by the device";
 constexpr const char* flow_tip = "Whether the port asks its partner to pause when it cannot keep up";
@@ -27,15 +28,15 @@ constexpr OabrRows oabr_rows[] = {
     {port_name(port_oabr1),
      {PortConfigPanel::ID_OABR1_ROLE, "Role:", role_tip, role_values, OABR1_role_get},
      {PortConfigPanel::ID_OABR1_FLOW, "Flow &control:", flow_tip, flow_values, OABR1_flow_get, OABR1_flow_set,
-      OABR1_flow_store},
+      &PortSettings::flow_control, port_oabr1},
      {PortConfigPanel::ID_OABR1_SPEED, "S&peed:", "Speed of the port OABR1", speed_values, OABR1_speed_get,
-      OABR1_speed_set, OABR1_speed_store}},
+      OABR1_speed_set, &PortSettings::speed, port_oabr1}},
     {port_name(port_oabr2),
      {PortConfigPanel::ID_OABR2_ROLE, "Role:", role_tip, role_values, OABR2_role_get},
      {PortConfigPanel::ID_OABR2_FLOW, "Flow c&ontrol:", flow_tip, flow_values, OABR2_flow_get, OABR2_flow_set,
-      OABR2_flow_store},
+      &PortSettings::flow_control, port_oabr2},
      {PortConfigPanel::ID_OABR2_SPEED, "Sp&eed:", "Speed of the port OABR2", speed_values, OABR2_speed_get,
-      OABR2_speed_set, OABR2_speed_store}},
+      OABR2_speed_set, &PortSettings::speed, port_oabr2}},
 };
 
 constexpr SettingRow eth_negotiation = {PortConfigPanel::ID_ETH_AUTONEG,
@@ -44,28 +45,17 @@ constexpr SettingRow eth_negotiation = {PortConfigPanel::ID_ETH_AUTONEG,
                                         negotiation_values,
                                         ETH_autoneg_get,
                                         ETH_autoneg_set,
-                                        ETH_autoneg_store};
-constexpr SettingRow eth_duplex = {PortConfigPanel::ID_ETH_DUPLEX,
-                                   "D&uplex:",
-                                   forced_tip,
-                                   duplex_values,
-                                   ETH_duplex_get,
-                                   ETH_duplex_set,
-                                   ETH_duplex_store};
-constexpr SettingRow eth_flow = {PortConfigPanel::ID_ETH_FLOW,
-                                 "Flow con&trol:",
-                                 flow_tip,
-                                 flow_values,
-                                 ETH_flow_get,
-                                 ETH_flow_set,
-                                 ETH_flow_store};
-constexpr SettingRow eth_speed = {PortConfigPanel::ID_ETH_SPEED,
-                                  "Spee&d:",
-                                  forced_tip,
-                                  speed_values,
-                                  ETH_speed_get,
-                                  ETH_speed_set,
-                                  ETH_speed_store};
+                                        &PortSettings::negotiation,
+                                        port_eth};
+constexpr SettingRow eth_duplex = {
+    PortConfigPanel::ID_ETH_DUPLEX, "D&uplex:", forced_tip, duplex_values, ETH_duplex_get, ETH_duplex_set,
+    &PortSettings::duplex,          port_eth};
+constexpr SettingRow eth_flow = {
+    PortConfigPanel::ID_ETH_FLOW, "Flow con&trol:", flow_tip, flow_values, ETH_flow_get, ETH_flow_set,
+    &PortSettings::flow_control,  port_eth};
+constexpr SettingRow eth_speed = {
+    PortConfigPanel::ID_ETH_SPEED, "Spee&d:", forced_tip, speed_values, ETH_speed_get, ETH_speed_set,
+    &PortSettings::speed,          port_eth};
 
 }  // namespace
 

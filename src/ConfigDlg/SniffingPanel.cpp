@@ -9,39 +9,29 @@
 #include "lib/comm_obj.h"
 #include "lib/port_config.h"
 #include "src/Controls/bound_rows.h"
-#include "src/models/sniffing.h"
+#include "src/models/shown_values.h"
 #include "src/window/accessible.h"
 
 namespace kovgui {
 namespace {
 
-using controls::OABRControl;
 using controls::RowBox;
 using controls::SettingRow;
-
-constexpr OABRControl::ValuePair sniff_port_values[] = {{"Disabled", sniff_on_none},
-                                                        {port_name(port_oabr1), sniff_on_oabr1},
-                                                        {port_name(port_oabr2), sniff_on_oabr2},
-                                                        {port_name(port_eth), sniff_on_100basetx},
-                                                        {port_name(port_usb), sniff_on_usb}};
-constexpr OABRControl::ValuePair mode_values[] = {{"off", sniff_none},
-                                                  {"TX only", sniff_value_transmit},
-                                                  {"RX only", sniff_value_receive},
-                                                  {"TX and RX", sniff_value_both}};
+using settings::PortSettings;
 
 constexpr const char* mode_tip = "Which traffic of this port is forwarded to the sniff port";
 
 // By sniff port value; crossed as that is, or a mode written for one port would take the mark of the sniff
 // port from the other.
 constexpr SettingRow mode_rows[] = {
-    {SniffingPanel::ID_SNIFF_OABR1, "OABR&1:", mode_tip, mode_values, OABR2_sniff_get, OABR2_sniff_set,
-     OABR2_sniff_store},
-    {SniffingPanel::ID_SNIFF_OABR2, "OABR&2:", mode_tip, mode_values, OABR1_sniff_get, OABR1_sniff_set,
-     OABR1_sniff_store},
-    {SniffingPanel::ID_SNIFF_100BASETX, "100&BaseTx:", mode_tip, mode_values, ETH_sniff_get, ETH_sniff_set,
-     ETH_sniff_store},
-    {SniffingPanel::ID_SNIFF_USB, "&USB:", mode_tip, mode_values, USB_sniff_get, USB_sniff_set,
-     USB_sniff_store},
+    {SniffingPanel::ID_SNIFF_OABR1, "OABR&1:", mode_tip, sniff_mode_values, OABR2_sniff_get, OABR2_sniff_set,
+     &PortSettings::mirror_from, port_oabr2},
+    {SniffingPanel::ID_SNIFF_OABR2, "OABR&2:", mode_tip, sniff_mode_values, OABR1_sniff_get, OABR1_sniff_set,
+     &PortSettings::mirror_from, port_oabr1},
+    {SniffingPanel::ID_SNIFF_100BASETX, "100&BaseTx:", mode_tip, sniff_mode_values, ETH_sniff_get,
+     ETH_sniff_set, &PortSettings::mirror_from, port_eth},
+    {SniffingPanel::ID_SNIFF_USB, "&USB:", mode_tip, sniff_mode_values, USB_sniff_get, USB_sniff_set,
+     &PortSettings::mirror_from, port_usb},
 };
 
 constexpr SettingRow sniff_port_row = {SniffingPanel::ID_SNIFF_PORT,
@@ -111,12 +101,12 @@ void SniffingPanel::OnHelpText(wxHtmlWindow* pane) {
 
 /// A port cannot mirror onto itself, and without a sniff port there is nothing to mirror to.
 void SniffingPanel::OnDisableSelected() {
-    const int sniff_port = sniff_port_->selectedValue().value_or(sniff_on_none);
+    const int sniff_port = sniff_port_->shownValue().value_or(sniff_on_none);
     if (sniff_port < sniff_on_none || sniff_port > sniff_on_usb) return;
     for (int port = sniff_on_oabr1; port <= sniff_on_usb; ++port) {
         const auto index = static_cast<size_t>(port - sniff_on_oabr1);
         const bool can_mirror = canMirror(sniff_port, port);
-        if (!can_mirror) modes_[index]->selectValue(sniff_none);
+        if (!can_mirror) modes_[index]->showValue(sniff_none);
         modes_[index]->Enable(can_mirror);
         mode_labels_[index]->Enable(can_mirror);
     }
@@ -127,14 +117,26 @@ void SniffingPanel::ReadAllRegisters() {
     OnDisableSelected();
 }
 
+settings::Settings SniffingPanel::shownSettings() const {
+    settings::Settings settings = OABRControlFrame::shownSettings();
+    if (const auto shown = sniff_port_->shownValue()) settings.mirror_to = portOfSniffPort(*shown);
+    return settings;
+}
+
+void SniffingPanel::showSettings(const settings::Settings& settings) {
+    OABRControlFrame::showSettings(settings);
+    for (const ShownValue& one : sniff_port_values)
+        if (settings.mirror_to == portOfSniffPort(one.value)) sniff_port_->showValue(one.value);
+}
+
 void SniffingPanel::SetAllRegisters() {
     const comm_run run;
     OnDisableSelected();
     OABRControlFrame::SetAllRegisters();
     std::array<int, port_count> modes{};
     for (size_t port = 0; port < modes.size(); ++port)
-        modes[port] = modes_[port]->selectedValue().value_or(sniff_none);
-    writeSniffingToDevice(sniff_port_->selectedValue().value_or(sniff_on_none), modes);
+        modes[port] = modes_[port]->shownValue().value_or(sniff_none);
+    writeSniffingToDevice(sniff_port_->shownValue().value_or(sniff_on_none), modes);
 }
 
 void SniffingPanel::OnValueChangedEvent(wxCommandEvent& event) {

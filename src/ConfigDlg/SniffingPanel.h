@@ -31,6 +31,8 @@ public:
 
     void ReadAllRegisters() override;
     void SetAllRegisters() override;
+    settings::Settings shownSettings() const override;
+    void showSettings(const settings::Settings& settings) override;
     void OnValueChangedEvent(wxCommandEvent& event) override;
     void OnDeviceStatusUpdate(wxThreadEvent& event) override;
 

@@ -5,13 +5,13 @@
 
 #include <numeric>
 
+#include "src/models/settings_records.h"
 #include "src/window/accessible.h"
 #include "src/window/while_painting.h"
 
 namespace kovgui {
 
 using controls::CheckedGrid;
-using controls::RecordSet;
 using oabr::Send;
 using oabr::StaticMacRow;
 using oabr::StepsResult;
@@ -90,10 +90,6 @@ StaticMacAdressTab::StaticMacAdressTab(wxWindow* parent) : OABRControlFrame(pare
 }
 
 // ---- What is shown ----
-
-wxString StaticMacAdressTab::rowLabel(int row) const {
-    return grid_->GetRowLabelValue(row);
-}
 
 StaticMacRow StaticMacAdressTab::texts(int row) const {
     StaticMacRow texts;
@@ -199,21 +195,18 @@ void StaticMacAdressTab::OnDeviceDisConnected(wxThreadEvent& event) {
     OABRControlFrame::OnDeviceDisConnected(event);
 }
 
-std::vector<e2p_cfg_cmd> StaticMacAdressTab::records() const {
-    std::vector<e2p_cfg_cmd> records;
-    for (const int row : allRows()) {
-        if (grid_->isRowWrong(row)) continue;
-        const RecordSet set(ksz_smac_store(row, oabr::staticMacEntry(texts(row))));
-        if (set && set->switch_cfg.count > 0) records.push_back(set->switch_cfg.records[0]);
-    }
-    return records;
+settings::Settings StaticMacAdressTab::shownSettings() const {
+    settings::Settings settings;
+    for (const int row : allRows())
+        if (!grid_->isRowWrong(row)) settings.macs[row] = oabr::staticMacEntry(texts(row));
+    return settings;
 }
 
 void StaticMacAdressTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records,
-                                           std::vector<e2p_cfg_cmd>&, std::vector<e2p_cfg_cmd>&) {
+                                           std::vector<e2p_cfg_cmd>& phy1_records,
+                                           std::vector<e2p_cfg_cmd>& phy2_records) {
     grid_->finishEditing();
-    const std::vector<e2p_cfg_cmd> own = records();
-    switch_records.insert(switch_records.end(), own.begin(), own.end());
+    OABRControlFrame::StoreAllRegisters(switch_records, phy1_records, phy2_records);
 }
 
 StoreStep StaticMacAdressTab::StoreBesideRecords() {
@@ -223,7 +216,7 @@ StoreStep StaticMacAdressTab::StoreBesideRecords() {
 }
 
 std::string StaticMacAdressTab::describeFit(unsigned missing_switch_bytes) const {
-    const std::vector<e2p_cfg_cmd> own = records();
+    const std::vector<e2p_cfg_cmd> own = recordsOf(shownSettings()).switch_list;
     if (own.empty()) return {};
     const auto each = static_cast<size_t>(own[0].length());
     if (missing_switch_bytes > each * own.size()) return {};  // leaving all out would not do

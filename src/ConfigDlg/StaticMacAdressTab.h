@@ -26,9 +26,9 @@ public:
     /// Writes every row that is right.
     void SetAllRegisters() override;
     void ReadAllRegisters() override;
-    /// A record for each entry that holds something: the table is empty when the device starts.
     void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>& phy1_records,
                            std::vector<e2p_cfg_cmd>& phy2_records) override;
+    settings::Settings shownSettings() const override;
     StoreStep StoreBesideRecords() override;
     std::string describeFit(unsigned missing_switch_bytes) const override;
     void OnValuesChanged() override;
@@ -37,7 +37,6 @@ public:
 
     /// The texts shown, by row and column.
     Cells cells() const;
-    wxString rowLabel(int row) const;
     /// Shows a table, writes what of it differs from the device and notes the change.
     /// @param checked  without errors, see checkStaticMac
     /// @return         false when the device did not take all of it
@@ -47,7 +46,6 @@ private:
     oabr::StaticMacRow texts(int row) const;
     void showRow(int row, const ksz_smac_entry& entry);
     void showState();
-    std::vector<e2p_cfg_cmd> records() const;
     bool apply(const std::vector<int>& rows, oabr::Send what = oabr::Send::changes);
 
     oabr::StaticMacTable device_{};  // what the device was last seen to hold

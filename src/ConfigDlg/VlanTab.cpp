@@ -12,6 +12,7 @@
 #include "src/ConfigDlg/VlanEntryDialog.h"
 #include "src/Controls/CheckedGrid.h"
 #include "src/Controls/RowList.h"
+#include "src/models/settings_vlan.h"
 #include "src/models/vlan_device.h"
 #include "src/window/accessible.h"
 #include "src/window/while_painting.h"
@@ -19,7 +20,6 @@
 namespace kovgui {
 
 using controls::CheckedGrid;
-using controls::RecordSet;
 using controls::RowList;
 using oabr::Send;
 using oabr::StepsResult;
@@ -92,7 +92,7 @@ VlanTab::VlanTab(wxWindow* parent) : OABRControlFrame(parent, "802.1Q VLAN") {
         OnValuesChanged();
         ReadAllRegisters();
     });
-    showSettings();
+    showDevice();
 }
 
 wxSizer* VlanTab::buildPorts(wxWindow* parent) {
@@ -172,7 +172,7 @@ void VlanTab::portsEdited() {
     if (apply(target) != StepsResult::finished) OnSeen();
 }
 
-void VlanTab::showSettings() {
+void VlanTab::showDevice() {
     enable_->SetValue(device_.enabled);
     const VlanForm form = vlanFormOf(device_);
     for (size_t row = 0; row < form.ports.size(); ++row) {
@@ -313,7 +313,7 @@ StepsResult VlanTab::load(const VlanForm& checked) {
     const StepsResult result = apply(vlanSettingsOf(checked, device_));
     noteChange();
     if (result == StepsResult::finished)
-        showSettings();
+        showDevice();
     else if (result == StepsResult::stopped)
         ReadAllRegisters();
     else
@@ -334,25 +334,20 @@ void VlanTab::ReadAllRegisters() {
     }
     message_ = std::exchange(write_error_, "");
     if (result == StepsResult::failed) message_ += message_.empty() ? "It does not answer." : "";
-    showSettings();
+    showDevice();
 }
 
-void VlanTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>&,
-                                std::vector<e2p_cfg_cmd>&) {
-    const auto append = [&switch_records](e2p_cfg_cmd_array* owned) {
-        const RecordSet set(owned);
-        if (!set) return;
-        const e2p_cfg_cmd_list& list = set->switch_cfg;
-        switch_records.insert(switch_records.end(), list.records, list.records + list.count);
-    };
+settings::Settings VlanTab::shownSettings() const {
+    settings::Settings settings;
+    takeVlanSettings(device_, &settings);
+    return settings;
+}
+
+void VlanTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records,
+                                std::vector<e2p_cfg_cmd>& phy1_records,
+                                std::vector<e2p_cfg_cmd>& phy2_records) {
     ports_->finishEditing();
-    append(ksz_vlan_store(device_.table.rows()));
-    for (size_t i = 0; i < ports_as_shown.size(); ++i) {
-        append(ksz_pvid_store(ports_as_shown[i], device_.ports[i].pvid));
-        for (size_t flag = 0; flag < vlan_flags.size(); ++flag)
-            append(vlan_flags[flag].store(ports_as_shown[i], device_.ports[i].flags[flag] ? 1 : 0));
-    }
-    append(ksz_8021q_store(device_.enabled ? 1 : 0));
+    OABRControlFrame::StoreAllRegisters(switch_records, phy1_records, phy2_records);
 }
 
 StoreStep VlanTab::StoreBesideRecords() {

@@ -31,6 +31,7 @@ public:
     void ReadAllRegisters() override;
     void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>& phy1_records,
                            std::vector<e2p_cfg_cmd>& phy2_records) override;
+    settings::Settings shownSettings() const override;
     StoreStep StoreBesideRecords() override;
     std::string describeFit(unsigned missing_switch_bytes) const override;
     void OnValuesChanged() override;
@@ -60,7 +61,7 @@ private:
     void applyTable(const oabr::VlanTable& table, int select_vid);
     void portsEdited();
     bool hasVlan(int vid) const { return device_.table[vid].valid; }
-    void showSettings();
+    void showDevice();
     void showTable();
     void showState();
 

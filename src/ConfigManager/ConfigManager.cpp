@@ -4,8 +4,6 @@
 #include <wx/filename.h>
 #include <wx/msgdlg.h>
 
-#include <span>
-
 #include "lib/comm_obj.h"
 #include "src/ConfigDlg/CanSettingsPanel.h"
 #include "src/ConfigDlg/PortBasedVlanTab.h"
@@ -17,8 +15,7 @@
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/base/log.h"
 #include "src/base/utilities.h"
-#include "src/models/converters.h"
-#include "src/models/vlan_values.h"
+#include "src/models/settings_xml.h"
 #include "src/window/PageHost.h"
 #include "src/window/device_text.h"
 #include "src/window/file_choice.h"
@@ -27,65 +24,7 @@ namespace kovgui {
 namespace {
 
 using config::Element;
-using config::Values;
 using controls::OABRControlFrame;
-
-constexpr const char* panel_elements[config_panel_count] = {"Port_config", "Sniffing", "VLAN", "LifeCycle"};
-constexpr const char* elementOf(ConfigPanel panel) {
-    return panel_elements[static_cast<size_t>(panel)];
-}
-
-/// The value of a register-bound control in the file.
-struct ControlValue {
-    const char* path;
-    int id;
-};
-
-constexpr ControlValue port_values[] = {
-    {"OABR1/Flow_control", PortConfigPanel::ID_OABR1_FLOW},
-    {"OABR1/Speed", PortConfigPanel::ID_OABR1_SPEED},
-    {"OABR2/Flow_control", PortConfigPanel::ID_OABR2_FLOW},
-    {"OABR2/Speed", PortConfigPanel::ID_OABR2_SPEED},
-    {"BaseTx/Auto_negotiation", PortConfigPanel::ID_ETH_AUTONEG},
-    {"BaseTx/Duplex_model", PortConfigPanel::ID_ETH_DUPLEX},
-    {"BaseTx/Flow_control", PortConfigPanel::ID_ETH_FLOW},
-    {"BaseTx/Speed", PortConfigPanel::ID_ETH_SPEED},
-};
-
-constexpr ControlValue sniffing_values[] = {
-    {"Sniffing_on_port", SniffingPanel::ID_SNIFF_PORT},
-    {"OABR1", SniffingPanel::ID_SNIFF_OABR1},
-    {"OABR2", SniffingPanel::ID_SNIFF_OABR2},
-    {"BaseTx", SniffingPanel::ID_SNIFF_100BASETX},
-    {"USB", SniffingPanel::ID_SNIFF_USB},
-};
-
-Values shownValues(const OABRControlFrame& page, std::span<const ControlValue> controls) {
-    Values values;
-    for (const auto& [path, id] : controls)
-        values.emplace_back(path, ConvertToString(page.control(id)->shownText()));
-    return values;
-}
-
-/// Shows the texts; with the first that a control does not know the page is again as it was.
-std::string showValues(const OABRControlFrame& page, std::span<const ControlValue> controls,
-                       const Element& element, const Values& values) {
-    const Values before = shownValues(page, controls);
-    for (size_t i = 0; i < controls.size(); ++i) {
-        if (page.control(controls[i].id)->showText(wxString::FromUTF8(values[i].second))) continue;
-        for (size_t shown = 0; shown < i; ++shown)
-            (void)page.control(controls[shown].id)->showText(wxString::FromUTF8(before[shown].second));
-        return "\"" + element.name + "/" + values[i].first + "\" cannot be \"" + values[i].second + "\"\n";
-    }
-    return {};
-}
-
-std::vector<std::string> rowNames(const StaticMacAdressTab& tab) {
-    std::vector<std::string> names;
-    for (int row = 0; row < ksz_smac_entries; ++row)
-        names.push_back(ConvertCellLabel(tab.rowLabel(row)));
-    return names;
-}
 
 /// The page's part of a document.
 const Element* partOf(const config::Document& document, ConfigPanel panel, std::string* errors) {
@@ -150,12 +89,13 @@ PageLoad notTaken(ConfigPanel panel) {
 }
 
 /// Takes the values of a page of register-bound controls out of its element, onto the page and the device.
-PageLoad loadControls(OABRControlFrame* page, ConfigPanel panel, std::span<const ControlValue> controls,
-                      const Element& element) {
-    Values values = shownValues(*page, controls);
-    std::string errors = config::extract(element, &values);
-    if (errors.empty()) errors = showValues(*page, controls, element, values);
+PageLoad loadControls(OABRControlFrame* page, ConfigPanel panel, const Element& element,
+                      std::string (*read)(const Element&, settings::Settings*)) {
+    settings::Settings settings;
+    std::string errors = read(element, &settings);
+    if (errors.empty()) errors = config::describeEmpty(element);
     if (!errors.empty()) return {errors};
+    page->showSettings(settings);
     const comm_run run;
     page->SetAllRegisters();
     if (PageHost* host = pageHost(page)) {
@@ -230,11 +170,8 @@ bool ConfigManager::saveXmlFile(const char* path) {
 
 void ConfigManager::tellWrongEntries() const {
     std::string errors;
-    if (dialog_->isChosen(ConfigPanel::port))
-        errors += config::describeEmpty(elementOf(ConfigPanel::port), shownValues(*port_, port_values));
-    if (dialog_->isChosen(ConfigPanel::sniffing))
-        errors +=
-            config::describeEmpty(elementOf(ConfigPanel::sniffing), shownValues(*sniffing_, sniffing_values));
+    if (dialog_->isChosen(ConfigPanel::port)) errors += config::describeEmpty(saveXmlPortconfig());
+    if (dialog_->isChosen(ConfigPanel::sniffing)) errors += config::describeEmpty(saveXmlsniffing());
     if (dialog_->isChosen(ConfigPanel::vlan)) errors += vlanError(shownTables());
     if (dialog_->isChosen(ConfigPanel::life_cycle)) errors += lifeCycleError(life_cycle_->form());
     if (errors.empty()) return;
@@ -244,11 +181,11 @@ void ConfigManager::tellWrongEntries() const {
 }
 
 Element ConfigManager::saveXmlPortconfig() const {
-    return config::compose(elementOf(ConfigPanel::port), shownValues(*port_, port_values));
+    return portElement(port_->shownSettings());
 }
 
 Element ConfigManager::saveXmlsniffing() const {
-    return config::compose(elementOf(ConfigPanel::sniffing), shownValues(*sniffing_, sniffing_values));
+    return sniffingElement(sniffing_->shownSettings());
 }
 
 config::VlanTables ConfigManager::shownTables() const {
@@ -256,18 +193,11 @@ config::VlanTables ConfigManager::shownTables() const {
 }
 
 Element ConfigManager::saveXmlVlan() const {
-    return config::compose(elementOf(ConfigPanel::vlan),
-                           config::vlanValues(shownTables(), rowNames(*static_mac_)));
+    return settings::vlanElement(shownTables());
 }
 
 Element ConfigManager::saveXmlLifeCycle() const {
-    const oabr::CanForm form = life_cycle_->form();
-    Values values;
-    for (size_t i = 0; i < oabr::can_field_count; ++i) {
-        const auto field = static_cast<oabr::CanField>(i);
-        values.emplace_back(oabr::canFieldName(field), form[field]);
-    }
-    return config::compose(elementOf(ConfigPanel::life_cycle), values);
+    return settings::lifeCycleElement(life_cycle_->form());
 }
 
 // ---- What is wrong ----
@@ -330,18 +260,18 @@ bool ConfigManager::loadXmlFile(const char* path) {
 }
 
 PageLoad ConfigManager::loadXmlPortconfig(const Element& element) {
-    return loadControls(port_, ConfigPanel::port, port_values, element);
+    return loadControls(port_, ConfigPanel::port, element, settings::readPortElement);
 }
 
 PageLoad ConfigManager::loadXmlsniffing(const Element& element) {
-    return loadControls(sniffing_, ConfigPanel::sniffing, sniffing_values, element);
+    return loadControls(sniffing_, ConfigPanel::sniffing, element, settings::readSniffingElement);
 }
 
 PageLoad ConfigManager::loadXmlVlan(const Element& element) {
     for (const Element& table : element.children)
         LOG_DEBUG(71, "+++ %s %s", table.name.c_str(), table.text.c_str());
     config::VlanTables tables;
-    std::string errors = config::readVlanTables(element, rowNames(*static_mac_), &tables);
+    std::string errors = config::readVlanTables(element, &tables);
     if (!errors.empty()) return {errors};
     // All three tabs are one page: nothing is loaded before everything is found good.
     errors = vlanError(tables);
@@ -360,14 +290,9 @@ PageLoad ConfigManager::loadXmlVlan(const Element& element) {
 }
 
 PageLoad ConfigManager::loadXmlLifeCycle(const Element& element) {
-    Values values;
-    for (size_t i = 0; i < oabr::can_field_count; ++i)
-        values.emplace_back(oabr::canFieldName(static_cast<oabr::CanField>(i)), "");
-    std::string errors = config::extract(element, &values);
-    if (!errors.empty()) return {errors};
     oabr::CanForm form;
-    for (size_t i = 0; i < oabr::can_field_count; ++i)
-        form[static_cast<oabr::CanField>(i)] = values[i].second;
+    std::string errors = settings::readLifeCycleElement(element, &form);
+    if (!errors.empty()) return {errors};
     errors = lifeCycleError(form);
     if (!errors.empty()) return {errors};
     life_cycle_->load(form);

@@ -8,8 +8,8 @@
 namespace kovgui {
 namespace {
 
-constexpr std::array<const char*, config_panel_count> panel_labels = {"&Port Config Panel", "&Sniffing Panel",
-                                                                      "&VLAN Panel", "&Life Cycle Panel"};
+constexpr std::array panel_labels = {"&Port Config Panel", "&Sniffing Panel", "&VLAN Panel",
+                                     "&Life Cycle Panel"};
 
 }  // namespace
 
@@ -18,7 +18,7 @@ XmlConfigDialog::XmlConfigDialog(wxWindow* parent, const wxString& title)
     const int gap = FromDIP(8);
     auto* choices = new wxBoxSizer(wxVERTICAL);
     choices->Add(all_, wxSizerFlags().Border(wxBOTTOM, gap));
-    for (size_t panel = 0; panel < config_panel_count; ++panel) {
+    for (size_t panel = 0; panel < boxes_.size(); ++panel) {
         boxes_[panel] = new wxCheckBox(this, wxID_ANY, panel_labels[panel]);
         choices->Add(boxes_[panel], wxSizerFlags().Border(wxLEFT | wxBOTTOM, gap));
     }

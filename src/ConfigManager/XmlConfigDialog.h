@@ -5,11 +5,11 @@
 
 #include <array>
 
+#include "src/models/settings_xml.h"
+
 namespace kovgui {
 
-/// The pages that a configuration file holds, in its order.
-enum class ConfigPanel { port, sniffing, vlan, life_cycle };
-constexpr size_t config_panel_count = 4;
+using ConfigPanel = settings::XmlPage;
 
 /// Asks which pages take part in saving or loading a configuration file.
 class XmlConfigDialog : public wxDialog {
@@ -26,7 +26,7 @@ private:
     void setAll(bool chosen);
 
     wxCheckBox* all_;
-    std::array<wxCheckBox*, config_panel_count> boxes_{};
+    std::array<wxCheckBox*, settings::xml_elements.size()> boxes_{};
 };
 
 }  // namespace kovgui

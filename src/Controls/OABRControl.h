@@ -6,6 +6,8 @@
 #include <memory>
 
 #include "lib/e2p.h"
+#include "src/models/Settings.h"
+#include "src/models/shown_values.h"
 
 namespace kovgui::controls {
 
@@ -30,50 +32,50 @@ struct Binding {
 class OABRControl {
 public:
     /// One choice: the text shown and the value that it stands for.
-    struct ValuePair {
-        const char* label;
-        int value;
-    };
+    using ValuePair = ShownValue;
 
     virtual ~OABRControl();
     OABRControl(const OABRControl&) = delete;
     OABRControl& operator=(const OABRControl&) = delete;
 
-    /// Writes the value shown to the device.
-    virtual void setValue() = 0;
+    /// Writes the value shown to the device, if one is.
+    virtual void setValue();
     /// Reads the value from the device and shows it.
     virtual void getValue() = 0;
-    /// The records for the value shown.
-    virtual RecordSet storeValue() = 0;
+    /// The records for the value shown, if one is.
+    virtual RecordSet storeValue();
     /// The window identifier, under which the page keeps the control.
     virtual int getWXID() const = 0;
 
     /// What is shown as a text: "true" or "false" where the control is on or off, else its label.
     virtual wxString shownText() const = 0;
-    /// Shows what such a text says; the device is left alone.
-    /// @return false, with nothing changed, for a text that the control cannot show
-    [[nodiscard]] virtual bool showText(const wxString& text) = 0;
+    /// The value that is shown and can be changed here; nothing where there is none.
+    virtual std::optional<int> shownValue() const = 0;
+    /// Shows a value, where the control can; the device is left alone.
+    virtual void showValue(int value) = 0;
 
     void bind(Binding binding) { binding_ = std::move(binding); }
+    /// Says which setting of the port is shown: that stores it, too.
+    void bindSetting(settings::Value settings::PortSettings::*member, int port);
+    /// Adds the setting that is shown.
+    void giveSetting(settings::Settings* settings) const;
+    /// Shows the setting where it is known.
+    void takeSetting(const settings::Settings& settings);
 
 protected:
     explicit OABRControl(OABRControlFrame* owner) : owner_(owner) {}
     /// Gives the control to its page. For the end of a constructor, when the window has its identifier.
     void enter();
 
-    /// Calls what is bound; nothing where nothing is.
-    void set(int value) const;
-    RecordSet store(int value) const;
-
     Binding binding_;
 
 private:
     OABRControlFrame* const owner_;
+    settings::Value settings::PortSettings::*setting_ = nullptr;
+    int port_ = 0;
 };
 
-/// The texts of a control that is on or off.
+/// The text of a control that is on or off.
 wxString onOffText(bool on);
-/// @return false for another text; `on` is then untouched
-[[nodiscard]] bool parseOnOff(const wxString& text, bool* on);
 
 }  // namespace kovgui::controls

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "lib/comm_obj.h"
+#include "src/models/settings_records.h"
 #include "src/window/PageHost.h"
 #include "src/window/while_painting.h"
 
@@ -94,16 +95,27 @@ void OABRControlFrame::ReadAllRegisters() {
 void OABRControlFrame::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records,
                                          std::vector<e2p_cfg_cmd>& phy1_records,
                                          std::vector<e2p_cfg_cmd>& phy2_records) {
-    const auto append = [](const e2p_cfg_cmd_list& from, std::vector<e2p_cfg_cmd>& to) {
-        to.insert(to.end(), from.records, from.records + from.count);
+    ConfigLists lists = controls_.empty() ? recordsOf(shownSettings()) : ConfigLists();
+    for (const auto& [id, control] : controls_)
+        lists.append(settings::takeRecords(control->storeValue().release()));
+    const auto append = [](const std::vector<e2p_cfg_cmd>& from, std::vector<e2p_cfg_cmd>& to) {
+        to.insert(to.end(), from.begin(), from.end());
     };
-    for (const auto& [id, control] : controls_) {
-        const RecordSet set = control->storeValue();
-        if (!set) continue;
-        append(set->switch_cfg, switch_records);
-        append(set->phy1_cfg, phy1_records);
-        append(set->phy2_cfg, phy2_records);
-    }
+    append(lists.switch_list, switch_records);
+    append(lists.phy1_list, phy1_records);
+    append(lists.phy2_list, phy2_records);
+}
+
+settings::Settings OABRControlFrame::shownSettings() const {
+    settings::Settings settings;
+    for (const auto& [id, control] : controls_)
+        control->giveSetting(&settings);
+    return settings;
+}
+
+void OABRControlFrame::showSettings(const settings::Settings& settings) {
+    for (const auto& [id, control] : controls_)
+        control->takeSetting(settings);
 }
 
 bool OABRControlFrame::holdDeviceValues() {

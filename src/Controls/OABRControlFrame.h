@@ -35,12 +35,16 @@ public:
     virtual void SetAllRegisters();
     /// Reads every control, if the page is marked for reading. The mark stays when the device fell silent.
     virtual void ReadAllRegisters();
-    /// Appends the records of every control.
+    /// Appends the records of every control, or of what a page without them shows.
     void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>& phy1_records,
                            std::vector<e2p_cfg_cmd>& phy2_records) override;
     /// Reads the page if it is marked for it.
     bool holdDeviceValues() override;
     bool holdsDeviceValues() const override { return !needs_read_; }
+    /// The settings that the page shows, but for texts that are wrong.
+    virtual settings::Settings shownSettings() const;
+    /// Shows those of its settings that are known; the device is left alone.
+    virtual void showSettings(const settings::Settings& settings);
 
     /// Marks the page for reading.
     virtual void OnValuesChanged();

@@ -15,32 +15,13 @@ OABRRegCheckBox::OABRRegCheckBox(OABRControlFrame* owner, int id, const wxString
     enter();
 }
 
-int OABRRegCheckBox::shownValue() const {
-    return GetValue() ? on_value_ : off_value_;
-}
-
-void OABRRegCheckBox::setValue() {
-    set(shownValue());
-}
-
 void OABRRegCheckBox::getValue() {
     int value = 0;
     if (binding_.get)
         binding_.get(&value);
     else
         LOG_DEBUG(46, "%s: getFnc() not assigned! \n", "getValue");
-    SetValue(value == on_value_);
-}
-
-RecordSet OABRRegCheckBox::storeValue() {
-    return store(shownValue());
-}
-
-bool OABRRegCheckBox::showText(const wxString& text) {
-    bool on = false;
-    if (!parseOnOff(text, &on)) return false;
-    SetValue(on);
-    return true;
+    showValue(value);
 }
 
 }  // namespace kovgui::controls

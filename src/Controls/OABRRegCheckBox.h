@@ -13,17 +13,14 @@ public:
     OABRRegCheckBox(OABRControlFrame* owner, int id, const wxString& label, const wxPoint& position,
                     const wxSize& size, unsigned on_value, unsigned off_value, wxWindow* parent = nullptr);
 
-    void setValue() override;
     /// The value read counts as 0 where it could not be read.
     void getValue() override;
-    RecordSet storeValue() override;
     int getWXID() const override { return GetId(); }
     wxString shownText() const override { return onOffText(GetValue()); }
-    bool showText(const wxString& text) override;
+    std::optional<int> shownValue() const override { return GetValue() ? on_value_ : off_value_; }
+    void showValue(int value) override { SetValue(value == on_value_); }
 
 private:
-    int shownValue() const;
-
     const int on_value_;
     const int off_value_;
 };

@@ -23,13 +23,13 @@ int OABRRegComboBox::valueOf(unsigned item) const {
     return static_cast<int>(reinterpret_cast<intptr_t>(GetClientData(item)));
 }
 
-std::optional<int> OABRRegComboBox::selectedValue() const {
+std::optional<int> OABRRegComboBox::shownValue() const {
     const int item = GetSelection();
     if (item == wxNOT_FOUND) return std::nullopt;
     return valueOf(static_cast<unsigned>(item));
 }
 
-void OABRRegComboBox::selectValue(int value) {
+void OABRRegComboBox::showValue(int value) {
     for (unsigned item = 0; item < GetCount(); ++item) {
         if (valueOf(item) != value) continue;
         SetSelection(static_cast<int>(item));
@@ -37,22 +37,9 @@ void OABRRegComboBox::selectValue(int value) {
     }
 }
 
-void OABRRegComboBox::setValue() {
-    if (const auto value = selectedValue()) set(*value);
-}
-
 void OABRRegComboBox::getValue() {
     int value = 0;
-    if (binding_.get && binding_.get(&value)) selectValue(value);
-}
-
-RecordSet OABRRegComboBox::storeValue() {
-    const auto value = selectedValue();
-    return value ? store(*value) : nullptr;
-}
-
-bool OABRRegComboBox::showText(const wxString& text) {
-    return SetStringSelection(text);
+    if (binding_.get && binding_.get(&value)) showValue(value);
 }
 
 }  // namespace kovgui::controls

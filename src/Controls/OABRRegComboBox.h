@@ -20,18 +20,14 @@ public:
     /// Adds an item for each pair.
     void Append(const ValuePair* pairs, int count);
 
-    void setValue() override;
     /// Leaves the selection where the value could not be read or is none of the items'.
     void getValue() override;
-    RecordSet storeValue() override;
     int getWXID() const override { return GetId(); }
     wxString shownText() const override { return GetStringSelection(); }
-    bool showText(const wxString& text) override;
-
-    /// The value of the selected item; empty when none is.
-    std::optional<int> selectedValue() const;
-    /// Selects the first item with the value, if there is one; the device is left alone.
-    void selectValue(int value);
+    /// That of the selected item.
+    std::optional<int> shownValue() const override;
+    /// Selects the first item with the value, if there is one.
+    void showValue(int value) override;
 
 private:
     int valueOf(unsigned item) const;

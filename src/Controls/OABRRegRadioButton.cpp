@@ -19,8 +19,8 @@ OABRRegRadioButton::OABRRegRadioButton(OABRControlFrame* owner, int id, const wx
     enter();
 }
 
-void OABRRegRadioButton::show(bool on) {
-    if (on) {
+void OABRRegRadioButton::showValue(int value) {
+    if (value == value_) {
         SetValue(true);
         return;
     }
@@ -30,24 +30,13 @@ void OABRRegRadioButton::show(bool on) {
     }
 }
 
-void OABRRegRadioButton::setValue() {
-    if (GetValue()) set(value_);
-}
-
-RecordSet OABRRegRadioButton::storeValue() {
-    return GetValue() ? store(value_) : nullptr;
-}
-
 void OABRRegRadioButton::getValue() {
     int value = 0;
-    if (binding_.get && binding_.get(&value)) show(value == value_);
+    if (binding_.get && binding_.get(&value)) showValue(value);
 }
 
-bool OABRRegRadioButton::showText(const wxString& text) {
-    bool on = false;
-    if (!parseOnOff(text, &on)) return false;
-    show(on);
-    return true;
+std::optional<int> OABRRegRadioButton::shownValue() const {
+    return GetValue() ? std::optional(value_) : std::nullopt;
 }
 
 }  // namespace kovgui::controls

@@ -15,17 +15,14 @@ public:
     OABRRegRadioButton(OABRControlFrame* owner, int id, const wxString& label, const wxPoint& position,
                        const wxSize& size, long style, int value, wxWindow* parent = nullptr);
 
-    /// Writes and stores only when the button is on.
-    void setValue() override;
-    RecordSet storeValue() override;
     void getValue() override;
     int getWXID() const override { return GetId(); }
     wxString shownText() const override { return onOffText(GetValue()); }
-    bool showText(const wxString& text) override;
+    /// Only when the button is on.
+    std::optional<int> shownValue() const override;
+    void showValue(int value) override;
 
 private:
-    void show(bool on);
-
     const int value_;
 };
 

@@ -16,7 +16,10 @@ void OABRRegStaticText::Append(const ValuePair* pairs, int count) {
 
 void OABRRegStaticText::getValue() {
     int value = 0;
-    if (!binding_.get || !binding_.get(&value)) return;
+    if (binding_.get && binding_.get(&value)) showValue(value);
+}
+
+void OABRRegStaticText::showValue(int value) {
     for (const ValuePair& pair : pairs_) {
         if (pair.value != value) continue;
         SetLabelText(pair.label);

@@ -19,13 +19,12 @@ public:
     /// Adds values that can be shown.
     void Append(const ValuePair* pairs, int count);
 
-    void setValue() override {}
     /// Leaves the text where the value could not be read or has none.
     void getValue() override;
-    RecordSet storeValue() override { return nullptr; }
     int getWXID() const override { return GetId(); }
     wxString shownText() const override { return GetLabelText(); }
-    bool showText(const wxString&) override { return false; }
+    std::optional<int> shownValue() const override { return std::nullopt; }
+    void showValue(int value) override;
 
 private:
     std::vector<ValuePair> pairs_;

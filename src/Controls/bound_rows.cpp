@@ -1,6 +1,5 @@
 #include "src/Controls/bound_rows.h"
 
-#include <wx/statbox.h>
 #include <wx/stattext.h>
 
 #include "src/window/accessible.h"
@@ -10,8 +9,9 @@ namespace {
 
 constexpr int gap_px = 8;
 
-Binding bindingOf(const SettingRow& row) {
-    return {row.get, row.set, row.store};
+void bind(OABRControl* control, const SettingRow& row) {
+    control->bind({row.get, row.set, nullptr});
+    if (row.setting) control->bindSetting(row.setting, row.port);
 }
 
 int countOf(const SettingRow& row) {
@@ -42,7 +42,7 @@ OABRRegComboBox* RowBox::addChoice(const SettingRow& row) {
     setAccessibleName(choice, box_->GetStaticBox()->GetLabel() + " " + plainLabel(row.label));
     setAccessibleLabels(choice, {window(), last_label_});
     choice->Append(row.values.data(), countOf(row));
-    choice->bind(bindingOf(row));
+    bind(choice, row);
     choice->SetToolTip(row.tooltip);
     grid_->Add(choice, wxSizerFlags().Expand().CenterVertical());
     return choice;
@@ -52,7 +52,7 @@ OABRRegStaticText* RowBox::addState(const SettingRow& row) {
     addLabel(row);
     auto* state = new OABRRegStaticText(page_, row.id, "-", wxDefaultPosition, wxDefaultSize, window());
     state->Append(row.values.data(), countOf(row));
-    state->bind(bindingOf(row));
+    bind(state, row);
     state->SetToolTip(row.tooltip);
     grid_->Add(state, wxSizerFlags().Expand().CenterVertical());
     return state;
@@ -63,7 +63,7 @@ OABRRegCheckBox* RowBox::addCheckBox(const SettingRow& row) {
     auto* box = new OABRRegCheckBox(page_, row.id, row.label, wxDefaultPosition, wxDefaultSize,
                                     static_cast<unsigned>(row.values[0].value),
                                     static_cast<unsigned>(row.values[1].value), window());
-    box->bind(bindingOf(row));
+    bind(box, row);
     box->SetToolTip(row.tooltip);
     grid_->Add(box, wxSizerFlags().CenterVertical());
     return box;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <wx/sizer.h>
+#include <wx/statbox.h>
 
 #include <span>
 
@@ -19,7 +20,9 @@ struct SettingRow {
     std::span<const OABRControl::ValuePair> values;
     int (*get)(int*) = nullptr;
     int (*set)(int) = nullptr;
-    e2p_cfg_cmd_array* (*store)(int) = nullptr;
+    // Of the setting that is set: where it stands in the settings.
+    settings::Value settings::PortSettings::*setting = nullptr;
+    int port = 0;
 };
 
 /// A box with a title, whose rows are a label and a control each.

@@ -331,10 +331,12 @@ std::string extract(const Element& element, Values* values) {
     return {};
 }
 
-std::string describeEmpty(const std::string& name, const Values& values) {
+std::string describeEmpty(const Element& element) {
+    Values values;
+    flatten(element, "", &values);
     std::string lines;
     for (const auto& [path, text] : values)
-        if (text.empty()) lines += "\"" + name + "/" + path + "\": nothing is chosen\n";
+        if (text.empty()) lines += "\"" + element.name + "/" + path + "\": nothing is chosen\n";
     return lines;
 }
 

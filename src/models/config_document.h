@@ -48,7 +48,8 @@ Element compose(const std::string& name, const Values& values);
 /// @return which elements are missing, doubled or unknown, a line each; `values` is then untouched
 [[nodiscard]] std::string extract(const Element& element, Values* values);
 
-/// Which of the values are empty, a line each: what has no choice selected is saved so, and cannot be loaded.
-std::string describeEmpty(const std::string& name, const Values& values);
+/// Which of an element's values are empty, a line each: what has no choice selected is saved so, and cannot
+/// be loaded.
+std::string describeEmpty(const Element& element);
 
 }  // namespace kovgui::config

@@ -33,16 +33,6 @@ void append(const e2p_cfg_cmd_list& from, std::vector<e2p_cfg_cmd>* to) {
     to->insert(to->end(), from.records, from.records + from.count);
 }
 
-void appendLists(ConfigLists* lists, e2p_cfg_cmd_array* owned) {
-    const ConfigLists more = takeRecords(owned);
-    const auto join = [](std::vector<e2p_cfg_cmd>& to, const std::vector<e2p_cfg_cmd>& from) {
-        to.insert(to.end(), from.begin(), from.end());
-    };
-    join(lists->switch_list, more.switch_list);
-    join(lists->phy1_list, more.phy1_list);
-    join(lists->phy2_list, more.phy2_list);
-}
-
 constexpr Register sniffRegister(int port) {
     return {mdio_switch, ksz_reg_port(port, ksz_control1)};
 }
@@ -211,7 +201,7 @@ namespace {
 /// The settings in the order in which the window's pages store them.
 class Collector {
 public:
-    explicit Collector(const Settings& settings) : settings_(settings), lists_(defaultLists()) {}
+    explicit Collector(const Settings& settings) : settings_(settings) {}
 
     ConfigLists collect() {
         using P = PortSettings;
@@ -222,7 +212,7 @@ public:
         for (int port = 1; port <= port_count; ++port)
             add(port, {&P::forward});
         for (const auto& [index, entry] : settings_.macs)
-            appendLists(&lists_, ksz_smac_store(index, entry));
+            append(ksz_smac_store(index, entry));
         addVlans();
         for (const int port : ports_as_shown)
             add(port, {&P::pvid, &P::insert_tag, &P::remove_tag, &P::pvid_filter, &P::vtable_filter});
@@ -232,9 +222,10 @@ public:
     }
 
 private:
+    void append(e2p_cfg_cmd_array* owned) { lists_.append(takeRecords(owned)); }
     void add(const Row& row, int port) {
         const Value& value = row.of(settings_, port);
-        if (value) appendLists(&lists_, row.store(port, *value));
+        if (value) append(row.store(port, *value));
     }
     void add(int port, std::initializer_list<Value PortSettings::*> members) {
         for (const auto member : members)
@@ -244,7 +235,7 @@ private:
         std::vector<ksz_vlan_row> valid;
         for (const auto& [vid, entry] : settings_.vlans)
             if (entry.valid) valid.push_back({vid, entry});
-        appendLists(&lists_, ksz_vlan_store(valid));
+        append(ksz_vlan_store(valid));
     }
     /// Nothing is mirrored from the port that is mirrored to, or without one.
     void addMirror() {
@@ -260,8 +251,14 @@ private:
 
 }  // namespace
 
-ConfigLists listsOf(const Settings& settings) {
+ConfigLists recordsOf(const Settings& settings) {
     return Collector(settings).collect();
+}
+
+ConfigLists listsOf(const Settings& settings) {
+    ConfigLists lists = defaultLists();
+    lists.append(recordsOf(settings));
+    return lists;
 }
 
 std::optional<std::vector<e2p_cfg_cmd>> recordsIn(std::span<const uint8_t> bytes) {

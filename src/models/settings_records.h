@@ -59,6 +59,8 @@ Settings settingsOf(const DeviceImage& image);
 /// The sniff bits of a port in an image; nothing when they are not known.
 std::optional<uint8_t> sniffBits(const DeviceImage& image, int port);
 
+/// The records that store the settings, in the order in which the window's pages give them.
+ConfigLists recordsOf(const Settings& settings);
 /// The lists that a store from the window writes when its pages show these settings. The CAN block is
 /// canBlockOf's.
 ConfigLists listsOf(const Settings& settings);

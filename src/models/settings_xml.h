@@ -1,16 +1,41 @@
 #pragma once
 
+#include <array>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "src/models/Settings.h"
+#include "src/models/can_settings.h"
 #include "src/models/config_document.h"
 #include "src/models/settings_data.h"
+#include "src/models/vlan_values.h"
 
 // Settings in and out of the window's configuration file. It calls the BroadR-Reach ports of its sniffing
 // page crosswise, as that page does.
 
 namespace kovgui::settings {
+
+/// The pages that a file holds, in its order.
+enum class XmlPage { port, sniffing, vlan, life_cycle };
+constexpr std::array<const char*, 4> xml_elements = {"Port_config", "Sniffing", "VLAN", "LifeCycle"};
+constexpr const char* elementOf(XmlPage page) {
+    return xml_elements[static_cast<size_t>(page)];
+}
+
+// An element as the window saves it. Of the pages where texts are typed it holds the texts, wrong ones too.
+config::Element portElement(const Settings& settings);
+config::Element sniffingElement(const Settings& settings);
+config::Element vlanElement(const config::VlanTables& tables);
+config::Element lifeCycleElement(const oabr::CanForm& form);
+
+// An element read.
+// @return what is wrong, a line each; empty when all of it was taken. Of the life cycle's texts it is not
+//         looked at what they say.
+[[nodiscard]] std::string readPortElement(const config::Element& element, Settings* settings);
+[[nodiscard]] std::string readSniffingElement(const config::Element& element, Settings* settings);
+[[nodiscard]] std::string readVlanElement(const config::Element& element, config::VlanTables* tables);
+[[nodiscard]] std::string readLifeCycleElement(const config::Element& element, oabr::CanForm* form);
 
 /// The elements of all four pages, as the window saves them when it shows these settings. What is unknown is
 /// an empty text.

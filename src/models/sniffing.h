@@ -22,6 +22,15 @@ enum SniffPort : int {
     sniff_on_100basetx = 3,
     sniff_on_usb = 4,
 };
+constexpr bool namesPort(int sniff_port) {
+    return sniff_port >= sniff_on_oabr1 && sniff_port <= sniff_on_usb;
+}
+/// The library's port for such a value; 0 for none.
+constexpr int portOfSniffPort(int sniff_port) {
+    return namesPort(sniff_port)
+               ? crossed_port(ports_as_shown[static_cast<size_t>(sniff_port - sniff_on_oabr1)])
+               : 0;
+}
 
 /// Reads which port it is: of several the one with the highest number. Where there is none the value is left
 /// as it is.

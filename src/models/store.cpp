@@ -42,6 +42,12 @@ Stored compare(uint16_t address, const std::vector<uint8_t>& wanted) {
 
 }  // namespace
 
+void ConfigLists::append(const ConfigLists& more) {
+    switch_list.insert(switch_list.end(), more.switch_list.begin(), more.switch_list.end());
+    phy1_list.insert(phy1_list.end(), more.phy1_list.begin(), more.phy1_list.end());
+    phy2_list.insert(phy2_list.end(), more.phy2_list.begin(), more.phy2_list.end());
+}
+
 void appendBetweenMarkers(std::span<const e2p_cfg_cmd> defaults, std::vector<e2p_cfg_cmd>& list) {
     if (defaults.size() > 2) list.insert(list.end(), defaults.begin() + 1, defaults.end() - 1);
 }

@@ -15,6 +15,8 @@ struct ConfigLists {
     std::vector<e2p_cfg_cmd> switch_list;
     std::vector<e2p_cfg_cmd> phy1_list;
     std::vector<e2p_cfg_cmd> phy2_list;
+
+    void append(const ConfigLists& more);
 };
 
 /// Appends what stands between the first and the last entry, the markers of a default configuration; an array

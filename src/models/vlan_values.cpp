@@ -47,7 +47,7 @@ struct Flags {
 };
 
 /// Every cell of the tables in the order of the file.
-std::vector<Cell> cellsOf(VlanTables& tables, Flags& flags, const std::vector<std::string>& rows) {
+std::vector<Cell> cellsOf(VlanTables& tables, Flags& flags) {
     std::vector<Cell> cells;
     for (size_t input = 0; input < matrix_ports.size(); ++input) {
         for (size_t output = 0; output < matrix_ports.size(); ++output) {
@@ -56,9 +56,10 @@ std::vector<Cell> cellsOf(VlanTables& tables, Flags& flags, const std::vector<st
                              true, &flags.matrix[input][output]});
         }
     }
-    tables.static_mac.resize(rows.size(), std::vector<std::string>(std::size(mac_columns)));
-    for (size_t row = 0; row < rows.size(); ++row)
-        addRow(&cells, "Static_Mac/" + rows[row], mac_columns, tables.static_mac[row]);
+    tables.static_mac.resize(ksz_smac_entries, std::vector<std::string>(std::size(mac_columns)));
+    for (size_t row = 0; row < tables.static_mac.size(); ++row)
+        addRow(&cells, "Static_Mac/" + ConvertCellLabel(std::to_string(row)), mac_columns,
+               tables.static_mac[row]);
     cells.push_back({"Vlan_802.1Q", true, &flags.enabled});
     for (size_t port = 0; port < std::size(port_rows); ++port)
         addRow(&cells, std::string("Vlan_Tabelle1/") + port_rows[port], port_columns,
@@ -88,7 +89,7 @@ bool cellOfFlag(const std::string& flag, std::string* cell) {
 
 }  // namespace
 
-Values vlanValues(const VlanTables& tables, const std::vector<std::string>& rows) {
+Values vlanValues(const VlanTables& tables) {
     VlanTables copy = tables;
     Flags flags;
     for (size_t input = 0; input < matrix_ports.size(); ++input) {
@@ -97,15 +98,15 @@ Values vlanValues(const VlanTables& tables, const std::vector<std::string>& rows
             flags.matrix[input][output] = holds_port(outputs, matrix_ports[output].port) ? "1" : "0";
     }
     flags.enabled = tables.vlan.enabled ? "1" : "0";
-    return valuesOf(cellsOf(copy, flags, rows), tables.vlan.table.empty());
+    return valuesOf(cellsOf(copy, flags), tables.vlan.table.empty());
 }
 
-std::string readVlanTables(const Element& element, const std::vector<std::string>& rows, VlanTables* tables) {
+std::string readVlanTables(const Element& element, VlanTables* tables) {
     const auto table = std::ranges::find(element.children, vlan_table, &Element::name);
     VlanTables read;
     Flags flags;
     read.vlan.table.resize(table == element.children.end() ? 0 : table->children.size());
-    const std::vector<Cell> cells = cellsOf(read, flags, rows);
+    const std::vector<Cell> cells = cellsOf(read, flags);
     Values values = valuesOf(cells, read.vlan.table.empty());
     const std::string errors = extract(element, &values);
     if (!errors.empty()) return errors;

@@ -19,11 +19,9 @@ struct VlanTables {
     oabr::VlanForm vlan;
 };
 
-/// @param rows  the names of the static MAC table's rows, as many as it has
-Values vlanValues(const VlanTables& tables, const std::vector<std::string>& rows);
+Values vlanValues(const VlanTables& tables);
 /// The tables that an element holds, which are not looked at beyond that each on/off value is one.
 /// @return what is wrong, a line each; empty when the tables were read
-[[nodiscard]] std::string readVlanTables(const Element& element, const std::vector<std::string>& rows,
-                                         VlanTables* tables);
+[[nodiscard]] std::string readVlanTables(const Element& element, VlanTables* tables);
 
 }  // namespace kovgui::config

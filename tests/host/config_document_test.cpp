@@ -160,7 +160,7 @@ TEST_F(ConfigDocument, NamesWhatIsMissingDoubledOrUnknown) {
 }
 
 TEST_F(ConfigDocument, NamesWhatHasNoValue) {
-    EXPECT_EQ(describeEmpty("T", {{"a/b", "x"}, {"c", ""}}), "\"T/c\": nothing is chosen\n");
+    EXPECT_EQ(describeEmpty(compose("T", {{"a/b", "x"}, {"c", ""}})), "\"T/c\": nothing is chosen\n");
 }
 
 }  // namespace
