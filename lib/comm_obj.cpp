@@ -45,6 +45,7 @@ constinit std::atomic<uint32_t> link_number{0};
 constinit std::atomic<bool> stopped{false};
 
 constinit std::atomic<comm_resync> resync{nullptr};
+constinit std::atomic<comm_observer> observer{nullptr};
 /// A reply came that nobody had asked for: the device repeats itself.
 constinit std::atomic<bool> repeats{false};
 /// How often a reply looked like a repeated one and was made sure of on this link. A device for which that
@@ -190,6 +191,8 @@ int exchange(comm_obj& obj, hdlc_msg& reply) {
     set_residue(obj, result != req_ok ? comm_residue::late
                      : doubtful       ? comm_residue::none
                                       : comm_residue::repeated);
+    if (const comm_observer tell = observer)
+        tell(obj.request, obj.request_length, result == req_ok ? &reply : nullptr);
     return report(result);
 }
 
@@ -197,6 +200,10 @@ int exchange(comm_obj& obj, hdlc_msg& reply) {
 
 void comm_set_resync(comm_resync new_resync) {
     resync = new_resync;
+}
+
+void comm_set_observer(comm_observer new_observer) {
+    observer = new_observer;
 }
 
 void comm_end() {

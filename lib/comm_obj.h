@@ -121,6 +121,13 @@ using comm_resync = int (*)(uint64_t seconds);
 ///   answer more than it was asked, before each request.
 void comm_set_resync(comm_resync resync);
 
+/// Told of each request that was sent, on the thread that sent it.
+/// @param length  of the request's payload
+/// @param reply   null when it was not answered
+using comm_observer = void (*)(const comm_request& request, uint64_t length, const hdlc_msg* reply);
+/// One observer; null (as at first) for none.
+void comm_set_observer(comm_observer observer);
+
 /// Ends the link: requests time out from now on, without being sent and without a line, also those that wait.
 /// Any thread may call it.
 void comm_end();
