@@ -22,6 +22,7 @@
 #include <wx/utils.h>
 
 #include <algorithm>
+#include <array>
 
 #include "oabr_version.h"
 #include "src/Controls/OABRControlFrame.h"
@@ -40,6 +41,7 @@
 #include "src/window/accessible.h"
 #include "src/window/device_change.h"
 #include "src/window/device_text.h"
+#include "src/window/hover.h"
 #include "src/window/links.h"
 #include "src/window/while_painting.h"
 
@@ -140,9 +142,9 @@ public:
     }
 };
 
+/// A tool has no text for the status bar: its tooltip says it, and what stands there stays.
 void addTool(wxToolBar* bar, const ToolRow& row) {
-    // The status bar shows the long help while the mouse is over a tool: nothing, where there is none.
-    bar->AddTool(row.id, row.label, picture(row.picture), wxNullBitmap, wxITEM_NORMAL, row.help, row.help);
+    bar->AddTool(row.id, row.label, picture(row.picture), wxNullBitmap, wxITEM_NORMAL, row.help);
 }
 
 }  // namespace
@@ -214,6 +216,7 @@ void MainFrame::Init(bool console) {
     const auto devicesChanged = [this] {
         QueueEvent(new wxCommandEvent(wxEVT_COMMAND_DEVICE_UPDATE_REQUIRED));
     };
+    modalBoxes_.on_open = [this] { forgetHover(toolBar_); };
     deviceWatch_ = ftdi::driver()->watch(devicesChanged);
     if (!watchSystemDeviceChanges(this, devicesChanged)) LOG_ERROR(349, "RegisterDeviceNotification failed");
     RefreshDevices();
@@ -236,6 +239,7 @@ void MainFrame::buildMenus() {
 void MainFrame::buildStatusBar() {
     auto* bar = new ReadableStatusBar(this, status_fields, connection_field, "mainStatusBar");
     SetStatusBar(bar);
+    SetStatusWidths(status_fields, std::array{-4, -3, -5}.data());
     bar->SetStatusText("Not connected", connection_field);
     storeIndicator_ = new Sign(bar, "storeIndicator");
     auto* row = new wxBoxSizer(wxHORIZONTAL);
@@ -288,6 +292,15 @@ void MainFrame::buildPages() {
         book_->AddPage(page, row.title, false, image++);
     }
     describeList(book_->GetListView(), "Pages");
+    // A click beside the entries, or Ctrl with one on an entry, takes the selection away.
+    book_->GetListView()->Bind(wxEVT_LIST_ITEM_DESELECTED, [this](wxListEvent& event) {
+        event.Skip();
+        CallAfter([this] {
+            wxListView* const list = book_->GetListView();
+            if (list->GetFirstSelected() == wxNOT_FOUND && book_->GetSelection() != wxNOT_FOUND)
+                list->Select(book_->GetSelection());
+        });
+    });
     // A page that reads as it is shown is painted once before it has its place; that would stay on the list.
     book_->Bind(wxEVT_LISTBOOK_PAGE_CHANGED, [this](wxBookCtrlEvent& event) {
         event.Skip();
@@ -349,11 +362,22 @@ void MainFrame::OnPageChanged(wxBookCtrlEvent& event) {
 /// page that was connected while a job had disabled the window.
 bool MainFrame::Enable(bool enable) {
     if (!wxFrame::Enable(enable)) return false;
-    if (enable) {
+    if (!enable) {
+        forgetHover(toolBar_);
+    } else {
         for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
             controls::takeIntoTabRound(page);
     }
     return true;
+}
+
+void MainFrame::DoGiveHelp(const wxString& help, bool show) {
+    SetStatusText(show && !help.empty() ? help : hardware_, hardware_field);
+}
+
+void MainFrame::showHardware(const wxString& text) {
+    hardware_ = text;
+    SetStatusText(hardware_, hardware_field);
 }
 
 void MainFrame::enableDeviceFunctions() {
@@ -562,7 +586,7 @@ void MainFrame::OnConnectToDevice(wxThreadEvent& event) {
 void MainFrame::OnDeviceConnected(wxThreadEvent&) {
     LOG_DEBUG(860, "OnDeviceConnected");
     const OABRDevice& device = *OABRDevice::instance();
-    SetStatusText("Hardware Version: " + deviceText(device.getBootloaderDesc().toString()), hardware_field);
+    showHardware("Hardware Version: " + deviceText(device.getBootloaderDesc().toString()));
     SetStatusText("Firmware Version: " + deviceText(device.getFirmwareVersion().toString()), firmware_field);
     SetStatusText("Connected", connection_field);
     enableDeviceFunctions();
@@ -575,7 +599,7 @@ void MainFrame::OnDeviceConnected(wxThreadEvent&) {
 void MainFrame::OnDeviceDisconnected(wxThreadEvent&) {
     LOG_DEBUG(883, "OnDeviceDisconnected");
     connectionTimer_.Stop();
-    SetStatusText("", hardware_field);
+    showHardware("");
     SetStatusText("", firmware_field);
     SetStatusText("Not connected", connection_field);
     disableDeviceFunctions();
@@ -771,9 +795,12 @@ void MainFrame::ShowSimpleAboutDialog(wxCommandEvent&) {
     wxAboutDialogInfo info;
     info.SetName("OABR Korvex");
     info.SetVersion(OABR_VERSION);
-    info.SetDescription(wxString::Format(
-        "wxWidgets 3.1.4\nThis program runs on wxWidgets %d.%d.%d", wxGetLibraryVersionInfo().GetMajor(),
-        wxGetLibraryVersionInfo().GetMinor(), wxGetLibraryVersionInfo().GetMicro()));
+    info.SetDescription("wxWidgets 3.1.4");
+    const wxString licence = ResourceManager::instance().getText("LICENSE");
+    // Its second paragraph says whose it is.
+    info.SetCopyright(licence.AfterFirst('\n').AfterFirst('\n').BeforeFirst('\n'));
+    info.SetLicence(licence + "\n" + wxGetLibraryVersionInfo().GetVersionString() +
+                    ", which it runs on, is under the wxWindows Library Licence.");
     wxIcon logo;
     logo.CopyFromBitmap(picture("LOGO").GetBitmapFor(this));
     info.SetIcon(logo);

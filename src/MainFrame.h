@@ -71,6 +71,8 @@ public:
     void broadcastEvent(wxEvent& event) override;
 
     bool Enable(bool enable = true) override;
+    /// Shows a menu item's help where the hardware version stands, which comes back after it.
+    void DoGiveHelp(const wxString& help, bool show) override;
 
     void setSettingsChanged(bool changed) override;
     void OnChangedStore() override;
@@ -113,6 +115,7 @@ private:
     bool store();
     void say(const wxString& text, int icon = wxICON_INFORMATION);
     void openLink(const char* key);
+    void showHardware(const wxString& text);
     static void cancelJobs();
     bool usesEnded();
     void endUses();
@@ -149,6 +152,7 @@ private:
     wxWindow* storeIndicator_ = nullptr;
     wxListbook* book_ = nullptr;
     wxInfoBar* notice_ = nullptr;
+    wxString hardware_;  // the status bar's text about it
     wxTimer connectionTimer_;
     wxTimer endingTimer_;
     int endingFor_ms_ = 0;

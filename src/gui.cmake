@@ -4,9 +4,9 @@ file(GLOB picture_files CONFIGURE_DEPENDS ${pictures_dir}/*.png)
 set(embedded_source ${CMAKE_CURRENT_BINARY_DIR}/embedded.cpp)
 add_custom_command(
     OUTPUT ${embedded_source}
-    COMMAND ${CMAKE_COMMAND} "-DOUTPUT=${embedded_source}" "-DFILES=${picture_files}"
+    COMMAND ${CMAKE_COMMAND} "-DOUTPUT=${embedded_source}" "-DFILES=${picture_files};${CMAKE_SOURCE_DIR}/LICENSE"
             -P ${CMAKE_SOURCE_DIR}/cmake/embed.cmake
-    DEPENDS ${picture_files} ${CMAKE_SOURCE_DIR}/cmake/embed.cmake
+    DEPENDS ${picture_files} ${CMAKE_SOURCE_DIR}/LICENSE ${CMAKE_SOURCE_DIR}/cmake/embed.cmake
     VERBATIM)
 
 add_library(oabr_gui STATIC
@@ -23,6 +23,7 @@ add_library(oabr_gui STATIC
     window/while_painting.cpp
     cli/CLIDialog.cpp
     Controls/CheckedGrid.cpp
+    Controls/MessageText.cpp
     Controls/OABRControl.cpp
     Controls/OABRControlFrame.cpp
     Controls/OABRRegCheckBox.cpp
@@ -57,12 +58,13 @@ target_precompile_headers(oabr_gui PRIVATE <wx/wx.h> <functional> <memory> <stri
 
 # Accessible names are the system's own business: GTK's accessible objects, Windows' window texts.
 if(WIN32)
-    target_sources(oabr_gui PRIVATE window/accessible_msw.cpp window/device_change_msw.cpp window/cancel_box_msw.cpp)
+    target_sources(oabr_gui PRIVATE window/accessible_msw.cpp window/device_change_msw.cpp window/cancel_box_msw.cpp
+        window/hover_msw.cpp)
 else()
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(GTK3 REQUIRED IMPORTED_TARGET gtk+-3.0)
     target_sources(oabr_gui PRIVATE
         window/accessible_content_gtk.cpp window/accessible_gtk.cpp window/cancel_box_gtk.cpp
-        window/device_change_gtk.cpp)
+        window/device_change_gtk.cpp window/hover_gtk.cpp)
     target_link_libraries(oabr_gui PRIVATE PkgConfig::GTK3)
 endif()

@@ -15,7 +15,7 @@
 #include <algorithm>
 
 #include "src/ConfigDlg/CanTraceWindow.h"
-#include "src/Controls/CheckedGrid.h"
+#include "src/Controls/MessageText.h"
 #include "src/models/can_device.h"
 #include "src/window/accessible.h"
 #include "src/window/while_painting.h"

@@ -17,7 +17,7 @@
 #include <fstream>
 
 #include "lib/can.h"
-#include "src/Controls/CheckedGrid.h"
+#include "src/Controls/MessageText.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/window/ReadableStatusBar.h"

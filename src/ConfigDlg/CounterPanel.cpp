@@ -6,6 +6,7 @@
 #include <wx/statbox.h>
 #include <wx/stattext.h>
 
+#include "src/Controls/MessageText.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/models/counter_device.h"
 #include "src/models/sniffing.h"
@@ -63,9 +64,7 @@ wxEND_EVENT_TABLE()
         addList(box->GetStaticBox(), index, grid);
     box->Add(grid, wxSizerFlags(1).Expand().Border(wxALL, gap));
 
-    status_ = new wxStaticText(box->GetStaticBox(), wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
-                               wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "counterStatus");
-    readOutChanges(status_);
+    status_ = new controls::MessageText(box->GetStaticBox(), "counterStatus");
     box->Add(status_, wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxBOTTOM, gap));
 
     auto* content = new wxBoxSizer(wxVERTICAL);

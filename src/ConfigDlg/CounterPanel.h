@@ -7,7 +7,10 @@
 
 class wxButton;
 class wxListCtrl;
-class wxStaticText;
+
+namespace kovgui::controls {
+class MessageText;
+}
 
 namespace kovgui {
 
@@ -49,7 +52,7 @@ private:
     void refresh(ListIndex list);
 
     std::array<List, list_count> lists_;
-    wxStaticText* status_ = nullptr;
+    controls::MessageText* status_ = nullptr;
 
     wxDECLARE_EVENT_TABLE();
 };

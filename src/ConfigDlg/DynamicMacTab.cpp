@@ -5,6 +5,7 @@
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 
+#include "src/Controls/MessageText.h"
 #include "src/Controls/RowList.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/models/mac_device.h"
@@ -41,9 +42,7 @@ void DynamicMacTab::build() {
     filter_->SetToolTip("Shows the entries in which any column contains this");
     auto* refresh = new wxButton(this, ID_REFRESH, "&Refresh");
     refresh->SetToolTip("Reads the table from the device");
-    status_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
-                               wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "dynamicMacStatus");
-    readOutChanges(status_);
+    status_ = new controls::MessageText(this, "dynamicMacStatus");
     list_ = new RowList(this, ID_LIST, GetName(), columns, [this](size_t row, size_t column) {
         return wxString::FromUTF8(rows_.text(row, static_cast<DynamicMacList::Column>(column)));
     });

@@ -4,10 +4,10 @@
 #include "src/models/DynamicMacList.h"
 
 namespace kovgui::controls {
+class MessageText;
 class RowList;
-}
+}  // namespace kovgui::controls
 class wxListEvent;
-class wxStaticText;
 class wxTextCtrl;
 
 namespace kovgui {
@@ -36,7 +36,7 @@ private:
     wxString state_ = "Refresh reads the table.";
     controls::RowList* list_ = nullptr;
     wxTextCtrl* filter_ = nullptr;
-    wxStaticText* status_ = nullptr;
+    controls::MessageText* status_ = nullptr;
 };
 
 }  // namespace kovgui

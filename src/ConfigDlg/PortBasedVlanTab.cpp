@@ -6,7 +6,9 @@
 #include <wx/statbox.h>
 #include <wx/stattext.h>
 
-#include "src/Controls/CheckedGrid.h"
+#include <algorithm>
+
+#include "src/Controls/MessageText.h"
 #include "src/window/accessible.h"
 
 namespace kovgui {
@@ -33,6 +35,11 @@ wxWindow* heading(wxWindow* parent, const wxString& text) {
     return heading;
 }
 
+/// Where the matrix shows a port.
+int placeOf(int port) {
+    return static_cast<int>(std::ranges::find(ports_as_shown, port) - ports_as_shown.begin());
+}
+
 bool acted(PortBasedVlanTab::Action action, bool on, bool same_port) {
     if (action == PortBasedVlanTab::act_all) return true;
     if (same_port) return on;
@@ -50,9 +57,7 @@ PortBasedVlanTab::PortBasedVlanTab(wxWindow* parent) : OABRControlFrame(parent, 
     box->Add(heading(inside, "A row is the port where frames come in, a column a port to which they may go."),
              wxSizerFlags().Border(wxALL, gap));
     box->Add(buildMatrix(inside), wxSizerFlags().Border(wxALL, gap));
-    status_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
-                               wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "portVlanStatus");
-    readOutChanges(status_);
+    status_ = new controls::MessageText(this, "portVlanStatus");
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(box, wxSizerFlags().Border(wxALL, gap));
     content->AddStretchSpacer();
@@ -67,13 +72,13 @@ wxSizer* PortBasedVlanTab::buildMatrix(wxWindow* parent) {
     const wxSizerFlags centred = wxSizerFlags().Center();
     auto* grid = new wxFlexGridSizer(port_count + 2, FromDIP(wxSize(2 * gap_px, gap_px)));
     grid->Add(heading(parent, "From \\ To"), wxSizerFlags().CenterVertical());
-    for (int output = 1; output <= port_count; ++output)
+    for (const int output : ports_as_shown)
         grid->Add(heading(parent, port_name(output)), centred);
     grid->AddSpacer(0);
 
-    for (int input = 1; input <= port_count; ++input) {
+    for (const int input : ports_as_shown) {
         grid->Add(heading(parent, port_name(input)), wxSizerFlags().CenterVertical());
-        for (int output = 1; output <= port_count; ++output) {
+        for (const int output : ports_as_shown) {
             const wxString name = wxString("From ") + port_name(input) + " to " + port_name(output);
             auto* one = new wxCheckBox(parent, boxId(input, output), "", wxDefaultPosition, wxDefaultSize, 0,
                                        wxDefaultValidator, name);
@@ -91,7 +96,7 @@ wxSizer* PortBasedVlanTab::buildMatrix(wxWindow* parent) {
     }
     for (int action = 0; action < actions; ++action) {
         grid->AddSpacer(0);
-        for (int output = 1; output <= port_count; ++output)
+        for (const int output : ports_as_shown)
             grid->Add(addAction(parent, static_cast<Action>(action), {any_port, output}),
                       wxSizerFlags().Expand());
         grid->AddSpacer(0);
@@ -121,9 +126,10 @@ void PortBasedVlanTab::OnArrow(wxKeyEvent& event) {
     const int right = (key == WXK_RIGHT) - (key == WXK_LEFT);
     if (index < 0 || index >= port_count * port_count || event.HasAnyModifiers() || (down == 0 && right == 0))
         return event.Skip();
-    const int input = index / port_count + 1 + down;
-    const int output = index % port_count + 1 + right;
-    if (is_port(input) && is_port(output)) box(input, output)->SetFocus();
+    const int row = placeOf(index / port_count + 1) + down;
+    const int column = placeOf(index % port_count + 1) + right;
+    if (std::clamp(row, 0, port_count - 1) != row || std::clamp(column, 0, port_count - 1) != column) return;
+    box(ports_as_shown[static_cast<size_t>(row)], ports_as_shown[static_cast<size_t>(column)])->SetFocus();
 }
 
 // ---- What is shown ----
@@ -145,8 +151,7 @@ void PortBasedVlanTab::show(const Matrix& matrix) {
 }
 
 void PortBasedVlanTab::say(const wxString& failure) {
-    status_->SetForegroundColour(controls::messageColour(!failure.empty()));
-    status_->SetLabelText(failure);
+    status_->say(failure, !failure.empty());
 }
 
 // ---- Edits ----

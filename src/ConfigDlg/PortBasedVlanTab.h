@@ -8,7 +8,10 @@
 
 class wxCheckBox;
 class wxSizer;
-class wxStaticText;
+
+namespace kovgui::controls {
+class MessageText;
+}
 
 namespace kovgui {
 
@@ -63,7 +66,7 @@ private:
 
     std::array<std::array<wxCheckBox*, port_count>, port_count> boxes_{};  // by input's and output's index
     Matrix device_{};  // what the device was last seen to hold
-    wxStaticText* status_ = nullptr;
+    controls::MessageText* status_ = nullptr;
 };
 
 }  // namespace kovgui

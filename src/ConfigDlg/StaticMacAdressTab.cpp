@@ -5,6 +5,7 @@
 
 #include <numeric>
 
+#include "src/Controls/MessageText.h"
 #include "src/models/settings_records.h"
 #include "src/window/accessible.h"
 #include "src/window/while_painting.h"
@@ -31,7 +32,7 @@ constexpr ColumnLook looks[oabr::smac_columns] = {
     {"Forwards even where a port's transmitter or receiver is switched off", 80},
     {"Frames for the address go to ", 94},
     {"Frames for the address go to ", 94},
-    {"Frames for the address go to ", 100},
+    {"Frames for the address go to ", 120},
     {"Frames for the address go to ", 80},
     {"Six groups of hexadecimal digits with colons between", 145},
 };
@@ -80,9 +81,7 @@ StaticMacAdressTab::StaticMacAdressTab(wxWindow* parent) : OABRControlFrame(pare
     };
     grid_->on_typed = [this] { noteChange(); };
     grid_->on_message = [this] { showState(); };
-    status_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
-                               wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "staticMacStatus");
-    readOutChanges(status_);
+    status_ = new controls::MessageText(this, "staticMacStatus");
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(grid_, wxSizerFlags(1).Expand().Border(wxLEFT | wxTOP | wxRIGHT, FromDIP(gap_px)));
     content->Add(status_, wxSizerFlags().Expand().Border(wxALL, FromDIP(gap_px)));
@@ -117,9 +116,7 @@ void StaticMacAdressTab::showState() {
     if (grid_->hasErrors() && !message.empty())
         message += " Wrong entries are not sent, and nothing is stored.";
     if (message.empty()) message = failure_;
-    status_->SetForegroundColour(controls::messageColour(!message.empty()));
-    status_->SetLabelText(wxString::FromUTF8(message));
-    status_->SetToolTip(wxString::FromUTF8(message));
+    status_->say(wxString::FromUTF8(message), !message.empty());
 }
 
 // ---- The device ----

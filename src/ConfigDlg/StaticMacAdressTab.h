@@ -10,7 +10,9 @@
 #include "src/models/mac_device.h"
 #include "src/models/static_mac.h"
 
-class wxStaticText;
+namespace kovgui::controls {
+class MessageText;
+}
 
 namespace kovgui {
 
@@ -51,7 +53,7 @@ private:
     oabr::StaticMacTable device_{};  // what the device was last seen to hold
     std::string failure_;
     controls::CheckedGrid* grid_ = nullptr;
-    wxStaticText* status_ = nullptr;
+    controls::MessageText* status_ = nullptr;
 };
 
 }  // namespace kovgui

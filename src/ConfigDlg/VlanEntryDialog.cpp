@@ -2,13 +2,14 @@
 
 #include <wx/button.h>
 #include <wx/checkbox.h>
+#include <wx/checkbox.h>
 #include <wx/sizer.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 
 #include <utility>
 
-#include "src/Controls/CheckedGrid.h"
+#include "src/Controls/MessageText.h"
 #include "src/window/accessible.h"
 
 namespace kovgui {

@@ -11,6 +11,7 @@
 
 #include "src/ConfigDlg/VlanEntryDialog.h"
 #include "src/Controls/CheckedGrid.h"
+#include "src/Controls/MessageText.h"
 #include "src/Controls/RowList.h"
 #include "src/models/settings_vlan.h"
 #include "src/models/vlan_device.h"
@@ -70,9 +71,7 @@ VlanTab::VlanTab(wxWindow* parent) : OABRControlFrame(parent, "802.1Q VLAN") {
     panel->SetSizer(inner);
     content_ = panel;
 
-    status_ = new wxStaticText(this, wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
-                               wxST_ELLIPSIZE_END | wxST_NO_AUTORESIZE, "vlanStatus");
-    readOutChanges(status_);
+    status_ = new controls::MessageText(this, "vlanStatus");
     auto* read = new wxButton(this, ID_READ, "&Read again");
     read->SetToolTip("Reads the settings and the table from the device");
     auto* line = new wxBoxSizer(wxHORIZONTAL);
@@ -198,9 +197,7 @@ void VlanTab::showState() {
         message += " Wrong cells are not sent, and nothing is stored.";
     for (const std::string& one : {message_, message})
         text += one.empty() ? "" : " " + one;
-    status_->SetForegroundColour(controls::messageColour(!message_.empty() || !message.empty()));
-    status_->SetToolTip(wxString::FromUTF8(text));
-    status_->SetLabelText(wxString::FromUTF8(text));
+    status_->say(wxString::FromUTF8(text), !message_.empty() || !message.empty());
 }
 
 void VlanTab::OnValuesChanged() {

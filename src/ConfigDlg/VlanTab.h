@@ -10,7 +10,10 @@
 class wxButton;
 class wxCheckBox;
 class wxSizer;
-class wxStaticText;
+
+namespace kovgui::controls {
+class MessageText;
+}
 
 namespace kovgui {
 
@@ -74,7 +77,7 @@ private:
     wxCheckBox* enable_ = nullptr;
     controls::CheckedGrid* ports_ = nullptr;
     controls::RowList* table_ = nullptr;
-    wxStaticText* status_ = nullptr;
+    controls::MessageText* status_ = nullptr;
 };
 
 }  // namespace kovgui

@@ -453,10 +453,4 @@ void CheckedGrid::OnMotion(wxMouseEvent& event) {
                                               : wxString::FromUTF8(describe(cell, error)));
 }
 
-wxColour messageColour(bool error) {
-    if (!error) return wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOWTEXT);
-    return wxSystemSettings::GetAppearance().IsDark() ? wxColour(0xFF, 0x80, 0x70)
-                                                      : wxColour(0xB0, 0x10, 0x10);
-}
-
 }  // namespace kovgui::controls

@@ -108,7 +108,4 @@ private:
     bool dropping_ = false;
 };
 
-/// The colour of a text on a page, which may be one that says what is wrong.
-wxColour messageColour(bool error);
-
 }  // namespace kovgui::controls

@@ -21,8 +21,9 @@ std::string rowError(const StaticMacRow& row) {
 
 }  // namespace
 
-const std::array<const char*, smac_columns> static_mac_titles = {
-    "Valid", "FID", "Use FID", "ST Ovrd", "Fwd OABR1", "Fwd OABR2", "Fwd 100BTX", "Fwd USB", "MAC Address"};
+const std::array<const char*, smac_columns> static_mac_titles = {"Valid",         "FID",       "Use FID",
+                                                                 "ST Ovrd",       "Fwd OABR1", "Fwd OABR2",
+                                                                 "Fwd 100BaseTX", "Fwd USB",   "MAC Address"};
 
 std::string staticMacError(size_t column, const std::string& text) {
     if (column == smac_fid) return fidError(text);

@@ -12,8 +12,13 @@ namespace kovgui::oabr {
 namespace {
 
 enum FormColumn { valid_column, vid_column, fid_column, first_port_column };
-constexpr std::array<const char*, 7> form_columns = {"Valid", "VID",       "FID", "OABR1",
-                                                     "OABR2", "ET_100BTX", "USB"};
+constexpr std::array<const char*, 7> form_columns = {"Valid",
+                                                     "VID",
+                                                     "FID",
+                                                     port_name(ports_as_shown[0]),
+                                                     port_name(ports_as_shown[1]),
+                                                     port_name(ports_as_shown[2]),
+                                                     port_name(ports_as_shown[3])};
 constexpr size_t pvid_column = 0;
 
 /// Decimal digits only; none for anything else.

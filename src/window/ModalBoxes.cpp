@@ -8,6 +8,7 @@ int ModalBoxes::Enter(wxDialog* dialog) {
     // Some end without a word, when another hook has answered for them.
     std::erase_if(open_, [](const auto& one) { return one == nullptr; });
     open_.emplace_back(dialog);
+    if (on_open) on_open();
     return wxID_NONE;  // to be shown
 }
 

@@ -4,6 +4,7 @@
 #include <wx/modalhook.h>
 #include <wx/weakref.h>
 
+#include <functional>
 #include <vector>
 
 namespace kovgui {
@@ -14,6 +15,9 @@ class ModalBoxes : private wxModalDialogHook {
 public:
     ModalBoxes() { Register(); }
     ~ModalBoxes() override { Unregister(); }
+
+    /// One is about to open.
+    std::function<void()> on_open;
 
     bool open() const;
     /// Answers those that are open with a cancel; they are gone when the event loop has come round.

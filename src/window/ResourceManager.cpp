@@ -8,13 +8,19 @@
 namespace kovgui {
 namespace {
 
-wxBitmap decode(const wxString& name) {
+/// Null when there is none of that name.
+const EmbeddedFile* find(const wxString& name) {
     for (const EmbeddedFile* file = embedded_files; file->name != nullptr; ++file) {
-        if (name != file->name) continue;
-        wxMemoryInputStream bytes(file->bytes, file->size);
-        return wxBitmap(wxImage(bytes, wxBITMAP_TYPE_PNG));
+        if (name == file->name) return file;
     }
-    return wxNullBitmap;
+    return nullptr;
+}
+
+wxBitmap decode(const wxString& name) {
+    const EmbeddedFile* const file = find(name);
+    if (file == nullptr) return wxNullBitmap;
+    wxMemoryInputStream bytes(file->bytes, file->size);
+    return wxBitmap(wxImage(bytes, wxBITMAP_TYPE_PNG));
 }
 
 }  // namespace
@@ -34,6 +40,12 @@ wxBitmapBundle ResourceManager::getPicture(const wxString& name) {
     if (normal.IsOk() && twice.IsOk()) picture = wxBitmapBundle::FromBitmaps(normal, twice);
     decoded_[name] = picture;
     return picture;
+}
+
+wxString ResourceManager::getText(const wxString& name) const {
+    const EmbeddedFile* const file = find(name);
+    return file == nullptr ? wxString()
+                           : wxString::FromUTF8(reinterpret_cast<const char*>(file->bytes), file->size);
 }
 
 }  // namespace kovgui

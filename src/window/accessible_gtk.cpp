@@ -89,10 +89,11 @@ void readOut(wxWindow* about, const wxString& text) {
 void readOutChanges(wxStaticText* text) {
     setNoLabel(text);
     const auto changed = +[](GtkLabel* label, GParamSpec*, gpointer window) {
-        const char* const now = gtk_label_get_text(label);
+        // Where its lines end changes with the window's width.
+        char* const now = g_strdelimit(g_strdup(gtk_label_get_text(label)), "\n", ' ');
         const auto* before = static_cast<const char*>(g_object_get_data(G_OBJECT(label), "read-out"));
-        if (g_strcmp0(now, before) == 0) return;
-        g_object_set_data_full(G_OBJECT(label), "read-out", g_strdup(now), g_free);
+        if (g_strcmp0(now, before) == 0) return g_free(now);
+        g_object_set_data_full(G_OBJECT(label), "read-out", now, g_free);
         if (*now != '\0' && gtk_widget_is_drawable(GTK_WIDGET(label)))
             readOut(static_cast<wxWindow*>(window), wxString::FromUTF8(now));
     };

@@ -67,6 +67,8 @@ TEST_F(ConnectedWindow, TheChooserFollowsWhatComesAndGoes) {
 TEST_F(WithDevice, UnplugReplugAndResetAreFollowed) {
     EXPECT_EQ(frame_->getSelectedDevice(), "OKVX0001");
     EXPECT_THAT(status(0).utf8_string(), StartsWith("Hardware Version: "));
+    frame_->GetToolBar()->OnMouseEnter(ID_STORE);
+    EXPECT_THAT(status(0).utf8_string(), StartsWith("Hardware Version: ")) << "with the mouse over a tool";
     EXPECT_EQ(status(1), "Firmware Version: 01.06.00.00");
     EXPECT_TRUE(toolEnabled(ID_STORE));
     EXPECT_TRUE(menuEnabled(ID_STORE));

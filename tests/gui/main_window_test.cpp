@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <wx/app.h>
 #include <wx/listbook.h>
+#include <wx/listctrl.h>
 #include <wx/uiaction.h>
 
 #include <map>
@@ -35,6 +36,9 @@ TEST_F(MainWindow, WithoutADeviceOffersWhatNeedsNone) {
     for (const int id : {ID_RESET, ID_CONSOLE, ID_UPDATE_DEVICES, ID_WEBSITE})
         EXPECT_TRUE(toolEnabled(id)) << id;
     EXPECT_FALSE(indicatorShown());
+    auto* pages = static_cast<wxListbook*>(frame_->FindWindow("pages"))->GetListView();
+    pages->Select(0, false);  // as a click beside the entries does
+    EXPECT_TRUE(waitFor([pages] { return pages->IsSelected(0); }));
     command(*frame_, ID_RESET);
     ASSERT_THAT(answers_.boxes(), SizeIs(1));
     EXPECT_THAT(answers_.boxes()[0].text, HasSubstr("no device"));

@@ -266,17 +266,17 @@ TEST_F(PortBasedTab, BoxesAndActionsChangeTheDevice) {
 }
 
 TEST_F(PortBasedTab, ArrowKeysAndSpaceWork) {
-    box(usb, usb)->SetFocus();
-    ASSERT_TRUE(waitFor([this] { return box(usb, usb)->HasFocus(); }));
+    box(oabr1, oabr1)->SetFocus();
+    ASSERT_TRUE(waitFor([this] { return box(oabr1, oabr1)->HasFocus(); }));
     keys_.Char(WXK_LEFT);
     keys_.Char(WXK_DOWN);
-    ASSERT_TRUE(waitFor([this] { return box(base_tx, usb)->HasFocus(); }));
+    ASSERT_TRUE(waitFor([this] { return box(oabr2, oabr1)->HasFocus(); }));
     keys_.Char(WXK_RIGHT);
     keys_.Char(WXK_RIGHT);
-    ASSERT_TRUE(waitFor([this] { return box(base_tx, oabr1)->HasFocus(); }));
+    ASSERT_TRUE(waitFor([this] { return box(oabr2, base_tx)->HasFocus(); }));
     keys_.Char(WXK_SPACE);
-    ASSERT_TRUE(waitFor([this] { return !box(base_tx, oabr1)->GetValue(); }));
-    EXPECT_THAT(onDevice(), ElementsAre(15, 11, 15, 15));
+    ASSERT_TRUE(waitFor([this] { return !box(oabr2, base_tx)->GetValue(); }));
+    EXPECT_THAT(onDevice(), ElementsAre(15, 15, 15, 13));
 }
 
 }  // namespace

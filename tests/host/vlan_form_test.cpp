@@ -62,7 +62,7 @@ TEST(VlanForm, ErrorsNameRowAndColumn) {
     EXPECT_EQ(port(1, 4, "true"), "OABR2, VTable Filter: must be 0 or 1.");
     EXPECT_EQ(table(0, 2, "128"), "VLAN table, row 0, FID: must be 0 to 127.");
     EXPECT_EQ(table(0, 0, ""), "VLAN table, row 0, Valid: must be 0 or 1.");
-    EXPECT_EQ(table(0, 5, "2"), "VLAN table, row 0, ET_100BTX: must be 0 or 1.");
+    EXPECT_EQ(table(0, 5, "2"), "VLAN table, row 0, 100BaseTX: must be 0 or 1.");
     EXPECT_EQ(table(1, 1, "01"), "VLAN table, row 1, VID: 01 is in the table twice.");
 }
 

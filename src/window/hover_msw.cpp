@@ -1,0 +1,7 @@
+#include "src/window/hover.h"
+
+namespace kovgui {
+
+void forgetHover(wxToolBar*) {}
+
+}  // namespace kovgui
