@@ -34,6 +34,7 @@ CLIDialog::CLIDialog(wxWindow* parent)
     line->Add(entry_, wxSizerFlags(1).CenterVertical());
     auto* close = new wxButton(this, wxID_CLOSE);
     auto* content = new wxBoxSizer(wxVERTICAL);
+    entry_->SetHint("help lists the commands, the up key brings earlier lines back");
     content->Add(line, wxSizerFlags().Expand().Border(wxALL, gap));
     content->Add(output_, wxSizerFlags(1).Expand().Border(wxLEFT | wxRIGHT, gap));
     content->Add(close, wxSizerFlags().Right().Border(wxALL, gap));
@@ -42,6 +43,7 @@ CLIDialog::CLIDialog(wxWindow* parent)
 
     entry_->SetFocus();
     entry_->Bind(wxEVT_TEXT_ENTER, &CLIDialog::OnEnter, this);
+    entry_->Bind(wxEVT_KEY_DOWN, &CLIDialog::OnKey, this);
     close->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { Close(); });
     // Modeless: a closed dialog has nothing more to do.
     Bind(wxEVT_CLOSE_WINDOW, [this](wxCloseEvent&) { Destroy(); });
@@ -59,8 +61,22 @@ void CLIDialog::putLine(const char* format, ...) {
     append(text + "\n");
 }
 
+void CLIDialog::OnKey(wxKeyEvent& event) {
+    const bool up = event.GetKeyCode() == WXK_UP;
+    if (event.HasAnyModifiers() || (!up && event.GetKeyCode() != WXK_DOWN)) return event.Skip();
+    if (up ? line_ == 0 : line_ == lines_.size()) return;
+    if (line_ == lines_.size()) typed_ = entry_->GetValue();
+    line_ += up ? size_t{0} - 1 : 1;
+    entry_->ChangeValue(line_ == lines_.size() ? typed_ : lines_[line_]);
+    entry_->SetInsertionPointEnd();
+}
+
 void CLIDialog::OnEnter(wxCommandEvent&) {
     const std::string line = entry_->GetValue().utf8_string();
+    if (!entry_->IsEmpty() && (lines_.empty() || lines_.back() != entry_->GetValue()))
+        lines_.push_back(entry_->GetValue());
+    line_ = lines_.size();
+    typed_.clear();
     entry_->Clear();
     putLine("# %s", line.c_str());
     platform::CapturedOutput captured;

@@ -3,13 +3,14 @@
 #include <wx/dialog.h>
 #include <wx/textctrl.h>
 
-#include <functional>
+#include <vector>
 
 namespace kovgui::cli {
 
 /// The management console as a window: an entry line and an output area. Each Enter runs one line through the
 /// dialog's own, smaller command table, and the output area shows what the command printed. An Enter
-/// returns when its line is done; until then the window paints.
+/// returns when its line is done; until then the window paints. The up and down keys bring earlier lines
+/// back.
 class CLIDialog : public wxDialog {
 public:
     explicit CLIDialog(wxWindow* parent);
@@ -19,10 +20,14 @@ public:
 
 private:
     void OnEnter(wxCommandEvent& event);
+    void OnKey(wxKeyEvent& event);
     void append(const std::string& text);
 
     wxTextCtrl* output_;
     wxTextCtrl* entry_;
+    std::vector<wxString> lines_;  // entered before, oldest first
+    size_t line_ = 0;              // the one shown; behind the last for the one that is being typed
+    wxString typed_;               // that one, while an earlier one shows
 };
 
 }  // namespace kovgui::cli

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <optional>
 
+#include "lib/console/arguments.h"
 #include "src/OABR-Switch/DeviceUse.h"
 
 namespace kovgui::cli {
@@ -108,8 +109,41 @@ LineResult runLine(std::span<const Command> commands, std::string_view line, pla
     return out;
 }
 
+namespace {
+
+bool knows(std::span<const Command> commands, std::string_view word) {
+    return std::ranges::any_of(commands, [word](const Command& row) { return row.name == word; });
+}
+
+/// The dialog's commands, and the parts of the help screen that tell of them.
+void printDialogHelp() {
+    std::printf("Commands of this window (oabr-console has more):");
+    for (const Command& row : dialogCommands())
+        std::printf(" %s", row.name.data());
+    std::printf("\n\n");
+    std::string_view rest = help_text;
+    bool printing = false;
+    while (!rest.empty()) {
+        const std::string_view line = rest.substr(0, rest.find('\n') + 1);
+        rest.remove_prefix(line.size());
+        const bool goes_on = line.starts_with(' ');
+        if (!goes_on) printing = knows(dialogCommands(), line.substr(0, line.find_first_of(" :\n")));
+        if (printing) std::printf("%.*s", static_cast<int>(line.size()), line.data());
+    }
+    std::fflush(stdout);
+}
+
+}  // namespace
+
 void runDialogLine(const std::string& line) {
-    runLine(dialogCommands(), line);
+    const LineResult ran = runLine(dialogCommands(), line);
+    if (ran.word.empty()) return;
+    if (!ran.matched && equals_ignoring_case(ran.word, "help")) return printDialogHelp();
+    if (!ran.matched)
+        std::fprintf(stderr, "invalid command (%s), \"help\" lists them\n", ran.word.c_str());
+    else if (ran.result != cmd_ok)
+        std::fprintf(stderr, "%s (%s)\n", ran.result == cmd_invalid ? "invalid command" : "command failed",
+                     ran.word.c_str());
 }
 
 }  // namespace kovgui::cli

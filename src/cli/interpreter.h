@@ -42,7 +42,8 @@ struct LineResult {
 /// @param stop  ends the waiting for the device when it is set, and stays set; null for none
 LineResult runLine(std::span<const Command> commands, std::string_view line, platform::Event* stop = nullptr);
 
-/// Runs a line over the dialog's table; what the commands print goes to the standard streams.
+/// Runs a line over the dialog's table; what the commands print goes to the standard streams. The dialog's
+/// own word is "help", which no table of its knows; what is no command is said, and so is a failed one.
 void runDialogLine(const std::string& line);
 
 // Commands of the hosts themselves.

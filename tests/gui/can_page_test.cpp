@@ -131,7 +131,8 @@ TEST_F(CanPage, AChosenPhaseRuleTakesItsFieldsAway) {
     longer->SetValue(true);
     send(wxEVT_RADIOBUTTON, longer);
     EXPECT_FALSE(control<wxSpinCtrl>(CanField::phase_segment2)->IsEnabled());
-    EXPECT_FALSE(control<wxSpinCtrl>(CanField::phase_segment2)->UseForegroundColour()) << "or it looks usable";
+    EXPECT_FALSE(control<wxSpinCtrl>(CanField::phase_segment2)->UseForegroundColour())
+        << "or it looks usable";
     EXPECT_EQ(liveSpeed().phase2_mode, 0);
 }
 

@@ -5,6 +5,7 @@
 #include <wx/app.h>
 #include <wx/listbook.h>
 #include <wx/listctrl.h>
+#include <wx/textctrl.h>
 #include <wx/uiaction.h>
 
 #include <map>
@@ -22,7 +23,9 @@
 namespace kovgui {
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 using testing::SizeIs;
 
 TEST_F(MainWindow, WithoutADeviceOffersWhatNeedsNone) {
@@ -162,9 +165,25 @@ TEST_F(MainWindow, WhereNoTerminalIsToBeHadTheConsoleIsADialog) {
     setenv("PATH", std::getenv("HOME"), 1);
     command(*frame_, ID_CONSOLE);
     setenv("PATH", path.c_str(), 1);
-    auto* entry = wxWindow::FindWindowByName("cliEntry");
+    auto* entry = dynamic_cast<wxTextCtrl*>(wxWindow::FindWindowByName("cliEntry"));
     ASSERT_NE(entry, nullptr);
     EXPECT_TRUE(entry->IsShownOnScreen());
+    const auto* output = static_cast<wxTextCtrl*>(wxWindow::FindWindowByName("cliOutput"));
+    for (const char* line : {"help", "cbus"}) {
+        entry->ChangeValue(line);
+        send(wxEVT_TEXT_ENTER, entry);
+    }
+    EXPECT_THAT(output->GetValue().utf8_string(),
+                AllOf(HasSubstr("raw"), HasSubstr("mreg <phy"), Not(HasSubstr("creset")),
+                      HasSubstr("invalid command (cbus)")));
+    ASSERT_TRUE(waitFor([entry] { return entry->HasFocus(); }));
+    wxUIActionSimulator keys;
+    entry->ChangeValue("pi");
+    for (const int key : {WXK_UP, WXK_UP, WXK_UP, WXK_DOWN})
+        keys.Char(key);
+    EXPECT_TRUE(waitFor([entry] { return entry->GetValue() == "cbus"; }));
+    keys.Char(WXK_DOWN);
+    EXPECT_TRUE(waitFor([entry] { return entry->GetValue() == "pi"; })) << "what was being typed";
     wxGetTopLevelParent(entry)->Close();
     drainEvents();
     EXPECT_EQ(wxWindow::FindWindowByName("cliEntry"), nullptr);
