@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -42,10 +43,13 @@
 struct e2p_area {
     uint16_t address;
     uint16_t limit;
+    const char* name;  ///< what its list configures
 };
-constexpr e2p_area e2p_switch_area{0x200, 1567};
-constexpr e2p_area e2p_phy1_area{0x620, 1807};
-constexpr e2p_area e2p_phy2_area{0x710, 2047};
+constexpr e2p_area e2p_switch_area{0x200, 1567, "switch"};
+constexpr e2p_area e2p_phy1_area{0x620, 1807, "OABR1 PHY"};
+constexpr e2p_area e2p_phy2_area{0x710, 2047, "OABR2 PHY"};
+/// In the order in which they are written and replayed.
+constexpr std::array<e2p_area, 3> e2p_areas = {e2p_switch_area, e2p_phy1_area, e2p_phy2_area};
 
 /// The CAN block: speed record, mask and filter record, 16 bytes of the life-cycle function, CRC of the 61
 /// bytes.

@@ -3,10 +3,27 @@
 #include <cstddef>
 #include <cstdint>
 
-// The messages between a tool and a simulated device, over TCP on the loopback interface: operation u8,
-// payload length u16, payload; integers are little-endian. A table of constants for both ends, nothing else.
+// How a tool finds a simulated device and talks to it. A table of constants for both ends, nothing else.
 
 namespace virtual_link {
+
+// --- The announcement: a file SERIAL.device of lines "key=value"
+
+/// Names the directory that it stands in; else it is the user's directory of that name.
+constexpr const char* directory_variable = "OABR_VIRTUAL_DEVICES";
+constexpr const char* directory_name = "oabr-korvex";
+constexpr const char* file_suffix = ".device";
+
+namespace key {
+constexpr const char* id = "id";  ///< vendor << 16 | product, eight hex digits
+constexpr const char* serial = "serial";
+constexpr const char* description = "description";
+constexpr const char* port = "port";    ///< TCP, on 127.0.0.1
+constexpr const char* token = "token";  ///< hex digits, `token_length` of them
+}  // namespace key
+
+// --- The messages, over TCP on the loopback interface: operation u8, payload length u16, payload; integers
+// are little-endian
 
 constexpr size_t header_size = 3;
 constexpr size_t max_payload = 4096;

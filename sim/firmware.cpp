@@ -198,7 +198,7 @@ void firmware::start() {
     device_.ethernet_power = true;
     device_.wakeup_line = false;
     replayed_ = 0;
-    for (const e2p_area& each : {e2p_switch_area, e2p_phy1_area, e2p_phy2_area})
+    for (const e2p_area& each : e2p_areas)
         replay(each.address, each.limit);
 }
 
@@ -321,7 +321,7 @@ firmware::bytes firmware::power(bool on) {
     if (on && !device_.ethernet_power) {
         device_.chip.reset();
         device_.mdio.reset();
-        for (const e2p_area& each : {e2p_switch_area, e2p_phy1_area, e2p_phy2_area})
+        for (const e2p_area& each : e2p_areas)
             replay(each.address, each.limit);
     }
     device_.ethernet_power = on;

@@ -49,8 +49,11 @@ bool is_alive(const std::string& path) {
     int port = 0;
     std::string token;
     for (std::string line; std::getline(file, line);) {
-        if (line.starts_with("port=")) port = std::atoi(line.c_str() + std::strlen("port="));
-        if (line.starts_with("token=")) token = line.substr(std::strlen("token="));
+        const size_t equals = std::min(line.find('='), line.size());
+        const std::string key = line.substr(0, equals);
+        const std::string value = line.substr(std::min(equals + 1, line.size()));
+        if (key == virtual_link::key::port) port = std::atoi(value.c_str());
+        if (key == virtual_link::key::token) token = value;
     }
     if (port <= 0 || port > 0xFFFF || token.size() != virtual_link::token_length) return false;
 
@@ -99,11 +102,12 @@ int take_lock(const std::string& path) {
 }  // namespace
 
 std::string default_device_directory() {
-    if (const char* named = std::getenv("OABR_VIRTUAL_DEVICES"); named != nullptr && *named != '\0')
+    if (const char* named = std::getenv(virtual_link::directory_variable); named != nullptr && *named != '\0')
         return named;
     if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime != nullptr && *runtime != '\0')
-        return std::string(runtime) + "/oabr-korvex";
-    return (fs::temp_directory_path() / ("oabr-korvex-" + std::to_string(getuid()))).string();
+        return std::string(runtime) + "/" + virtual_link::directory_name;
+    return (fs::temp_directory_path() / (virtual_link::directory_name + ("-" + std::to_string(getuid()))))
+        .string();
 }
 
 struct link_server::session : std::enable_shared_from_this<session> {
@@ -212,9 +216,10 @@ bool link_server::claim(std::string* error) {
 bool link_server::announce(std::string* error) {
     const std::string temporary = identity_.directory + "/." + identity_.serial + ".new";
     char text[256];
-    std::snprintf(text, sizeof text, "id=%08X\nserial=%s\ndescription=%s\nport=%u\ntoken=%s\n",
-                  identity_.usb_id, identity_.serial.c_str(), identity_.description.c_str(),
-                  acceptor_->local_endpoint().port(), token_.c_str());
+    namespace key = virtual_link::key;
+    std::snprintf(text, sizeof text, "%s=%08X\n%s=%s\n%s=%s\n%s=%u\n%s=%s\n", key::id, identity_.usb_id,
+                  key::serial, identity_.serial.c_str(), key::description, identity_.description.c_str(),
+                  key::port, acceptor_->local_endpoint().port(), key::token, token_.c_str());
     const int file = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     const auto length = static_cast<ssize_t>(std::strlen(text));
     const bool written = file >= 0 && ::write(file, text, static_cast<size_t>(length)) == length;

@@ -1,7 +1,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <span>
-#include <string>
 
 #include "lib/console/arguments.h"
 #include "lib/console_cmd.h"
@@ -12,17 +11,12 @@
 
 namespace {
 
-struct default_area {
-    std::span<const e2p_cfg_cmd> records;
-    e2p_area area;
-};
-
 /// Whether the area holds these records: the writer looks at no results.
-bool holds(const default_area& wanted) {
-    uint16_t address = wanted.area.address;
-    for (const e2p_cfg_cmd& record : wanted.records) {
+bool holds(e2p_area area, std::span<const e2p_cfg_cmd> wanted) {
+    uint16_t address = area.address;
+    for (const e2p_cfg_cmd& record : wanted) {
         e2p_cfg_cmd found{};
-        if (e2p_read_cfg_cmd(address, &found, wanted.area.limit) != record.length()) return false;
+        if (e2p_read_cfg_cmd(address, &found, area.limit) != record.length()) return false;
         for (int i = 0; i < record.length() - 1; ++i)
             if (found.body[i] != record.body[i]) return false;
         if (found.header != record.header) return false;
@@ -32,11 +26,11 @@ bool holds(const default_area& wanted) {
 }
 
 int write_default_config() {
-    for (const default_area& each :
-         {default_area{default_cfg_switch, e2p_switch_area}, default_area{default_cfg_phy1, e2p_phy1_area},
-          default_area{default_cfg_phy2, e2p_phy2_area}}) {
-        e2p_write_config(each.records.data(), each.area.address, each.area.limit);
-        if (!holds(each)) return console_failure("writing the default configuration failed");
+    const std::span<const e2p_cfg_cmd> defaults[] = {default_cfg_switch, default_cfg_phy1, default_cfg_phy2};
+    for (size_t i = 0; i < e2p_areas.size(); ++i) {
+        e2p_write_config(defaults[i].data(), e2p_areas[i].address, e2p_areas[i].limit);
+        if (!holds(e2p_areas[i], defaults[i]))
+            return console_failure("writing the default configuration failed");
     }
     return cmd_ok;
 }
@@ -106,8 +100,8 @@ bool device_answers(uint16_t address) {
 }
 
 /// Prints the list as the firmware replays it: up to its end marker, or to the first thing that is no record.
-int show_area(const char* name, e2p_area area) {
-    std::printf("%s, from 0x%03X:\n", name, area.address);
+int show_area(e2p_area area) {
+    std::printf("%s, from 0x%03X:\n", area.name, area.address);
     uint16_t address = area.address;
     while (true) {
         e2p_cfg_cmd record{};
@@ -132,15 +126,8 @@ int show_area(const char* name, e2p_area area) {
 }
 
 int show_config() {
-    struct named_area {
-        std::string name;
-        e2p_area area;
-    };
-    const auto phy_of = [](int port) { return port_name(port) + std::string(" PHY"); };
-    for (const named_area& each :
-         {named_area{"switch", e2p_switch_area}, named_area{phy_of(port_oabr1), e2p_phy1_area},
-          named_area{phy_of(port_oabr2), e2p_phy2_area}})
-        if (const int failed = show_area(each.name.c_str(), each.area)) return failed;
+    for (const e2p_area& each : e2p_areas)
+        if (const int failed = show_area(each)) return failed;
     std::fflush(stdout);
     return cmd_ok;
 }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "lib/virtual_link.h"
 #include "src/ftdi/announcement.h"
 #include "src/ftdi/virtual_wire.h"
 #include "src/platform/DeviceWatcher.h"
@@ -18,7 +19,8 @@ constexpr size_t largest_announcement = 4096;
 /// What is announced, by ascending serial.
 std::vector<Announcement> readAnnouncements(const std::string& directory) {
     std::vector<Announcement> found;
-    for (const auto& file : platform::readPrivateDirectory(directory, ".device", largest_announcement))
+    for (const auto& file :
+         platform::readPrivateDirectory(directory, virtual_link::file_suffix, largest_announcement))
         if (auto one = parseAnnouncement(file.name, file.content)) found.push_back(std::move(*one));
     std::sort(found.begin(), found.end(),
               [](const Announcement& a, const Announcement& b) { return a.serial < b.serial; });
@@ -31,8 +33,8 @@ VirtualDriver::VirtualDriver(const std::string& directory)
     : directory_(std::filesystem::absolute(directory).string()) {}
 
 std::string VirtualDriver::deviceDirectory() {
-    if (const char* wanted = std::getenv("OABR_VIRTUAL_DEVICES"); wanted && *wanted) return wanted;
-    return platform::privateDirectory("oabr-korvex");
+    if (const char* wanted = std::getenv(virtual_link::directory_variable); wanted && *wanted) return wanted;
+    return platform::privateDirectory(virtual_link::directory_name);
 }
 
 std::vector<DeviceNode> VirtualDriver::enumerate() {

@@ -4,7 +4,11 @@
 #include <charconv>
 #include <map>
 
+#include "lib/virtual_link.h"
+
 namespace kovgui::ftdi {
+
+namespace key = virtual_link::key;
 
 namespace {
 
@@ -48,20 +52,21 @@ std::optional<Values> splitLines(std::string_view content) {
 std::optional<Announcement> parseAnnouncement(std::string_view file_name, std::string_view content) {
     auto values = splitLines(content);
     if (!values) return std::nullopt;
-    for (const char* key : {"id", "serial", "description", "port", "token"})
-        if (!values->contains(key)) return std::nullopt;
+    for (const char* name : {key::id, key::serial, key::description, key::port, key::token})
+        if (!values->contains(name)) return std::nullopt;
 
     Announcement out;
-    out.serial = (*values)["serial"];
-    out.description = (*values)["description"];
-    out.token = (*values)["token"];
+    out.serial = (*values)[key::serial];
+    out.description = (*values)[key::description];
+    out.token = (*values)[key::token];
     if (out.serial.empty() || out.serial.size() > longest_serial || !isPrintable(out.serial))
         return std::nullopt;
-    if (file_name != out.serial + ".device") return std::nullopt;
-    if (!isPrintable(out.description) || !isHex(out.token, 32) || !isHex((*values)["id"], 8))
+    if (file_name != out.serial + virtual_link::file_suffix) return std::nullopt;
+    if (!isPrintable(out.description) || !isHex(out.token, virtual_link::token_length) ||
+        !isHex((*values)[key::id], 8))
         return std::nullopt;
-    if (!parseNumber((*values)["id"], 16, &out.id)) return std::nullopt;
-    if (!parseNumber((*values)["port"], 10, &out.port) || out.port == 0) return std::nullopt;
+    if (!parseNumber((*values)[key::id], 16, &out.id)) return std::nullopt;
+    if (!parseNumber((*values)[key::port], 10, &out.port) || out.port == 0) return std::nullopt;
     return out;
 }
 

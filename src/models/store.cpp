@@ -11,19 +11,14 @@ namespace kovgui {
 namespace {
 
 struct AreaList {
-    std::string name;
     e2p_area area;
     const std::vector<e2p_cfg_cmd>& list;
 };
 
-std::string phyOf(int port) {
-    return port_name(port) + std::string(" PHY");
-}
-
 std::vector<AreaList> areaLists(const ConfigLists& lists) {
-    return {{"switch", e2p_switch_area, lists.switch_list},
-            {phyOf(port_oabr1), e2p_phy1_area, lists.phy1_list},
-            {phyOf(port_oabr2), e2p_phy2_area, lists.phy2_list}};
+    return {{e2p_switch_area, lists.switch_list},
+            {e2p_phy1_area, lists.phy1_list},
+            {e2p_phy2_area, lists.phy2_list}};
 }
 
 /// Short enough that a read's answer arrives well within a request's timeout.
@@ -74,7 +69,7 @@ std::string describeOverflow(const ConfigLists& lists) {
     for (const AreaList& one : areaLists(lists)) {
         const unsigned missing = e2p_area_shortfall(one.list, one.area);
         if (missing == 0) continue;
-        text += "The " + one.name + " settings need " + std::to_string(missing) +
+        text += std::string("The ") + one.area.name + " settings need " + std::to_string(missing) +
                 (missing == 1 ? " byte" : " bytes") + " more than their part of the EEPROM has.\n";
     }
     return text;
@@ -123,7 +118,8 @@ StoreResult storeListsOnDevice(const ConfigLists& lists, const StoreGoOn& go_on)
         const std::vector<uint8_t> bytes = storedBytes(one.list);
         const Stored stored = compare(one.area.address, bytes);
         if (run.timed_out()) return ended(StoreResult::End::failed, silent_text);
-        if (stored != Stored::same) return ended(StoreResult::End::failed, storedError(one.name, stored));
+        if (stored != Stored::same)
+            return ended(StoreResult::End::failed, storedError(one.area.name, stored));
         result.bytes += bytes.size();
         ++result.areas;
     }
