@@ -344,13 +344,16 @@ int OABRDevice::stopReceiverThread() {
 /// Hands on what has been received, at most so much at a time that a stop is noticed.
 /// @return false when the converter has gone
 bool OABRDevice::receiveAvailable() {
-    constexpr int max_at_once = 64;
+    constexpr size_t max_at_once = 64;
     std::string bytes;
-    if (read(&bytes, max_at_once) != FT_OK) return false;
-    for (const char byte : bytes)
-        hdlc_on_rx_byte(static_cast<uint8_t>(byte));
-    // The event tells of new bytes only, and more may be left.
-    if (bytes.size() == max_at_once) receiveEvent().set();
+    // The event is set once for bytes and for a converter that goes right behind them: until nothing is left.
+    do {
+        if (read(&bytes, max_at_once) != FT_OK) return false;
+        for (const char byte : bytes)
+            hdlc_on_rx_byte(static_cast<uint8_t>(byte));
+    } while (!bytes.empty() && bytes.size() < max_at_once);
+    // It tells of new bytes only, and more may be left.
+    if (!bytes.empty()) receiveEvent().set();
     return true;
 }
 

@@ -12,6 +12,7 @@
 #include "lib/messages.h"
 #include "lib/rmt.h"
 #include "src/cli/StreamHost.h"
+#include "src/models/vlan_device.h"
 #include "tests/host/host_fixture.h"
 
 namespace kovgui::oabr {
@@ -398,28 +399,52 @@ TEST_F(DeviceTest, AnUnplugEndsEveryRequestAtOnceAndNoneIsSentAfterwards) {
     EXPECT_EQ(firmware->requests().size(), before + sent);
 }
 
-TEST_F(DeviceTest, AnUnplugAtAnyByteOfARequestEndsItAtOnce) {
+/// The VLAN settings of a file, as the window loads them.
+int loadVlans() {
+    VlanSettings settings;
+    settings.enabled = true;
+    for (int vid = 1; vid < 40; ++vid)
+        settings.table.set(vid, {true, 0x0F, 0});
+    return runDeviceSteps(vlanStepsToDevice(settings, {}, Send::changes)) != StepsResult::finished;
+}
+
+/// The plug is pulled at one byte of each kind of request, another one for each kind. OABR_UNPLUG_SWEEP=1
+/// asks for all bytes of the requests and their replies (tools/unplug-sweep).
+TEST_F(DeviceTest, AnUnplugAtAnyByteEndsARequestAtOnce) {
+    const bool sweep = std::getenv("OABR_UNPLUG_SWEEP") != nullptr;
+    constexpr size_t shortest_exchange = 11;
+    std::vector<std::function<int()>> kinds = requests();
+    kinds.emplace_back(loadVlans);
+    size_t places = 0;
+    int longest_ms = 0;
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    for (size_t kind = 0; kind < requests().size(); kind += 7) {
-        for (const int at : {1, 3, 6}) {  // the opening flag, within, the last byte of the shortest frame
+    for (size_t kind = 0; kind < kinds.size(); kind += sweep ? 1 : 3) {
+        int succeeded = 0;
+        for (size_t at = sweep ? 1 : 1 + kind % shortest_exchange;; ++at) {
+            SCOPED_TRACE("request " + std::to_string(kind) + ", byte " + std::to_string(at));
             connect();
-            std::atomic<int> bytes = 0;
-            converter->onWrite([&](std::string_view written) {
-                for (size_t i = 0; i < written.size(); ++i)
-                    if (++bytes == at) driver->unplug("OKVX0001");
-                return std::string();
-            });
-            const auto start = std::chrono::steady_clock::now();
-            EXPECT_NE(requests()[kind](), 0);
-            EXPECT_LT(std::chrono::steady_clock::now() - start, at_once)
-                << "request " << kind << ", byte " << at;
-            converter->onWrite({});
+            converter->unplugAfter(at);
+            succeeded += kinds[kind]() == 0;
+            const auto end = std::chrono::steady_clock::now();
+            const auto unplugged = converter->unpluggedAt();
+            const bool pulled = unplugged != decltype(unplugged)();
             device.disconnect();
+            driver->unplug("OKVX0001");
+            if (sweep && !pulled) break;
+            ASSERT_TRUE(pulled);
+            EXPECT_LT(end - unplugged, at_once);
+            longest_ms =
+                std::max(longest_ms, static_cast<int>((end - unplugged) / std::chrono::milliseconds(1)));
+            ++places;
+            if (!sweep) break;
         }
+        EXPECT_LE(succeeded, sweep ? 2 : 0)
+            << "without its whole reply";  // that, and the one without an unplug
     }
     testing::internal::GetCapturedStderr();
     testing::internal::GetCapturedStdout();
+    if (sweep) std::printf("%zu places, the longest wait %d ms\n", places, longest_ms);
 }
 
 TEST_F(DeviceTest, ALateReplyIsDroppedBehindAPing) {

@@ -35,7 +35,13 @@ void ScriptedConverter::receive(std::string_view bytes) {
 
 void ScriptedConverter::unplug() {
     std::lock_guard lock(mutex_);
+    pull();
+}
+
+/// The lock is held.
+void ScriptedConverter::pull() {
     unplugged_ = true;
+    unplugged_at_ = std::chrono::steady_clock::now();
     if (event_) event_->set();
 }
 
@@ -62,10 +68,20 @@ FT_STATUS ScriptedConverter::called(const std::string& name, const std::string& 
 
 /// Appends received bytes and signals. The lock is held.
 void ScriptedConverter::queue(std::string_view bytes) {
+    bytes = bytes.substr(0, cross(bytes.size()));
     if (bytes.empty()) return;
     received_ += bytes;
     events_ |= FT_EVENT_RXCHAR;
     if (event_ && (event_mask_ & FT_EVENT_RXCHAR)) event_->set();
+}
+
+/// How many of the bytes still cross the line. The lock is held.
+size_t ScriptedConverter::cross(size_t bytes) {
+    if (unplugged_ || bytes_left_ == SIZE_MAX) return unplugged_ ? 0 : bytes;
+    const size_t crossed = std::min(bytes, bytes_left_);
+    bytes_left_ -= crossed;
+    if (bytes_left_ == 0) pull();
+    return crossed;
 }
 
 class ScriptedPort : public Port {
@@ -103,9 +119,10 @@ public:
     }
     FT_STATUS write(const uint8_t* data, uint32_t count, uint32_t* written) override {
         *written = 0;
-        const std::string bytes(reinterpret_cast<const char*>(data), count);
+        std::string bytes(reinterpret_cast<const char*>(data), count);
         std::function<std::string(std::string_view)> answer;
         const FT_STATUS result = call("write", decimal(count), [&] {
+            bytes.resize(c_->cross(bytes.size()));
             c_->written_ += bytes;
             *written = count;
             c_->written_more_.notify_all();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <map>
@@ -36,6 +37,10 @@ public:
     void limitReads(int bytes) { set(read_limit_, bytes); }
     /// Pulled out: queued bytes stay readable, the event is signalled once more, then calls give FT_IO_ERROR.
     void unplug();
+    /// Pulled out as soon as that many more bytes have crossed the line, in whatever direction.
+    void unplugAfter(size_t bytes) { set(bytes_left_, bytes); }
+    /// When it was; the epoch when it was not.
+    std::chrono::steady_clock::time_point unpluggedAt() const { return get(unplugged_at_); }
     /// What getBitMode reports until the next setBitMode; 0xF1 at first.
     void setBits(uint8_t mask) { set(bits_, mask); }
 
@@ -72,6 +77,8 @@ private:
     }
     FT_STATUS called(const std::string& name, const std::string& arguments = {});
     void queue(std::string_view bytes);
+    size_t cross(size_t bytes);
+    void pull();
 
     mutable std::mutex mutex_;  // guards the rest
     mutable std::condition_variable written_more_;
@@ -87,6 +94,8 @@ private:
     platform::Event* event_ = nullptr;
     bool open_ = false;
     bool unplugged_ = false;
+    std::chrono::steady_clock::time_point unplugged_at_;
+    size_t bytes_left_ = SIZE_MAX;  // until it is
 };
 
 /// A driver of scripted converters: plug them in, then setDriver(it).
