@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "src/base/log.h"
+#include "tests/support/linked_firmware.h"
 
 namespace kovgui {
 namespace {
@@ -51,6 +52,7 @@ HostTest::HostTest() {
     ftdi::setDriver(driver);
     platform::setPauseScale(0);
     device.disconnect();
+    forgetRequestObjects();
     log.clear();
 }
 

@@ -37,13 +37,17 @@ Bytes counting(size_t size) {
     return bytes;
 }
 
-LinkedFirmware::LinkedFirmware() : SimulatedFirmware(deliver) {
-    current = this;
+void forgetRequestObjects() {
     for (int type = 0; type < 256; ++type)
         for (int command = 0; command < 256; ++command)
             if (comm_obj* obj = reply_object(static_cast<uint8_t>(type), static_cast<uint8_t>(command)))
                 *obj = comm_obj_initial;
     can_set_mode_ctl = comm_obj_initial;
+}
+
+LinkedFirmware::LinkedFirmware() : SimulatedFirmware(deliver) {
+    current = this;
+    forgetRequestObjects();
     comm_begin();
     hdlc_init(onByte, toRequester);
 }

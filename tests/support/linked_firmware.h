@@ -5,6 +5,9 @@
 /// 1, 2, 3 ...
 Bytes counting(size_t size);
 
+/// Has the requests of this process begin anew: what earlier tests left behind is forgotten.
+void forgetRequestObjects();
+
 /// The simulated device's firmware on the process's link. Its thread stands for the receiver as well, and
 /// hands a reply over only when its requester waits: one that came earlier would be lost, by design.
 class LinkedFirmware : public SimulatedFirmware {
