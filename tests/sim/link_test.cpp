@@ -274,6 +274,31 @@ TEST(SimLink, IsAsSlowAsARealDevice) {
     EXPECT_LT(best_us, 2 * min_us);
 }
 
+TEST(SimLink, TakesItsTurnAroundTimeAtFastSpeedToo) {
+    constexpr milliseconds turn_around{50};
+    Device device = fast().turnaround(turn_around).start();
+    Connected tool(device);
+    const auto start = steady_clock::now();
+    EXPECT_EQ(tool.ask(read_role), role);
+    EXPECT_GE(steady_clock::now() - start, turn_around);
+}
+
+TEST(SimLink, APurgeDropsWhatWaitsToBeHandedOver) {
+    Device device = SimulatedDevice().quiet().start();
+    Connected tool(device);
+    bool dropped = false;
+    for (milliseconds arriving{5}; !dropped && arriving < std::chrono::seconds(1); arriving *= 2) {
+        tool.port->setLatencyTimer(255);
+        tool.send(read_role);
+        std::this_thread::sleep_for(arriving);  // what was not there yet is no failure: once more
+        ASSERT_EQ(tool.port->purge(FT_PURGE_RX), FT_OK);
+        tool.port->setLatencyTimer(2);
+        dropped = tool.ask({0xF0, 0x06, 6, 0}) != role;
+        if (!dropped) tool.frame();
+    }
+    EXPECT_TRUE(dropped);
+}
+
 // --- Reset, memory and the bootloader
 
 TEST(SimDevice, WhatWasStoredSurvivesACrashAndWhatIsLiveNotEvenAReset) {

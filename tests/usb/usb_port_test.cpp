@@ -106,6 +106,25 @@ TEST_F(UsbPort, SendsAFrameInTwoTransfersAtMostAndMuchWhole) {
     EXPECT_TRUE(one->written().ends_with(bytes));
 }
 
+TEST_F(UsbPort, KeepsItsBytesApartFromThoseOfAnotherPort) {
+    const auto two = bus.plug({.serial = "OKVX0002"});
+    const FT_HANDLE first = handle;
+    openAndSetUp("OKVX0002");
+    for (int i = 0; i < 50; ++i) {
+        one->give("a");
+        two->give("b");
+    }
+    EXPECT_EQ(read(50), std::string(50, 'b'));
+    EXPECT_EQ(write("B"), FT_OK);
+    EXPECT_TRUE(two->waitWritten(1));
+    FT_Close(handle);
+    handle = first;
+    EXPECT_EQ(write("A"), FT_OK) << "closing the other one is nothing to it";
+    EXPECT_EQ(read(50), std::string(50, 'a'));
+    EXPECT_TRUE(one->waitWritten(1));
+    EXPECT_EQ(one->written() + two->written(), "AB");
+}
+
 TEST_F(UsbPort, KeepsReadsOfTheChosenSizeUnderWay) {
     ASSERT_TRUE(one->waitReads(4));
     EXPECT_THAT(one->readSizes(), testing::Each(128));
