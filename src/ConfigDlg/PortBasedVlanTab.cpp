@@ -159,7 +159,6 @@ void PortBasedVlanTab::say(const wxString& failure) {
 void PortBasedVlanTab::OnValueChangedEvent(wxCommandEvent& event) {
     const int index = event.GetId() - ID_BOX;
     if (index < 0 || index >= port_count * port_count) return event.Skip();
-    noteChange();
     write(Send::changes);
 }
 
@@ -171,25 +170,24 @@ void PortBasedVlanTab::act(Action action, Line line) {
                 one->SetValue(acted(action, one->GetValue(), input == output));
         }
     }
-    noteChange();
     write(Send::changes);
 }
 
 bool PortBasedVlanTab::load(const Matrix& matrix) {
     show(matrix);
-    noteChange();
     return write(Send::changes);
 }
 
 // ---- The device ----
 
-/// Writes the rows shown.
+/// Writes the rows shown; changes are then to be stored.
 bool PortBasedVlanTab::write(Send what) {
     const Activity activity(this, "Writing");
     if (!activity) {
         say(activity.refusal());
         return false;
     }
+    if (what == Send::changes) noteChange();
     const bool taken =
         oabr::writePortVlansToDevice(matrix(), &device_, needsRead() ? Send::everything : what);
     say(taken ? "" : "The device did not take all of the changes.");

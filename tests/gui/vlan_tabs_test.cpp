@@ -265,6 +265,16 @@ TEST_F(PortBasedTab, BoxesAndActionsChangeTheDevice) {
     EXPECT_THAT(label("portVlanStatus", tab_), HasSubstr("did not take"));
 }
 
+TEST_F(PortBasedTab, AnEditThatIsRefusedIsNoChange) {
+    {
+        const auto job = oabr::DeviceUse::take("the firmware update");
+        check(usb, oabr1, false);
+        EXPECT_THAT(label("portVlanStatus", tab_), HasSubstr("in use by the firmware update"));
+        EXPECT_FALSE(indicatorShown());
+    }
+    EXPECT_TRUE(waitFor([this] { return box(usb, oabr1)->GetValue(); }));
+}
+
 TEST_F(PortBasedTab, ArrowKeysAndSpaceWork) {
     box(oabr1, oabr1)->SetFocus();
     ASSERT_TRUE(waitFor([this] { return box(oabr1, oabr1)->HasFocus(); }));
