@@ -18,6 +18,7 @@
 
 #include "src/platform/ConsoleControl.h"
 #include "src/platform/OutputRelay.h"
+#include "src/platform/UnblockedOutput.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/support/typed_input.h"
 
@@ -156,6 +157,28 @@ TEST(ConsoleOfAWindowProgram, WaitsForNothingThatAStoppedTerminalDoesNotTake) {
         console.reset();
         _exit(0);
     }
+    EXPECT_EQ(exitStatus(child), 0);
+    close(terminal);
+}
+
+TEST(UnblockedOutputOfAProgram, ReachesItsTerminalAndNeverWaitsForIt) {
+    int terminal = -1;
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        alarm(20);
+        for (const bool stopped : {false, true}) {
+            const UnblockedOutput unblocked;
+            std::fputs("said\n", stderr);
+            if (!stopped) continue;
+            tcflow(STDIN_FILENO, TCOOFF);  // as Ctrl-S does
+            const std::string text(2 * OutputRelay::limit, 'x');
+            std::fputs(text.c_str(), stderr);
+            std::puts(text.c_str());
+        }
+        _exit(0);
+    }
+    EXPECT_TRUE(waitText(terminal, "said"));
     EXPECT_EQ(exitStatus(child), 0);
     close(terminal);
 }
