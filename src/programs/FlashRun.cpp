@@ -153,7 +153,7 @@ void FlashRun::runJob(const FlashThread& job, WorkerThreadHandler& owner) {
         if (ended_) break;
         if (woken == 1) {
             stopped_ = true;
-            progress_.say("Stopping.");
+            progress_.say("Stopping: the device is left in order first, which takes some seconds.");
             owner.cancelJob();
         } else if (waiting && !job.isWriting() && steady_clock::now() >= give_up) {
             timed_out_ = true;
