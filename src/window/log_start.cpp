@@ -5,12 +5,14 @@
 #include <wx/ffile.h>
 #include <wx/frame.h>
 #include <wx/log.h>
+#include <wx/textctrl.h>
 #include <wx/thread.h>
 #include <wx/weakref.h>
 
 #include <memory>
 
 #include "src/base/log.h"
+#include "src/window/accessible.h"
 #include "src/window/device_text.h"
 
 namespace kovgui {
@@ -38,6 +40,8 @@ class LogWindow : public wxLogWindow {
 public:
     explicit LogWindow(wxWindow* parent) : wxLogWindow(parent, "LogWindow", true, false) {
         GetFrame()->SetSize(log_window_size);
+        for (wxWindow* child : GetFrame()->GetChildren())
+            if (auto* const lines = dynamic_cast<wxTextCtrl*>(child)) setAccessibleName(lines, "Log");
     }
     void showLine(const wxString& line) { DoLogTextAtLevel(wxLOG_Message, line); }
 };

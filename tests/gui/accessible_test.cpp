@@ -22,9 +22,12 @@
 #include "src/Controls/CheckedGrid.h"
 #include "src/Controls/RowList.h"
 #include "src/FlashDlg/FlashPanel.h"
+#include "src/base/log.h"
 #include "src/cli/CLIDialog.h"
 #include "src/window/HelpViewer.h"
 #include "src/window/accessible.h"
+#include "src/window/log_start.h"
+#include "src/window/while_painting.h"
 #include "tests/gui/accessible_tree.h"
 #include "tests/gui/connected_window_fixture.h"
 #include "tests/gui/other_windows.h"
@@ -100,6 +103,42 @@ TEST_F(MainWindow, EveryControlHasANameOfItsOwnOnItsPage) {
         EXPECT_THAT(own.errors, IsEmpty());
         EXPECT_GE(own.controls, 3u);
     });
+}
+
+void expectNamesIn(wxWindow* window) {
+    SCOPED_TRACE(window->GetLabel().utf8_string());
+    wxTheApp->ProcessIdle();
+    const Walk walk(window);
+    EXPECT_THAT(walk.errors, IsEmpty());
+    EXPECT_GE(walk.controls, 1u);
+}
+
+TEST_F(MainWindow, EveryControlHasANameInWhatComesUpByItself) {
+    bool asked = false;
+    answers_.next([&asked](wxDialog* about) {
+        asked = true;
+        about->Show();
+        expectNamesIn(about);
+        return wxID_OK;
+    });
+    command(*frame_, wxID_ABOUT);
+    EXPECT_TRUE(asked);
+
+    log_start(frame_, nullptr, log_error);
+    expectNamesIn(wxTopLevelWindows.GetLast()->GetData());
+    setLogSink({});
+
+    const std::function<void()> look = [&] {
+        wxWindow* const progress = wxWindow::FindWindowByName("workProgress");
+        if (progress == nullptr) return frame_->CallAfter(look);
+        expectNamesIn(progress);
+        Accessible::of(progress).find(ATK_ROLE_PUSH_BUTTON, "Stop").press();
+    };
+    frame_->CallAfter(look);
+    EXPECT_TRUE(runWhilePainting(frame_, {Notice::progress, "Reading the table"}, [](Work& work) {
+        while (!work.stopWanted())
+            wxMilliSleep(1);
+    }));
 }
 
 TEST_F(MainWindow, TheWalkFindsAControlWithoutANameAndOneWithThatOfAnother) {
