@@ -557,6 +557,12 @@ void MainFrame::broadcastEvent(wxEvent& event) {
     }
 }
 
+void MainFrame::deviceRestarted() {
+    CallAfter([this] {
+        if (connected_) announceConnected();
+    });
+}
+
 std::string MainFrame::deviceForRecovery() {
     const std::string selected = getSelectedDevice();
     if (!selected.empty()) return selected;

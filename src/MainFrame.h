@@ -69,6 +69,8 @@ public:
     void DisconnectFromDevice();
     /// Queues a copy of the event to every page.
     void broadcastEvent(wxEvent& event) override;
+    /// Has the pages read it again.
+    void deviceRestarted() override;
 
     bool Enable(bool enable = true) override;
     /// Shows a menu item's help where the hardware version stands, which comes back after it.

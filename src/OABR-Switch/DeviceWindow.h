@@ -22,6 +22,9 @@ public:
     /// Hands the event on to the window and its pages. May be called from any thread and does not wait: what
     /// it needs of the event it copies.
     virtual void broadcastEvent(wxEvent& event) = 0;
+    /// The connected device has started anew by somebody else's doing: what is shown of it is no longer so.
+    /// May be called from any thread and does not wait.
+    virtual void deviceRestarted() {}
 };
 
 }  // namespace kovgui::oabr

@@ -435,6 +435,11 @@ FT_STATUS OABRDevice::resetDevice() {
     return status;
 }
 
+void OABRDevice::tellRestarted() {
+    const std::lock_guard lock(listeners_);
+    if (main_frame_) main_frame_->deviceRestarted();
+}
+
 int OABRDevice::setBootloaderFlag(bool flag) {
     LOG_DEBUG(597, "Setting Bootloader Flag");
     return bl_enable(flag) != 0;

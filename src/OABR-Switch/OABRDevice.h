@@ -63,6 +63,8 @@ public:
 
     /// Pulls the device's reset line for 300 ms and gives it 500 ms to start.
     ftdi::FT_STATUS resetDevice();
+    /// Tells the window, if there is one, that the device was reset beside it.
+    void tellRestarted();
     /// Says whether the next start enters the bootloader.
     int setBootloaderFlag(bool flag);
 

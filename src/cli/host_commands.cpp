@@ -18,8 +18,9 @@ int process_cmd_help(char*) {
 int process_cmd_reset(char* argument) {
     const std::string_view what = argument_words(argument)[0];
     if (!what.empty() && !equals_ignoring_case(what.substr(0, 1), "c")) return cmd_ok;  // nothing of ours
-    if (OABRDevice::instance()->resetDevice() == ftdi::FT_OK) return cmd_ok;
-    return console_failure("reset failed");
+    if (OABRDevice::instance()->resetDevice() != ftdi::FT_OK) return console_failure("reset failed");
+    OABRDevice::instance()->tellRestarted();
+    return cmd_ok;
 }
 
 namespace {

@@ -15,6 +15,7 @@
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/cli/OKVXConsole.h"
+#include "src/cli/interpreter.h"
 #include "tests/gui/connected_window_fixture.h"
 
 namespace kovgui {
@@ -153,6 +154,16 @@ TEST_F(WithDevice, ALossThatWasNoticedAsAJobBeganLeavesItsConnectionAlone) {
     }
     device_.unplug();
     EXPECT_TRUE(connectedTo("Not connected"));  // it goes on looking
+}
+
+TEST_F(WithDevice, AResetByTheConsoleHasThePagesReadAgain) {
+    edit();
+    ASSERT_TRUE(indicatorShown());
+    std::thread console([] { cli::runLine(cli::consoleCommands(), "reset"); });
+    EXPECT_TRUE(waitFor([this] { return page_->heard.size() == 2; }));
+    console.join();
+    EXPECT_THAT(page_->heard, ElementsAre(ID_DEVICE_CONNECTED, ID_DEVICE_CONNECTED));
+    EXPECT_TRUE(waitFor([this] { return !indicatorShown(); })) << "what was not stored is gone";
 }
 
 // ---- The end ----
