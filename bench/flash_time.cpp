@@ -106,7 +106,7 @@ int main() {
     const auto start = clock_type::now();
     {
         kovgui::WorkerThreadHandler owner;
-        owner.startJob(
+        (void)owner.startJob(
             std::make_unique<kovgui::FlashThread>(&owner, &ended, 0, text.c_str(), device.serial()));
         ended.finished.wait(-1);
         owner.joinJob();

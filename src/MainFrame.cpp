@@ -658,7 +658,7 @@ void MainFrame::OnResetDevice(wxCommandEvent&) {
         const bool open = connected_;
         const auto reset = [&](Work&) {
             OABRDevice& way = *OABRDevice::instance();
-            if (open || way.connectWithBootloaderParams(device) == 0) way.resetDevice();
+            if (open || way.connectWithBootloaderParams(device) == 0) (void)way.resetDevice();
         };
         (void)runWhilePainting(this, {Notice::message, "Please wait while the device is reset ..."}, reset);
     }

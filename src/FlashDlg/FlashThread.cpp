@@ -118,7 +118,7 @@ int FlashThread::connectToBootloader() {
         message_ = status_hold_reset;
         prompted_ = true;
     }
-    if (device_.isConnected()) device_.resetDevice();  // else another program had it
+    if (device_.isConnected()) (void)device_.resetDevice();  // else another program had it
     device_.disconnect();
     int greeting;
     if (device_.connectWithBootloaderParams(serial_) != 0) {

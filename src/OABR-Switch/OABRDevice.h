@@ -41,12 +41,12 @@ public:
     /// a second.
     /// @param serial  not empty
     /// @return        0 or 1; after 1 nothing is connected and connectFailure() says why
-    int connectWithFirmwareParams(const std::string& serial);
+    [[nodiscard]] int connectWithFirmwareParams(const std::string& serial);
     /// The device that the window has selected.
-    int connectWithFirmwareParams();
+    [[nodiscard]] int connectWithFirmwareParams();
     /// Connects to the bootloader, which is read by its client: no receiver runs.
-    int connectWithBootloaderParams(const std::string& serial);
-    int connectWithBootloaderParams();
+    [[nodiscard]] int connectWithBootloaderParams(const std::string& serial);
+    [[nodiscard]] int connectWithBootloaderParams();
     /// Notes that the bootloader has answered the handshake.
     void setBootloaderAnswered() { state_ = State::bootloader_answered; }
     /// Stops the receiver and closes. Always 0.
@@ -62,18 +62,18 @@ public:
     void setReceiverEndedEvent(platform::Event* event);
 
     /// Pulls the device's reset line for 300 ms and gives it 500 ms to start.
-    ftdi::FT_STATUS resetDevice();
+    [[nodiscard]] ftdi::FT_STATUS resetDevice();
     /// Tells the window, if there is one, that the device was reset beside it.
     void tellRestarted();
     /// Says whether the next start enters the bootloader.
-    int setBootloaderFlag(bool flag);
+    [[nodiscard]] int setBootloaderFlag(bool flag);
 
     /// The window that is told of hardkeys and asked for the selected device; null for none.
     void setMainFrame(DeviceWindow* window);
 
     static constexpr int hardkeys = 4;
     /// Asks the device for its hardkeys.
-    int updateHardkeys();
+    [[nodiscard]] int updateHardkeys();
     /// The state reported last, hardkeys flags.
     const std::atomic<bool>* getHardkeyState() const { return hardkey_state_.data(); }
     /// Takes `hardkeys` bytes, each one not 0 for a key that is on, and tells the window.
@@ -88,16 +88,16 @@ public:
     // Library functions with a log line for each failure; none retries.
 
     /// At most 57 bytes.
-    int readE2P(unsigned long address, unsigned long length, uint8_t* out);
-    int writeE2P(unsigned long address, unsigned long length, const uint8_t* data);
-    int readSMI(uint8_t reg, uint8_t* out);
-    int writeSMI(uint8_t reg, uint8_t value);
-    int readMDIO(uint8_t phy, uint8_t reg, uint16_t* out);
-    int writeMDIO(uint8_t phy, uint8_t reg, uint16_t value);
-    int setPower(bool on);
+    [[nodiscard]] int readE2P(unsigned long address, unsigned long length, uint8_t* out);
+    [[nodiscard]] int writeE2P(unsigned long address, unsigned long length, const uint8_t* data);
+    [[nodiscard]] int readSMI(uint8_t reg, uint8_t* out);
+    [[nodiscard]] int writeSMI(uint8_t reg, uint8_t value);
+    [[nodiscard]] int readMDIO(uint8_t phy, uint8_t reg, uint16_t* out);
+    [[nodiscard]] int writeMDIO(uint8_t phy, uint8_t reg, uint16_t value);
+    [[nodiscard]] int setPower(bool on);
     /// @param mode  sniff bits of the port
-    int setSniff(int port, uint8_t mode);
-    int getSniff(int port, uint8_t* mode);
+    [[nodiscard]] int setSniff(int port, uint8_t mode);
+    [[nodiscard]] int getSniff(int port, uint8_t* mode);
     /// Writes the three configuration areas, each list between its markers, which may be there already. Lists
     /// must fit their areas (e2p_area_shortfall): what does not is left out. Always 0; read back to know.
     int writeE2PConfig(const std::vector<e2p_cfg_cmd>& switch_list, const std::vector<e2p_cfg_cmd>& phy1_list,
@@ -108,7 +108,7 @@ public:
     void onCanTraceRecord(const uint8_t* frame, uint16_t length);
 
     /// @return 0 also when the receiver runs already
-    int startReceiverThread();
+    [[nodiscard]] int startReceiverThread();
     int stopReceiverThread();
     /// The body of the receiver thread.
     void receiverThreadFnc();
@@ -124,8 +124,8 @@ private:
 
     OABRDevice();
     int failConnect(const std::string& why);
-    int readIdentity();
-    bool receiveAvailable();
+    [[nodiscard]] int readIdentity();
+    [[nodiscard]] bool receiveAvailable();
     std::string selectedDevice();
 
     std::atomic<State> state_{State::disconnected};

@@ -26,7 +26,7 @@ public:
     /// Starts a job. A job that has finished is joined first.
     /// @return false when another one is still at work or the system has no thread left; the job is deleted
     /// then
-    bool startJob(std::unique_ptr<WorkerThread> job);
+    [[nodiscard]] bool startJob(std::unique_ptr<WorkerThread> job);
     /// Has the job end after the step that it is at. May be called from any thread.
     void cancelJob();
     /// Waits until the job's thread has ended, and deletes it: after the event that it has finished, or when
