@@ -43,7 +43,7 @@ public:
     /// While on, written bytes gather; turned off, they leave together. A failure shows at the next write.
     void cork(bool on) { ftdi::cork(handle_, on); }
     /// Replaces `*destination` by what is queued, without waiting: by nothing when nothing is.
-    /// @param max  most bytes to read, -1 for no limit; the rest stays queued
+    /// @param max  at most so many bytes, -1 for no limit; the rest stays queued
     [[nodiscard]] ftdi::FT_STATUS read(std::string* destination, int max);
     /// Drops what is queued.
     ftdi::FT_STATUS flush(bool transmit, bool receive);

@@ -54,16 +54,16 @@ TEST(CanBitTiming, ABetterSettingIsOfferedExactlyWhereTheCalculationMisses) {
 }
 
 TEST(CanBitTiming, EveryRuleIsNamed) {
-    const auto faults = [](uint8_t jump, uint8_t propagation, uint8_t phase1, uint8_t phase2) {
+    const auto errors = [](uint8_t jump, uint8_t propagation, uint8_t phase1, uint8_t phase2) {
         return timingErrors({static_cast<uint8_t>(jump - 1), 0, 1, 0, static_cast<uint8_t>(phase1 - 1),
                              static_cast<uint8_t>(propagation - 1), 0, static_cast<uint8_t>(phase2 - 1), 0, 0,
                              0});
     };
-    EXPECT_THAT(faults(1, 4, 4, 3), IsEmpty());
-    EXPECT_THAT(faults(3, 4, 4, 3), ElementsAre(HasSubstr("sync jump")));
-    EXPECT_THAT(faults(1, 2, 2, 5), ElementsAre(HasSubstr("shorter than phase segment 2")));
-    EXPECT_THAT(faults(1, 2, 2, 2), ElementsAre(HasSubstr("7 quanta")));
-    EXPECT_THAT(faults(1, 4, 4, 1), ElementsAre(HasSubstr("at least 2"), HasSubstr("sync jump")));
+    EXPECT_THAT(errors(1, 4, 4, 3), IsEmpty());
+    EXPECT_THAT(errors(3, 4, 4, 3), ElementsAre(HasSubstr("sync jump")));
+    EXPECT_THAT(errors(1, 2, 2, 5), ElementsAre(HasSubstr("shorter than phase segment 2")));
+    EXPECT_THAT(errors(1, 2, 2, 2), ElementsAre(HasSubstr("7 quanta")));
+    EXPECT_THAT(errors(1, 4, 4, 1), ElementsAre(HasSubstr("at least 2"), HasSubstr("sync jump")));
 }
 
 /// A form that differs from the default in every field.

@@ -44,8 +44,8 @@ std::string shownIdentifiers(const CanTraceLog& log) {
 }
 
 CanTraceFilter filter(const std::string& text) {
-    std::string fault;
-    return CanTraceFilter::parse(text, &fault).value();
+    std::string error;
+    return CanTraceFilter::parse(text, &error).value();
 }
 
 TEST(CanTrace, IsWrittenAsBusToolsWriteIt) {
@@ -142,9 +142,9 @@ TEST(CanTrace, AFilterTellsStandardFromExtendedIdentifiers) {
     }
     for (const char* bad :
          {"12G", "800", "20000000", "123456789", "2FF-200", "12-1234", "-", "0x", "1-2-3"}) {
-        std::string fault;
-        EXPECT_FALSE(CanTraceFilter::parse(bad, &fault).has_value()) << bad;
-        EXPECT_THAT(fault, HasSubstr(bad));
+        std::string error;
+        EXPECT_FALSE(CanTraceFilter::parse(bad, &error).has_value()) << bad;
+        EXPECT_THAT(error, HasSubstr(bad));
     }
 }
 

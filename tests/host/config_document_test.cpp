@@ -141,22 +141,22 @@ TEST_F(ConfigDocument, ACutOrDamagedTextNeverPassesForTheWhole) {
 }
 
 TEST_F(ConfigDocument, NamesWhatIsMissingDoubledOrUnknown) {
-    const auto faults = [](const char* text) {
+    const auto errors = [](const char* text) {
         Values values = {{"a/b", "kept"}, {"a/c", ""}};
         const std::string messages = extract(parseDocument(text).elements.at(0), &values);
         EXPECT_EQ(values[0].second == "kept", !messages.empty());
         return messages;
     };
-    EXPECT_EQ(faults("<T><a><c/><b>1</b></a></T>"), "");
-    EXPECT_EQ(faults("<T><a><b/><c/></a><a><c/></a></T>"), "doubled element \"T/a/c\"\n");
-    EXPECT_EQ(faults("<T><a><b/><C/></a></T>"), "unknown element \"T/a/C\"\nmissing element \"T/a/c\"\n");
-    EXPECT_EQ(faults("<T><a>x<b/><c/></a></T>"), "unknown element \"T/a\"\n");
-    EXPECT_EQ(faults("<T><a><b><d/></b><c/></a></T>"),
+    EXPECT_EQ(errors("<T><a><c/><b>1</b></a></T>"), "");
+    EXPECT_EQ(errors("<T><a><b/><c/></a><a><c/></a></T>"), "doubled element \"T/a/c\"\n");
+    EXPECT_EQ(errors("<T><a><b/><C/></a></T>"), "unknown element \"T/a/C\"\nmissing element \"T/a/c\"\n");
+    EXPECT_EQ(errors("<T><a>x<b/><c/></a></T>"), "unknown element \"T/a\"\n");
+    EXPECT_EQ(errors("<T><a><b><d/></b><c/></a></T>"),
               "unknown element \"T/a/b/d\"\nmissing element \"T/a/b\"\n");
     std::string many = "<T>";
     for (int i = 0; i < 20; ++i)
         many += "<x/>";
-    EXPECT_TRUE(faults((many + "</T>").c_str()).ends_with("\"T/x\"\nand 18 more\n"));
+    EXPECT_TRUE(errors((many + "</T>").c_str()).ends_with("\"T/x\"\nand 18 more\n"));
 }
 
 TEST_F(ConfigDocument, NamesWhatHasNoValue) {

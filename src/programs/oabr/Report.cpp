@@ -15,12 +15,12 @@ constexpr int format = 1;
 constexpr int first_signal_status = 128;
 
 std::string errorLines(const Report& report, const Style& style) {
-    constexpr size_t most = 20;  // nobody reads on; JSON has them all
+    constexpr size_t shown_at_most = 20;  // nobody reads on; JSON has them all
     std::string lines;
     size_t shown = 0;
     for (const Error& error : report.errors) {
-        if (++shown > most) {
-            lines += "oabr: and " + std::to_string(report.errors.size() - most) + " more\n";
+        if (++shown > shown_at_most) {
+            lines += "oabr: and " + std::to_string(report.errors.size() - shown_at_most) + " more\n";
             break;
         }
         lines += "oabr: " + (report.serial.empty() ? "" : report.serial + ": ") +
