@@ -308,6 +308,7 @@ void MainFrame::buildPages() {
     });
     notice_ = new wxInfoBar(this, wxID_ANY);
     notice_->SetName("notice");
+    setAccessibleName(notice_, "Close the message");  // its button
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(notice_, wxSizerFlags().Expand());
     content->Add(book_, wxSizerFlags(1).Expand());
