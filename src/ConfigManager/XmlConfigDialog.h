@@ -5,11 +5,9 @@
 
 #include <array>
 
-#include "src/models/settings_xml.h"
+#include "src/models/config_panel.h"
 
 namespace kovgui {
-
-using ConfigPanel = settings::XmlPage;
 
 /// Asks which pages take part in saving or loading a configuration file.
 class XmlConfigDialog : public wxDialog {
@@ -26,7 +24,7 @@ private:
     void setAll(bool chosen);
 
     wxCheckBox* all_;
-    std::array<wxCheckBox*, settings::xml_elements.size()> boxes_{};
+    std::array<wxCheckBox*, config_panel_count> boxes_{};
 };
 
 }  // namespace kovgui

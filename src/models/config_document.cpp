@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <unordered_map>
 
@@ -223,6 +224,32 @@ FilePointer createBeside(const fs::path& target, std::string* name) {
     return nullptr;
 }
 
+/// Has a file written in place of what stands there, which is kept when that fails.
+std::string replaceFile(const char* path, const std::function<bool(FILE*)>& write) {
+    // What a link leads to is replaced, not the link; and only a file is.
+    std::error_code code;
+    const fs::path target = fs::weakly_canonical(path, code);
+    if (code) return code.message();
+    const fs::file_status old = fs::status(target, code);
+    if (fs::exists(old) && !fs::is_regular_file(old)) return no_file;
+
+    std::string beside;
+    FilePointer file = createBeside(target, &beside);
+    if (!file) return std::strerror(errno);
+    errno = 0;
+    bool written = write(file.get());
+    // A full disk may show only when a file is closed.
+    written = std::fclose(file.release()) == 0 && written;
+    std::string error = written ? "" : errno == 0 ? "not all of it could be written" : std::strerror(errno);
+    if (error.empty()) {
+        if (fs::exists(old)) fs::permissions(beside, old.permissions(), code);
+        fs::rename(beside, target, code);
+        if (code) error = code.message();
+    }
+    if (!error.empty()) std::remove(beside.c_str());
+    return error;
+}
+
 }  // namespace
 
 Document parseDocument(std::string_view bytes) {
@@ -253,34 +280,17 @@ Document loadDocument(const char* path) {
     return parseDocument(bytes);
 }
 
+std::string saveText(const char* path, std::string_view text) {
+    return replaceFile(
+        path, [text](FILE* file) { return std::fwrite(text.data(), 1, text.size(), file) == text.size(); });
+}
+
 std::string saveDocument(const char* path, const std::vector<Element>& elements) {
     TiXmlDocument xml;
     xml.LinkEndChild(new TiXmlDeclaration("1.0", "", ""));
     for (const Element& element : elements)
         append(&xml, element);
-
-    // What a link leads to is replaced, not the link; and only a file is.
-    std::error_code code;
-    const fs::path target = fs::weakly_canonical(path, code);
-    if (code) return code.message();
-    const fs::file_status old = fs::status(target, code);
-    if (fs::exists(old) && !fs::is_regular_file(old)) return no_file;
-
-    std::string beside;
-    FilePointer file = createBeside(target, &beside);
-    if (!file) return std::strerror(errno);
-    errno = 0;
-    bool written = xml.SaveFile(file.get());
-    // A full disk may show only when a file is closed.
-    written = std::fclose(file.release()) == 0 && written;
-    std::string error = written ? "" : errno == 0 ? "not all of it could be written" : std::strerror(errno);
-    if (error.empty()) {
-        if (fs::exists(old)) fs::permissions(beside, old.permissions(), code);
-        fs::rename(beside, target, code);
-        if (code) error = code.message();
-    }
-    if (!error.empty()) std::remove(beside.c_str());
-    return error;
+    return replaceFile(path, [&xml](FILE* file) { return xml.SaveFile(file); });
 }
 
 Element compose(const std::string& name, const Values& values) {

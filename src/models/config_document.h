@@ -34,6 +34,7 @@ struct Document {
 [[nodiscard]] Document loadDocument(const char* path);
 /// Writes a file in place of what stands there, which is kept when it fails.
 /// @return what went wrong; empty for nothing
+[[nodiscard]] std::string saveText(const char* path, std::string_view text);
 [[nodiscard]] std::string saveDocument(const char* path, const std::vector<Element>& elements);
 
 /// The values of one top-level element: the path of each below it ("OABR1/Speed") and its text.

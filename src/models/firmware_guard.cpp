@@ -81,4 +81,18 @@ bool meetsVersionGuard(const std::string& guard, const oabr::FirmwareVersion& ve
            });
 }
 
+std::vector<Error> guardErrors(const SetUp& set_up, const std::string& serial,
+                               const oabr::FirmwareVersion& version) {
+    std::vector<Error> errors;
+    if (!set_up.guard_serial.empty() && set_up.guard_serial != serial)
+        errors.push_back(
+            {"guard", "/device/serial", 0, 0, "The file is for " + set_up.guard_serial + " only.", ""});
+    if (!set_up.guard_firmware.empty() && !meetsVersionGuard(set_up.guard_firmware, version))
+        errors.push_back({"guard", "/device/firmware", 0, 0,
+                          "The file is for firmware " + set_up.guard_firmware + ", the device runs " +
+                              version.toString() + ".",
+                          ""});
+    return errors;
+}
+
 }  // namespace kovgui::settings

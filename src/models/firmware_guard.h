@@ -1,8 +1,10 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "src/OABR-Switch/identity.h"
+#include "src/models/settings_data.h"
 
 namespace kovgui::settings {
 
@@ -11,5 +13,9 @@ namespace kovgui::settings {
 bool isVersionGuard(const std::string& text);
 /// Whether a version is one of them.
 bool meetsVersionGuard(const std::string& guard, const oabr::FirmwareVersion& version);
+
+/// Why a set-up is not meant for a device; empty when it is.
+std::vector<Error> guardErrors(const SetUp& set_up, const std::string& serial,
+                               const oabr::FirmwareVersion& version);
 
 }  // namespace kovgui::settings

@@ -182,6 +182,22 @@ void keepOnly(const Selection& selection, Settings* settings) {
     if (!selection.holds(can_receive_path)) settings->can_receive.reset();
 }
 
+std::vector<std::pair<std::string, Data>> valuesOf(const Settings& settings) {
+    std::vector<std::pair<std::string, Data>> values;
+    forEachSetting([&](const Row& row, int port) {
+        const Value& value = row.of(settings, port);
+        if (value) values.emplace_back(row.pathOf(port), namedData(row, value));
+    });
+    if (settings.can_timing) values.emplace_back(can_timing_path, dataOf(*settings.can_timing));
+    if (settings.can_receive) values.emplace_back(can_receive_path, dataOf(*settings.can_receive));
+    for (const auto& [vid, entry] : settings.vlans)
+        if (entry.valid && oabr::isVlanVid(vid))
+            values.emplace_back(entryPath(vlan_entry_path, vid), dataOf(entry));
+    for (const auto& [index, entry] : settings.macs)
+        if (entry.valid) values.emplace_back(entryPath(static_mac_path, index), dataOf(entry));
+    return values;
+}
+
 // ---- JSON ----
 
 Data settingsData(const Settings& settings, const Status* status) {
@@ -230,11 +246,24 @@ public:
         text += "\n" + header + "\n";
         table_.clear();
     }
-    void entry(const char* header_text, const char* key, int number, const Data& data) {
-        header(header_text);
-        text += std::string(key) + " = " + std::to_string(number) + "\n";
-        for (const auto& [name, value] : data.members())
-            text += name + " = " + toml(value) + "\n";
+    /// A list of tables that say their numbers; where there is one to remove, tables by number instead.
+    template <typename Entries>
+    void entries(const std::string& table, const char* number, const Entries& all, bool removes,
+                 auto isMeant) {
+        bool by_number = false;
+        for (const auto& [at, entry] : all) {
+            if (entry.valid || !removes || !isMeant(at)) continue;
+            line(table, std::to_string(at), "none");
+            by_number = true;
+        }
+        for (const auto& [at, entry] : all) {
+            if (!entry.valid || !isMeant(at)) continue;
+            header(by_number ? "[" + table + "." + std::to_string(at) + "]" : "[[" + table + "]]");
+            if (!by_number) text += std::string(number) + " = " + std::to_string(at) + "\n";
+            const Data data = dataOf(entry);
+            for (const auto& [name, value] : data.members())
+                text += name + " = " + toml(value) + "\n";
+        }
     }
 
 private:
@@ -267,7 +296,7 @@ bool hasEntries(const Entries& entries, auto isMeant) {
 
 }  // namespace
 
-std::string tomlText(const Settings& settings) {
+std::string tomlText(const Settings& settings, Removals removals) {
     TomlWriter writer;
     writer.text = "format = 1\n";
     std::string whole;
@@ -286,9 +315,8 @@ std::string tomlText(const Settings& settings) {
         const Value& value = row.of(settings, port);
         if (row.read_only || !value) return;
         auto [table, key] = tableAndKey(row.pathOf(port));
-        const Data data = row.kind == Kind::port_or_none && *value == 0 ? Data("none") : dataOf(row, value);
         if (std::ranges::find(tables, table) == tables.end()) tables.push_back(table);
-        lines.push_back({std::move(table), std::move(key), data});
+        lines.push_back({std::move(table), std::move(key), namedData(row, value)});
     });
     const auto writeTable = [&](const std::string& table) {
         for (const Line& line : lines)
@@ -297,10 +325,9 @@ std::string tomlText(const Settings& settings) {
     const auto isLast = [](const std::string& table) { return table == "can" || table == "life_cycle"; };
     for (const std::string& table : tables)
         if (!isLast(table)) writeTable(table);
-    for (const auto& [vid, entry] : settings.vlans)
-        if (entry.valid && oabr::isVlanVid(vid)) writer.entry("[[vlan.entry]]", "vid", vid, dataOf(entry));
-    for (const auto& [index, entry] : settings.macs)
-        if (entry.valid) writer.entry("[[mac.static]]", "entry", index, dataOf(entry));
+    const bool removes = removals == Removals::named;
+    writer.entries("vlan.entry", "vid", settings.vlans, removes, oabr::isVlanVid);
+    writer.entries("mac.static", "entry", settings.macs, removes, [](int) { return true; });
     writeTable("can");
     const auto writeObject = [&](const char* table, const Data& object) {
         for (const auto& [name, value] : object.members())

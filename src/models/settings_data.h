@@ -3,6 +3,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "src/models/Data.h"
@@ -40,8 +41,12 @@ void readSetUp(const Data& document, SetUp* set_up);
 
 /// Reads a text: TOML, JSON, or the window's XML, told by how it begins.
 SetUp parseSetUp(std::string_view text);
+bool isXml(std::string_view text);
 /// Reads a file, "-" for standard input.
 SetUp loadSetUp(const std::string& path);
+/// The text of a file that may be one.
+/// @return why there is none; empty when it was read
+[[nodiscard]] std::string readSetUpText(const std::string& path, std::string* text);
 
 /// What is odd about a set-up as far as the file alone shows it.
 void lint(SetUp* set_up);
@@ -80,7 +85,13 @@ void keepOnly(const Selection& selection, Settings* settings);
 /// The members of a device's settings in JSON, every one of them; what is unknown is null.
 /// @param status  null where it was not read
 Data settingsData(const Settings& settings, const Status* status);
+enum class Removals {
+    left_out,
+    named,  ///< an entry that is known not to be there is one to be removed
+};
 /// The settings as a set-up in TOML; what is unknown or read only is left out.
-std::string tomlText(const Settings& settings);
+std::string tomlText(const Settings& settings, Removals removals = Removals::left_out);
+/// Every setting that is known, by path and as files have it; of tables the entries that are there.
+std::vector<std::pair<std::string, Data>> valuesOf(const Settings& settings);
 
 }  // namespace kovgui::settings

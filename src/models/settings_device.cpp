@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstring>
 
 #include "lib/can.h"
@@ -9,11 +10,13 @@
 #include "lib/ksz.h"
 #include "lib/phy.h"
 #include "lib/port_config.h"
+#include "src/OABR-Switch/OABRDevice.h"
 #include "src/models/can_device.h"
 #include "src/models/settings_can.h"
 #include "src/models/settings_table.h"
 #include "src/models/store.h"
 #include "src/models/vlan_form.h"
+#include "src/platform/event.h"
 
 namespace kovgui::settings {
 namespace {
@@ -177,7 +180,7 @@ Scope Scope::of(const Selection& selection) {
 Scope Scope::of(const Settings& wanted) {
     Scope scope;
     forEachSetting([&](const Row& row, int port) {
-        if (row.of(wanted, port)) (row.store ? scope.registers : scope.can) = true;
+        if (row.of(wanted, port)) (row.store || row.read_only ? scope.registers : scope.can) = true;
     });
     scope.can = scope.can || wanted.can_timing || wanted.can_receive;
     const Scope whole = everything();
@@ -492,6 +495,32 @@ private:
 };
 
 }  // namespace
+
+namespace {
+
+bool connectWhenBack(const std::string& serial) {
+    using std::chrono::steady_clock;
+    constexpr std::chrono::seconds patience{10};
+    constexpr int look_again_ms = 200;
+    oabr::OABRDevice& device = *oabr::OABRDevice::instance();
+    const auto give_up = steady_clock::now() + patience;
+    platform::Event never;
+    while (steady_clock::now() < give_up) {
+        const auto attached = device.enumDevices();
+        if (std::ranges::find(attached, serial, &oabr::OABRDevice::DeviceInfo::serial) != attached.end() &&
+            device.connectWithFirmwareParams(serial) == 0)
+            return true;
+        (void)never.wait(look_again_ms);
+    }
+    return false;
+}
+
+}  // namespace
+
+ApplyOptions optionsOnDevice(const std::string& serial, GoOn go_on) {
+    return {std::move(go_on), [] { return oabr::OABRDevice::instance()->receiverEnded(); },
+            [serial] { return connectWhenBack(serial); }};
+}
 
 Applied applyToDevice(const Plan& plan, const ApplyOptions& options) {
     return Transaction(plan, options).run();

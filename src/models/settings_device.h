@@ -68,6 +68,9 @@ struct ApplyOptions {
     std::function<bool()> reconnect;
 };
 
+/// The options for the connected device: one that has gone is waited for, ten seconds at most.
+ApplyOptions optionsOnDevice(const std::string& serial, GoOn go_on);
+
 /// Carries a plan out and reads back what it wrote. When a request is not answered, a value reads back
 /// otherwise or somebody stops it, writes the old values back and reads them.
 [[nodiscard]] Applied applyToDevice(const Plan& plan, const ApplyOptions& options);

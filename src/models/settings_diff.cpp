@@ -23,25 +23,6 @@ Value mirrorTo(const Settings& now, const Settings& wanted) {
     return wanted.mirror_to ? wanted.mirror_to : now.mirror_to;
 }
 
-/// Names in numbers' order where they are numbers.
-bool pathLess(const std::string& a, const std::string& b) {
-    const char *x = a.c_str(), *y = b.c_str();
-    while (*x && *y) {
-        if (std::isdigit(static_cast<unsigned char>(*x)) && std::isdigit(static_cast<unsigned char>(*y))) {
-            int m = 0, n = 0;
-            x = std::from_chars(x, a.c_str() + a.size(), m).ptr;
-            y = std::from_chars(y, b.c_str() + b.size(), n).ptr;
-            if (m != n) return m < n;
-        } else if (*x != *y) {
-            return *x < *y;
-        } else {
-            ++x;
-            ++y;
-        }
-    }
-    return *x == '\0' && *y != '\0';
-}
-
 template <typename Entry>
 bool sameEntry(const Entry& a, const Entry& b) {
     return a.valid == b.valid && (!a.valid || a == b);
@@ -94,19 +75,14 @@ private:
             ++difference_.unchanged;
             return;
         }
-        add(row.pathOf(port), Change::Action::change, named(row, now), named(row, wanted),
-            stored_ ? named(row, row.of(*stored_, port)) : Data());
+        add(row.pathOf(port), Change::Action::change, namedData(row, now), namedData(row, wanted),
+            stored_ ? namedData(row, row.of(*stored_, port)) : Data());
     }
 
     /// No mirror port and nothing mirrored are what a device starts with.
     static bool needsNoRecord(const Row& row, int wanted, const Value& mirror_to) {
         if (isMirrorFrom(row)) return wanted == 0 || mirror_to == 0;
         return row.of_device == &Settings::mirror_to && wanted == 0;
-    }
-
-    /// "none" tells no mirror port from an unknown one.
-    static Data named(const Row& row, const Value& value) {
-        return row.kind == Kind::port_or_none && value == 0 ? Data("none") : dataOf(row, value);
     }
 
     template <typename Object, typename Same>
@@ -159,6 +135,24 @@ private:
 };
 
 }  // namespace
+
+bool pathLess(const std::string& a, const std::string& b) {
+    const char *x = a.c_str(), *y = b.c_str();
+    while (*x && *y) {
+        if (std::isdigit(static_cast<unsigned char>(*x)) && std::isdigit(static_cast<unsigned char>(*y))) {
+            int m = 0, n = 0;
+            x = std::from_chars(x, a.c_str() + a.size(), m).ptr;
+            y = std::from_chars(y, b.c_str() + b.size(), n).ptr;
+            if (m != n) return m < n;
+        } else if (*x != *y) {
+            return *x < *y;
+        } else {
+            ++x;
+            ++y;
+        }
+    }
+    return *x == '\0' && *y != '\0';
+}
 
 Difference differenceOf(const Settings& now, const Settings& wanted, const Settings* stored,
                         Against against) {

@@ -20,8 +20,11 @@ struct Change {
     Data stored;  ///< null where it is unknown
 };
 
+/// The order of paths: numbers in theirs.
+bool pathLess(const std::string& a, const std::string& b);
+
 struct Difference {
-    std::vector<Change> changes;  ///< by path, numbers in their order
+    std::vector<Change> changes;  ///< in the order of their paths
     int unchanged = 0;            ///< settings that are named and equal
     int not_in_file = 0;          ///< settings that are known and not named
 };

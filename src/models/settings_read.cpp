@@ -173,6 +173,7 @@ private:
         const Row& row = *setting.row;
         if (row.read_only) {
             if (!printed_) error("read_only", path, value, "is read only");
+            (void)readValue(row, value, &row.of(set_up_.settings, setting.port));
             return;
         }
         if (value.isNull() && (row.kind != Kind::port_or_none || unknown_mirror_)) return;
@@ -479,26 +480,32 @@ SetUp parseSetUp(std::string_view text) {
     return set_up;
 }
 
-SetUp loadSetUp(const std::string& path) {
-    const auto unreadable = [](const std::string& why) {
-        SetUp set_up;
-        set_up.errors.push_back({"file_unreadable", "", 0, 0, why, ""});
-        return set_up;
-    };
+bool isXml(std::string_view text) {
+    return kindOf(withoutMark(text)) == TextKind::xml;
+}
+
+std::string readSetUpText(const std::string& path, std::string* text) {
     std::error_code code;
-    if (path != "-" && std::filesystem::is_directory(path, code)) return unreadable("this is a directory");
+    if (path != "-" && std::filesystem::is_directory(path, code)) return "this is a directory";
     const std::unique_ptr<FILE, FileCloser> file(path == "-" ? stdin : std::fopen(path.c_str(), "rb"));
-    if (!file) return unreadable(std::strerror(errno));
-    std::string text;
+    if (!file) return std::strerror(errno);
     char block[65536];
-    while (text.size() <= max_text) {
+    while (text->size() <= max_text) {
         const size_t got = std::fread(block, 1, sizeof block, file.get());
-        text.append(block, got);
+        text->append(block, got);
         if (got == 0) break;
     }
-    if (std::ferror(file.get())) return unreadable(std::strerror(errno));
-    if (text.size() > max_text) return unreadable("this is far larger than any set-up");
-    return parseSetUp(text);
+    if (std::ferror(file.get())) return std::strerror(errno);
+    return text->size() > max_text ? "this is far larger than any set-up" : "";
+}
+
+SetUp loadSetUp(const std::string& path) {
+    std::string text;
+    const std::string error = readSetUpText(path, &text);
+    if (error.empty()) return parseSetUp(text);
+    SetUp set_up;
+    set_up.errors.push_back({"file_unreadable", "", 0, 0, error, ""});
+    return set_up;
 }
 
 // ---- Lint ----

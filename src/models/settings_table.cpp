@@ -193,6 +193,10 @@ Data dataOf(const Row& row, const Value& value) {
     return word == row.words.end() ? Data() : wordData(*word);
 }
 
+Data namedData(const Row& row, const Value& value) {
+    return row.kind == Kind::port_or_none && value == 0 ? Data("none") : dataOf(row, value);
+}
+
 std::string readValue(const Row& row, const Data& data, Value* value) {
     switch (row.kind) {
         case Kind::boolean:

@@ -83,6 +83,8 @@ std::vector<std::string> allPaths();
 
 /// The value as files have it; null for nothing.
 Data dataOf(const Row& row, const Value& value);
+/// The same where "none" tells no mirror port from an unknown one.
+Data namedData(const Row& row, const Value& value);
 /// What is wrong with a value, "must be 10 or 100"; empty when it was read.
 [[nodiscard]] std::string readValue(const Row& row, const Data& data, Value* value);
 

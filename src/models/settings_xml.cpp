@@ -125,15 +125,15 @@ constexpr ReadPage page_readers[] = {readPortElement, readSniffingElement, readV
 }  // namespace
 
 Element portElement(const Settings& settings) {
-    return config::compose(elementOf(XmlPage::port), valuesOf(settings, port_controls));
+    return config::compose(elementOf(ConfigPanel::port), valuesOf(settings, port_controls));
 }
 
 Element sniffingElement(const Settings& settings) {
-    return config::compose(elementOf(XmlPage::sniffing), valuesOf(settings, sniffing_controls));
+    return config::compose(elementOf(ConfigPanel::sniffing), valuesOf(settings, sniffing_controls));
 }
 
 Element vlanElement(const config::VlanTables& tables) {
-    return config::compose(elementOf(XmlPage::vlan), vlanValues(tables));
+    return config::compose(elementOf(ConfigPanel::vlan), vlanValues(tables));
 }
 
 Element lifeCycleElement(const oabr::CanForm& form) {
@@ -142,7 +142,7 @@ Element lifeCycleElement(const oabr::CanForm& form) {
         const auto field = static_cast<oabr::CanField>(i);
         values.emplace_back(oabr::canFieldName(field), form[field]);
     }
-    return config::compose(elementOf(XmlPage::life_cycle), values);
+    return config::compose(elementOf(ConfigPanel::life_cycle), values);
 }
 
 std::string readPortElement(const Element& element, Settings* settings) {
@@ -175,6 +175,12 @@ std::vector<Element> xmlElements(const Settings& settings) {
             lifeCycleElement(formOf(canBlockOf(settings, oabr::defaultCanBlock())))};
 }
 
+std::string readXmlPage(const Element& element, Settings* settings) {
+    const auto page = std::ranges::find(panel_elements, element.name);
+    if (page == panel_elements.end()) return "unknown element \"" + element.name + "\"\n";
+    return page_readers[page - panel_elements.begin()](element, settings);
+}
+
 void readXmlSetUp(std::string_view text, SetUp* set_up) {
     const config::Document document = config::parseDocument(text);
     const auto fail = [&](const char* code, const std::string& message) {
@@ -185,13 +191,13 @@ void readXmlSetUp(std::string_view text, SetUp* set_up) {
     };
     if (!document.error.empty()) return fail("file_syntax", document.error);
     for (const Element& element : document.elements) {
-        const auto page = std::ranges::find(xml_elements, element.name);
+        const auto page = std::ranges::find(panel_elements, element.name);
         const auto same = std::ranges::count(document.elements, element.name, &Element::name);
-        if (page == xml_elements.end())
+        if (page == panel_elements.end())
             fail("unknown_path", "unknown element \"" + element.name + "\"");
         else if (same > 1)
             return fail("conflict", "doubled element \"" + element.name + "\"");
-        else if (std::string errors = page_readers[page - xml_elements.begin()](element, &set_up->settings);
+        else if (std::string errors = page_readers[page - panel_elements.begin()](element, &set_up->settings);
                  !errors.empty())
             fail("bad_value", errors.substr(0, errors.find_last_not_of('\n') + 1));
     }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -8,6 +7,7 @@
 #include "src/models/Settings.h"
 #include "src/models/can_settings.h"
 #include "src/models/config_document.h"
+#include "src/models/config_panel.h"
 #include "src/models/settings_data.h"
 #include "src/models/vlan_values.h"
 
@@ -15,13 +15,6 @@
 // page crosswise, as that page does.
 
 namespace kovgui::settings {
-
-/// The pages that a file holds, in its order.
-enum class XmlPage { port, sniffing, vlan, life_cycle };
-constexpr std::array<const char*, 4> xml_elements = {"Port_config", "Sniffing", "VLAN", "LifeCycle"};
-constexpr const char* elementOf(XmlPage page) {
-    return xml_elements[static_cast<size_t>(page)];
-}
 
 // An element as the window saves it. Of the pages where texts are typed it holds the texts, wrong ones too.
 config::Element portElement(const Settings& settings);
@@ -40,6 +33,9 @@ config::Element lifeCycleElement(const oabr::CanForm& form);
 /// The elements of all four pages, as the window saves them when it shows these settings. What is unknown is
 /// an empty text.
 std::vector<config::Element> xmlElements(const Settings& settings);
+/// Adds what the element of a page holds.
+/// @return what is wrong with it, a line each; nothing may be relied on then
+[[nodiscard]] std::string readXmlPage(const config::Element& element, Settings* settings);
 /// Adds what a document's pages hold. Its tables are whole ones.
 void readXmlSetUp(std::string_view text, SetUp* set_up);
 

@@ -8,6 +8,7 @@
 #include "lib/device_cmd.h"
 #include "sim/firmware.h"
 #include "src/OABR-Switch/OABRDevice.h"
+#include "src/models/load_difference.h"
 #include "src/models/settings_device.h"
 #include "tests/support/linked_firmware.h"
 #include "tests/support/random_settings.h"
@@ -155,6 +156,29 @@ RC_GTEST_PROP(SettingsOnADevice, AreWhatWasAppliedAndASecondTimeIsNothingToDo, (
         const SetUp shown = parseSetUp(text);
         RC_ASSERT(shown.errors.empty());
         RC_ASSERT(planOf(device.image(), shown.settings).writes.empty());
+    }
+}
+
+RC_GTEST_PROP(SettingsOnADevice, ChangeOnlyInWhatWasPickedFromAFile, ()) {
+    Device device;
+    RC_ASSERT(device.apply(*genSettings(quick)).errors.empty());
+    const Settings wanted = *genSettings(quick);
+    device.look(wanted);
+    const DeviceImage image = device.image();
+    const Settings before = device.settings();
+    LoadDifference rows({{wanted, "", "", {}, {}, {}}, {}, ""}, before, planOf(image, wanted).difference, {});
+    std::set<std::string> picked;
+    for (size_t i = 0; i < rows.rows().size(); ++i) {
+        rows.tick(i, *rc::gen::arbitrary<bool>());
+        if (rows.rows()[i].ticked) picked.insert(rows.rows()[i].setting);
+    }
+    RC_ASSERT(device.apply(rows.wanted()).errors.empty());
+    const Settings after = device.settings();
+    RC_ASSERT(differenceOf(after, rows.wanted()).changes.empty());
+    for (const Change& change : differenceOf(after, before).changes) {
+        // A port that becomes the one mirrored to is no longer mirrored.
+        const bool follows = change.path.starts_with("/mirror/from/") && picked.contains("/mirror/to");
+        RC_ASSERT(follows || picked.contains(change.path));
     }
 }
 

@@ -1,7 +1,6 @@
 #include "src/programs/oabr/Session.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 
@@ -9,7 +8,6 @@
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/base/utilities.h"
 #include "src/ftdi/VirtualDriver.h"
-#include "src/platform/event.h"
 #include "src/platform/terminal.h"
 
 namespace kovgui::tool {
@@ -153,33 +151,12 @@ Report Session::readingFailed(const char* kind, settings::Reading reading) {
     if (reading == settings::Reading::stopped)
         return Report::failed(kind, {"interrupted", "", 0, 0, "Interrupted; nothing was written.", ""},
                               interruptedStatus());
-    if (isGone())
+    if (OABRDevice::instance()->receiverEnded())
         return Report::failed(kind, splitError("device_gone", c45::statusText(ftdi::FT_IO_ERROR)),
                               status_failed);
     return Report::failed(
         kind, {"device_silent", "", 0, 0, "The device does not answer.", "Reset it and try again."},
         status_failed);
-}
-
-bool Session::isGone() {
-    return OABRDevice::instance()->receiverEnded();
-}
-
-bool Session::reconnect(const std::string& serial) {
-    using std::chrono::steady_clock;
-    constexpr std::chrono::seconds patience{10};
-    constexpr int look_again_ms = 200;
-    OABRDevice& device = *OABRDevice::instance();
-    const auto give_up = steady_clock::now() + patience;
-    platform::Event never;
-    while (steady_clock::now() < give_up) {
-        const auto attached = device.enumDevices();
-        if (std::ranges::find(attached, serial, &OABRDevice::DeviceInfo::serial) != attached.end() &&
-            device.connectWithFirmwareParams(serial) == 0)
-            return true;
-        (void)never.wait(look_again_ms);
-    }
-    return false;
 }
 
 }  // namespace kovgui::tool

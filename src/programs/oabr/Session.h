@@ -32,11 +32,6 @@ public:
     /// The report of a reading that did not finish.
     Report readingFailed(const char* kind, settings::Reading reading);
 
-    /// Whether the connected device has gone.
-    static bool isGone();
-    /// Waits for the connected device to come back, and connects to it again.
-    bool reconnect(const std::string& serial);
-
 private:
     const Arguments& arguments_;
     const platform::Interrupts& interrupts_;

@@ -46,16 +46,7 @@ std::optional<Report> load(const char* kind, const std::string& file, SetUp* set
 }
 
 std::optional<Report> checkGuards(const char* kind, const SetUp& set_up, const std::string& serial) {
-    const auto& version = OABRDevice::instance()->getFirmwareVersion();
-    std::vector<Error> errors;
-    if (!set_up.guard_serial.empty() && set_up.guard_serial != serial)
-        errors.push_back(
-            {"guard", "/device/serial", 0, 0, "The file is for " + set_up.guard_serial + " only.", ""});
-    if (!set_up.guard_firmware.empty() && !settings::meetsVersionGuard(set_up.guard_firmware, version))
-        errors.push_back({"guard", "/device/firmware", 0, 0,
-                          "The file is for firmware " + set_up.guard_firmware + ", the device runs " +
-                              version.toString() + ".",
-                          ""});
+    std::vector<Error> errors = guardErrors(set_up, serial, OABRDevice::instance()->getFirmwareVersion());
     if (errors.empty()) return std::nullopt;
     return refused(kind, std::move(errors));
 }
@@ -202,8 +193,8 @@ public:
             report.status = status_not_begun;
             return report;
         }
-        const Applied applied = applyToDevice(plan_, {session_.progress("Applying"), Session::isGone,
-                                                      [this] { return session_.reconnect(serial_); }});
+        const Applied applied =
+            applyToDevice(plan_, settings::optionsOnDevice(serial_, session_.progress("Applying")));
         report.errors = applied.errors;
         if (applied.interrupted)
             report.status = session_.interruptedStatus();
