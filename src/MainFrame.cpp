@@ -5,6 +5,7 @@
 #include <wx/choice.h>
 #include <wx/config.h>
 #include <wx/display.h>
+#include <wx/dnd.h>
 #include <wx/generic/aboutdlgg.h>
 #include <wx/iconbndl.h>
 #include <wx/infobar.h>
@@ -23,6 +24,8 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
+#include <utility>
 
 #include "oabr_version.h"
 #include "src/Controls/OABRControlFrame.h"
@@ -84,6 +87,7 @@ struct MenuRow {
 constexpr MenuRow file_rows[] = {
     {wxID_OPEN, "L&oad configuration file\tAlt-L", "Load configuration file", "OPENCONFIG"},
     {wxID_SAVE, "S&ave configuration to a file\tAlt-S", "Save configuration to file", "SAVECONFIG"},
+    {ID_COMPARE_FILES, "&Compare files...", "Show what two configuration files differ in", ""},
     {wxID_SEPARATOR, "", "", ""},
     {wxID_EXIT, "E&xit\tAlt-X", "Quit this program", "EXIT"},
 };
@@ -127,11 +131,20 @@ wxMenu* makeMenu(const MenuRow (&table)[rows]) {
             continue;
         }
         auto* item = new wxMenuItem(menu, row.id, row.text, row.help);
-        item->SetBitmap(picture(row.picture));
+        if (*row.picture != '\0') item->SetBitmap(picture(row.picture));
         menu->Append(item);
     }
     return menu;
 }
+
+class FileDrop : public wxFileDropTarget {
+public:
+    explicit FileDrop(std::function<bool(const wxArrayString&)> take) : take_(std::move(take)) {}
+    bool OnDropFiles(wxCoord, wxCoord, const wxArrayString& paths) override { return take_(paths); }
+
+private:
+    const std::function<bool(const wxArrayString&)> take_;
+};
 
 /// A panel that only shows something: the tab key passes it by.
 class Sign : public wxPanel {
@@ -155,6 +168,7 @@ wxBEGIN_EVENT_TABLE(MainFrame, wxFrame)
     EVT_MENU(wxID_EXIT, MainFrame::OnQuit)
     EVT_MENU(wxID_OPEN, MainFrame::OnOpenConfig)
     EVT_MENU(wxID_SAVE, MainFrame::OnSaveConfig)
+    EVT_MENU(ID_COMPARE_FILES, MainFrame::OnCompareFiles)
     EVT_MENU(wxID_ABOUT, MainFrame::ShowSimpleAboutDialog)
     EVT_MENU(ID_WEBSITE, MainFrame::OnOpenWebSite)
     EVT_MENU(ID_DOWNLOADS, MainFrame::OnOpenDownloads)
@@ -210,6 +224,7 @@ void MainFrame::Init(bool console) {
     restorePage();
     connectPages(&config_);
     config_.readPages = [this] { return readPagesForFile(); };
+    SetDropTarget(new FileDrop([this](const wxArrayString& paths) { return takeDroppedFiles(paths); }));
 
     OABRDevice::instance()->setMainFrame(this);
     DeviceUse::listen([this] { CallAfter(&MainFrame::OnDeviceUseChanged); });
@@ -765,6 +780,29 @@ void MainFrame::OnOpenConfig(wxCommandEvent&) {
 
 void MainFrame::OnSaveConfig(wxCommandEvent&) {
     config_.saveFile();
+}
+
+void MainFrame::OnCompareFiles(wxCommandEvent&) {
+    config_.compareFiles();
+}
+
+/// @return whether something comes of it
+bool MainFrame::takeDroppedFiles(const wxArrayString& paths) {
+    if (workRuns() || modalBoxes_.open()) return false;
+    // Whoever drags waits until this returns.
+    CallAfter([this, paths] {
+        if (workRuns() || modalBoxes_.open()) return;
+        const char* const refusal =
+            paths.size() != 1 ? "Drop one file. Two are compared by \"Compare files...\" of the File menu."
+            : !connected_     ? "Connect to a device first: the file is loaded onto it.\nWithout one, "
+                                "\"Compare files...\" of the File menu shows what two files differ in."
+                              : nullptr;
+        if (refusal != nullptr)
+            wxMessageBox(refusal, "Open XML Config", wxOK | wxICON_INFORMATION, this);
+        else
+            config_.loadFrom(paths[0]);
+    });
+    return true;
 }
 
 void MainFrame::OnOpenUserHelp(wxCommandEvent&) {

@@ -39,6 +39,7 @@ enum WindowId {
     ID_RESET = 6011,
     ID_USER_GUIDE = 6013,
     ID_USER_HELP = 6014,
+    ID_COMPARE_FILES = 6015,
     ID_DEVICE_CONNECTED = 6017,
     ID_DEVICE_DISCONNECTED = 6018,
     ID_DEVICE_STATUS_UPDATE = 6019,
@@ -126,6 +127,8 @@ private:
     void OnQuit(wxCommandEvent& event);
     void OnOpenConfig(wxCommandEvent& event);
     void OnSaveConfig(wxCommandEvent& event);
+    void OnCompareFiles(wxCommandEvent& event);
+    bool takeDroppedFiles(const wxArrayString& paths);
     void ShowSimpleAboutDialog(wxCommandEvent& event);
     void OnOpenWebSite(wxCommandEvent& event);
     void OnOpenDownloads(wxCommandEvent& event);

@@ -48,6 +48,8 @@ add_library(oabr_gui STATIC
     ConfigDlg/VlanTab.cpp
     FlashDlg/FlashPanel.cpp
     ConfigManager/ConfigManager.cpp
+    ConfigManager/DifferenceLoad.cpp
+    ConfigManager/LoadDifferenceDialog.cpp
     ConfigManager/XmlConfigDialog.cpp
     Application.cpp
     MainFrame.cpp

@@ -4,37 +4,31 @@
 #include <wx/filename.h>
 #include <wx/msgdlg.h>
 
-#include "lib/comm_obj.h"
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+#include <utility>
+
 #include "src/ConfigDlg/CanSettingsPanel.h"
+#include "src/ConfigDlg/CustomSettingsPanel.h"
 #include "src/ConfigDlg/PortBasedVlanTab.h"
 #include "src/ConfigDlg/PortConfigPanel.h"
 #include "src/ConfigDlg/SniffingPanel.h"
 #include "src/ConfigDlg/StaticMacAdressTab.h"
 #include "src/ConfigDlg/VlanTab.h"
 #include "src/ConfigManager/XmlConfigDialog.h"
-#include "src/OABR-Switch/DeviceUse.h"
 #include "src/base/log.h"
 #include "src/base/utilities.h"
 #include "src/models/settings_xml.h"
 #include "src/window/PageHost.h"
-#include "src/window/device_text.h"
 #include "src/window/file_choice.h"
+#include "src/window/while_painting.h"
 
 namespace kovgui {
 namespace {
 
 using config::Element;
 using controls::OABRControlFrame;
-
-/// The page's part of a document.
-const Element* partOf(const config::Document& document, ConfigPanel panel, std::string* errors) {
-    const char* const name = elementOf(panel);
-    const auto found = std::ranges::find(document.elements, name, &Element::name);
-    const auto count = std::ranges::count(document.elements, name, &Element::name);
-    if (count == 1) return &*found;
-    *errors += std::string(count == 0 ? "missing" : "doubled") + " element \"" + name + "\"\n";
-    return nullptr;
-}
 
 /// What is wrong with the tables of the VLAN page, a line; empty when nothing is.
 std::string vlanError(const config::VlanTables& tables) {
@@ -44,78 +38,41 @@ std::string vlanError(const config::VlanTables& tables) {
     return error.empty() ? "" : "\"VLAN\", " + error + "\n";
 }
 
-wxString askWithDialog(wxWindow* parent, bool save) {
-    if (!save)
-        return chooseFile(parent, "Choose a file to open", "", "*.xml", wxFD_OPEN | wxFD_FILE_MUST_EXIST);
-    wxString path =
-        chooseFile(parent, "Save XML file", "", "XML files (*.xml)|*.xml", wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
+constexpr const char* set_up_types = "Set-ups (*.toml;*.json)|*.toml;*.json";
+
+/// Asks where to save, with the type's ending where the operator gives none.
+wxString askWhereToSave(wxWindow* parent, const wxString& title, const wxString& wildcard,
+                        const wxString& ending) {
+    wxString path = chooseFile(parent, title, "", wildcard, wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
     if (path.empty() || wxFileName(path).HasExt()) return path;
-    path += ".xml";
+    path += ending;
     const bool replace =
-        !wxFileExists(path) || wxMessageBox("The file \"" + path + "\" exists. Replace it?", "Save XML file",
+        !wxFileExists(path) || wxMessageBox("The file \"" + path + "\" exists. Replace it?", title,
                                             wxYES_NO | wxICON_QUESTION, parent) == wxYES;
     return replace ? path : wxString();
+}
+
+wxString askWithDialog(wxWindow* parent, bool save) {
+    if (save) return askWhereToSave(parent, "Save XML file", "XML files (*.xml)|*.xml", ".xml");
+    return chooseFile(parent, "Choose a file to open", "",
+                      wxString("*.xml|*.xml|") + set_up_types + "|All files|*",
+                      wxFD_OPEN | wxFD_FILE_MUST_EXIST);
+}
+
+wxString askSetUpWithDialog(wxWindow* parent, const wxString& title, bool save) {
+    if (save) return askWhereToSave(parent, title, "Set-ups (*.toml)|*.toml", ".toml");
+    return chooseFile(parent, title, "",
+                      wxString("Settings (*.xml;*.toml;*.json)|*.xml;*.toml;*.json|All files|*"),
+                      wxFD_OPEN | wxFD_FILE_MUST_EXIST);
 }
 
 wxString shownPath(const char* path) {
     return wxString(path, *wxConvFileName);
 }
 
-/// Lines of a message, fit to be shown: a file may hold texts of any length.
-wxString messageText(const std::string& lines) {
-    constexpr size_t maximum = 160;
-    wxString text;
-    for (size_t begin = 0; begin < lines.size();) {
-        const size_t end = std::min(lines.find('\n', begin), lines.size());
-        const wxString line = deviceText(lines.substr(begin, std::min(end - begin, maximum + 1)));
-        text += line.length() > maximum ? line.Left(maximum) + "...\n" : line + "\n";
-        begin = end + 1;
-    }
-    return text;
-}
-
 }  // namespace
 
-/// What came of loading a page.
-struct PageLoad {
-    std::string errors;  ///< what is wrong, a line each; empty when the page was loaded
-    bool taken = true;   ///< false when the device did not take all of it
-};
-
-namespace {
-
-PageLoad notTaken(ConfigPanel panel) {
-    return {printed("\"%s\": the device did not take all of it\n", elementOf(panel)), false};
-}
-
-/// Takes the values of a page of register-bound controls out of its element, onto the page and the device.
-PageLoad loadControls(OABRControlFrame* page, ConfigPanel panel, const Element& element,
-                      std::string (*read)(const Element&, settings::Settings*)) {
-    settings::Settings settings;
-    std::string errors = read(element, &settings);
-    if (errors.empty()) errors = config::describeEmpty(element);
-    if (!errors.empty()) return {errors};
-    page->showSettings(settings);
-    const comm_run run;
-    page->SetAllRegisters();
-    if (PageHost* host = pageHost(page)) {
-        host->setSettingsChanged(true);
-        host->OnChangedStore();
-    }
-    return run.timed_out() ? notTaken(panel) : PageLoad{};
-}
-
-/// "Port_config", "Sniffing"
-std::string quotedList(const std::vector<std::string>& names) {
-    std::string list;
-    for (const std::string& name : names)
-        list += (list.empty() ? "\"" : ", \"") + name + "\"";
-    return list;
-}
-
-}  // namespace
-
-ConfigManager::ConfigManager() : askFile(askWithDialog) {}
+ConfigManager::ConfigManager() : askFile(askWithDialog), askSetUpFile(askSetUpWithDialog) {}
 
 void ConfigManager::Init(PortConfigPanel* port, SniffingPanel* sniffing, PortBasedVlanTab* port_based,
                          StaticMacAdressTab* static_mac, VlanTab* vlan, CanSettingsPanel* life_cycle) {
@@ -209,12 +166,25 @@ std::string ConfigManager::lifeCycleError(const oabr::CanForm& form) const {
 
 // ---- Loading ----
 
+namespace {
+
+/// An element of choices says what every one of them is to be.
+std::string loadControls(const Element& element, settings::Settings* settings) {
+    const std::string empty = config::describeEmpty(element);
+    return empty.empty() ? settings::readXmlPage(element, settings) : empty;
+}
+
+}  // namespace
+
 int ConfigManager::loadFile() {
+    return loadFrom("");
+}
+
+int ConfigManager::loadFrom(const wxString& known_path) {
     XmlConfigDialog dialog(window(), "Open XML Config");
     if (!askPanels(dialog, "You did not specify any panel to load XML Config ")) return 0;
-    const wxString path = askFile(window(), false);
+    const wxString path = known_path.empty() ? askFile(window(), false) : known_path;
     if (path.empty()) return 0;
-    if (readPages && !readPages()) return 0;
     dialog_ = &dialog;
     const bool loaded = loadXmlFile(path.fn_str());
     dialog_ = nullptr;
@@ -222,82 +192,143 @@ int ConfigManager::loadFile() {
 }
 
 bool ConfigManager::loadXmlFile(const char* path) {
+    settings::LoadedFile file;
+    if (!readFile(path, dialog_->chosen(), &file)) return false;
+    DifferenceLoad load(window(), std::move(file), shownPath(path), askSetUpFile);
+    const bool loaded = load.run();
+    if (loaded)
+        showAgain(load.plan());
+    else if (load.isUnknown())
+        for (OABRControlFrame* page : settingsPages())
+            page->OnValuesChanged();
+    return loaded;
+}
+
+void ConfigManager::compareFiles() {
+    const wxString first = askSetUpFile(window(), "Choose the first file", false);
+    if (first.empty()) return;
+    const wxString second = askSetUpFile(window(), "Choose the second file", false);
+    if (second.empty()) return;
+    settings::LoadedFile files[2];
+    constexpr settings::PanelChoice all{true, true, true, true};
+    if (readFile(first.fn_str(), all, &files[0]) && readFile(second.fn_str(), all, &files[1]))
+        showFileDifference(window(), files[0], first, std::move(files[1]), second, askSetUpFile);
+}
+
+/// @return false, with the operator told, when nothing of it can be used
+bool ConfigManager::readFile(const char* path, const settings::PanelChoice& panels,
+                             settings::LoadedFile* file) const {
+    const auto read = [&](Work&) { *file = readPanels(path, panels); };
+    if (!runWhilePainting(window(), {}, read)) return false;
+    if (file->error.empty()) return true;
+    wxMessageBox("Nothing could be loaded from \"" + shownPath(path) + "\":\n\n" + messageText(file->error),
+                 "Open XML Config", wxOK | wxICON_ERROR, window());
+    return false;
+}
+
+settings::LoadedFile ConfigManager::readPanels(const char* path, const settings::PanelChoice& panels) const {
+    settings::LoadedFile file;
+    std::string text;
+    // Opening a pipe would wait for somebody to write into it.
+    std::error_code code;
+    const auto status = std::filesystem::status(path, code);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+        file.error = "this is not an ordinary file\n";
+    else if (const std::string error = settings::readSetUpText(path, &text); !error.empty())
+        file.error = error + "\n";
+    if (!file.error.empty()) return file;
+    if (settings::isXml(text)) {
+        readXmlPanels(text, panels, &file);
+    } else {
+        file.set_up = settings::parseSetUp(text);
+        file.sortErrors();
+        keepPanels(panels, &file);
+    }
+    return file;
+}
+
+void ConfigManager::readXmlPanels(const std::string& text, const settings::PanelChoice& panels,
+                                  settings::LoadedFile* file) const {
     struct Reader {
         ConfigPanel panel;
-        PageLoad (ConfigManager::*load)(const Element&);
+        std::string (ConfigManager::*load)(const Element&, settings::Settings*) const;
     };
     const Reader readers[] = {{ConfigPanel::port, &ConfigManager::loadXmlPortconfig},
                               {ConfigPanel::sniffing, &ConfigManager::loadXmlsniffing},
                               {ConfigPanel::vlan, &ConfigManager::loadXmlVlan},
                               {ConfigPanel::life_cycle, &ConfigManager::loadXmlLifeCycle}};
-    const config::Document document = config::loadDocument(path);
-    auto use = oabr::DeviceUse::takeHere("loading a file");
-    std::string errors;
-    if (!use) errors = use.refusal() + "\n";
-    if (!document.error.empty()) errors = document.error + "\n";
-    const comm_run run;  // a device that falls silent costs the whole load one timeout
-    std::vector<std::string> loaded, left_out;
-    bool taken = true;
-    for (const Reader& reader : readers) {
-        if (!use || !document.error.empty() || !dialog_->isChosen(reader.panel)) continue;
-        if (!taken) {
-            left_out.emplace_back(elementOf(reader.panel));
-        } else if (const Element* part = partOf(document, reader.panel, &errors)) {
-            const PageLoad load = (this->*reader.load)(*part);
-            errors += load.errors;
-            taken = load.taken;
-            if (load.errors.empty()) loaded.emplace_back(elementOf(reader.panel));
-        }
+    const config::Document document = config::parseDocument(text);
+    file->error = document.error.empty() ? "" : document.error + "\n";
+    for (const Element& element : document.elements) {
+        const auto isOf = [&](const Reader& reader) { return element.name == elementOf(reader.panel); };
+        if (std::ranges::none_of(readers, isOf))
+            file->unknown.push_back({{}, "", "unknown element \"" + element.name + "\""});
     }
-    use.release();
-    if (errors.empty()) return true;
-    if (!taken && !loaded.empty()) errors += "Loaded: " + quotedList(loaded) + ".\n";
-    if (!left_out.empty()) errors += "Not loaded: " + quotedList(left_out) + ".\n";
-    wxMessageBox("Not everything could be loaded from \"" + shownPath(path) + "\":\n\n" +
-                     messageText(errors) + "\nA page whose part of the file is faulty is as it was before.",
-                 "Open XML Config", wxOK | wxICON_ERROR, window());
-    return false;
+    for (const auto& [panel, load] : readers) {
+        if (!panels[static_cast<size_t>(panel)]) continue;
+        const auto part = std::ranges::find(document.elements, elementOf(panel), &Element::name);
+        const auto count = std::ranges::count(document.elements, elementOf(panel), &Element::name);
+        // What an element sets before it turns out to be faulty is not used.
+        settings::Settings with_page = file->set_up.settings;
+        const std::string errors =
+            count == 1 ? (this->*load)(*part, &with_page)
+                       : printed("%s element \"%s\"", count == 0 ? "missing" : "doubled", elementOf(panel));
+        if (errors.empty()) file->set_up.settings = std::move(with_page);
+        std::istringstream lines(errors);
+        for (std::string line; std::getline(lines, line);)
+            file->unknown.push_back({panel, "", line});
+    }
 }
 
-PageLoad ConfigManager::loadXmlPortconfig(const Element& element) {
-    return loadControls(port_, ConfigPanel::port, element, settings::readPortElement);
+std::string ConfigManager::loadXmlPortconfig(const Element& element, settings::Settings* settings) const {
+    return loadControls(element, settings);
 }
 
-PageLoad ConfigManager::loadXmlsniffing(const Element& element) {
-    return loadControls(sniffing_, ConfigPanel::sniffing, element, settings::readSniffingElement);
+std::string ConfigManager::loadXmlsniffing(const Element& element, settings::Settings* settings) const {
+    return loadControls(element, settings);
 }
 
-PageLoad ConfigManager::loadXmlVlan(const Element& element) {
+std::string ConfigManager::loadXmlVlan(const Element& element, settings::Settings* settings) const {
     for (const Element& table : element.children)
         LOG_DEBUG(71, "+++ %s %s", table.name.c_str(), table.text.c_str());
-    config::VlanTables tables;
-    std::string errors = config::readVlanTables(element, &tables);
-    if (!errors.empty()) return {errors};
-    // All three tabs are one page: nothing is loaded before everything is found good.
-    errors = vlanError(tables);
-    if (!errors.empty()) return {errors};
-    if (!port_based_->load(tables.port_based) || !static_mac_->load(tables.static_mac))
-        return notTaken(ConfigPanel::vlan);
-    switch (vlan_->load(tables.vlan)) {
-        case oabr::StepsResult::finished:
-            return {};
-        case oabr::StepsResult::stopped:
-            return {"\"VLAN\": stopped before the device had all of it\n", false};
-        case oabr::StepsResult::failed:
-            break;
-    }
-    return notTaken(ConfigPanel::vlan);
+    return settings::readXmlPage(element, settings);
 }
 
-PageLoad ConfigManager::loadXmlLifeCycle(const Element& element) {
-    oabr::CanForm form;
-    std::string errors = settings::readLifeCycleElement(element, &form);
-    if (!errors.empty()) return {errors};
-    errors = lifeCycleError(form);
-    if (!errors.empty()) return {errors};
-    life_cycle_->load(form);
-    const std::string& failure = life_cycle_->sendFailure();
-    return failure.empty() ? PageLoad{} : PageLoad{"\"LifeCycle\", " + failure + "\n", false};
+std::string ConfigManager::loadXmlLifeCycle(const Element& element, settings::Settings* settings) const {
+    return settings::readXmlPage(element, settings);
+}
+
+// ---- Afterwards ----
+
+std::vector<OABRControlFrame*> ConfigManager::settingsPages() const {
+    std::vector<OABRControlFrame*> pages{port_, sniffing_, port_based_, static_mac_, vlan_, life_cycle_};
+    for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
+        if (dynamic_cast<CustomSettingsPanel*>(page) != nullptr) pages.push_back(page);
+    return pages;
+}
+
+void ConfigManager::showAgain(const settings::Plan& plan) {
+    if (PageHost* host = pageHost(port_)) {
+        host->setSettingsChanged(true);
+        host->OnChangedStore();
+    }
+    const auto isOn = [&](ConfigPanel panel) {
+        return std::ranges::any_of(plan.difference.changes, [panel](const settings::Change& change) {
+            return panelOf(change.path) == panel;
+        });
+    };
+    const bool vlan = isOn(ConfigPanel::vlan);
+    for (OABRControlFrame* page : settingsPages()) {
+        const bool changed = page == life_cycle_ ? isOn(ConfigPanel::life_cycle)
+                             : page == sniffing_ ? isOn(ConfigPanel::sniffing)
+                             : page == port_based_ || page == static_mac_ || page == vlan_
+                                 ? vlan
+                                 : isOn(ConfigPanel::port);
+        if (!changed) continue;
+        page->OnValuesChanged();
+        if (controls::isSeen(page)) page->OnSeen();
+    }
+    if (onApplied) onApplied(plan);
 }
 
 }  // namespace kovgui

@@ -4,7 +4,9 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
+#include "src/ConfigManager/DifferenceLoad.h"
 #include "src/models/can_settings.h"
 #include "src/models/config_document.h"
 #include "src/models/vlan_values.h"
@@ -13,6 +15,9 @@ class wxWindow;
 
 namespace kovgui {
 
+namespace controls {
+class OABRControlFrame;
+}
 class CanSettingsPanel;
 class PortBasedVlanTab;
 class PortConfigPanel;
@@ -21,11 +26,9 @@ class StaticMacAdressTab;
 class VlanTab;
 class XmlConfigDialog;
 
-struct PageLoad;
-
-/// Saves what the configuration pages show to a file, and loads a file into them. A page is loaded whole or,
-/// with a message that names what is wrong, left as it was. A device that does not take a page ends the load.
-/// For the GUI thread.
+/// Saves what the configuration pages show to a file, and loads a file onto the device: shows what it would
+/// change and applies what the operator picks. A page whose part of the file is faulty is left as it was. For
+/// the GUI thread.
 class ConfigManager {
 public:
     ConfigManager();
@@ -42,9 +45,17 @@ public:
     /// Asks for the pages and the file, and writes it.
     /// @return 1 when it was written, 0 when not
     int saveFile();
-    /// Asks for the pages and the file, and loads it; what is loaded is on the device, as an edit is.
-    /// @return 1 when all chosen pages were loaded, 0 when not
+    /// Asks for the pages and the file, shows what it would change and applies what the operator picks.
+    /// @return 1 when the device holds what was picked, 0 when nothing was loaded
     int loadFile();
+    /// The same of a file that is known; asks for it when the path is empty.
+    int loadFrom(const wxString& known_path);
+    /// Asks for two files and shows what they differ in.
+    void compareFiles();
+    /// Called when settings of a file are on the device, with what was written and what was there before.
+    std::function<void(const settings::Plan& plan)> onApplied;
+    /// Asks for the files of a comparison, and for that of a difference.
+    AskSetUpFile askSetUpFile;
 
 private:
     bool askPanels(XmlConfigDialog& dialog, const char* nothing_chosen);
@@ -63,10 +74,19 @@ private:
     config::Element saveXmlVlan() const;
     config::Element saveXmlLifeCycle() const;
 
-    PageLoad loadXmlPortconfig(const config::Element& element);
-    PageLoad loadXmlsniffing(const config::Element& element);
-    PageLoad loadXmlVlan(const config::Element& element);
-    PageLoad loadXmlLifeCycle(const config::Element& element);
+    bool readFile(const char* path, const settings::PanelChoice& panels, settings::LoadedFile* file) const;
+    settings::LoadedFile readPanels(const char* path, const settings::PanelChoice& panels) const;
+    void readXmlPanels(const std::string& text, const settings::PanelChoice& panels,
+                       settings::LoadedFile* file) const;
+    // Each adds what the page's element holds, and gives what is wrong with it, a line each.
+    std::string loadXmlPortconfig(const config::Element& element, settings::Settings* settings) const;
+    std::string loadXmlsniffing(const config::Element& element, settings::Settings* settings) const;
+    std::string loadXmlVlan(const config::Element& element, settings::Settings* settings) const;
+    std::string loadXmlLifeCycle(const config::Element& element, settings::Settings* settings) const;
+
+    std::vector<controls::OABRControlFrame*> settingsPages() const;
+    /// Has the pages show what the device holds after a plan.
+    void showAgain(const settings::Plan& plan);
 
     /// The window that dialogs stand on.
     wxWindow* window() const;

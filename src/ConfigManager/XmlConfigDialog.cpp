@@ -43,6 +43,12 @@ bool XmlConfigDialog::isAnyChosen() const {
     return std::ranges::any_of(boxes_, [](const wxCheckBox* box) { return box->GetValue(); });
 }
 
+std::array<bool, config_panel_count> XmlConfigDialog::chosen() const {
+    std::array<bool, config_panel_count> chosen{};
+    std::ranges::transform(boxes_, chosen.begin(), [](const wxCheckBox* box) { return box->GetValue(); });
+    return chosen;
+}
+
 void XmlConfigDialog::ActivateCheckBox(wxCommandEvent& event) {
     if (event.GetEventObject() != all_)
         all_->SetValue(std::ranges::all_of(boxes_, [](const wxCheckBox* box) { return box->GetValue(); }));

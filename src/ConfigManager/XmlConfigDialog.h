@@ -16,6 +16,7 @@ public:
 
     bool isChosen(ConfigPanel panel) const { return boxes_[static_cast<size_t>(panel)]->GetValue(); }
     bool isAnyChosen() const;
+    std::array<bool, config_panel_count> chosen() const;
 
 private:
     void ActivateCheckBox(wxCommandEvent& event);
