@@ -21,6 +21,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 #include "src/Application.h"
 #include "src/ConfigDlg/CanSettingsPanel.h"
@@ -369,16 +370,19 @@ void takeSplash(MainFrame* frame) {
     take(wxRect(wxGetDisplaySize()), "splash");
 }
 
-/// The counter page while it reads a port, and with what it has read.
-void takeCounters(MainFrame* frame) {
+/// The counter page while it reads a port of a device that is slow for a moment, and with what it has read.
+void takeCounters(MainFrame* frame, sim_process::Device& device) {
     auto* book = static_cast<wxListbook*>(frame->FindWindow("pages"));
     book->SetSelection(3);
     wxWindow* refresh = frame->FindWindow(CounterPanel::ID_REFRESH_USB);
+    wxTimer timer;
+    timer.Bind(wxEVT_TIMER, [frame](wxTimerEvent&) { take(areaOf(frame), "counter-reading"); });
+    timer.StartOnce(700);
+    device.control("fault delay-reply=8:900");
     wxCommandEvent pressed(wxEVT_BUTTON, refresh->GetId());
     refresh->ProcessWindowEvent(pressed);
-    settle(200);
-    take(areaOf(frame), "counter-reading");
     waitFor([refresh] { return refresh->IsEnabled(); });
+    device.control("fault none");
     takeWindow(frame, "counter-read");
     book->SetSelection(0);
 }
@@ -464,6 +468,39 @@ void takeVlanTables(MainFrame* frame) {
     static_cast<wxListbook*>(frame->FindWindow("pages"))->SetSelection(0);
 }
 
+/// What a set-up would change on the device.
+void takeLoadDifference(MainFrame* frame, const std::string& theme) {
+    std::ofstream("bench.toml") << R"(format = 1
+[ports.OABR1]
+speed = 10
+role = "slave"
+[ports.OABR2]
+speed = 10
+flow_control = false
+[mirror]
+to = "USB"
+from = { OABR1 = "rxtx" }
+[vlan]
+enabled = true
+[vlan.port.OABR1]
+pvid = 5
+[[vlan.entry]]
+vid = 5
+fid = 5
+members = ["USB", "OABR1"]
+[can]
+mode = "sleeping"
+)";
+    ConfigManager& manager = frame->configManager();
+    const auto ask = std::exchange(manager.askFile, [](wxWindow*, bool) { return wxString("bench.toml"); });
+    takeModals(frame,
+               {{"config-load-all", {WXK_SPACE, WXK_RETURN}},
+                {theme + "load-difference", {WXK_SPACE, WXK_DOWN, WXK_ESCAPE}}},
+               [&] { manager.loadFile(); });
+    manager.askFile = ask;
+    std::filesystem::remove(directory / "config-load-all.png");
+}
+
 /// The dialogs of the configuration files, and what they say of a faulty file.
 void takeConfigFile(MainFrame* frame) {
     ConfigManager& manager = frame->configManager();
@@ -471,12 +508,25 @@ void takeConfigFile(MainFrame* frame) {
                [&] { manager.saveFile(); });
     takeModals(nullptr, {{"config-load", {WXK_SPACE, WXK_RETURN}}, {"file-dialog-config"}},
                [&] { manager.loadFile(); });
-    const std::string path = "faulty.xml";
-    std::ofstream(path) << "<Port_config/><Sniffing><Sniffing_on_port>OABR3</Sniffing_on_port></Sniffing>"
-                           "<VLAN/><LifeCycle/>\n";
-    manager.askFile = [&](wxWindow*, bool) { return wxString(path); };
+    std::ofstream("cut-off.xml") << "<Port_config>\n<OABR1>\n";
+    manager.askFile = [](wxWindow*, bool) { return wxString("cut-off.xml"); };
     takeModals(frame, {{"config-load-all", {WXK_SPACE, WXK_RETURN}}, {"message-config-faulty"}},
                [&] { manager.loadFile(); });
+    std::ofstream("faulty.xml")
+        << "<Port_config/><Sniffing><Sniffing_on_port>OABR3</Sniffing_on_port></Sniffing>"
+           "<VLAN/><LifeCycle/>\n";
+    manager.askFile = [](wxWindow*, bool) { return wxString("faulty.xml"); };
+    takeModals(frame, {{"config-load-all", {WXK_SPACE, WXK_RETURN}}, {"load-difference-unknown"}},
+               [&] { manager.loadFile(); });
+    std::ofstream("other.toml")
+        << "[ports.OABR1]\nspeed = 100\nflow_control = true\n[vlan]\nenabled = false\n";
+    std::vector<wxString> paths = {"other.toml", "bench.toml"};
+    manager.askSetUpFile = [&](wxWindow*, const wxString&, bool) {
+        const wxString path = paths.back();
+        paths.pop_back();
+        return path;
+    };
+    takeModal(frame, "compare-files", [&] { manager.compareFiles(); });
     manager.askFile = [](wxWindow*, bool) { return wxString("missing/settings.xml"); };
     takeModals(frame, {{"config-load-all", {WXK_SPACE, WXK_RETURN}}, {"message-config-not-written"}},
                [&] { manager.saveFile(); });
@@ -541,13 +591,14 @@ int run() {
     }
     chooseDevice(frame, "Connected");
     takePages(frame, theme);
+    takeLoadDifference(frame, theme);
     if (theme.empty()) {
         takeMenus(frame);
         takeConsole(frame);
         takeTrace(frame);
         takeHelp(frame);
         takeCanMessages(frame);
-        takeCounters(frame);
+        takeCounters(frame, device);
         takeVlanTables(frame);
         takeConfigFile(frame);
         send(frame, wxID_ABOUT);
