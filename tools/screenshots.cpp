@@ -338,7 +338,7 @@ void takeStore(MainFrame* frame, sim_process::Device& device) {
     device.control("fault silent");
     takeModal(frame, "message-store-silent", [&] { send(frame, ID_STORE); });
     frame->configManager().askFile = [](wxWindow*, bool) { return wxString("settings.xml"); };
-    takeModals(frame, {{"unused", {WXK_SPACE, WXK_RETURN}}, {"message-config-silent"}},
+    takeModals(frame, {{"unused", {WXK_RETURN}}, {"message-config-silent"}},
                [&] { frame->configManager().saveFile(); });
     std::filesystem::remove(directory / "unused.png");
     device.control("fault none");
@@ -493,10 +493,10 @@ mode = "sleeping"
 )";
     ConfigManager& manager = frame->configManager();
     const auto ask = std::exchange(manager.askFile, [](wxWindow*, bool) { return wxString("bench.toml"); });
-    takeModals(frame,
-               {{"config-load-all", {WXK_SPACE, WXK_RETURN}},
-                {theme + "load-difference", {WXK_SPACE, WXK_DOWN, WXK_ESCAPE}}},
-               [&] { manager.loadFile(); });
+    takeModals(
+        frame,
+        {{"config-load-all", {WXK_RETURN}}, {theme + "load-difference", {WXK_SPACE, WXK_DOWN, WXK_ESCAPE}}},
+        [&] { manager.loadFile(); });
     manager.askFile = ask;
     std::filesystem::remove(directory / "config-load-all.png");
 }
@@ -504,19 +504,18 @@ mode = "sleeping"
 /// The dialogs of the configuration files, and what they say of a faulty file.
 void takeConfigFile(MainFrame* frame) {
     ConfigManager& manager = frame->configManager();
-    takeModals(nullptr, {{"config-save", {WXK_RETURN}}, {"config-nothing-chosen"}},
+    takeModals(nullptr, {{"config-save", {WXK_SPACE, WXK_RETURN}}, {"config-nothing-chosen"}},
                [&] { manager.saveFile(); });
-    takeModals(nullptr, {{"config-load", {WXK_SPACE, WXK_RETURN}}, {"file-dialog-config"}},
-               [&] { manager.loadFile(); });
+    takeModals(nullptr, {{"config-load", {WXK_RETURN}}, {"file-dialog-config"}}, [&] { manager.loadFile(); });
     std::ofstream("cut-off.xml") << "<Port_config>\n<OABR1>\n";
     manager.askFile = [](wxWindow*, bool) { return wxString("cut-off.xml"); };
-    takeModals(frame, {{"config-load-all", {WXK_SPACE, WXK_RETURN}}, {"message-config-faulty"}},
+    takeModals(frame, {{"config-load-all", {WXK_RETURN}}, {"message-config-faulty"}},
                [&] { manager.loadFile(); });
     std::ofstream("faulty.xml")
         << "<Port_config/><Sniffing><Sniffing_on_port>OABR3</Sniffing_on_port></Sniffing>"
            "<VLAN/><LifeCycle/>\n";
     manager.askFile = [](wxWindow*, bool) { return wxString("faulty.xml"); };
-    takeModals(frame, {{"config-load-all", {WXK_SPACE, WXK_RETURN}}, {"load-difference-unknown"}},
+    takeModals(frame, {{"config-load-all", {WXK_RETURN}}, {"load-difference-unknown"}},
                [&] { manager.loadFile(); });
     std::ofstream("other.toml")
         << "[ports.OABR1]\nspeed = 100\nflow_control = true\n[vlan]\nenabled = false\n";
@@ -528,7 +527,7 @@ void takeConfigFile(MainFrame* frame) {
     };
     takeModal(frame, "compare-files", [&] { manager.compareFiles(); });
     manager.askFile = [](wxWindow*, bool) { return wxString("missing/settings.xml"); };
-    takeModals(frame, {{"config-load-all", {WXK_SPACE, WXK_RETURN}}, {"message-config-not-written"}},
+    takeModals(frame, {{"config-load-all", {WXK_RETURN}}, {"message-config-not-written"}},
                [&] { manager.saveFile(); });
     std::filesystem::remove(directory / "config-load-all.png");
 }

@@ -1,5 +1,6 @@
 #include "src/ConfigManager/ConfigManager.h"
 
+#include <wx/datetime.h>
 #include <wx/filefn.h>
 #include <wx/filename.h>
 #include <wx/msgdlg.h>
@@ -17,6 +18,7 @@
 #include "src/ConfigDlg/StaticMacAdressTab.h"
 #include "src/ConfigDlg/VlanTab.h"
 #include "src/ConfigManager/XmlConfigDialog.h"
+#include "src/OABR-Switch/OABRDevice.h"
 #include "src/base/log.h"
 #include "src/base/utilities.h"
 #include "src/models/settings_xml.h"
@@ -38,12 +40,22 @@ std::string vlanError(const config::VlanTables& tables) {
     return error.empty() ? "" : "\"VLAN\", " + error + "\n";
 }
 
+constexpr settings::PanelChoice all_panels{true, true, true, true};
+
+/// "OKVX0001-2026-11-22.xml"
+wxString suggestedName(const wxString& ending) {
+    const std::string serial = oabr::OABRDevice::instance()->getConnectedDevice();
+    return (serial.empty() ? wxString("settings") : wxString::FromUTF8(serial)) + "-" +
+           wxDateTime::Now().FormatISODate() + ending;
+}
+
 constexpr const char* set_up_types = "Set-ups (*.toml;*.json)|*.toml;*.json";
 
 /// Asks where to save, with the type's ending where the operator gives none.
 wxString askWhereToSave(wxWindow* parent, const wxString& title, const wxString& wildcard,
                         const wxString& ending) {
-    wxString path = chooseFile(parent, title, "", wildcard, wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
+    wxString path =
+        chooseFile(parent, title, suggestedName(ending), wildcard, wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
     if (path.empty() || wxFileName(path).HasExt()) return path;
     path += ending;
     const bool replace =
@@ -182,6 +194,11 @@ int ConfigManager::loadFile() {
 
 int ConfigManager::loadFrom(const wxString& known_path) {
     XmlConfigDialog dialog(window(), "Open XML Config");
+    if (!known_path.empty()) {
+        settings::LoadedFile file;
+        if (!readFile(known_path.fn_str(), all_panels, &file)) return 0;
+        dialog.choose(panelsIn(file));
+    }
     if (!askPanels(dialog, "You did not specify any panel to load XML Config ")) return 0;
     const wxString path = known_path.empty() ? askFile(window(), false) : known_path;
     if (path.empty()) return 0;
@@ -210,8 +227,7 @@ void ConfigManager::compareFiles() {
     const wxString second = askSetUpFile(window(), "Choose the second file", false);
     if (second.empty()) return;
     settings::LoadedFile files[2];
-    constexpr settings::PanelChoice all{true, true, true, true};
-    if (readFile(first.fn_str(), all, &files[0]) && readFile(second.fn_str(), all, &files[1]))
+    if (readFile(first.fn_str(), all_panels, &files[0]) && readFile(second.fn_str(), all_panels, &files[1]))
         showFileDifference(window(), files[0], first, std::move(files[1]), second, askSetUpFile);
 }
 
@@ -276,7 +292,7 @@ void ConfigManager::readXmlPanels(const std::string& text, const settings::Panel
         if (errors.empty()) file->set_up.settings = std::move(with_page);
         std::istringstream lines(errors);
         for (std::string line; std::getline(lines, line);)
-            file->unknown.push_back({panel, "", line});
+            file->unknown.push_back({panel, "", line, count == 0});
     }
 }
 

@@ -77,17 +77,14 @@ public:
                std::ranges::all_of(rows, [this](size_t row) { return dialog_.rows_.rows()[row].ticked; });
     }
     void tick(const wxDataViewItem& item, bool on) {
-        for (const size_t row : tickable(item))
+        constexpr size_t told_one_by_one = 50;  // the toolkit looks for each from the first on
+        const std::vector<size_t> rows = tickable(item);
+        for (const size_t row : rows)
             dialog_.rows_.tick(row, on);
-    }
-    void tellTicks() {
-        for (size_t group = 0; group < group_count; ++group) {
-            const std::vector<size_t> rows = shownRows(group);
-            if (rows.empty()) continue;
-            ValueChanged(itemOf(group), column_tick);
-            for (const size_t row : rows)
-                ValueChanged(itemOfRow(row), column_tick);
-        }
+        if (rows.empty() || rows.size() > told_one_by_one) return;
+        for (const size_t row : rows)
+            ValueChanged(itemOfRow(row), column_tick);
+        ValueChanged(itemOf(groupOf(dialog_.rows_.rows()[rows[0]])), column_tick);
     }
 
     unsigned int GetChildren(const wxDataViewItem& item, wxDataViewItemArray& children) const override {
@@ -273,7 +270,7 @@ void LoadDifferenceDialog::showRows() {
 }
 
 void LoadDifferenceDialog::showTicks() {
-    model_->tellTicks();
+    list_->Refresh();
     const size_t ticked = rows_.ticked();
     save_->Enable(ticked > 0);
     if (apply_ == nullptr) return;

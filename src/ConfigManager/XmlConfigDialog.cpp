@@ -37,6 +37,8 @@ XmlConfigDialog::XmlConfigDialog(wxWindow* parent, const wxString& title)
     Fit();
     CentreOnParent();
     Bind(wxEVT_CHECKBOX, &XmlConfigDialog::ActivateCheckBox, this);
+    setAll(true);
+    showWhetherAll();
 }
 
 bool XmlConfigDialog::isAnyChosen() const {
@@ -51,11 +53,21 @@ std::array<bool, config_panel_count> XmlConfigDialog::chosen() const {
 
 void XmlConfigDialog::ActivateCheckBox(wxCommandEvent& event) {
     if (event.GetEventObject() != all_)
-        all_->SetValue(std::ranges::all_of(boxes_, [](const wxCheckBox* box) { return box->GetValue(); }));
+        showWhetherAll();
     else if (all_->GetValue())
         ActivateAllCheckBox();
     else
         DeactivateAllCheckBox();
+}
+
+void XmlConfigDialog::choose(const std::array<bool, config_panel_count>& panels) {
+    for (size_t i = 0; i < panels.size(); ++i)
+        boxes_[i]->SetValue(panels[i]);
+    showWhetherAll();
+}
+
+void XmlConfigDialog::showWhetherAll() {
+    all_->SetValue(std::ranges::all_of(boxes_, [](const wxCheckBox* box) { return box->GetValue(); }));
 }
 
 void XmlConfigDialog::setAll(bool chosen) {

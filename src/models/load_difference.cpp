@@ -30,6 +30,18 @@ void LoadedFile::sortErrors() {
     set_up.errors.clear();
 }
 
+PanelChoice panelsIn(const LoadedFile& file) {
+    PanelChoice held{};
+    const auto hold = [&held](const std::optional<ConfigPanel>& panel) {
+        if (panel) held[static_cast<size_t>(*panel)] = true;
+    };
+    for (const auto& [path, value] : valuesOf(file.set_up.settings))
+        hold(panelOf(path));
+    for (const LoadedFile::Unknown& one : file.unknown)
+        if (!one.missing) hold(one.panel);
+    return held;
+}
+
 void keepPanels(const PanelChoice& panels, LoadedFile* file) {
     const auto isMeant = [&](const std::optional<ConfigPanel>& panel) {
         return !panel || panels[static_cast<size_t>(*panel)];

@@ -21,6 +21,7 @@ struct LoadedFile {
         std::optional<ConfigPanel> panel;  ///< nothing where it belongs to none
         std::string setting;               ///< its path; empty where the text says it
         std::string text;
+        bool missing = false;  ///< it stands for a page that is not there at all
     };
     std::vector<Unknown> unknown;
     std::string error;  ///< why nothing of it can be used; empty when it can
@@ -30,6 +31,8 @@ struct LoadedFile {
 };
 
 using PanelChoice = std::array<bool, config_panel_count>;
+/// The pages that a file holds something of.
+PanelChoice panelsIn(const LoadedFile& file);
 /// Forgets what is on other pages.
 void keepPanels(const PanelChoice& panels, LoadedFile* file);
 

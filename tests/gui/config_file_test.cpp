@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <wx/dnd.h>
 #include <wx/textctrl.h>
 #include <wx/timer.h>
 #include <wx/uiaction.h>
 
+#include <array>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -14,6 +16,7 @@
 #include "src/ConfigDlg/PortConfigPanel.h"
 #include "src/ConfigDlg/SniffingPanel.h"
 #include "src/ConfigManager/LoadDifferenceDialog.h"
+#include "src/ConfigManager/XmlConfigDialog.h"
 #include "src/models/settings_can.h"
 #include "src/models/settings_device.h"
 #include "src/models/settings_xml.h"
@@ -40,14 +43,16 @@ protected:
     void write(const std::string& text) const { std::ofstream(path_, std::ios::binary) << text; }
     std::string written() const { return contentsOf(path_); }
 
-    /// Answers the dialog of the command: checks the boxes with these labels.
+    /// Answers the dialog of the command: of its boxes, which begin checked, leaves those with these labels
+    /// so.
     void answerDialog(const std::vector<wxString>& labels) {
         answers_.next([labels](wxDialog* dialog) {
             for (wxWindow* child : dialog->GetChildren()) {
                 auto* box = dynamic_cast<wxCheckBox*>(child);
-                if (box == nullptr || std::ranges::find(labels, box->GetLabelText()) == labels.end())
+                if (box == nullptr || labels[0] == "All panels" || box->GetLabelText() == "All panels" ||
+                    std::ranges::find(labels, box->GetLabelText()) != labels.end())
                     continue;
-                box->SetValue(true);
+                box->SetValue(false);
                 send(wxEVT_CHECKBOX, box);
             }
             return wxID_OK;
@@ -77,6 +82,11 @@ protected:
         for (size_t i = old_boxes; i < answers_.boxes().size(); ++i)
             said += answers_.boxes()[i].text;
         return said;
+    }
+
+    void drop() {
+        auto* target = static_cast<wxFileDropTarget*>(frame_->GetDropTarget());
+        EXPECT_TRUE(target->OnDropFiles(0, 0, wxArrayString(1, std::array{wxString(path_)}.data())));
     }
 
     /// What the settings model makes of the device is byte for byte what the window stored and saves.
@@ -154,9 +164,9 @@ TEST_F(ConfigFile, OnlyTheChosenPanelsAreInTheFile) {
     EXPECT_THAT(load({"Life Cycle Panel"}), HasSubstr("Mask"));
 
     const size_t before = answers_.boxes().size();
-    answers_.next(wxID_OK);
+    answerDialog({""});
     command(*frame_, wxID_SAVE);
-    answers_.next(wxID_OK);
+    answerDialog({""});
     command(*frame_, wxID_OPEN);
     ASSERT_THAT(answers_.boxes(), SizeIs(before + 4));
     EXPECT_EQ(answers_.boxes()[before].title, "Save XML Config");
@@ -243,7 +253,12 @@ TEST_F(ConfigFile, WhatIsPickedByKeyboardIsLoadedAndNothingElse) {
     };
     for (const bool second_time : {false, true}) {
         const size_t differing = second_time ? 1 : 3;
-        answerDialog({"All panels"});
+        answers_.next([&](wxDialog* shown) {
+            const auto* chooser = dynamic_cast<XmlConfigDialog*>(shown);
+            EXPECT_TRUE(chooser->isChosen(ConfigPanel::port));
+            EXPECT_EQ(chooser->isChosen(ConfigPanel::vlan), !second_time) << "what a dropped file holds";
+            return wxID_OK;
+        });
         answers_.next([&](wxDialog* shown) {
             dialog = dynamic_cast<LoadDifferenceDialog*>(shown);
             EXPECT_EQ(dialog->rows().ticked(), differing);
@@ -260,7 +275,12 @@ TEST_F(ConfigFile, WhatIsPickedByKeyboardIsLoadedAndNothingElse) {
             });
             return wxID_NONE;
         });
-        command(*frame_, wxID_OPEN);
+        if (second_time) {
+            drop();
+            drainEvents();
+        } else {
+            command(*frame_, wxID_OPEN);
+        }
         EXPECT_TRUE(keys->done());
     }
     EXPECT_TRUE(indicatorShown());
@@ -295,6 +315,10 @@ TEST_F(ConfigFile, TwoFilesAreComparedWithoutADevice) {
     });
     command(*frame_, ID_COMPARE_FILES);
     EXPECT_THAT(contentsOf(difference), HasSubstr("[ports.USB]\nspeed = 100\n"));
+
+    drop();
+    drainEvents();
+    EXPECT_THAT(answers_.boxes().back().text, HasSubstr("Connect to a device first"));
 
     const std::string pipe = directory_.path() + "/pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);

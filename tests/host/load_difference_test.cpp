@@ -89,6 +89,7 @@ TEST(LoadDifference, CountsAndLeavesOutAPageWithSomethingUnknown) {
     EXPECT_THAT(rows.rows()[3].note, HasSubstr("Did you mean \"enabled\"?"));
     EXPECT_EQ(rows.ticked(), 2u);
 
+    EXPECT_EQ(panelsIn(file), (PanelChoice{true, true, true, false}));
     keepPanels({false, true, false, false}, &file);
     EXPECT_EQ(shown(file).headLine(), "File: 2 settings, 1 differs, 1 unknown, 0 cannot be changed");
     EXPECT_THAT(fileOf("format = 2\n[mirror\n").error, HasSubstr("line 2: "));
