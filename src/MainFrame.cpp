@@ -8,7 +8,6 @@
 #include <wx/dnd.h>
 #include <wx/generic/aboutdlgg.h>
 #include <wx/iconbndl.h>
-#include <wx/infobar.h>
 #include <wx/listbook.h>
 #include <wx/listctrl.h>
 #include <wx/menu.h>
@@ -25,6 +24,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <ranges>
 #include <utility>
 
 #include "oabr_version.h"
@@ -36,9 +36,12 @@
 #include "src/cli/CLIDialog.h"
 #include "src/cli/OKVXConsole.h"
 #include "src/ftdi/driver.h"
+#include "src/models/UnstoredChanges.h"
+#include "src/models/settings_device.h"
 #include "src/models/store.h"
 #include "src/pages.h"
 #include "src/window/HelpViewer.h"
+#include "src/window/NoticeBar.h"
 #include "src/window/ReadableStatusBar.h"
 #include "src/window/ResourceManager.h"
 #include "src/window/accessible.h"
@@ -46,6 +49,7 @@
 #include "src/window/device_text.h"
 #include "src/window/hover.h"
 #include "src/window/links.h"
+#include "src/window/unstored_question.h"
 #include "src/window/while_painting.h"
 
 namespace kovgui {
@@ -63,7 +67,9 @@ namespace {
 enum StatusField { hardware_field, firmware_field, connection_field, status_fields };
 
 constexpr int look_after_connection_ms = 1000;
+constexpr int try_again_ms = 1000;
 constexpr int look_whether_ended_ms = 50;
+constexpr const char* reconnect_key = "/Connection/Reconnect";
 constexpr int ending_patience_ms = 3000;  // what a command that writes needs, and no more
 
 /// Result of connecting to a device whose firmware is older than supported; the connection is closed again.
@@ -183,6 +189,7 @@ wxBEGIN_EVENT_TABLE(MainFrame, wxFrame)
     EVT_MENU(ID_STORE, MainFrame::OnStoreValueToE2P)
     EVT_MENU(ID_CONSOLE, MainFrame::OnConsoleControl)
     EVT_MENU(ID_RESET, MainFrame::OnResetDevice)
+    EVT_MENU(ID_RECONNECT, MainFrame::OnReconnectWanted)
     EVT_CHOICE(ID_DEVICE_CHOICE, MainFrame::OnDeviceSelected)
     EVT_THREAD(ID_DEVICE_CONNECTED, MainFrame::OnDeviceConnected)
     EVT_THREAD(ID_DEVICE_DISCONNECTED, MainFrame::OnDeviceDisconnected)
@@ -195,6 +202,7 @@ wxEND_EVENT_TABLE()
     : wxFrame(nullptr, wxID_ANY, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE, "mainFrame"),
       connectionTimer_(this) {
     endingTimer_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { Close(true); });
+    reconnectTimer_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { reconnectIfDue(); });
 }
 
 MainFrame::~MainFrame() {
@@ -243,6 +251,11 @@ void MainFrame::Init(bool console) {
 void MainFrame::buildMenus() {
     fileMenu_ = makeMenu(file_rows);
     networkMenu_ = makeMenu(network_rows);
+    networkMenu_->AppendCheckItem(ID_RECONNECT, "&Reconnect by itself",
+                                  "Connect again to a device that went away, when it is back");
+    if (const wxConfigBase* config = wxConfigBase::Get(false))
+        reconnect_.setWanted(config->ReadBool(reconnect_key, true));
+    networkMenu_->Check(ID_RECONNECT, reconnect_.wanted());
     helpMenu_ = makeMenu(help_rows);
     auto* bar = new wxMenuBar;
     bar->Append(fileMenu_, "&File");
@@ -321,9 +334,7 @@ void MainFrame::buildPages() {
         event.Skip();
         CallAfter([this] { book_->Refresh(); });
     });
-    notice_ = new wxInfoBar(this, wxID_ANY);
-    notice_->SetName("notice");
-    setAccessibleName(notice_, "Close the message");  // its button
+    notice_ = new NoticeBar(this);
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(notice_, wxSizerFlags().Expand());
     content->Add(book_, wxSizerFlags(1).Expand());
@@ -439,7 +450,7 @@ DeviceUse MainFrame::takeDevice(const std::string& user) {
 
 void MainFrame::setSettingsChanged(bool changed) {
     settingsChanged_ = changed;
-    if (changed) notice_->Dismiss();  // that all is stored, for one
+    if (changed && std::exchange(saysStored_, false)) notice_->dismiss();
 }
 
 void MainFrame::OnChangedStore() {
@@ -463,8 +474,8 @@ void MainFrame::showActivity(const wxString& text) {
 
 /// Says something that needs no answer.
 void MainFrame::say(const wxString& text, int icon) {
-    notice_->ShowMessage(text, icon);
-    readOut(notice_, text);
+    saysStored_ = false;
+    notice_->say(text, icon);
 }
 
 // ---- Devices ----
@@ -480,7 +491,8 @@ void MainFrame::RefreshDevices() {
         serials_.push_back(one.serial);
         shown.push_back(deviceText(one.serial));
     }
-    chooser_->Set(shown);
+    // A list that is open is left alone as long as nothing has changed.
+    if (shown != chooser_->GetStrings()) chooser_->Set(shown);
     choose(connected);
 }
 
@@ -499,33 +511,45 @@ void MainFrame::ConnectToDevice(const std::string& serial) {
     if (serial.empty()) return;
     DeviceUse use = takeDevice("connecting");
     if (!use) return RefreshDevices();
-    connect(serial, std::move(use));
+    connectOrSay(serial, std::move(use));
 }
 
-/// @param use  the device, which is given back before anything is said
-void MainFrame::connect(const std::string& serial, DeviceUse use) {
+void MainFrame::connectOrSay(const std::string& serial, DeviceUse use) {
+    reconnect_.forget();
+    if (const int failed = connect(serial, std::move(use))) reportConnectFailure(failed);
+}
+
+/// @param use  the device, which is given back before anybody is told
+/// @return     0 when it is connected
+int MainFrame::connect(const std::string& serial, DeviceUse use) {
     if (connected_) disconnect();
     lastDevice_ = serial;
-    int result;
+    int result = 1;
+    showActivity("Connecting to " + deviceText(serial) + " ...");
     {
-        const wxBusyCursor busy;
-        showActivity("Connecting to " + deviceText(serial) + " ...");
-        result = refuseOldFirmware(OABRDevice::instance()->connectWithFirmwareParams(serial));
-        showActivity("");
+        const DeviceUse job = DeviceUse::take("connecting");
+        (void)runWhilePainting(this, {}, [&](Work&) {
+            result = refuseOldFirmware(OABRDevice::instance()->connectWithFirmwareParams(serial));
+        });
     }
+    showActivity("");
+    if (result == 0) offerUnstored(serial);
     use.release();
     if (result != 0) {
         chooser_->SetSelection(wxNOT_FOUND);
-        reportConnectFailure(result);
-        return;
+        return result;
     }
     LOG_DEBUG(907, "selected connect ok %s\n", serial.c_str());
     choose(serial);
-    announceConnected();
+    notifyPages(ID_DEVICE_CONNECTED);
+    return 0;
 }
 
 void MainFrame::DisconnectFromDevice() {
-    if (const DeviceUse use = takeDevice("disconnecting")) disconnect();
+    const DeviceUse use = takeDevice("disconnecting");
+    if (!use) return;
+    reconnect_.forget();
+    disconnect();
 }
 
 void MainFrame::disconnect() {
@@ -552,6 +576,7 @@ void MainFrame::notifyPages(int id) {
 }
 
 void MainFrame::announceConnected() {
+    UnstoredChanges::instance().clear();
     notifyPages(ID_DEVICE_CONNECTED);
 }
 
@@ -575,20 +600,28 @@ void MainFrame::broadcastEvent(wxEvent& event) {
 
 void MainFrame::deviceRestarted() {
     CallAfter([this] {
-        if (connected_) announceConnected();
+        if (!connected_) return;
+        const std::string serial = OABRDevice::instance()->getConnectedDevice();
+        if (!settingsChanged_ || !UnstoredChanges::instance().keep(serial)) return announceConnected();
+        if (const DeviceUse use = takeDevice("comparing the settings")) offerUnstored(serial);
+        notifyPages(ID_DEVICE_CONNECTED);
     });
 }
 
-std::string MainFrame::deviceForRecovery() {
-    const std::string selected = getSelectedDevice();
-    if (!selected.empty()) return selected;
+std::optional<std::string> MainFrame::deviceForRecovery() {
     RefreshDevices();
-    if (serials_.empty()) return {};
-    if (std::find(serials_.begin(), serials_.end(), lastDevice_) != serials_.end()) return lastDevice_;
+    if (serials_.empty()) return std::string();
     int picked = 0;
-    if (serials_.size() > 1)
-        picked =
-            wxGetSingleChoiceIndex("Which device is it?", "Choose a device", chooser_->GetStrings(), this);
+    if (serials_.size() > 1) {
+        const auto last = std::find(serials_.begin(), serials_.end(), lastDevice_);
+        picked = wxGetSingleChoiceIndex(
+            "No device is connected. Which device is it?", "Choose a device", chooser_->GetStrings(),
+            last == serials_.end() ? 0 : static_cast<int>(last - serials_.begin()), this);
+    } else if (wxMessageBox("No device is connected. The one that is attached is " + deviceText(serials_[0]) +
+                                ".\nIs this the device?",
+                            "Choose a device", wxYES_NO | wxICON_QUESTION | wxCENTRE, this) != wxYES) {
+        picked = -1;
+    }
     if (picked < 0) return {};
     lastDevice_ = serials_[static_cast<size_t>(picked)];
     return lastDevice_;
@@ -613,7 +646,8 @@ void MainFrame::OnDeviceConnected(wxThreadEvent&) {
     SetStatusText("Connected", connection_field);
     enableDeviceFunctions();
     choose(device.getConnectedDevice());
-    setSettingsChanged(false);
+    reconnect_.forget();
+    setSettingsChanged(UnstoredChanges::instance().any());
     OnChangedStore();
     connectionTimer_.Start(look_after_connection_ms);
 }
@@ -631,10 +665,14 @@ void MainFrame::OnConnectionInerrupted(wxThreadEvent&) {
     // Who took the device since the loss was noticed finds out by itself, or has connected anew.
     DeviceUse use;
     if (DeviceUse::user().empty()) use = DeviceUse::takeHere("disconnecting");
-    if (use)
-        disconnect();
-    else
+    if (!use) {
         connectionTimer_.Start(look_after_connection_ms);
+        return;
+    }
+    noteLoss();
+    use.release();
+    RefreshDevices();
+    reconnectIfDue();
 }
 
 void MainFrame::OnDeviceStatusUpdate(wxThreadEvent&) {
@@ -649,12 +687,18 @@ void MainFrame::OnLookAfterConnection(wxTimerEvent&) {
 
 void MainFrame::OnUpdateDevices(wxCommandEvent&) {
     RefreshDevices();
+    reconnectIfDue();
 }
 
 void MainFrame::OnDeviceSelected(wxCommandEvent& event) {
     LOG_DEBUG(921, "GetSelection -> %d event.GetInt -> %d event.GetString -> %s\n", chooser_->GetSelection(),
               event.GetInt(), event.GetString().utf8_string().c_str());
-    ConnectToDevice(getSelectedDevice());
+    const std::string chosen = getSelectedDevice();
+    if (!mayLoseUnstored("They last until it is switched off or reset.")) {
+        choose(OABRDevice::instance()->getConnectedDevice());
+        return;
+    }
+    ConnectToDevice(chosen);
 }
 
 void MainFrame::OnResetDevice(wxCommandEvent&) {
@@ -665,6 +709,7 @@ void MainFrame::OnResetDevice(wxCommandEvent&) {
                      this);
         return;
     }
+    if (!mayLoseUnstored("The reset brings the stored ones back.")) return;
     DeviceUse use = takeDevice("the reset");
     if (!use) return;
     {
@@ -679,7 +724,141 @@ void MainFrame::OnResetDevice(wxCommandEvent&) {
         (void)runWhilePainting(this, {Notice::message, "Please wait while the device is reset ..."}, reset);
     }
     disconnect();
-    connect(device, std::move(use));
+    connectOrSay(device, std::move(use));
+}
+
+// ---- Settings that are not stored ----
+
+bool MainFrame::mayLoseUnstored(const wxString& loss) {
+    if (!connected_ || !settingsChanged_) return true;
+    const wxString device = deviceText(OABRDevice::instance()->getConnectedDevice());
+    const Unstored wanted =
+        askUnstored(this, {"The settings that were changed are not stored on " + device + ".\n" + loss});
+    return wanted == Unstored::leave || (wanted == Unstored::store && store());
+}
+
+/// The connected device went away by itself.
+void MainFrame::noteLoss() {
+    const std::string serial = OABRDevice::instance()->getConnectedDevice();
+    const bool unstored = settingsChanged_;
+    const bool kept = unstored && UnstoredChanges::instance().keep(serial);
+    disconnect();
+    reconnect_.lost(serial);
+    wxString text = deviceText(serial) + " went away";
+    if (unstored) text += " with changes that were not stored";
+    text += ".";
+    if (kept) text += " They are kept here and offered again when it is back.";
+    say(text, unstored ? wxICON_WARNING : wxICON_INFORMATION);
+}
+
+/// Connects to the device that was lost, when it is back and nobody is in the way.
+void MainFrame::reconnectIfDue() {
+    if (connected_ || reconnect_.due(serials_).empty()) return;
+    if (workRuns() || modalBoxes_.open() || !DeviceUse::user().empty()) {
+        reconnectTimer_.StartOnce(try_again_ms);
+        return;
+    }
+    const std::string serial = reconnect_.due(serials_);
+    if (connect(serial, DeviceUse::takeHere("connecting")) == 0) {
+        if (!settingsChanged_) notice_->dismiss();
+    } else if (reconnect_.failed()) {
+        reconnectTimer_.StartOnce(try_again_ms);
+    } else {
+        say(deviceText(serial) + " is back, but cannot be connected to. " +
+                deviceText(OABRDevice::instance()->connectFailure()),
+            wxICON_WARNING);
+    }
+}
+
+void MainFrame::OnReconnectWanted(wxCommandEvent& event) {
+    reconnect_.setWanted(event.IsChecked());
+    if (wxConfigBase* config = wxConfigBase::Get(false)) config->Write(reconnect_key, event.IsChecked());
+    reconnectIfDue();
+}
+
+namespace {
+
+wxString countedChanges(size_t count, const char* one, const char* several) {
+    return count == 1 ? wxString("1 change ") + one : wxString::Format("%zu changes ", count) + several;
+}
+
+wxString listed(const settings::Plan& plan) {
+    constexpr size_t max_lines = 12;
+    wxString text;
+    for (const settings::Change& change : plan.difference.changes | std::views::take(max_lines))
+        text += wxString::FromUTF8(settings::textOf(change)) + "\n";
+    if (plan.difference.changes.size() > max_lines)
+        text += wxString::Format("and %zu more\n", plan.difference.changes.size() - max_lines);
+    return text;
+}
+
+}  // namespace
+
+/// Offers the device that was just connected what was not stored when it went away. For a time when the
+/// window has the device and the pages have not read it yet.
+void MainFrame::offerUnstored(const std::string& serial) {
+    UnstoredChanges& changes = UnstoredChanges::instance();
+    changes.clear();
+    if (!changes.kept(serial)) return;
+    settings::Plan plan;
+    auto reading = settings::Reading::silent;
+    {
+        const DeviceUse job = DeviceUse::take("comparing the settings");
+        (void)runWhilePainting(
+            this, {Notice::progress, "Comparing the device with the changes that were not stored"},
+            [&](Work& work) { reading = changes.compare(serial, work.goOn(), &plan); });
+    }
+    if (reading != settings::Reading::finished)
+        return say(
+            "The changes that were not stored could not be compared with the device. They are offered "
+            "again at the next connect.",
+            wxICON_WARNING);
+    const size_t count = plan.difference.changes.size();
+    if (count == 0) {
+        changes.resume(serial);
+        return say("The changes that were not stored are still on the device.");
+    }
+    wxMessageDialog box(
+        this, countedChanges(count, "was not stored: send it again?", "were not stored: send them again?"),
+        "Changes not stored", wxYES_NO | wxCANCEL | wxICON_QUESTION | wxCENTRE);
+    box.SetExtendedMessage(listed(plan));
+    box.SetYesNoCancelLabels("&Send again", "&Discard", "&Later");
+    switch (box.ShowModal()) {
+        case wxID_YES:
+            if (sendAgain(plan)) {
+                changes.resume(serial);
+                say(countedChanges(count, "was sent again. It is", "were sent again. They are") +
+                    " not stored yet.");
+            } else {
+                changes.clear();
+            }
+            break;
+        case wxID_NO:
+            changes.drop(serial);
+            notice_->dismiss();
+            break;
+        default:
+            say("The changes that were not stored are offered again at the next connect.");
+    }
+}
+
+/// @return whether the device holds everything; else the operator was told
+bool MainFrame::sendAgain(const settings::Plan& plan) {
+    settings::Applied applied;
+    {
+        const DeviceUse job = DeviceUse::take("sending the changes");
+        (void)runWhilePainting(this, {Notice::progress, "Sending the changes again"}, [&](Work& work) {
+            OABRDevice& device = *OABRDevice::instance();
+            applied = applyToDevice(plan, {work.goOn(), [&device] { return device.receiverEnded(); }, {}});
+        });
+    }
+    if (applied.device == settings::Applied::Device::new_settings) return true;
+    wxString text;
+    for (const settings::Error& error : applied.errors)
+        text += wxString::FromUTF8(error.message) + "\n";
+    wxMessageBox(text + "The changes are offered again at the next connect.", "Changes not stored",
+                 wxOK | (applied.interrupted ? wxICON_INFORMATION : wxICON_ERROR) | wxCENTRE, this);
+    return false;
 }
 
 // ---- Store ----
@@ -702,12 +881,7 @@ StoreResult MainFrame::storeSettings() {
     if (!refusal.empty()) return {failed, 0, 0, refusal};
     const DeviceUse job = DeviceUse::take("the store");
     StoreResult result;
-    const auto write = [&](Work& work) {
-        result = plan.writeToDevice([&work](size_t done, size_t total) {
-            work.showProgress(static_cast<int>(100 * done / total));
-            return !work.stopWanted();
-        });
-    };
+    const auto write = [&](Work& work) { result = plan.writeToDevice(work.goOn()); };
     const Notice notice{Notice::progress, "Please wait while storing switch settings ...", "Wait..."};
     if (!runWhilePainting(this, notice, write))
         return {failed, 0, 0, "The device is busy. Nothing was stored."};
@@ -726,9 +900,11 @@ bool MainFrame::store() {
     const wxString text = wxString::FromUTF8(result.text());
     switch (result.end) {
         case StoreResult::End::stored:
+            UnstoredChanges::instance().clear();
             setSettingsChanged(false);
             OnChangedStore();
             say(text);
+            saysStored_ = true;
             return true;
         case StoreResult::End::stopped:
             wxMessageBox(text, "Store Settings", wxOK | wxICON_INFORMATION, this);
@@ -863,16 +1039,19 @@ void MainFrame::OnQuit(wxCommandEvent&) {
     Close();
 }
 
+bool MainFrame::mayClose() {
+    if (!settingsChanged_ && !UnstoredChanges::instance().anyKept()) return true;
+    const Unstored wanted = askUnstored(this, closingQuestion(connected_ && settingsChanged_));
+    return wanted == Unstored::leave || (wanted == Unstored::store && store());
+}
+
 void MainFrame::OnClose(wxCloseEvent& event) {
     const bool in_between = workRuns() || modalBoxes_.open();  // what they return to must still be there
     if (event.CanVeto() && (in_between || !takeDevice("closing the window"))) {
         event.Veto();
         return;
     }
-    if (event.CanVeto() && settingsChanged_ &&
-        wxMessageBox(
-            "The modified settings have not been saved...\n Sure you want to quit without store to device?",
-            "Exclamation", wxYES_NO | wxNO_DEFAULT | wxICON_EXCLAMATION, this) != wxYES) {
+    if (event.CanVeto() && !mayClose()) {
         event.Veto();
         return;
     }
@@ -906,6 +1085,7 @@ bool MainFrame::usesEnded() {
 /// Ends what uses the device, in this order: jobs, console, connection. The toolkit goes after that.
 void MainFrame::endUses() {
     connectionTimer_.Stop();
+    reconnectTimer_.Stop();
     cancelJobs();
     for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
         if (auto* const owner = dynamic_cast<WorkerThreadHandler*>(page)) owner->joinJob();

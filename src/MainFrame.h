@@ -5,19 +5,21 @@
 #include <wx/weakref.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "src/ConfigManager/ConfigManager.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/DeviceWindow.h"
+#include "src/models/Reconnect.h"
+#include "src/models/settings_diff.h"
 #include "src/models/store.h"
 #include "src/window/ModalBoxes.h"
 #include "src/window/PageHost.h"
 
 class wxBookCtrlEvent;
 class wxChoice;
-class wxInfoBar;
 class wxListbook;
 class wxMenu;
 class wxStaticText;
@@ -26,6 +28,7 @@ class wxToolBar;
 namespace kovgui {
 
 class HelpViewer;
+class NoticeBar;
 
 /// Identifiers of the window's own commands and of the thread events that tell of the device.
 enum WindowId {
@@ -40,6 +43,7 @@ enum WindowId {
     ID_USER_GUIDE = 6013,
     ID_USER_HELP = 6014,
     ID_COMPARE_FILES = 6015,
+    ID_RECONNECT = 6016,
     ID_DEVICE_CONNECTED = 6017,
     ID_DEVICE_DISCONNECTED = 6018,
     ID_DEVICE_STATUS_UPDATE = 6019,
@@ -83,7 +87,8 @@ public:
     void announceConnected() override;
     void announceDisconnected() override;
     void reportOldFirmware() override;
-    std::string deviceForRecovery() override;
+    std::optional<std::string> deviceForRecovery() override;
+    bool mayLoseUnstored(const wxString& loss) override;
 
     /// @return true when the operator wants to leave without storing
     bool ShowMessageStore();
@@ -108,8 +113,14 @@ private:
     void enableDeviceFunctions();
     void disableDeviceFunctions();
     void choose(const std::string& serial);
-    void connect(const std::string& serial, oabr::DeviceUse use);
+    int connect(const std::string& serial, oabr::DeviceUse use);
+    void connectOrSay(const std::string& serial, oabr::DeviceUse use);
     void disconnect();
+    void offerUnstored(const std::string& serial);
+    bool sendAgain(const settings::Plan& plan);
+    void noteLoss();
+    void reconnectIfDue();
+    bool mayClose();
     void reportConnectFailure(int result);
     void notifyPages(int id);
     [[nodiscard]] oabr::DeviceUse takeDevice(const std::string& user);
@@ -145,6 +156,7 @@ private:
     void OnConsoleControl(wxCommandEvent& event);
     void OnResetDevice(wxCommandEvent& event);
     void OnDeviceSelected(wxCommandEvent& event);
+    void OnReconnectWanted(wxCommandEvent& event);
     void OnLookAfterConnection(wxTimerEvent& event);
     void OnDeviceUseChanged();
 
@@ -156,10 +168,11 @@ private:
     std::vector<std::string> serials_;  // of the chooser's entries
     wxWindow* storeIndicator_ = nullptr;
     wxListbook* book_ = nullptr;
-    wxInfoBar* notice_ = nullptr;
+    NoticeBar* notice_ = nullptr;
     wxString hardware_;  // the status bar's text about it
     wxTimer connectionTimer_;
     wxTimer endingTimer_;
+    wxTimer reconnectTimer_;
     int endingFor_ms_ = 0;
     ModalBoxes modalBoxes_;
     std::shared_ptr<void> deviceWatch_;
@@ -167,6 +180,8 @@ private:
     bool connected_ = false;
     bool activityShown_ = false;
     ConfigManager config_;
+    Reconnect reconnect_;
+    bool saysStored_ = false;     // what the notice says
     std::string lastDevice_;      // connected to or tried last
     wxWeakRef<HelpViewer> help_;  // null while it is not open
 

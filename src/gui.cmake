@@ -13,6 +13,7 @@ add_library(oabr_gui STATIC
     ${embedded_source}
     window/HelpViewer.cpp
     window/ModalBoxes.cpp
+    window/NoticeBar.cpp
     window/ReadableStatusBar.cpp
     window/ResourceManager.cpp
     window/accessible_content.cpp
@@ -20,6 +21,7 @@ add_library(oabr_gui STATIC
     window/file_choice.cpp
     window/links.cpp
     window/log_start.cpp
+    window/unstored_question.cpp
     window/while_painting.cpp
     cli/CLIDialog.cpp
     Controls/CheckedGrid.cpp

@@ -221,7 +221,15 @@ void FlashPanel::flash() {
     const OABRDevice& device = *OABRDevice::instance();
     PageHost* const host = pageHost(this);
     std::string serial = device.isFirmwareConnected() ? device.getConnectedDevice() : std::string();
-    if (serial.empty() && host != nullptr) serial = host->deviceForRecovery();
+    if (host != nullptr) {
+        if (serial.empty()) {
+            const auto chosen = host->deviceForRecovery();
+            if (!chosen) return;
+            serial = *chosen;
+        } else if (!host->mayLoseUnstored("The update replaces them by the default configuration.")) {
+            return;
+        }
+    }
     if (serial.empty()) {
         wxMessageBox("There is no device to flash: attach one first.", "Error", wxOK | wxICON_ERROR, this);
         return;

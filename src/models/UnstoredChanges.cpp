@@ -28,6 +28,11 @@ UnstoredChanges::UnstoredChanges() : state_(new State) {
     });
 }
 
+bool UnstoredChanges::any() const {
+    const std::lock_guard lock(state_->mutex);
+    return !state_->written.empty();
+}
+
 void UnstoredChanges::clear() {
     const std::lock_guard lock(state_->mutex);
     state_->written = {};

@@ -14,6 +14,8 @@ class UnstoredChanges {
 public:
     static UnstoredChanges& instance();
 
+    /// Whether something was written to the connected device and not stored.
+    bool any() const;
     /// Nothing is unstored: the settings were stored, or another device is connected.
     void clear();
     /// The connected device has gone, with what was written to it.

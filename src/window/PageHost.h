@@ -2,6 +2,7 @@
 
 #include <wx/window.h>
 
+#include <optional>
 #include <string>
 
 namespace kovgui {
@@ -27,14 +28,20 @@ public:
     virtual void announceConnected() = 0;
     virtual void announceDisconnected() = 0;
 
+    /// Asks before something that loses settings that are not stored, and stores them where that is wanted.
+    /// Asks nothing where there are none.
+    /// @param loss  what becomes of them: "The reset brings the stored ones back."
+    /// @return      whether to go on
+    [[nodiscard]] virtual bool mayLoseUnstored(const wxString& loss) = 0;
+
     /// Says in a box that the device's firmware is too old to connect to.
     virtual void reportOldFirmware() = 0;
 
-    /// The serial of the device that a job without a connection should work on: the one that was last
-    /// connected to or tried while it is attached, else the only one attached, else the one that the operator
-    /// picks. It counts as tried from then on.
-    /// @return empty when there is none or the operator cancels
-    virtual std::string deviceForRecovery() = 0;
+    /// The serial of the device that a job without a connection should work on. The operator is told its name
+    /// where it is the only one attached, and picks one where there are several. It counts as tried from then
+    /// on.
+    /// @return nothing when the operator cancels, empty when there is no device
+    virtual std::optional<std::string> deviceForRecovery() = 0;
 };
 
 /// The host that a window stands in; null when none of its parents is one.

@@ -11,6 +11,7 @@
 #include <wx/utils.h>
 #include <wx/weakref.h>
 
+#include <algorithm>
 #include <chrono>
 #include <future>
 #include <optional>
@@ -168,6 +169,13 @@ void Work::showProgress(int percent) {
     auto* const event = new wxThreadEvent(wxEVT_THREAD, id_progress);
     event->SetInt(percent);
     wxQueueEvent(window_, event);
+}
+
+std::function<bool(size_t done, size_t total)> Work::goOn() {
+    return [this](size_t done, size_t total) {
+        showProgress(static_cast<int>(100 * done / std::max<size_t>(total, 1)));
+        return !stopWanted();
+    };
 }
 
 bool runWhilePainting(wxWindow* parent, const Notice& notice, const std::function<void(Work&)>& work) {

@@ -22,6 +22,8 @@ public:
     bool stopWanted() const { return stop_wanted_; }
     /// For a notice with a gauge.
     void showProgress(int percent);
+    /// Both, for models that ask between two steps. Not for after the work.
+    std::function<bool(size_t done, size_t total)> goOn();
 
 private:
     friend class PaintingLoop;

@@ -81,13 +81,73 @@ TEST_F(WithDevice, UnplugReplugAndResetAreFollowed) {
     EXPECT_TRUE(toolEnabled(ID_CONSOLE));
     EXPECT_EQ(status(0) + status(1), "");
     device_.plug();
-    ASSERT_TRUE(connectFirst());
+    ASSERT_TRUE(connectedTo("Connected")) << "by itself";
+    drainEvents();
     EXPECT_THAT(page_->heard, ElementsAre(ID_DEVICE_CONNECTED, ID_DEVICE_DISCONNECTED, ID_DEVICE_CONNECTED));
     command(*frame_, ID_RESET);
     ASSERT_TRUE(waitFor([this] { return page_->heard.size() == 5; }));
     ASSERT_TRUE(connectedTo("Connected"));
     EXPECT_EQ(frame_->getSelectedDevice(), "OKVX0001");
     EXPECT_THAT(answers_.boxes(), IsEmpty());
+}
+
+// ---- Settings that are not stored ----
+
+class Unstored : public WithDevice {
+protected:
+    Unstored() : control_(changeable(true).front()), before_(shown()) {
+        change(control_);
+        changed_ = shown();
+        EXPECT_TRUE(indicatorShown());
+    }
+    std::string shown() const {
+        return dynamic_cast<controls::OABRControl*>(control_)->shownText().utf8_string();
+    }
+    bool shows(const std::string& value) {
+        return waitFor([&] { return connectedTo("Connected") && shown() == value; });
+    }
+    void cyclePower() {
+        ASSERT_EQ(device_.control("power-off").substr(0, 2), "ok");
+        ASSERT_TRUE(connectedTo("Not connected"));
+        ASSERT_EQ(device_.control("power-on").substr(0, 2), "ok");
+    }
+
+    wxWindow* control_;
+    std::string before_, changed_;
+};
+
+TEST_F(Unstored, AreOfferedToTheDeviceThatWentAway) {
+    answers_.next(wxID_CANCEL);
+    answers_.next(wxID_YES);
+    cyclePower();
+    ASSERT_TRUE(shows(before_)) << "later";
+    EXPECT_FALSE(indicatorShown());
+    device_.unplug();
+    ASSERT_TRUE(connectedTo("Not connected"));
+    device_.plug();
+    ASSERT_TRUE(shows(changed_)) << "sent again";
+    EXPECT_TRUE(indicatorShown());
+    ASSERT_THAT(answers_.boxes(), SizeIs(2));
+    EXPECT_EQ(answers_.boxes()[1].text, "1 change was not stored: send it again?");
+    device_.unplug();  // the cable alone
+    ASSERT_TRUE(connectedTo("Not connected"));
+    device_.plug();
+    ASSERT_TRUE(shows(changed_));
+    EXPECT_TRUE(indicatorShown());
+    EXPECT_THAT(answers_.boxes(), SizeIs(2)) << "nothing was lost";
+}
+
+TEST_F(Unstored, AreNotLostUnasked) {
+    answers_.next(wxID_NO);
+    command(*frame_, ID_RESET);
+    ASSERT_THAT(answers_.boxes(), SizeIs(1));
+    EXPECT_EQ(shown(), changed_);
+    EXPECT_TRUE(indicatorShown());
+    answers_.next(wxID_HELP);
+    command(*frame_, ID_RESET);
+    ASSERT_TRUE(waitFor([this] { return !indicatorShown(); })) << "stored";
+    ASSERT_TRUE(shows(changed_));
+    EXPECT_THAT(answers_.boxes(), SizeIs(2));
 }
 
 TEST_F(WithDevice, ResetReachesADeviceThatIsNotConnected) {

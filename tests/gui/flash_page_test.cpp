@@ -81,8 +81,12 @@ TEST_F(FlashPage, TheDeviceThatItRecoversIsTheOneUsedLast) {
     ASSERT_TRUE(listed(1));
     load("1.7.0.3");
     press(FlashPanel::ID_FLASH);
-    ASSERT_TRUE(told());
-    EXPECT_EQ(answers_.boxes()[0].text, "Device successfully flashed");
+    EXPECT_FALSE(flash_->hasJob()) << "it was not said which device";
+    answers_.next(wxID_YES);
+    press(FlashPanel::ID_FLASH);
+    ASSERT_TRUE(waitFor([this] { return answers_.boxes().size() == 3 && !flash_->hasJob(); }));
+    EXPECT_THAT(answers_.boxes()[1].text, HasSubstr("The one that is attached is OKVX0001."));
+    EXPECT_EQ(answers_.boxes()[2].text, "Device successfully flashed");
     ASSERT_TRUE(connectedTo("Connected"));
     frame_->DisconnectFromDevice();
     ASSERT_TRUE(connectedTo("Not connected"));
@@ -133,16 +137,17 @@ TEST_F(FlashPage, CanBeStopped) {
     const auto plugged = simulated().option("--no-firmware").fault("silent-greetings=1000").start();
     ASSERT_TRUE(listed(1));
     load("1.7.0.2");
+    answers_.next(wxID_YES);
     press(FlashPanel::ID_FLASH);
     ASSERT_TRUE(waitFor([] { return progress() != nullptr; }));
     wxWindow* const stop = progress()->FindWindow(wxID_CANCEL);
     ASSERT_NE(stop, nullptr);
     EXPECT_EQ(stop->GetLabel(), "&Stop");
     send(wxEVT_BUTTON, stop);
-    ASSERT_TRUE(told());
+    ASSERT_TRUE(waitFor([this] { return answers_.boxes().size() == 2 && !flash_->hasJob(); }));
     EXPECT_EQ(progress(), nullptr);
     EXPECT_TRUE(toolEnabled(ID_RESET));
-    EXPECT_EQ(answers_.boxes()[0].text, "Could not connect to Firmware");  // it has none
+    EXPECT_EQ(answers_.boxes()[1].text, "Could not connect to Firmware");  // it has none
 }
 
 TEST_F(FlashPage, AsksBeforeItFlashesWhatIsForAnotherTarget) {

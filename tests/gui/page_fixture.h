@@ -26,8 +26,9 @@ public:
     }
     void announceConnected() override {}
     void announceDisconnected() override { ++disconnected; }
+    bool mayLoseUnstored(const wxString&) override { return true; }
     void reportOldFirmware() override {}
-    std::string deviceForRecovery() override { return {}; }
+    std::optional<std::string> deviceForRecovery() override { return std::string(); }
 
     bool changed = false;
     int disconnected = 0;
