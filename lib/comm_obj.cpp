@@ -53,6 +53,7 @@ constinit std::atomic<bool> repeats{false};
 constinit std::atomic<int> made_sure{0};
 constexpr int made_sure_enough = 64;
 constinit std::atomic<int> second_ms{1000};
+constinit std::atomic<bool> silent{false};
 
 bool link_ended() {
     return (link_number & 1) != 0 || stopped;
@@ -116,7 +117,10 @@ void note_timeout() {
 int report(int result) {
     if (result == req_ok) return req_ok;
     const bool timed_out = result == req_timed_out;
-    if (timed_out) note_timeout();
+    if (timed_out) {
+        note_timeout();
+        silent = true;
+    }
     fputs(timed_out ? "send_rq timed out\n" : "send_rq failed\n", stderr);
     fflush(stderr);
     return result;
@@ -213,11 +217,20 @@ void comm_end() {
 void comm_begin() {
     repeats = false;
     made_sure = 0;
+    silent = false;
     if ((link_number & 1) != 0) link_number.fetch_add(1);
 }
 
 void comm_stop(bool stop) {
     stopped = stop;
+}
+
+bool comm_silent() {
+    return silent;
+}
+
+void comm_heard() {
+    silent = false;
 }
 
 void comm_set_second(int milliseconds) {

@@ -137,6 +137,11 @@ void comm_begin();
 /// asked to end. May be called in a signal handler.
 void comm_stop(bool stop);
 
+/// Whether the last request was not answered in time and nothing has been answered since.
+bool comm_silent();
+/// An answer has come.
+void comm_heard();
+
 /// How long a second of waiting takes: 1000 unless a test is in a hurry.
 void comm_set_second(int milliseconds);
 

@@ -92,15 +92,25 @@ resync_numbers& resyncs() {
     return numbers;
 }
 
-}  // namespace
-
-int resync_by_ping(uint64_t seconds) {
+/// @return the ping's number
+uint32_t send_resync_ping() {
     const uint32_t number = ++resyncs().sent;
-    const auto answered = [&] { return static_cast<int32_t>(resyncs().answered - number) >= 0; };
     uint8_t frame[] = {msg_type::request, msg_cmd::ping, 0, 0, 0, 0, 0, 0, 0, 0};
     put_le32(frame + 2, number);
     put_le32(frame + 6, resync_mark);
     hdlc_tx_frame(frame, sizeof frame);
+    return number;
+}
+
+}  // namespace
+
+void probe_by_ping() {
+    (void)send_resync_ping();
+}
+
+int resync_by_ping(uint64_t seconds) {
+    const uint32_t number = send_resync_ping();
+    const auto answered = [&] { return static_cast<int32_t>(resyncs().answered - number) >= 0; };
 
     const comm_wait wait(seconds);
     int woken = 0;

@@ -14,6 +14,8 @@
 
 /// A comm_resync: sends a ping with a number of its own. Several threads can be at it at the same time.
 [[nodiscard]] int resync_by_ping(uint64_t seconds);
+/// Sends such a ping and waits for nothing: whether the device answers shows in comm_silent.
+void probe_by_ping();
 /// Takes the answer to such a ping, on the receiver thread. @return false when the frame is something else
 bool process_resync(const uint8_t* frame, uint16_t length);
 

@@ -111,8 +111,10 @@ comm_obj* reply_object(uint8_t type, uint8_t command) {
 
 bool route_reply(const uint8_t* frame, uint16_t length) {
     if (length < hdlc_msg_header_size) return false;
-    if (process_resync(frame, length)) return true;
+    if (process_resync(frame, length)) return comm_heard(), true;
     comm_obj* const waiting = reply_object(frame[0], frame[1]);
-    if (waiting) process_ack(waiting, frame, length);
-    return waiting != nullptr;
+    if (waiting == nullptr) return false;
+    comm_heard();
+    process_ack(waiting, frame, length);
+    return true;
 }

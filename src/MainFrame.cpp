@@ -27,6 +27,8 @@
 #include <ranges>
 #include <utility>
 
+#include "lib/comm_obj.h"
+#include "lib/device_cmd.h"
 #include "oabr_version.h"
 #include "src/Controls/OABRControlFrame.h"
 #include "src/OABR-Switch/DeviceUse.h"
@@ -268,7 +270,7 @@ void MainFrame::buildStatusBar() {
     auto* bar = new ReadableStatusBar(this, status_fields, connection_field, "mainStatusBar");
     SetStatusBar(bar);
     SetStatusWidths(status_fields, std::array{-4, -3, -5}.data());
-    bar->SetStatusText("Not connected", connection_field);
+    showConnection();
     storeIndicator_ = new Sign(bar, "storeIndicator");
     auto* row = new wxBoxSizer(wxHORIZONTAL);
     auto* sign = new wxStaticBitmap(storeIndicator_, wxID_ANY, picture("STORE_RED"));
@@ -435,6 +437,7 @@ void MainFrame::updateCommands() {
 void MainFrame::OnDeviceUseChanged() {
     updateCommands();
     if (!DeviceUse::user().empty()) return;
+    followAnswers();
     for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
         page->OnDeviceFree();
 }
@@ -465,11 +468,16 @@ void MainFrame::OnChangedStore() {
 }
 
 void MainFrame::showActivity(const wxString& text) {
-    wxStatusBar* bar = GetStatusBar();
-    if (activityShown_) bar->PopStatusText(connection_field);
-    activityShown_ = !text.empty();
-    if (activityShown_) bar->PushStatusText(text, connection_field);
-    bar->Update();
+    activity_ = text;
+    showConnection();
+    GetStatusBar()->Update();
+}
+
+void MainFrame::showConnection() {
+    const char* const state = !connected_ ? "Not connected"
+                              : silent_   ? "The device does not answer"
+                                          : "Connected";
+    SetStatusText(activity_.empty() ? wxString(state) : activity_, connection_field);
 }
 
 /// Says something that needs no answer.
@@ -643,8 +651,9 @@ void MainFrame::OnDeviceConnected(wxThreadEvent&) {
     const OABRDevice& device = *OABRDevice::instance();
     showHardware("Hardware Version: " + deviceText(device.getBootloaderDesc().toString()));
     SetStatusText("Firmware Version: " + deviceText(device.getFirmwareVersion().toString()), firmware_field);
-    SetStatusText("Connected", connection_field);
+    silent_ = false;
     enableDeviceFunctions();
+    showConnection();
     choose(device.getConnectedDevice());
     reconnect_.forget();
     setSettingsChanged(UnstoredChanges::instance().any());
@@ -657,8 +666,8 @@ void MainFrame::OnDeviceDisconnected(wxThreadEvent&) {
     connectionTimer_.Stop();
     showHardware("");
     SetStatusText("", firmware_field);
-    SetStatusText("Not connected", connection_field);
     disableDeviceFunctions();
+    showConnection();
 }
 
 void MainFrame::OnConnectionInerrupted(wxThreadEvent&) {
@@ -680,9 +689,24 @@ void MainFrame::OnDeviceStatusUpdate(wxThreadEvent&) {
 }
 
 void MainFrame::OnLookAfterConnection(wxTimerEvent&) {
-    if (!connected_ || !DeviceUse::user().empty() || !OABRDevice::instance()->receiverEnded()) return;
-    connectionTimer_.Stop();
-    QueueEvent(new wxThreadEvent(wxEVT_THREAD, wxEVT_COMMAND_CONNECTION_INTERRUPTED));
+    if (!connected_ || !DeviceUse::user().empty()) return;
+    if (OABRDevice::instance()->receiverEnded()) {
+        connectionTimer_.Stop();
+        QueueEvent(new wxThreadEvent(wxEVT_THREAD, wxEVT_COMMAND_CONNECTION_INTERRUPTED));
+        return;
+    }
+    followAnswers();
+    if (silent_) probe_by_ping();
+}
+
+/// Says that the device does not answer for as long as it does not.
+void MainFrame::followAnswers() {
+    if (!connected_ || comm_silent() == silent_) return;
+    silent_ = !silent_;
+    showConnection();
+    if (silent_) return;
+    for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
+        page->OnDeviceAnswers();
 }
 
 void MainFrame::OnUpdateDevices(wxCommandEvent&) {

@@ -158,6 +158,8 @@ private:
     void OnDeviceSelected(wxCommandEvent& event);
     void OnReconnectWanted(wxCommandEvent& event);
     void OnLookAfterConnection(wxTimerEvent& event);
+    void followAnswers();
+    void showConnection();
     void OnDeviceUseChanged();
 
     wxToolBar* toolBar_ = nullptr;
@@ -178,7 +180,8 @@ private:
     std::shared_ptr<void> deviceWatch_;
     bool settingsChanged_ = false;
     bool connected_ = false;
-    bool activityShown_ = false;
+    wxString activity_;    // what is being done now
+    bool silent_ = false;  // the status bar says so
     ConfigManager config_;
     Reconnect reconnect_;
     bool saysStored_ = false;     // what the notice says

@@ -87,25 +87,10 @@ CustomSettingsPanel::CustomSettingsPanel(wxWindow* parent) : OABRControlFrame(pa
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(boxes, wxSizerFlags().Expand());
     SetSizer(content);
-    enableForced();
+    CustomSettingsPanel::OnValuesShown();
 }
 
-void CustomSettingsPanel::ReadAllRegisters() {
-    OABRControlFrame::ReadAllRegisters();
-    enableForced();
-}
-
-void CustomSettingsPanel::SetAllRegisters() {
-    enableForced();
-    OABRControlFrame::SetAllRegisters();
-}
-
-void CustomSettingsPanel::OnValueChangedEvent(wxCommandEvent& event) {
-    enableForced();
-    OABRControlFrame::OnValueChangedEvent(event);
-}
-
-void CustomSettingsPanel::enableForced() {
+void CustomSettingsPanel::OnValuesShown() {
     duplex_->Enable(!negotiation_->GetValue());
     speed_->Enable(!negotiation_->GetValue());
 }

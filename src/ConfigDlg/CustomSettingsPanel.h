@@ -22,13 +22,11 @@ public:
 
     explicit CustomSettingsPanel(wxWindow* parent);
 
-    void ReadAllRegisters() override;
-    void SetAllRegisters() override;
-    void OnValueChangedEvent(wxCommandEvent& event) override;
+protected:
+    /// Forced speed and duplex can be set only where they act: with the negotiation off.
+    void OnValuesShown() override;
 
 private:
-    void enableForced();
-
     wxCheckBox* negotiation_;
     wxWindow* duplex_;
     wxWindow* speed_;

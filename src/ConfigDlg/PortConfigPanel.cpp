@@ -85,21 +85,6 @@ PortConfigPanel::PortConfigPanel(wxWindow* parent) : OABRControlFrame(parent, "P
     OnValuesChanged100BaseTx();
 }
 
-void PortConfigPanel::ReadAllRegisters() {
-    OABRControlFrame::ReadAllRegisters();
-    OnValuesChanged100BaseTx();
-}
-
-void PortConfigPanel::SetAllRegisters() {
-    OnValuesChanged100BaseTx();
-    OABRControlFrame::SetAllRegisters();
-}
-
-void PortConfigPanel::OnValueChangedEvent(wxCommandEvent& event) {
-    OnValuesChanged100BaseTx();
-    OABRControlFrame::OnValueChangedEvent(event);
-}
-
 void PortConfigPanel::OnValuesChanged100BaseTx() {
     duplex_->Enable(!negotiation_->GetValue());
     speed_->Enable(!negotiation_->GetValue());

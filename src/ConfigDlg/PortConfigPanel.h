@@ -25,9 +25,8 @@ public:
 
     explicit PortConfigPanel(wxWindow* parent);
 
-    void ReadAllRegisters() override;
-    void SetAllRegisters() override;
-    void OnValueChangedEvent(wxCommandEvent& event) override;
+protected:
+    void OnValuesShown() override { OnValuesChanged100BaseTx(); }
 
 private:
     /// Forced speed and duplex can be set only where they act: with the negotiation off.

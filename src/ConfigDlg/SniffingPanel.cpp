@@ -68,7 +68,7 @@ SniffingPanel::SniffingPanel(wxWindow* parent) : OABRControlFrame(parent, "Sniff
     sniff_port_->SetToolTip(sniff_port_row.tooltip);
     auto* line = new wxBoxSizer(wxHORIZONTAL);
     line->Add(label, wxSizerFlags().CenterVertical().Border(wxRIGHT, gap));
-    line->Add(sniff_port_, wxSizerFlags(1).CenterVertical());
+    line->Add(sniff_port_->withSign(), wxSizerFlags(1).CenterVertical());
     choices->Add(line, wxSizerFlags().Expand().Border(wxALL, gap));
 
     RowBox box(this, "Ports", title->GetStaticBox());
@@ -112,9 +112,10 @@ void SniffingPanel::OnDisableSelected() {
     }
 }
 
-void SniffingPanel::ReadAllRegisters() {
-    OABRControlFrame::ReadAllRegisters();
-    OnDisableSelected();
+/// To make a port the sniff port, or none, changes what is mirrored of others.
+std::vector<controls::OABRControl*> SniffingPanel::dependents(int id) const {
+    if (id != ID_SNIFF_PORT) return {};
+    return {modes_.begin(), modes_.end()};
 }
 
 settings::Settings SniffingPanel::shownSettings() const {
@@ -131,7 +132,6 @@ void SniffingPanel::showSettings(const settings::Settings& settings) {
 
 void SniffingPanel::SetAllRegisters() {
     const comm_run run;
-    OnDisableSelected();
     OABRControlFrame::SetAllRegisters();
     std::array<int, port_count> modes{};
     for (size_t port = 0; port < modes.size(); ++port)

@@ -29,7 +29,6 @@ public:
 
     explicit SniffingPanel(wxWindow* parent);
 
-    void ReadAllRegisters() override;
     void SetAllRegisters() override;
     settings::Settings shownSettings() const override;
     void showSettings(const settings::Settings& settings) override;
@@ -38,6 +37,10 @@ public:
 
     /// Fills the help pane.
     void OnHelpText(wxHtmlWindow* pane);
+
+protected:
+    void OnValuesShown() override { OnDisableSelected(); }
+    std::vector<controls::OABRControl*> dependents(int id) const override;
 
 private:
     void OnDisableSelected();

@@ -1,7 +1,12 @@
 #include "src/Controls/OABRControl.h"
 
+#include <wx/artprov.h>
+#include <wx/sizer.h>
+#include <wx/statbmp.h>
+
 #include "src/Controls/OABRControlFrame.h"
 #include "src/models/settings_table.h"
+#include "src/window/accessible.h"
 
 namespace kovgui::controls {
 
@@ -11,6 +16,46 @@ OABRControl::~OABRControl() {
 
 void OABRControl::enter() {
     owner_->enter(getWXID(), this);
+}
+
+bool OABRControl::read(int* value) {
+    const bool done = binding_.get && binding_.get(value);
+    held_ = done ? std::optional(*value) : std::nullopt;
+    if (held_ == refused_) unmark();
+    return done;
+}
+
+wxSizer* OABRControl::withSign() {
+    constexpr int gap_px = 4;
+    auto* const control = dynamic_cast<wxWindow*>(this);
+    sign_ = new wxStaticBitmap(control->GetParent(), wxID_ANY,
+                               wxArtProvider::GetBitmapBundle(wxART_WARNING, wxART_MENU));
+    sign_->Hide();
+    auto* line = new wxBoxSizer(wxHORIZONTAL);
+    line->Add(control, wxSizerFlags(1).CenterVertical());
+    line->Add(
+        sign_,
+        wxSizerFlags().CenterVertical().Border(wxLEFT, control->FromDIP(gap_px)).ReserveSpaceEvenIfHidden());
+    return line;
+}
+
+void OABRControl::mark(const wxString& reason, int value) {
+    auto* const control = dynamic_cast<wxWindow*>(this);
+    if (!refused_) tooltip_ = control->GetToolTipText();
+    refused_ = value;
+    control->SetToolTip(reason);
+    readOut(control, reason);
+    if (sign_ == nullptr) return;
+    sign_->SetToolTip(reason);
+    setAccessibleName(sign_, reason);
+    sign_->Show();
+}
+
+void OABRControl::unmark() {
+    if (!refused_) return;
+    refused_.reset();
+    dynamic_cast<wxWindow*>(this)->SetToolTip(tooltip_);
+    if (sign_ != nullptr) sign_->Hide();
 }
 
 void OABRControl::setValue() {

@@ -4,10 +4,15 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "lib/e2p.h"
 #include "src/models/Settings.h"
 #include "src/models/shown_values.h"
+#include "src/models/verified_write.h"
+
+class wxSizer;
+class wxWindow;
 
 namespace kovgui::controls {
 
@@ -53,8 +58,11 @@ public:
     virtual std::optional<int> shownValue() const = 0;
     /// Shows a value, where the control can; the device is left alone.
     virtual void showValue(int value) = 0;
+    /// Shows that no value is known, as far as the control can.
+    virtual void showNothing() {}
 
     void bind(Binding binding) { binding_ = std::move(binding); }
+    oabr::SettingAccess access() const { return {binding_.get, binding_.set}; }
     /// Says which setting of the port is shown: that stores it, too.
     void bindSetting(settings::Value settings::PortSettings::*member, int port);
     /// Adds the setting that is shown.
@@ -62,10 +70,24 @@ public:
     /// Shows the setting where it is known.
     void takeSetting(const settings::Settings& settings);
 
+    /// What the device was last seen to hold; nothing where that is not known.
+    const std::optional<int>& held() const { return held_; }
+    void setHeld(std::optional<int> value) { held_ = value; }
+
+    /// The control and, beside it, room for the sign that marks it.
+    wxSizer* withSign();
+    /// Marks the control and says why: the device did not take the value.
+    void mark(const wxString& reason, int value);
+    void unmark();
+    /// The value that the device did not take, while the control is marked for it.
+    const std::optional<int>& refusedValue() const { return refused_; }
+
 protected:
     explicit OABRControl(OABRControlFrame* owner) : owner_(owner) {}
     /// Gives the control to its page. For the end of a constructor, when the window has its identifier.
     void enter();
+    /// Reads the device's value, if that is bound. What is read is what the device holds.
+    bool read(int* value);
 
     Binding binding_;
 
@@ -73,6 +95,10 @@ private:
     OABRControlFrame* const owner_;
     settings::Value settings::PortSettings::*setting_ = nullptr;
     int port_ = 0;
+    std::optional<int> held_;
+    std::optional<int> refused_;
+    wxWindow* sign_ = nullptr;
+    wxString tooltip_;  // while it is not marked
 };
 
 /// The text of a control that is on or off.

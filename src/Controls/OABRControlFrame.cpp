@@ -64,18 +64,13 @@ OABRControl* OABRControlFrame::control(int id) const {
 void OABRControlFrame::SetRegister(int id) {
     OABRControl* const edited = control(id);
     if (edited == nullptr) return;
-    if (const oabr::DeviceUse use = takeDevice()) {
-        const comm_run run;
-        const wxBusyCursor busy;
-        edited->setValue();
-    } else {
-        wxMessageBox(wxString::FromUTF8(use.refusal()) + "\nThe device was not changed.", "Device in use",
-                     wxOK | wxICON_INFORMATION | wxCENTRE, this);
-    }
+    const comm_run run;
+    if (const oabr::DeviceUse use = takeDevice()) edited->setValue();
 }
 
 void OABRControlFrame::SetAllRegisters() {
     const comm_run run;
+    OnValuesShown();
     const Activity activity(this, "Writing");
     if (!activity) return;
     for (const auto& [id, control] : controls_)
@@ -87,9 +82,15 @@ void OABRControlFrame::ReadAllRegisters() {
     const comm_run run;
     const Activity activity(this, "Reading");
     if (!activity) return;
-    for (const auto& [id, control] : controls_)
+    bool taken_after_all = false;
+    for (const auto& [id, control] : controls_) {
+        const bool marked = control->refusedValue().has_value();
         control->getValue();
+        taken_after_all = taken_after_all || (marked && !control->refusedValue());
+    }
     needs_read_ = run.timed_out();
+    OnValuesShown();
+    if (taken_after_all) noteChange();
 }
 
 void OABRControlFrame::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records,
@@ -134,6 +135,8 @@ void OABRControlFrame::OnValuesChanged() {
 }
 
 void OABRControlFrame::OnDeviceConnected(wxThreadEvent&) {
+    for (const auto& [id, control] : controls_)
+        control->unmark();
     Enable();
     OnValuesChanged();
     if (isSeen(this)) OnSeen();
@@ -148,6 +151,10 @@ void OABRControlFrame::OnDeviceFree() {
     if (std::exchange(refused_, false) && needs_read_ && isSeen(this)) OnSeen();
 }
 
+void OABRControlFrame::OnDeviceAnswers() {
+    if (needs_read_ && IsThisEnabled() && isSeen(this)) OnSeen();
+}
+
 void OABRControlFrame::OnDeviceStatusUpdate(wxThreadEvent&) {}
 
 void OABRControlFrame::OnShow(wxShowEvent& event) {
@@ -156,12 +163,73 @@ void OABRControlFrame::OnShow(wxShowEvent& event) {
 }
 
 void OABRControlFrame::OnValueChangedEvent(wxCommandEvent& event) {
-    if (control(event.GetId()) == nullptr) {
+    OABRControl* const edited = control(event.GetId());
+    if (edited == nullptr) {
         event.Skip();
         return;
     }
-    SetRegister(event.GetId());
-    if (!refused_) noteChange();
+    if (const auto value = edited->shownValue()) edit(edited, *value);
+}
+
+namespace {
+
+/// What came of an edit.
+struct Edit {
+    oabr::Written written;
+    std::vector<std::pair<OABRControl*, std::optional<int>>> dependents;
+};
+
+/// Writes and reads back, on the work's thread.
+void writeEdit(const OABRControl& edited, int value, Edit* edit) {
+    edit->written = oabr::writeVerified(edited.access(), value, edited.held());
+    bool answered = edit->written.taken != oabr::Written::Taken::unknown;
+    for (auto& [control, held] : edit->dependents)
+        if (answered) held = oabr::readAgain(control->access(), &answered);
+    if (!answered) edit->written.taken = oabr::Written::Taken::unknown;
+}
+
+}  // namespace
+
+void OABRControlFrame::edit(OABRControl* edited, int value) {
+    using Taken = oabr::Written::Taken;
+    const oabr::DeviceUse use = takeDevice();
+    if (!use) {
+        showHeld(edited);
+        wxMessageBox(wxString::FromUTF8(use.refusal()) + "\nThe device was not changed.", "Device in use",
+                     wxOK | wxICON_INFORMATION | wxCENTRE, this);
+        return;
+    }
+    Edit done;
+    for (OABRControl* control : dependents(edited->getWXID()))
+        done.dependents.emplace_back(control, std::nullopt);
+    const auto job = oabr::DeviceUse::take(userName());
+    const bool ran = runWhilePainting(this, {}, [&](Work&) { writeEdit(*edited, value, &done); });
+    if (!ran || !IsThisEnabled()) return showHeld(edited);  // the device went away meanwhile
+
+    const wxString wanted = edited->shownText();
+    if (done.written.taken == Taken::unknown) {
+        needs_read_ = true;
+        showHeld(edited);
+        edited->mark("The device did not answer: it may not have taken \"" + wanted + "\".", value);
+        return;
+    }
+    edited->setHeld(done.written.held);
+    for (const auto& [control, held] : done.dependents)
+        control->setHeld(held);
+    showHeld(edited);
+    if (done.written.taken == Taken::no)
+        return edited->mark("The device did not take \"" + wanted + "\".", value);
+    edited->unmark();
+    noteChange();
+}
+
+/// Shows what the device was last seen to hold: of the control that was edited, and of those that went with
+/// it.
+void OABRControlFrame::showHeld(OABRControl* edited) {
+    edited->showNothing();
+    for (const auto& [id, control] : controls_)
+        if (control->held()) control->showValue(*control->held());
+    OnValuesShown();
 }
 
 void OABRControlFrame::noteChange() {

@@ -60,8 +60,11 @@ public:
     void OnDeviceFree();
     /// The main window closes: what the page has opened beside it is to go as well.
     virtual void OnWindowCloses() {}
-    /// The operator changed a control: writes a bound one to the device and notes the change.
+    /// The operator changed a control: writes a bound one to the device, reads it back and notes the change.
+    /// Where the device did not take it the control shows again what it showed before, and is marked.
     virtual void OnValueChangedEvent(wxCommandEvent& event);
+    /// The device answers again.
+    void OnDeviceAnswers();
 
     /// Whether what is shown may differ from the device and must be read before it is trusted.
     bool needsRead() const { return needs_read_; }
@@ -83,6 +86,10 @@ protected:
     void noteChange();
     /// Reads the page from the event loop, when no work runs and if it is seen then.
     void readWhenShown();
+    /// What is shown has changed: for what depends on it.
+    virtual void OnValuesShown() {}
+    /// The controls whose values a change of this one may change on the device.
+    virtual std::vector<OABRControl*> dependents(int /*id*/) const { return {}; }
     /// Marks the page as read, or for reading.
     void setNeedsRead(bool needs_read) { needs_read_ = needs_read; }
 
@@ -108,6 +115,9 @@ protected:
     };
 
 private:
+    void edit(OABRControl* edited, int value);
+    void showHeld(OABRControl* edited);
+
     static std::vector<OABRControlFrame*> living_;
 
     std::map<int, OABRControl*> controls_;

@@ -17,10 +17,8 @@ OABRRegCheckBox::OABRRegCheckBox(OABRControlFrame* owner, int id, const wxString
 
 void OABRRegCheckBox::getValue() {
     int value = 0;
-    if (binding_.get)
-        binding_.get(&value);
-    else
-        LOG_DEBUG(46, "%s: getFnc() not assigned! \n", "getValue");
+    if (!binding_.get) LOG_DEBUG(46, "%s: getFnc() not assigned! \n", "getValue");
+    (void)read(&value);
     showValue(value);
 }
 

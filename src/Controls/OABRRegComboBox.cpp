@@ -39,7 +39,7 @@ void OABRRegComboBox::showValue(int value) {
 
 void OABRRegComboBox::getValue() {
     int value = 0;
-    if (binding_.get && binding_.get(&value)) showValue(value);
+    if (read(&value)) showValue(value);
 }
 
 }  // namespace kovgui::controls

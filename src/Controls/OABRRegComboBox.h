@@ -28,6 +28,7 @@ public:
     std::optional<int> shownValue() const override;
     /// Selects the first item with the value, if there is one.
     void showValue(int value) override;
+    void showNothing() override { SetSelection(wxNOT_FOUND); }
 
 private:
     int valueOf(unsigned item) const;

@@ -32,7 +32,7 @@ void OABRRegRadioButton::showValue(int value) {
 
 void OABRRegRadioButton::getValue() {
     int value = 0;
-    if (binding_.get && binding_.get(&value)) showValue(value);
+    if (read(&value)) showValue(value);
 }
 
 std::optional<int> OABRRegRadioButton::shownValue() const {

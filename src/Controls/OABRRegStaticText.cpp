@@ -16,7 +16,7 @@ void OABRRegStaticText::Append(const ValuePair* pairs, int count) {
 
 void OABRRegStaticText::getValue() {
     int value = 0;
-    if (binding_.get && binding_.get(&value)) showValue(value);
+    if (read(&value)) showValue(value);
 }
 
 void OABRRegStaticText::showValue(int value) {

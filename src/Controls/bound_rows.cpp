@@ -44,7 +44,7 @@ OABRRegComboBox* RowBox::addChoice(const SettingRow& row) {
     choice->Append(row.values.data(), countOf(row));
     bind(choice, row);
     choice->SetToolTip(row.tooltip);
-    grid_->Add(choice, wxSizerFlags().Expand().CenterVertical());
+    grid_->Add(choice->withSign(), wxSizerFlags().Expand().CenterVertical());
     return choice;
 }
 
@@ -65,7 +65,7 @@ OABRRegCheckBox* RowBox::addCheckBox(const SettingRow& row) {
                                     static_cast<unsigned>(row.values[1].value), window());
     bind(box, row);
     box->SetToolTip(row.tooltip);
-    grid_->Add(box, wxSizerFlags().CenterVertical());
+    grid_->Add(box->withSign(), wxSizerFlags().CenterVertical());
     return box;
 }
 

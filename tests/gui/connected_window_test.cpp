@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "lib/ksz.h"
+#include "src/ConfigDlg/PortConfigPanel.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/cli/OKVXConsole.h"
@@ -202,6 +203,25 @@ TEST_F(WithDevice, AnEditWhileACommandHasTheDeviceIsToldAndTakenBack) {
     }
     EXPECT_TRUE(
         waitFor([&] { return dynamic_cast<controls::OABRControl*>(control)->shownText() == before; }));
+}
+
+TEST_F(WithDevice, AnEditOnASilentDeviceIsSaidAndLeavesTheWindowPainting) {
+    auto* const control = dynamic_cast<controls::OABRControl*>(changeable(true).front());
+    const wxString before = control->shownText();
+    int ticks = 0;
+    wxTimer timer;
+    timer.Bind(wxEVT_TIMER, [&ticks](wxTimerEvent&) { ++ticks; });
+    fault("silent");
+    timer.Start(20);
+    change(changeable(true).front());
+    EXPECT_GT(ticks, 10);
+    EXPECT_EQ(control->shownText(), before);
+    EXPECT_FALSE(indicatorShown());
+    EXPECT_TRUE(connectedTo("The device does not answer"));
+    fault("none");
+    EXPECT_TRUE(connectedTo("Connected"));
+    EXPECT_TRUE(waitFor([] { return !find<PortConfigPanel>()->needsRead(); }));
+    EXPECT_EQ(control->shownText(), before);
 }
 
 TEST_F(WithDevice, ALossThatWasNoticedAsAJobBeganLeavesItsConnectionAlone) {

@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <wx/sizer.h>
 
 #include "lib/device_cmd.h"
 #include "src/Controls/OABRRegCheckBox.h"
@@ -159,6 +160,34 @@ TEST_F(Controls, APageWorksInTheOrderOfIdentifiers) {
         EXPECT_EQ(lists[1][i].body[0], 24);
         EXPECT_EQ(lists[2][i].body[0], 25);
     }
+}
+
+TEST_F(Controls, AnEditThatTheDeviceDoesNotTakeIsTakenBackAndMarked) {
+    auto* choice = makeChoice(10);
+    auto* line = choice->withSign();
+    const auto sign = [line] { return line->GetItem(1)->GetWindow(); };
+    Binding binding = setting_.binding();
+    bool takes = false;
+    binding.set = [&](int value) {
+        if (takes) setting_.value = value;
+    };
+    choice->bind(binding);
+    setting_.value = 3;
+    connect(page_);
+    page_->ReadAllRegisters();
+    kovgui::PageTest::choose(page_, 10, "green");
+    EXPECT_EQ(choice->GetStringSelection(), "red");
+    EXPECT_TRUE(sign()->IsShown());
+    EXPECT_EQ(choice->GetToolTipText(), "The device did not take \"green\".");
+    EXPECT_FALSE(host_->changed);
+    (void)choice->storeValue();
+    EXPECT_THAT(setting_.stored, ElementsAre(3));
+    takes = true;
+    kovgui::PageTest::choose(page_, 10, "green");
+    EXPECT_EQ(choice->GetStringSelection(), "green");
+    EXPECT_FALSE(sign()->IsShown());
+    EXPECT_TRUE(host_->changed);
+    delete line;
 }
 
 TEST_F(Controls, ADestroyedControlOrPageIsForgotten) {

@@ -2,6 +2,7 @@
 #include <wx/listctrl.h>
 #include <wx/stattext.h>
 
+#include <atomic>
 #include <fstream>
 #include <memory>
 
@@ -99,6 +100,37 @@ TEST_F(Ports, EachSettingShowsTheDeviceAndChangesIt) {
     EXPECT_EQ(shown(page, PortConfigPanel::ID_OABR1_ROLE), "Master");
     EXPECT_EQ(shown(page, PortConfigPanel::ID_OABR2_ROLE), "Slave");
     EXPECT_TRUE(host_->changed);
+}
+
+TEST_F(Ports, AnEditThatLosesAReplyIsTriedAgainAndOneThatIsNotAnsweredIsTakenBack) {
+    hold({{0, "", "", mdio_switch, 207, 0x0000, 0}, {0, "", "", port_phy(port_oabr1), 0, 0x0200, 0}});
+    auto* page = open<PortConfigPanel>();
+    constexpr int id = PortConfigPanel::ID_OABR1_SPEED;
+    comm_set_second(100);
+    constexpr int requests = 6;  // two registers, each read, written and read back
+    for (int lost = 1; lost <= requests; ++lost) {
+        SCOPED_TRACE(lost);
+        std::atomic<int> seen = 0;
+        device_->answer = [&](const Bytes& request) {
+            std::vector<Bytes> replies = device_->firmware(request);
+            return ++seen == lost ? std::vector<Bytes>() : replies;
+        };
+        const bool slow = lost % 2 != 0;
+        choose(page, id, slow ? "10 Mbit/s" : "100 Mbit/s");
+        EXPECT_EQ(shown(page, id), slow ? "10 Mbit/s" : "100 Mbit/s");
+        EXPECT_EQ(device_->reg(port_phy(port_oabr1), 0) & 0x200, slow ? 0 : 0x200);
+        EXPECT_FALSE(page->needsRead());
+    }
+    // A device that takes the first write and is not heard of any more.
+    device_->answer = [&](const Bytes& request) {
+        (void)device_->firmware(request);
+        return std::vector<Bytes>();
+    };
+    choose(page, id, "10 Mbit/s");
+    EXPECT_EQ(shown(page, id), "100 Mbit/s");
+    EXPECT_THAT(page->FindWindow(id)->GetToolTipText().utf8_string(), HasSubstr("did not answer"));
+    EXPECT_TRUE(page->needsRead()) << "a store reads before it writes";
+    comm_set_second(1000);
 }
 
 TEST_F(Ports, ForcedSpeedAndDuplexNeedNegotiationOff) {
