@@ -7,6 +7,7 @@
 #include <wx/display.h>
 #include <wx/dnd.h>
 #include <wx/generic/aboutdlgg.h>
+#include <wx/grid.h>
 #include <wx/iconbndl.h>
 #include <wx/listbook.h>
 #include <wx/listctrl.h>
@@ -17,6 +18,7 @@
 #include <wx/statbmp.h>
 #include <wx/stattext.h>
 #include <wx/statusbr.h>
+#include <wx/textctrl.h>
 #include <wx/thread.h>
 #include <wx/toolbar.h>
 #include <wx/utils.h>
@@ -99,7 +101,12 @@ constexpr MenuRow file_rows[] = {
     {wxID_SEPARATOR, "", "", ""},
     {wxID_EXIT, "E&xit\tAlt-X", "Quit this program", "EXIT"},
 };
-constexpr MenuRow network_rows[] = {{ID_STORE, "Store Settings", "Store Settings on device", "STORE_RED"}};
+constexpr MenuRow network_rows[] = {
+    {ID_STORE, "Store Settings", "Store Settings on device", "STORE_RED"},
+    {wxID_SEPARATOR, "", "", ""},
+    {wxID_UNDO, "&Undo\tCtrl+Z", "Take back the last change on the device", ""},
+    {wxID_REDO, "&Redo\tCtrl+Y", "Make the change again that was taken back", ""},
+};
 constexpr MenuRow help_rows[] = {
     {ID_WEBSITE, "Website", "Show Logger website", "HOME"},
     {wxID_ABOUT, "&About...\tF1", "Show about dialog", "INFO"},
@@ -189,6 +196,8 @@ wxBEGIN_EVENT_TABLE(MainFrame, wxFrame)
     EVT_THREAD(wxEVT_COMMAND_CONNECTION_INTERRUPTED, MainFrame::OnConnectionInerrupted)
     EVT_COMMAND(wxID_ANY, wxEVT_COMMAND_DEVICE_UPDATE_REQUIRED, MainFrame::OnUpdateDevices)
     EVT_MENU(ID_STORE, MainFrame::OnStoreValueToE2P)
+    EVT_MENU(wxID_UNDO, MainFrame::OnUndoOrRedo)
+    EVT_MENU(wxID_REDO, MainFrame::OnUndoOrRedo)
     EVT_MENU(ID_CONSOLE, MainFrame::OnConsoleControl)
     EVT_MENU(ID_RESET, MainFrame::OnResetDevice)
     EVT_MENU(ID_RECONNECT, MainFrame::OnReconnectWanted)
@@ -429,9 +438,19 @@ void MainFrame::updateCommands() {
     enable(networkMenu_, ID_STORE, usable);
     enable(fileMenu_, wxID_OPEN, usable);
     enable(fileMenu_, wxID_SAVE, usable);
+    showStep(wxID_UNDO, "&Undo", "Ctrl+Z", usable ? history_.toUndo() : nullptr);
+    showStep(wxID_REDO, "&Redo", "Ctrl+Y", usable ? history_.toRedo() : nullptr);
     // Reset and console stay usable without a connection: that is when they are needed.
     toolBar_->EnableTool(ID_RESET, !in_use);
     chooser_->Enable(!in_use);
+}
+
+void MainFrame::showStep(int id, const wxString& word, const char* key, const settings::EditStep* step) {
+    const wxString title =
+        step == nullptr ? wxString() : ": " + wxControl::EscapeMnemonics(deviceText(step->title));
+    networkMenu_->Enable(id, step != nullptr);
+    const wxString label = word + title + "\t" + key;
+    if (networkMenu_->FindItem(id)->GetItemLabel() != label) networkMenu_->SetLabel(id, label);
 }
 
 void MainFrame::OnDeviceUseChanged() {
@@ -652,6 +671,7 @@ void MainFrame::OnDeviceConnected(wxThreadEvent&) {
     showHardware("Hardware Version: " + deviceText(device.getBootloaderDesc().toString()));
     SetStatusText("Firmware Version: " + deviceText(device.getFirmwareVersion().toString()), firmware_field);
     silent_ = false;
+    endHistory();
     enableDeviceFunctions();
     showConnection();
     choose(device.getConnectedDevice());
@@ -666,6 +686,7 @@ void MainFrame::OnDeviceDisconnected(wxThreadEvent&) {
     connectionTimer_.Stop();
     showHardware("");
     SetStatusText("", firmware_field);
+    endHistory();
     disableDeviceFunctions();
     showConnection();
 }
@@ -942,6 +963,90 @@ bool MainFrame::store() {
 
 void MainFrame::OnStoreValueToE2P(wxCommandEvent&) {
     store();
+}
+
+// ---- History ----
+
+void MainFrame::noteEdit(const wxString& title, const settings::Settings& before,
+                         const settings::Settings& after) {
+    history_.add(title.utf8_string(), before, after);
+    updateCommands();
+}
+
+void MainFrame::endHistory() {
+    history_.end();
+    updateCommands();
+}
+
+namespace {
+
+/// The text field with the focus, while what is typed there has not been taken over; null for none.
+wxTextCtrl* typedText() {
+    auto* const text = dynamic_cast<wxTextCtrl*>(wxWindow::FindFocus());
+    if (text == nullptr) return nullptr;
+    for (const wxWindow* parent = text->GetParent(); parent != nullptr; parent = parent->GetParent())
+        if (dynamic_cast<const wxGrid*>(parent) != nullptr) return text;
+    return text->IsModified() ? text : nullptr;
+}
+
+}  // namespace
+
+void MainFrame::OnUndoOrRedo(wxCommandEvent& event) {
+    const bool back = event.GetId() == wxID_UNDO;
+    wxTextCtrl* const text = typedText();
+    if (text == nullptr) return takeStep(back);
+    if (back && text->CanUndo()) text->Undo();
+    if (!back && text->CanRedo()) text->Redo();
+}
+
+void MainFrame::takeStep(bool back) {
+    const settings::EditStep* const next = back ? history_.toUndo() : history_.toRedo();
+    if (next == nullptr || !connected_ || workRuns()) return;
+    const settings::EditStep step = *next;  // the history may end meanwhile
+    const DeviceUse use = takeDevice(back ? "the undo" : "the redo");
+    if (!use) return;
+    settings::StepTaken taken;
+    {
+        const DeviceUse job = DeviceUse::take(back ? "the undo" : "the redo");
+        const auto move = [&](Work& work) {
+            settings::ApplyOptions options;
+            options.go_on = [&work](size_t done, size_t total) {
+                work.showProgress(static_cast<int>(100 * done / total));
+                return !work.stopWanted();
+            };
+            options.is_gone = [] { return OABRDevice::instance()->receiverEnded(); };
+            taken = back ? settings::takeStep(step.after, step.before, options)
+                         : settings::takeStep(step.before, step.after, options);
+        };
+        const wxString what = (back ? "Undo: " : "Redo: ") + deviceText(step.title);
+        if (!runWhilePainting(this, {Notice::progress, what}, move)) return;
+    }
+    afterStep(back, step, taken);
+}
+
+void MainFrame::afterStep(bool back, const settings::EditStep& step, const settings::StepTaken& taken) {
+    using Result = settings::StepTaken::Result;
+    const bool done = taken.result == Result::done;
+    const settings::Settings& now = back ? step.before : step.after;
+    if (connected_ && taken.result != Result::not_done) {
+        for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames) {
+            if (!settings::shareSetting(page->heldSettings(), now)) continue;
+            if (done)
+                page->followDevice(now);
+            else
+                page->readAgain();
+        }
+        setSettingsChanged(settingsChanged_ || taken.result != Result::changed_since);
+        if (done)
+            back ? history_.undone() : history_.redone();
+        else
+            history_.end();
+        OnChangedStore();
+    }
+    if (done) return;
+    wxString message = deviceText(taken.message);
+    if (taken.result != Result::not_done) message += "\n\nEarlier changes cannot be taken back any more.";
+    wxMessageBox(message, back ? "Undo" : "Redo", wxOK | wxICON_ERROR, this);
 }
 
 // ---- Commands that need no device ----

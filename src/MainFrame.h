@@ -12,6 +12,7 @@
 #include "src/ConfigManager/ConfigManager.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/DeviceWindow.h"
+#include "src/models/EditHistory.h"
 #include "src/models/Reconnect.h"
 #include "src/models/settings_diff.h"
 #include "src/models/store.h"
@@ -83,6 +84,8 @@ public:
 
     void setSettingsChanged(bool changed) override;
     void OnChangedStore() override;
+    void noteEdit(const wxString& title, const settings::Settings& before,
+                  const settings::Settings& after) override;
     void showActivity(const wxString& text) override;
     void announceConnected() override;
     void announceDisconnected() override;
@@ -153,11 +156,16 @@ private:
     void OnDeviceDisconnected(wxThreadEvent& event);
     void OnConnectionInerrupted(wxThreadEvent& event);
     void OnStoreValueToE2P(wxCommandEvent& event);
+    void OnUndoOrRedo(wxCommandEvent& event);
     void OnConsoleControl(wxCommandEvent& event);
     void OnResetDevice(wxCommandEvent& event);
     void OnDeviceSelected(wxCommandEvent& event);
     void OnReconnectWanted(wxCommandEvent& event);
     void OnLookAfterConnection(wxTimerEvent& event);
+    void showStep(int id, const wxString& word, const char* key, const settings::EditStep* step);
+    void takeStep(bool back);
+    void afterStep(bool back, const settings::EditStep& step, const settings::StepTaken& taken);
+    void endHistory();
     void followAnswers();
     void showConnection();
     void OnDeviceUseChanged();
@@ -182,6 +190,7 @@ private:
     bool connected_ = false;
     wxString activity_;    // what is being done now
     bool silent_ = false;  // the status bar says so
+    settings::EditHistory history_;
     ConfigManager config_;
     Reconnect reconnect_;
     bool saysStored_ = false;     // what the notice says

@@ -17,6 +17,8 @@
 #include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/Controls/MessageText.h"
 #include "src/models/can_device.h"
+#include "src/models/settings_can.h"
+#include "src/models/settings_diff.h"
 #include "src/window/accessible.h"
 #include "src/window/while_painting.h"
 
@@ -446,6 +448,8 @@ void CanSettingsPanel::send(const CanBlock& block, Send what) {
         failure_ = use.refusal();
         return showCheck(check());
     }
+    const settings::Settings before = heldSettings();
+    const CanForm form_before = formOf(device_);
     const auto job = oabr::DeviceUse::take(userName());
     oabr::CanSending sent{device_, "The device is busy."};
     const auto work = [&, device = device_](Work&) { sent = sendCanToDevice(block, device, what); };
@@ -455,6 +459,45 @@ void CanSettingsPanel::send(const CanBlock& block, Send what) {
         whenNoWorkRuns(this, [this] { apply(); });
     failure_ = sent.failure;
     showCheck(check());
+    for (wxWindow* const field : windows_)  // what was sent is no text that is being typed
+        if (auto* const entry = dynamic_cast<wxTextCtrl*>(field)) entry->DiscardEdits();
+    noteEdit(editTitle(form_before), before);
+}
+
+/// "CAN mode LOOPBACK"; the page's name where more than one field changed.
+wxString CanSettingsPanel::editTitle(const CanForm& before) const {
+    const CanForm now = formOf(device_);
+    if (now[CanField::baud_rate] != before[CanField::baud_rate])
+        return "CAN bit rate " + wxString::FromUTF8(now[CanField::baud_rate]);
+    std::optional<CanField> changed;
+    for (size_t i = 0; i < oabr::can_field_count; ++i) {
+        const auto field = static_cast<CanField>(i);
+        if (now[field] == before[field]) continue;
+        if (changed) return GetName();
+        changed = field;
+    }
+    if (!changed) return {};
+    const std::string& text = now[*changed];
+    return shownName(window(*changed)) + " " +
+           (text == "true"    ? "on"
+            : text == "false" ? "off"
+                              : wxString::FromUTF8(text));
+}
+
+settings::Settings CanSettingsPanel::heldSettings() const {
+    settings::Settings settings;
+    if (needsRead()) return settings;
+    takeCanBlock(device_, &settings);
+    settings.traffic_time.reset();
+    return settings;
+}
+
+void CanSettingsPanel::followDevice(const settings::Settings& now) {
+    settings::Settings all;
+    takeCanBlock(device_, &all);
+    putOver(&all, now);
+    device_ = canBlockOf(all, device_);
+    showForm(formOf(device_));
 }
 
 void CanSettingsPanel::ReadAllRegisters() {

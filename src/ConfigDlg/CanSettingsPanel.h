@@ -33,6 +33,9 @@ public:
     void SetAllRegisters() override;
     void ReadAllRegisters() override;
     StoreStep StoreBesideRecords() override;
+    /// Without the traffic time, which only a store writes.
+    settings::Settings heldSettings() const override;
+    void followDevice(const settings::Settings& now) override;
     void OnSeen() override { readWhenShown(); }
     void OnWindowCloses() override;
     void OnDeviceConnected(wxThreadEvent& event) override;
@@ -76,6 +79,7 @@ private:
     void enableFields();
     void apply();
     void send(const oabr::CanBlock& block, oabr::Send what);
+    wxString editTitle(const oabr::CanForm& before) const;
     void openTrace();
 
     std::array<wxWindow*, oabr::can_field_count> windows_{};

@@ -188,9 +188,11 @@ bool PortBasedVlanTab::write(Send what) {
         return false;
     }
     if (what == Send::changes) noteChange();
+    const settings::Settings before = heldSettings();
     const bool taken =
         oabr::writePortVlansToDevice(matrix(), &device_, needsRead() ? Send::everything : what);
     say(taken ? "" : "The device did not take all of the changes.");
+    noteEdit("", before);
     return taken;
 }
 
@@ -215,12 +217,22 @@ void PortBasedVlanTab::OnValuesChanged() {
     say("");
 }
 
-settings::Settings PortBasedVlanTab::shownSettings() const {
+settings::Settings PortBasedVlanTab::settingsOf(const Matrix& matrix) {
     settings::Settings settings;
-    const Matrix shown = matrix();
     for (const device_port& port : device_ports)
-        settings.port(port.number).forward = shown[port_index(port.number)];
+        settings.port(port.number).forward = matrix[port_index(port.number)];
     return settings;
+}
+
+settings::Settings PortBasedVlanTab::heldSettings() const {
+    return needsRead() ? settings::Settings() : settingsOf(device_);
+}
+
+void PortBasedVlanTab::followDevice(const settings::Settings& now) {
+    for (const device_port& port : device_ports)
+        if (const auto& forward = now.port(port.number).forward)
+            device_[port_index(port.number)] = static_cast<uint8_t>(*forward);
+    show(device_);
 }
 
 }  // namespace kovgui

@@ -37,7 +37,9 @@ public:
 
     void SetAllRegisters() override;
     void ReadAllRegisters() override;
-    settings::Settings shownSettings() const override;
+    settings::Settings shownSettings() const override { return settingsOf(matrix()); }
+    settings::Settings heldSettings() const override;
+    void followDevice(const settings::Settings& now) override;
     void OnValuesChanged() override;
     void OnValueChangedEvent(wxCommandEvent& event) override;
 
@@ -54,6 +56,7 @@ private:
     };
     static constexpr int any_port = 0;
 
+    static settings::Settings settingsOf(const Matrix& matrix);
     wxSizer* buildMatrix(wxWindow* parent);
     wxWindow* addAction(wxWindow* parent, Action action, Line line);
     void OnArrow(wxKeyEvent& event);

@@ -15,6 +15,7 @@
 namespace kovgui {
 namespace {
 
+using controls::plainLabel;
 using controls::RowBox;
 using controls::SettingRow;
 using settings::PortSettings;
@@ -66,6 +67,7 @@ SniffingPanel::SniffingPanel(wxWindow* parent) : OABRControlFrame(parent, "Sniff
     sniff_port_->Append(sniff_port_values, static_cast<int>(std::size(sniff_port_values)));
     sniff_port_->bind({getSniffing, setSniffing, storeSniffing});
     sniff_port_->SetToolTip(sniff_port_row.tooltip);
+    sniff_port_->SetName("sniff on port");
     auto* line = new wxBoxSizer(wxHORIZONTAL);
     line->Add(label, wxSizerFlags().CenterVertical().Border(wxRIGHT, gap));
     line->Add(sniff_port_->withSign(), wxSizerFlags(1).CenterVertical());
@@ -75,6 +77,7 @@ SniffingPanel::SniffingPanel(wxWindow* parent) : OABRControlFrame(parent, "Sniff
     for (size_t port = 0; port < modes_.size(); ++port) {
         modes_[port] = box.addChoice(mode_rows[port]);
         mode_labels_[port] = box.lastLabel();
+        modes_[port]->SetName("sniffing " + plainLabel(mode_rows[port].label));
     }
     choices->Add(box.sizer(), wxSizerFlags().Expand().Border(wxALL, gap));
     title->Add(choices);
@@ -121,6 +124,14 @@ std::vector<controls::OABRControl*> SniffingPanel::dependents(int id) const {
 settings::Settings SniffingPanel::shownSettings() const {
     settings::Settings settings = OABRControlFrame::shownSettings();
     if (const auto shown = sniff_port_->shownValue()) settings.mirror_to = portOfSniffPort(*shown);
+    return settings;
+}
+
+settings::Settings SniffingPanel::heldSettings() const {
+    settings::Settings settings = OABRControlFrame::heldSettings();
+    if (const auto held = sniff_port_->held()) settings.mirror_to = portOfSniffPort(*held);
+    for (settings::PortSettings& port : settings.ports)
+        if (port.mirror_from == sniff_sniffer_port) port.mirror_from = sniff_none;
     return settings;
 }
 

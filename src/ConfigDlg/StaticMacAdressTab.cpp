@@ -138,6 +138,7 @@ bool StaticMacAdressTab::apply(const std::vector<int>& rows, Send what) {
         else
             showRow(row, entry);
     }
+    const settings::Settings before = heldSettings();
     const StepsResult result =
         runSteps(this, "Writing the static MAC table", oabr::staticMacStepsToDevice(&writes));
     for (const auto& [row, entry, done] : writes) {
@@ -148,6 +149,7 @@ bool StaticMacAdressTab::apply(const std::vector<int>& rows, Send what) {
     const bool taken = result == StepsResult::finished;
     failure_ = taken ? "" : "The device did not take all of the changes.";
     showState();
+    noteEdit("", before);
     return taken;
 }
 
@@ -197,6 +199,24 @@ settings::Settings StaticMacAdressTab::shownSettings() const {
     for (const int row : allRows())
         if (!grid_->isRowWrong(row)) settings.macs[row] = oabr::staticMacEntry(texts(row));
     return settings;
+}
+
+settings::Settings StaticMacAdressTab::heldSettings() const {
+    settings::Settings settings;
+    if (needsRead()) return settings;
+    for (const int row : allRows())
+        settings.macs[row] = device_[static_cast<size_t>(row)];
+    settings.whole_macs = true;
+    return settings;
+}
+
+void StaticMacAdressTab::followDevice(const settings::Settings& now) {
+    grid_->dropEditing();
+    for (const auto& [row, entry] : now.macs) {
+        device_[static_cast<size_t>(row)] = entry;
+        showRow(row, entry);
+    }
+    showState();
 }
 
 void StaticMacAdressTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records,

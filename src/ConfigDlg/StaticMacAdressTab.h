@@ -31,6 +31,8 @@ public:
     void StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records, std::vector<e2p_cfg_cmd>& phy1_records,
                            std::vector<e2p_cfg_cmd>& phy2_records) override;
     settings::Settings shownSettings() const override;
+    settings::Settings heldSettings() const override;
+    void followDevice(const settings::Settings& now) override;
     StoreStep StoreBesideRecords() override;
     std::string describeFit(unsigned missing_switch_bytes) const override;
     void OnValuesChanged() override;

@@ -13,6 +13,7 @@
 #include "src/Controls/CheckedGrid.h"
 #include "src/Controls/MessageText.h"
 #include "src/Controls/RowList.h"
+#include "src/models/settings_diff.h"
 #include "src/models/settings_vlan.h"
 #include "src/models/vlan_device.h"
 #include "src/window/accessible.h"
@@ -288,10 +289,12 @@ StepsResult VlanTab::apply(const VlanSettings& target, Send what) {
     noteChange();
     const StepsResult result = runSteps(this, "Writing the VLAN settings", steps);
     if (result == StepsResult::finished) {
+        const settings::Settings before = heldSettings();
         device_ = target;
         enable_->SetValue(target.enabled);
         showTable();
         showState();
+        noteEdit("", before);
         return result;
     }
     write_error_ = result == StepsResult::stopped ? "The writing was stopped half-way."
@@ -338,6 +341,21 @@ settings::Settings VlanTab::shownSettings() const {
     settings::Settings settings;
     takeVlanSettings(device_, &settings);
     return settings;
+}
+
+settings::Settings VlanTab::heldSettings() const {
+    if (needsRead()) return {};
+    settings::Settings settings = shownSettings();
+    settings.whole_vlans = true;
+    return settings;
+}
+
+void VlanTab::followDevice(const settings::Settings& now) {
+    settings::Settings all = shownSettings();
+    putOver(&all, now);
+    device_ = vlanSettingsIn(all);
+    message_.clear();
+    showDevice();
 }
 
 void VlanTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records,

@@ -78,6 +78,10 @@ void OABRControl::giveSetting(settings::Settings* settings) const {
     if (setting_) settings->port(port_).*setting_ = shownValue();
 }
 
+void OABRControl::giveHeld(settings::Settings* settings) const {
+    if (setting_) settings->port(port_).*setting_ = held_;
+}
+
 void OABRControl::takeSetting(const settings::Settings& settings) {
     if (!setting_) return;
     if (const settings::Value& value = settings.port(port_).*setting_) showValue(*value);

@@ -73,6 +73,8 @@ public:
     /// What the device was last seen to hold; nothing where that is not known.
     const std::optional<int>& held() const { return held_; }
     void setHeld(std::optional<int> value) { held_ = value; }
+    /// Adds the setting that the device holds.
+    void giveHeld(settings::Settings* settings) const;
 
     /// The control and, beside it, room for the sign that marks it.
     wxSizer* withSign();

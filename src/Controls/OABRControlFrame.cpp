@@ -119,6 +119,25 @@ void OABRControlFrame::showSettings(const settings::Settings& settings) {
         control->takeSetting(settings);
 }
 
+settings::Settings OABRControlFrame::heldSettings() const {
+    settings::Settings settings;
+    for (const auto& [id, control] : controls_)
+        control->giveHeld(&settings);
+    return settings;
+}
+
+void OABRControlFrame::followDevice(const settings::Settings&) {
+    readAgain();
+}
+
+void OABRControlFrame::readAgain() {
+    if (!IsThisEnabled()) return;
+    OnValuesChanged();
+    whenNoWorkRuns(this, [this] {
+        if (isSeen(this)) OnSeen();
+    });
+}
+
 bool OABRControlFrame::holdDeviceValues() {
     if (needs_read_) ReadAllRegisters();
     return !needs_read_;
@@ -199,6 +218,7 @@ void OABRControlFrame::edit(OABRControl* edited, int value) {
                      wxOK | wxICON_INFORMATION | wxCENTRE, this);
         return;
     }
+    const settings::Settings before = heldSettings();
     Edit done;
     for (OABRControl* control : dependents(edited->getWXID()))
         done.dependents.emplace_back(control, std::nullopt);
@@ -221,6 +241,8 @@ void OABRControlFrame::edit(OABRControl* edited, int value) {
         return edited->mark("The device did not take \"" + wanted + "\".", value);
     edited->unmark();
     noteChange();
+    const wxString text = wanted == onOffText(true) ? "on" : wanted == onOffText(false) ? "off" : wanted;
+    noteEdit(dynamic_cast<wxWindow*>(edited)->GetName() + " " + text, before);
 }
 
 /// Shows what the device was last seen to hold: of the control that was edited, and of those that went with
@@ -230,6 +252,10 @@ void OABRControlFrame::showHeld(OABRControl* edited) {
     for (const auto& [id, control] : controls_)
         if (control->held()) control->showValue(*control->held());
     OnValuesShown();
+}
+
+void OABRControlFrame::noteEdit(const wxString& title, const settings::Settings& before) {
+    if (PageHost* const host = pageHost(this)) host->noteEdit(title, before, heldSettings());
 }
 
 void OABRControlFrame::noteChange() {

@@ -46,6 +46,14 @@ public:
     /// Shows those of its settings that are known; the device is left alone.
     virtual void showSettings(const settings::Settings& settings);
 
+    /// The settings of the page that the device was last seen to hold.
+    virtual settings::Settings heldSettings() const;
+    /// The device was given these settings otherwise than by the page, and holds them: shows what is the
+    /// page's.
+    virtual void followDevice(const settings::Settings& now);
+    /// Reads the device again: now if the page is seen, else when it is.
+    void readAgain();
+
     /// Marks the page for reading.
     virtual void OnValuesChanged();
     virtual void OnDeviceConnected(wxThreadEvent& event);
@@ -82,6 +90,9 @@ protected:
     [[nodiscard]] oabr::DeviceUse takeDevice();
     /// Who has the device then: "the page Counter".
     std::string userName() const { return "the page " + GetName().utf8_string(); }
+    /// Tells the window of an edit, for its history.
+    /// @param before  the page's held settings before it
+    void noteEdit(const wxString& title, const settings::Settings& before);
     /// Tells the window that the pages show settings that are not stored.
     void noteChange();
     /// Reads the page from the event loop, when no work runs and if it is seen then.

@@ -9,6 +9,13 @@ namespace {
 
 constexpr int gap_px = 8;
 
+/// "OABR1 speed"
+wxString titleOf(const wxString& box, const SettingRow& row) {
+    wxString label = plainLabel(row.label);
+    const bool word = label.length() > 1 && wxIslower(label[1]);
+    return box + " " + (word ? label.Left(1).Lower() + label.Mid(1) : label);
+}
+
 void bind(OABRControl* control, const SettingRow& row) {
     control->bind({row.get, row.set, nullptr});
     if (row.setting) control->bindSetting(row.setting, row.port);
@@ -41,6 +48,7 @@ OABRRegComboBox* RowBox::addChoice(const SettingRow& row) {
     // Another box of the page may have a row of that label.
     setAccessibleName(choice, box_->GetStaticBox()->GetLabel() + " " + plainLabel(row.label));
     setAccessibleLabels(choice, {window(), last_label_});
+    choice->SetName(titleOf(box_->GetStaticBox()->GetLabel(), row));
     choice->Append(row.values.data(), countOf(row));
     bind(choice, row);
     choice->SetToolTip(row.tooltip);
@@ -63,6 +71,7 @@ OABRRegCheckBox* RowBox::addCheckBox(const SettingRow& row) {
     auto* box = new OABRRegCheckBox(page_, row.id, row.label, wxDefaultPosition, wxDefaultSize,
                                     static_cast<unsigned>(row.values[0].value),
                                     static_cast<unsigned>(row.values[1].value), window());
+    box->SetName(titleOf(box_->GetStaticBox()->GetLabel(), row));
     bind(box, row);
     box->SetToolTip(row.tooltip);
     grid_->Add(box->withSign(), wxSizerFlags().CenterVertical());

@@ -159,6 +159,70 @@ Difference differenceOf(const Settings& now, const Settings& wanted, const Setti
     return Comparison(now, wanted, stored, against).run();
 }
 
+namespace {
+
+template <typename Object>
+void keepObject(std::optional<Object>* before, std::optional<Object>* after,
+                bool (*same)(const Object&, const Object&)) {
+    if (*before && *after && !same(**before, **after)) return;
+    before->reset();
+    after->reset();
+}
+
+template <typename Entry>
+void keepEntries(std::map<int, Entry>* before, std::map<int, Entry>* after, bool whole) {
+    std::map<int, Entry> from, to;
+    const auto keep = [&](int number) {
+        const auto held = before->find(number), wanted = after->find(number);
+        const Entry a = held == before->end() ? Entry{} : held->second;
+        const Entry b = wanted == after->end() ? Entry{} : wanted->second;
+        if (sameEntry(a, b)) return;
+        from[number] = a;
+        to[number] = b;
+    };
+    for (const auto& [number, entry] : *after)
+        keep(number);
+    if (whole)
+        for (const auto& [number, entry] : *before)
+            keep(number);
+    *before = std::move(from);
+    *after = std::move(to);
+}
+
+}  // namespace
+
+void keepDifference(Settings* before, Settings* after) {
+    // Of the port that is mirrored to nothing is mirrored.
+    const Value to = mirrorTo(*before, *after);
+    if (to.value_or(0) != 0) after->port(*to).mirror_from = 0;
+    forEachSetting([&](const Row& row, int port) {
+        Value &a = row.of(*before, port), &b = row.of(*after, port);
+        if (a && b && a != b && !row.read_only) return;
+        a.reset();
+        b.reset();
+    });
+    keepObject(&before->can_timing, &after->can_timing, sameTiming);
+    keepObject(&before->can_receive, &after->can_receive, sameReceive);
+    keepEntries(&before->vlans, &after->vlans, after->whole_vlans);
+    keepEntries(&before->macs, &after->macs, after->whole_macs);
+    for (Settings* const settings : {before, after})
+        settings->whole_vlans = settings->whole_macs = false;
+}
+
+void putOver(Settings* settings, const Settings& known) {
+    forEachSetting([&](const Row& row, int port) {
+        if (const Value& value = row.of(known, port)) row.of(*settings, port) = value;
+    });
+    if (known.can_timing) settings->can_timing = known.can_timing;
+    if (known.can_receive) settings->can_receive = known.can_receive;
+    const auto putEntries = [](auto& entries, const auto& others) {
+        for (const auto& [number, entry] : others)
+            entries[number] = entry;
+    };
+    putEntries(settings->vlans, known.vlans);
+    putEntries(settings->macs, known.macs);
+}
+
 // ---- The plan ----
 
 namespace {
@@ -188,6 +252,9 @@ public:
         for (size_t i = 0; i < plan_.difference.changes.size(); ++i)
             change_of_[plan_.difference.changes[i].path] = i;
         if (image_.can) block_ = *image_.can;
+        plan_.before = now_;
+        plan_.after = wanted_;
+        keepDifference(&plan_.before, &plan_.after);
     }
 
     Plan run() {

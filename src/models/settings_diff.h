@@ -41,6 +41,13 @@ enum class Against {
 Difference differenceOf(const Settings& now, const Settings& wanted, const Settings* stored = nullptr,
                         Against against = Against::live);
 
+/// Keeps of both what `after` has otherwise, and what becomes otherwise by that. Entries of a table that are
+/// not listed are not there.
+void keepDifference(Settings* before, Settings* after);
+
+/// Takes over what the other one knows.
+void putOver(Settings* settings, const Settings& known);
+
 /// One request that changes the device. Bytes as they cross the wire: a register's value, an entry in its
 /// write layout, a record.
 struct Write {
@@ -71,6 +78,7 @@ struct Write {
 
 struct Plan {
     Difference difference;
+    Settings before, after;     ///< of what changes
     std::vector<Write> writes;  ///< in the order in which they are sent
     std::vector<Error> warnings;
 

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "src/models/Settings.h"
+
 namespace kovgui {
 
 /// What a page may ask of the window that shows it. The main window implements it; a page finds it with
@@ -19,6 +21,12 @@ public:
     virtual void setSettingsChanged(bool changed) = 0;
     /// Shows or hides what tells of unstored settings.
     virtual void OnChangedStore() = 0;
+
+    /// The operator changed settings on the device: one step to take back.
+    /// @param title   in a few words, as a menu shows it; empty for one made of what differs
+    /// @param before  what the device held, at least of what `after` has otherwise
+    virtual void noteEdit(const wxString& title, const settings::Settings& before,
+                          const settings::Settings& after) = 0;
 
     /// Says in the status bar what is being done; an empty text ends that.
     virtual void showActivity(const wxString& text) = 0;

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "lib/ksz.h"
+#include "lib/port_config.h"
 #include "src/ConfigDlg/PortConfigPanel.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/OABRDevice.h"
@@ -222,6 +223,42 @@ TEST_F(WithDevice, AnEditOnASilentDeviceIsSaidAndLeavesTheWindowPainting) {
     EXPECT_TRUE(connectedTo("Connected"));
     EXPECT_TRUE(waitFor([] { return !find<PortConfigPanel>()->needsRead(); }));
     EXPECT_EQ(control->shownText(), before);
+}
+
+TEST_F(WithDevice, EditsAreTakenBackAndMadeAgainByKey) {
+    auto* const page = find<PortConfigPanel>();
+    const auto speed = [page] { return page->control(PortConfigPanel::ID_OABR1_SPEED)->shownText(); };
+    const auto menu = [this](int id) { return frame_->GetMenuBar()->FindItem(id)->GetItemLabelText(); };
+    const auto key = [](char letter) { wxUIActionSimulator().Char(letter, wxMOD_CONTROL); };
+    EXPECT_FALSE(menuEnabled(wxID_UNDO));
+    const wxString before = speed();
+    page->FindWindow(PortConfigPanel::ID_OABR1_SPEED)->SetFocus();
+    change(page->FindWindow(PortConfigPanel::ID_OABR1_SPEED));
+    const wxString after = speed();
+    EXPECT_EQ(menu(wxID_UNDO), "Undo: OABR1 speed " + after);
+
+    key('Z');
+    EXPECT_TRUE(waitFor([&] { return speed() == before; }));
+    EXPECT_TRUE(waitFor([&] { return menuEnabled(wxID_REDO); }));
+    EXPECT_FALSE(menuEnabled(wxID_UNDO));
+    key('Y');
+    EXPECT_TRUE(waitFor([&] { return speed() == after; }));
+
+    // A value that the console has changed since is left alone.
+    EXPECT_TRUE(waitFor([&] { return menuEnabled(wxID_UNDO); }));
+    ASSERT_EQ(OABR1_speed_set(before.StartsWith("100") ? 1 : 0), 1);
+    key('Z');
+    EXPECT_TRUE(waitFor([&] { return !answers_.boxes().empty(); }));
+    EXPECT_THAT(answers_.boxes().back().text,
+                StartsWith("Nothing was written: the device holds something else"));
+    EXPECT_TRUE(waitFor([&] { return speed() == before; })) << "it shows what the device has";
+    EXPECT_FALSE(menuEnabled(wxID_UNDO));
+
+    change(page->FindWindow(PortConfigPanel::ID_OABR1_SPEED));
+    EXPECT_TRUE(menuEnabled(wxID_UNDO));
+    command(*frame_, ID_RESET);
+    EXPECT_TRUE(waitFor([&] { return !menuEnabled(wxID_UNDO); }));
+    EXPECT_TRUE(connectedTo("Connected"));
 }
 
 TEST_F(WithDevice, ALossThatWasNoticedAsAJobBeganLeavesItsConnectionAlone) {

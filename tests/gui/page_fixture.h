@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "src/Controls/OABRControlFrame.h"
+#include "src/models/EditHistory.h"
 #include "src/window/PageHost.h"
 #include "tests/gui/gui_fixture.h"
 
@@ -21,6 +22,10 @@ public:
 
     void setSettingsChanged(bool is) override { changed = is; }
     void OnChangedStore() override {}
+    void noteEdit(const wxString& title, const settings::Settings& before,
+                  const settings::Settings& after) override {
+        history.add(title.utf8_string(), before, after);
+    }
     void showActivity(const wxString& text) override {
         if (!text.empty()) activities.push_back(text.utf8_string());
     }
@@ -32,6 +37,7 @@ public:
 
     bool changed = false;
     int disconnected = 0;
+    settings::EditHistory history;
     std::vector<std::string> activities;
 };
 

@@ -10,6 +10,7 @@
 #include "lib/port_config.h"
 #include "src/ConfigDlg/CounterPanel.h"
 #include "src/ConfigDlg/CustomSettingsPanel.h"
+#include "src/ConfigDlg/PortBasedVlanTab.h"
 #include "src/ConfigDlg/PortConfigPage.h"
 #include "src/ConfigDlg/PortConfigPanel.h"
 #include "src/ConfigDlg/SniffingPanel.h"
@@ -173,6 +174,59 @@ TEST_F(Ports, TheUsbPortShowsItsSettingsAndItsLink) {
     check(page, CustomSettingsPanel::ID_USB_AUTONEG, true);
     EXPECT_EQ(switchRegister(44), 0x60);
     EXPECT_FALSE(page->FindWindow(CustomSettingsPanel::ID_USB_SPEED)->IsEnabled());
+}
+
+// ---- Taken back ----
+
+/// Changes every control that can be changed, twice round, and takes all of it back.
+class TakenBack : public Pages {
+protected:
+    void expectAsBefore(OABRControlFrame* page, int first, int last) {
+        const std::vector<uint16_t> registers = device_->settings();
+        for (int id : {first, last, last - 1, first + 1, first, last})
+            change(page, id);
+        for (int id = first; id <= last; ++id)
+            change(page, id);
+        ASSERT_NE(host_->history.toUndo(), nullptr);
+        EXPECT_NE(device_->settings(), registers);
+        while (const settings::EditStep* step = host_->history.toUndo()) {
+            const settings::StepTaken taken = settings::takeStep(step->after, step->before, {});
+            ASSERT_EQ(taken.result, settings::StepTaken::Result::done) << step->title << taken.message;
+            page->followDevice(step->before);
+            drainEvents();
+            host_->history.undone();
+        }
+        EXPECT_EQ(device_->settings(), registers);
+    }
+
+private:
+    void change(OABRControlFrame* page, int id) {
+        wxWindow* const window = page->FindWindow(id);
+        if (!window->IsEnabled()) return;
+        if (auto* const box = dynamic_cast<wxCheckBox*>(window)) return check(page, id, !box->GetValue());
+        auto* const list = dynamic_cast<wxChoice*>(window);
+        if (!list) return;
+        const auto next = static_cast<unsigned>(list->GetSelection() + 1) % list->GetCount();
+        choose(page, id, list->GetString(next));
+    }
+};
+
+TEST_F(TakenBack, EditsLeaveNothingBehind) {
+    auto* ports = open<PortConfigPanel>();
+    expectAsBefore(ports, PortConfigPanel::ID_OABR1_ROLE, PortConfigPanel::ID_ETH_SPEED);
+    ports->Hide();
+    auto* custom = open<CustomSettingsPanel>();
+    expectAsBefore(custom, CustomSettingsPanel::ID_USB_AUTONEG, CustomSettingsPanel::ID_USB_SPEED);
+    custom->Hide();
+    sniff(1) = sniff_transmit;
+    sniff(3) = sniff_mirror_port;
+    auto* sniffing = open<SniffingPanel>();
+    expectAsBefore(sniffing, SniffingPanel::ID_SNIFF_OABR1, SniffingPanel::ID_SNIFF_PORT);
+    choose(sniffing, SniffingPanel::ID_SNIFF_USB, "TX and RX");
+    EXPECT_EQ(host_->history.toUndo()->title, "sniffing USB TX and RX");
+    sniffing->Hide();
+    auto* matrix = open<PortBasedVlanTab>();
+    expectAsBefore(matrix, PortBasedVlanTab::boxId(1, 1), PortBasedVlanTab::boxId(4, 4));
 }
 
 // ---- Sniffing ----

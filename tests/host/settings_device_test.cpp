@@ -8,6 +8,7 @@
 #include "lib/device_cmd.h"
 #include "sim/firmware.h"
 #include "src/OABR-Switch/OABRDevice.h"
+#include "src/models/EditHistory.h"
 #include "src/models/load_difference.h"
 #include "src/models/settings_device.h"
 #include "tests/support/linked_firmware.h"
@@ -328,6 +329,59 @@ TEST(SettingsOnADevice, ChangeOnlyTheTrafficTimeOfAStoredBlock) {
             ASSERT_EQ(device.eeprom()[i], before[i]) << i;
         }
     }
+}
+
+// ---- The history ----
+
+/// Takes the last step back, or makes it again, where there is one.
+void move(EditHistory& history, bool back) {
+    const EditStep* const step = back ? history.toUndo() : history.toRedo();
+    if (!step) return;
+    const StepTaken taken =
+        back ? takeStep(step->after, step->before, {}) : takeStep(step->before, step->after, {});
+    ASSERT_EQ(taken.result, StepTaken::Result::done) << step->title << ": " << taken.message;
+    back ? history.undone() : history.redone();
+}
+
+RC_GTEST_PROP(AnEditHistory, LeadsBackToWhereItBegan, ()) {
+    Device device;
+    RC_ASSERT(device.apply(*genSettings({.all = true, .can_mode = false})).errors.empty());
+    const DeviceImage start = device.image(Scope::everything());
+    EditHistory history;
+    for (int count = *rc::gen::inRange(1, 12); count > 0; --count) {
+        const int what = *rc::gen::inRange(0, 4);
+        if (what < 2) {
+            move(history, what == 0);
+        } else {
+            RC_ASSERT(device.apply(*genSettings({.can_mode = false, .entries = 3})).errors.empty());
+            history.add("", device.plan().before, device.plan().after);
+        }
+    }
+    while (history.toUndo())
+        move(history, true);
+    const DeviceImage end = device.image(Scope::everything());
+    RC_ASSERT(settingsOf(end, Scope::everything()) == settingsOf(start, Scope::everything()));
+    for (const auto& [at, bits] : start.registers)
+        RC_ASSERT(end.registers.at(at).value == bits.value);
+}
+
+TEST(AnEditHistory, LeavesAloneWhatSomebodyElseHasChanged) {
+    Device device;
+    Settings wanted;
+    wanted.vlan_enabled = 1;
+    wanted.vlans[5] = {true, 0x0F, 5};
+    ASSERT_TRUE(device.apply(wanted).errors.empty());
+    EditHistory history;
+    history.add("", device.plan().before, device.plan().after);
+    ASSERT_NE(history.toUndo(), nullptr);
+    EXPECT_EQ(history.toUndo()->title, "2 settings");
+    wanted.vlans[5].fid = 6;
+    ASSERT_TRUE(device.apply(wanted).errors.empty());
+    const Settings held = device.settings();
+    const StepTaken taken = takeStep(history.toUndo()->after, history.toUndo()->before, {});
+    EXPECT_EQ(taken.result, StepTaken::Result::changed_since);
+    EXPECT_THAT(taken.message, testing::HasSubstr("/vlan/entry/5 is {\"fid\":6"));
+    EXPECT_EQ(device.settings(), held);
 }
 
 }  // namespace
