@@ -106,6 +106,7 @@ constexpr MenuRow network_rows[] = {
     {wxID_SEPARATOR, "", "", ""},
     {wxID_UNDO, "&Undo\tCtrl+Z", "Take back the last change on the device", ""},
     {wxID_REDO, "&Redo\tCtrl+Y", "Make the change again that was taken back", ""},
+    {wxID_REFRESH, "Read &again\tF5", "Read the page from the device again", ""},
 };
 constexpr MenuRow help_rows[] = {
     {ID_WEBSITE, "Website", "Show Logger website", "HOME"},
@@ -198,6 +199,7 @@ wxBEGIN_EVENT_TABLE(MainFrame, wxFrame)
     EVT_MENU(ID_STORE, MainFrame::OnStoreValueToE2P)
     EVT_MENU(wxID_UNDO, MainFrame::OnUndoOrRedo)
     EVT_MENU(wxID_REDO, MainFrame::OnUndoOrRedo)
+    EVT_MENU(wxID_REFRESH, MainFrame::OnReadAgain)
     EVT_MENU(ID_CONSOLE, MainFrame::OnConsoleControl)
     EVT_MENU(ID_RESET, MainFrame::OnResetDevice)
     EVT_MENU(ID_RECONNECT, MainFrame::OnReconnectWanted)
@@ -240,6 +242,7 @@ void MainFrame::Init(bool console) {
     buildStatusBar();
     buildToolBar(console);
     buildPages();
+    buildKeys();
     restorePage();
     connectPages(&config_);
     config_.readPages = [this] { return readPagesForFile(); };
@@ -273,6 +276,18 @@ void MainFrame::buildMenus() {
     bar->Append(networkMenu_, "&Network");
     bar->Append(helpMenu_, "&Help");
     SetMenuBar(bar);
+}
+
+/// The keys beside the menus' own.
+void MainFrame::buildKeys() {
+    std::vector<wxAcceleratorEntry> keys = {{wxACCEL_CTRL, 'S', ID_STORE}, {wxACCEL_CTRL, 'H', ID_USER_HELP}};
+    for (size_t page = 0; page < book_->GetPageCount(); ++page) {
+        const int id = wxWindow::NewControlId();
+        keys.emplace_back(wxACCEL_CTRL, '1' + static_cast<int>(page), id);
+        Bind(
+            wxEVT_MENU, [this, page](wxCommandEvent&) { book_->SetSelection(page); }, id);
+    }
+    SetAcceleratorTable(wxAcceleratorTable(static_cast<int>(keys.size()), keys.data()));
 }
 
 void MainFrame::buildStatusBar() {
@@ -438,6 +453,7 @@ void MainFrame::updateCommands() {
     enable(networkMenu_, ID_STORE, usable);
     enable(fileMenu_, wxID_OPEN, usable);
     enable(fileMenu_, wxID_SAVE, usable);
+    networkMenu_->Enable(wxID_REFRESH, usable);
     showStep(wxID_UNDO, "&Undo", "Ctrl+Z", usable ? history_.toUndo() : nullptr);
     showStep(wxID_REDO, "&Redo", "Ctrl+Y", usable ? history_.toRedo() : nullptr);
     // Reset and console stay usable without a connection: that is when they are needed.
@@ -962,7 +978,12 @@ bool MainFrame::store() {
 }
 
 void MainFrame::OnStoreValueToE2P(wxCommandEvent&) {
-    store();
+    if (connected_) store();  // a key reaches a command that is disabled
+}
+
+void MainFrame::OnReadAgain(wxCommandEvent&) {
+    for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
+        if (controls::isSeen(page)) page->OnReadAgain();
 }
 
 // ---- History ----
@@ -1113,6 +1134,8 @@ bool MainFrame::takeDroppedFiles(const wxArrayString& paths) {
 void MainFrame::OnOpenUserHelp(wxCommandEvent&) {
     if (!help_) help_ = HelpViewer::create(this);
     if (!help_) return;
+    const int page = book_->GetSelection();
+    if (page != wxNOT_FOUND) help_->showChapter(pageRows()[static_cast<size_t>(page)].chapter);
     help_->Show();
     help_->Raise();
 }

@@ -106,6 +106,7 @@ protected:
 
 private:
     void buildMenus();
+    void buildKeys();
     void buildStatusBar();
     void buildToolBar(bool console);
     void buildPages();
@@ -156,6 +157,7 @@ private:
     void OnDeviceDisconnected(wxThreadEvent& event);
     void OnConnectionInerrupted(wxThreadEvent& event);
     void OnStoreValueToE2P(wxCommandEvent& event);
+    void OnReadAgain(wxCommandEvent& event);
     void OnUndoOrRedo(wxCommandEvent& event);
     void OnConsoleControl(wxCommandEvent& event);
     void OnResetDevice(wxCommandEvent& event);

@@ -23,12 +23,12 @@ wxWindow* make(wxWindow* book) {
 }
 
 constexpr PageRow rows[] = {
-    {"Port Config", "PORTCONFIG", make<PortConfigPage>},
-    {"VLAN", "VLAN", make<VlanPage>},
-    {"Sniffing", "SNIFFING", make<SniffingPanel>},
-    {"Counter", "COUNTER", make<CounterPanel>},
-    {"Life Cycle Settings", "CANSETTINGS", make<CanSettingsPanel>},
-    {"Firmware Flash", "SOFTWAREUPDATE", make<FlashPanel>},
+    {"Port Config", "PORTCONFIG", make<PortConfigPage>, "ports.html"},
+    {"VLAN", "VLAN", make<VlanPage>, "vlan.html"},
+    {"Sniffing", "SNIFFING", make<SniffingPanel>, "sniffing.html"},
+    {"Counter", "COUNTER", make<CounterPanel>, "counter.html"},
+    {"Life Cycle Settings", "CANSETTINGS", make<CanSettingsPanel>, "can.html"},
+    {"Firmware Flash", "SOFTWAREUPDATE", make<FlashPanel>, "firmware.html"},
 };
 
 /// The living page of that type; null for none.

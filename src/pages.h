@@ -13,6 +13,7 @@ struct PageRow {
     const char* title;
     const char* picture;
     wxWindow* (*create)(wxWindow* book);
+    const char* chapter;  ///< of the manual
 };
 
 /// The pages in the order of the book.

@@ -121,6 +121,7 @@ CanSettingsPanel::CanSettingsPanel(wxWindow* parent) : OABRControlFrame(parent, 
     content_ = scrolled;
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(scrolled, wxSizerFlags(1).Expand());
+    content->Add(makeReadButton(), wxSizerFlags().Right().Border(wxALL, gap));
     SetSizer(content);
 
     showForm(formOf(device_));

@@ -64,6 +64,12 @@ wxEND_EVENT_TABLE()
         addList(box->GetStaticBox(), index, grid);
     box->Add(grid, wxSizerFlags(1).Expand().Border(wxALL, gap));
 
+    auto* crossed = new wxStaticText(box->GetStaticBox(), wxID_ANY,
+                                     "The BroadR-Reach ports are crossed on this page: its OABR1 is port 4 "
+                                     "of the switch, its OABR2 port 3.");
+    setNoLabel(crossed);
+    box->Add(crossed, wxSizerFlags().Border(wxLEFT | wxRIGHT | wxBOTTOM, gap));
+
     status_ = new controls::MessageText(box->GetStaticBox(), "counterStatus");
     box->Add(status_, wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxBOTTOM, gap));
 
@@ -105,11 +111,11 @@ void CounterPanel::showCounters(wxListCtrl* list, const mib_counter* table) {
     }
 }
 
-void CounterPanel::refresh(ListIndex list) {
+bool CounterPanel::refresh(ListIndex list) {
     const auto use = oabr::DeviceUse::takeHere("the counter refresh");
     if (!use) {
         status_->SetLabelText(wxString::FromUTF8(use.refusal()));
-        return;
+        return false;
     }
     const int port = list_rows[list].port;
     mib_counter* const table = mib_counters_of(port);
@@ -125,6 +131,12 @@ void CounterPanel::refresh(ListIndex list) {
                           : result == StepsResult::failed
                               ? "The device does not answer. Counters that were not read are invalid."
                               : "");
+    return result == StepsResult::finished;
+}
+
+void CounterPanel::OnReadAgain() {
+    for (const ListIndex list : {oabr1, oabr2, ethernet, usb})
+        if (!refresh(list)) return;
 }
 
 void CounterPanel::OnRefreshUsb(wxCommandEvent&) {

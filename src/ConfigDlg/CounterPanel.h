@@ -30,6 +30,8 @@ public:
 
     void OnDeviceConnected(wxThreadEvent& event) override;
     void OnDeviceStatusUpdate(wxThreadEvent& event) override;
+    /// Refreshes every list.
+    void OnReadAgain() override;
 
     void OnRefreshUsb(wxCommandEvent& event);
     void OnRefreshEthernet(wxCommandEvent& event);
@@ -49,7 +51,8 @@ private:
     enum ListIndex { oabr1, oabr2, ethernet, usb, list_count };
 
     void addList(wxWindow* parent, ListIndex index, wxSizer* to);
-    void refresh(ListIndex list);
+    /// @return whether all of it was read
+    bool refresh(ListIndex list);
 
     std::array<List, list_count> lists_;
     controls::MessageText* status_ = nullptr;

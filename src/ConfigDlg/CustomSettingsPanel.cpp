@@ -86,6 +86,8 @@ CustomSettingsPanel::CustomSettingsPanel(wxWindow* parent) : OABRControlFrame(pa
     boxes->Add(link.sizer(), flags);
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(boxes, wxSizerFlags().Expand());
+    content->AddStretchSpacer();
+    content->Add(makeReadButton(), wxSizerFlags().Right().Border(wxALL, FromDIP(8)));
     SetSizer(content);
     CustomSettingsPanel::OnValuesShown();
 }

@@ -23,6 +23,7 @@ public:
 
     /// Reads the table, with progress and a stop button; what was read before a stop or a failure shows.
     void refresh();
+    void OnReadAgain() override { refresh(); }
     /// Puts the selected rows into the clipboard, with tabs between.
     void copy() const;
     const oabr::DynamicMacList& rows() const { return rows_; }

@@ -61,7 +61,10 @@ PortBasedVlanTab::PortBasedVlanTab(wxWindow* parent) : OABRControlFrame(parent, 
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(box, wxSizerFlags().Border(wxALL, gap));
     content->AddStretchSpacer();
-    content->Add(status_, wxSizerFlags().Expand().Border(wxALL, gap));
+    auto* line = new wxBoxSizer(wxHORIZONTAL);
+    line->Add(status_, wxSizerFlags(1).CenterVertical().Border(wxRIGHT, gap));
+    line->Add(makeReadButton(), wxSizerFlags().CenterVertical());
+    content->Add(line, wxSizerFlags().Expand().Border(wxALL, gap));
     SetSizer(content);
 
     Bind(wxEVT_CHAR_HOOK, &PortBasedVlanTab::OnArrow, this);

@@ -81,6 +81,8 @@ PortConfigPanel::PortConfigPanel(wxWindow* parent) : OABRControlFrame(parent, "P
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(oabr, wxSizerFlags().Expand());
     content->Add(ethernet, wxSizerFlags().Expand());
+    content->AddStretchSpacer();
+    content->Add(makeReadButton(), wxSizerFlags().Right().Border(wxALL, FromDIP(8)));
     SetSizer(content);
     OnValuesChanged100BaseTx();
 }

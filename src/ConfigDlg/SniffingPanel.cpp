@@ -51,6 +51,9 @@ constexpr const char* help_text =
     "<li><b>RX only</b>: the frames that the port receives</li>"
     "<li><b>TX and RX</b>: the frames that it sends and those that it receives</li>"
     "</ul>"
+    "<p>The BroadR-Reach ports are crossed on this page: its OABR1 is port 4 of the switch, which every "
+    "other "
+    "page but Counter calls OABR2, and its OABR2 is port 3.</p>"
     "<p>A port cannot be mirrored onto itself. A change acts at once; <i>Store</i> keeps it over the next "
     "start of the device.</p>";
 
@@ -90,6 +93,7 @@ SniffingPanel::SniffingPanel(wxWindow* parent) : OABRControlFrame(parent, "Sniff
 
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(title, wxSizerFlags(1).Expand().Border(wxALL, gap));
+    content->Add(makeReadButton(), wxSizerFlags().Right().Border(wxALL, FromDIP(8)));
     SetSizer(content);
     OnDisableSelected();
 }

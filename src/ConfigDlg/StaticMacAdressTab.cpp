@@ -84,7 +84,10 @@ StaticMacAdressTab::StaticMacAdressTab(wxWindow* parent) : OABRControlFrame(pare
     status_ = new controls::MessageText(this, "staticMacStatus");
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(grid_, wxSizerFlags(1).Expand().Border(wxLEFT | wxTOP | wxRIGHT, FromDIP(gap_px)));
-    content->Add(status_, wxSizerFlags().Expand().Border(wxALL, FromDIP(gap_px)));
+    auto* line = new wxBoxSizer(wxHORIZONTAL);
+    line->Add(status_, wxSizerFlags(1).CenterVertical().Border(wxRIGHT, FromDIP(gap_px)));
+    line->Add(makeReadButton(), wxSizerFlags().CenterVertical());
+    content->Add(line, wxSizerFlags().Expand().Border(wxALL, FromDIP(gap_px)));
     SetSizer(content);
 }
 

@@ -1,6 +1,7 @@
 #include "src/Controls/OABRControlFrame.h"
 
 #include <wx/bookctrl.h>
+#include <wx/button.h>
 #include <wx/control.h>
 #include <wx/msgdlg.h>
 #include <wx/notebook.h>
@@ -136,6 +137,19 @@ void OABRControlFrame::readAgain() {
     whenNoWorkRuns(this, [this] {
         if (isSeen(this)) OnSeen();
     });
+}
+
+void OABRControlFrame::OnReadAgain() {
+    for (const auto& [id, control] : controls_)
+        control->unmark();
+    readAgain();
+}
+
+wxWindow* OABRControlFrame::makeReadButton() {
+    auto* const button = new wxButton(this, wxID_ANY, "Read again");
+    button->SetToolTip("Reads the page's settings from the device (F5)");
+    button->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { OnReadAgain(); });
+    return button;
 }
 
 bool OABRControlFrame::holdDeviceValues() {

@@ -53,6 +53,8 @@ public:
     virtual void followDevice(const settings::Settings& now);
     /// Reads the device again: now if the page is seen, else when it is.
     void readAgain();
+    /// The operator wants that: what was marked is no more.
+    virtual void OnReadAgain();
 
     /// Marks the page for reading.
     virtual void OnValuesChanged();
@@ -90,6 +92,8 @@ protected:
     [[nodiscard]] oabr::DeviceUse takeDevice();
     /// Who has the device then: "the page Counter".
     std::string userName() const { return "the page " + GetName().utf8_string(); }
+    /// A button that reads the page again, for a page without one.
+    wxWindow* makeReadButton();
     /// Tells the window of an edit, for its history.
     /// @param before  the page's held settings before it
     void noteEdit(const wxString& title, const settings::Settings& before);

@@ -285,6 +285,15 @@ bool FlashPanel::afterFlash() {
     return false;
 }
 
+/// What is odd about the device's version after an update; empty for nothing.
+wxString FlashPanel::versionDifference() const {
+    const OABRDevice& device = *OABRDevice::instance();
+    if (!device.isFirmwareConnected() || device.getFirmwareVersion() == file_.firmware()) return {};
+    return wxString::Format(
+        ".\n\nBut the device still reports firmware %s, and the file says that its version is %s.",
+        deviceText(device.getFirmwareVersion().toString()), deviceText(file_.firmware().toString()));
+}
+
 void FlashPanel::OnThreadCompleted(wxThreadEvent& event) {
     joinJob();
     closeProgress();
@@ -292,7 +301,8 @@ void FlashPanel::OnThreadCompleted(wxThreadEvent& event) {
     const bool too_old = afterFlash();
     switch (event.GetInt()) {
         case WorkerThread::finished:
-            wxMessageBox("Device successfully flashed", "Succeed", wxOK | wxICON_INFORMATION, this);
+            wxMessageBox("Device successfully flashed" + versionDifference(), "Succeed",
+                         wxOK | wxICON_INFORMATION, this);
             break;
         case WorkerThread::go_on:
             wxMessageBox("Stoped by User", "Firmware Update", wxOK | wxICON_INFORMATION, this);

@@ -44,6 +44,7 @@ private:
     void flash();
     bool confirmOtherTarget();
     bool afterFlash();
+    wxString versionDifference() const;
     void closeProgress();
 
     void OnLoadFile(wxCommandEvent& event);

@@ -13,6 +13,7 @@
 
 #include "lib/ksz.h"
 #include "lib/port_config.h"
+#include "src/ConfigDlg/CanSettingsPanel.h"
 #include "src/ConfigDlg/PortConfigPanel.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/OABRDevice.h"
@@ -236,6 +237,24 @@ TEST_F(WithDevice, EditsAreTakenBackAndMadeAgainByKey) {
     change(page->FindWindow(PortConfigPanel::ID_OABR1_SPEED));
     const wxString after = speed();
     EXPECT_EQ(menu(wxID_UNDO), "Undo: OABR1 speed " + after);
+
+    // The key belongs to a text that is being typed.
+    auto* const can = find<CanSettingsPanel>();
+    bringToFront(can);
+    ASSERT_TRUE(waitFor([can] { return !can->needsRead(); }));
+    auto* const text =
+        static_cast<wxTextCtrl*>(can->FindWindow(CanSettingsPanel::idOf(oabr::CanField::filter1)));
+    const wxString filter = text->GetValue();
+    text->SetFocus();
+    ASSERT_TRUE(waitFor([text] { return text->HasFocus(); }));
+    wxUIActionSimulator().Char('1');
+    ASSERT_TRUE(waitFor([text] { return text->IsModified(); }));
+    key('Z');
+    drainEvents();
+    EXPECT_TRUE(menuEnabled(wxID_UNDO));
+    text->ChangeValue(filter);
+    wxUIActionSimulator().Char('1', wxMOD_CONTROL);
+    ASSERT_TRUE(waitFor([page] { return page->IsShownOnScreen(); }));
 
     key('Z');
     EXPECT_TRUE(waitFor([&] { return speed() == before; }));
