@@ -246,6 +246,10 @@ void MainFrame::Init(bool console) {
     restorePage();
     connectPages(&config_);
     config_.readPages = [this] { return readPagesForFile(); };
+    config_.onApplied = [this](const settings::Plan& plan) {
+        noteEdit("load of " + wxString::FromUTF8(settings::titleOf(plan.before, plan.after)), plan.before,
+                 plan.after);
+    };
     SetDropTarget(new FileDrop([this](const wxArrayString& paths) { return takeDroppedFiles(paths); }));
 
     OABRDevice::instance()->setMainFrame(this);
