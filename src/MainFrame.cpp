@@ -1069,8 +1069,8 @@ void MainFrame::afterStep(bool back, const settings::EditStep& step, const setti
         OnChangedStore();
     }
     if (done) return;
-    wxString message = deviceText(taken.message);
-    if (taken.result != Result::not_done) message += "\n\nEarlier changes cannot be taken back any more.";
+    wxString message = messageText(taken.message);
+    if (taken.result != Result::not_done) message += "\nEarlier changes cannot be taken back any more.";
     wxMessageBox(message, back ? "Undo" : "Redo", wxOK | wxICON_ERROR, this);
 }
 

@@ -238,6 +238,9 @@ void OABRControlFrame::edit(OABRControl* edited, int value) {
         done.dependents.emplace_back(control, std::nullopt);
     const auto job = oabr::DeviceUse::take(userName());
     const bool ran = runWhilePainting(this, {}, [&](Work&) { writeEdit(*edited, value, &done); });
+    // A list that has just closed does not have the focus back, and a disabled window gives it away.
+    auto* const window = dynamic_cast<wxWindow*>(edited);
+    if (window->IsShownOnScreen() && window->IsEnabled()) window->SetFocus();
     if (!ran || !IsThisEnabled()) return showHeld(edited);  // the device went away meanwhile
 
     const wxString wanted = edited->shownText();
@@ -256,7 +259,7 @@ void OABRControlFrame::edit(OABRControl* edited, int value) {
     edited->unmark();
     noteChange();
     const wxString text = wanted == onOffText(true) ? "on" : wanted == onOffText(false) ? "off" : wanted;
-    noteEdit(dynamic_cast<wxWindow*>(edited)->GetName() + " " + text, before);
+    noteEdit(window->GetName() + " " + text, before);
 }
 
 /// Shows what the device was last seen to hold: of the control that was edited, and of those that went with

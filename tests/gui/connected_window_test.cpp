@@ -236,7 +236,7 @@ TEST_F(WithDevice, EditsAreTakenBackAndMadeAgainByKey) {
     page->FindWindow(PortConfigPanel::ID_OABR1_SPEED)->SetFocus();
     change(page->FindWindow(PortConfigPanel::ID_OABR1_SPEED));
     const wxString after = speed();
-    EXPECT_EQ(menu(wxID_UNDO), "Undo: OABR1 speed " + after);
+    EXPECT_TRUE(waitFor([&] { return menu(wxID_UNDO) == "Undo: OABR1 speed " + after; }));
 
     // The key belongs to a text that is being typed.
     auto* const can = find<CanSettingsPanel>();
@@ -274,7 +274,7 @@ TEST_F(WithDevice, EditsAreTakenBackAndMadeAgainByKey) {
     EXPECT_FALSE(menuEnabled(wxID_UNDO));
 
     change(page->FindWindow(PortConfigPanel::ID_OABR1_SPEED));
-    EXPECT_TRUE(menuEnabled(wxID_UNDO));
+    EXPECT_TRUE(waitFor([&] { return menuEnabled(wxID_UNDO); }));
     command(*frame_, ID_RESET);
     EXPECT_TRUE(waitFor([&] { return !menuEnabled(wxID_UNDO); }));
     EXPECT_TRUE(connectedTo("Connected"));
