@@ -459,6 +459,7 @@ void CanSettingsPanel::send(const CanBlock& block, Send what) {
     else
         whenNoWorkRuns(this, [this] { apply(); });
     failure_ = sent.failure;
+    if (trace_) trace_->setControllerMode(device_.canMode());
     showCheck(check());
     for (wxWindow* const field : windows_)  // what was sent is no text that is being typed
         if (auto* const entry = dynamic_cast<wxTextCtrl*>(field)) entry->DiscardEdits();

@@ -2,8 +2,11 @@
 
 #include <wx/button.h>
 #include <wx/checkbox.h>
+#include <wx/datetime.h>
+#include <wx/filename.h>
 #include <wx/listctrl.h>
 #include <wx/msgdlg.h>
+#include <wx/notebook.h>
 #include <wx/panel.h>
 #include <wx/sizer.h>
 #include <wx/stattext.h>
@@ -13,11 +16,11 @@
 #include <wx/utils.h>
 
 #include <array>
-#include <chrono>
 #include <fstream>
 
 #include "lib/can.h"
 #include "src/Controls/MessageText.h"
+#include "src/Controls/RowList.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/window/ReadableStatusBar.h"
@@ -28,10 +31,17 @@ namespace kovgui {
 namespace {
 
 constexpr int take_every_ms = 100;
+constexpr const char* log_wildcard = "CAN logs (*.log)|*.log|All files|*";
 
-int64_t nowMicroseconds() {
-    using namespace std::chrono;
-    return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+bool isAsleep(uint8_t mode) {
+    constexpr uint8_t mode_bits = 0xE0;
+    constexpr uint8_t sleep = 0x20;
+    return (mode & mode_bits) == sleep;
+}
+
+/// "14:05:09.123", here.
+wxString timeOfDay(int64_t since_1970_us) {
+    return wxDateTime(wxLongLong(since_1970_us / 1000)).Format("%H:%M:%S.%l");
 }
 
 struct Column {
@@ -40,9 +50,19 @@ struct Column {
     int width_px;
 };
 constexpr Column columns[] = {
-    {"Time (ms)", wxLIST_FORMAT_RIGHT, 110}, {"Type", wxLIST_FORMAT_LEFT, 90},
-    {"Identifier", wxLIST_FORMAT_LEFT, 110}, {"Length", wxLIST_FORMAT_RIGHT, 70},
+    {"Computer time", wxLIST_FORMAT_RIGHT, 120},
+    {"Device (ms)", wxLIST_FORMAT_RIGHT, 100},
+    {"Type", wxLIST_FORMAT_LEFT, 90},
+    {"Identifier", wxLIST_FORMAT_LEFT, 110},
+    {"Length", wxLIST_FORMAT_RIGHT, 70},
     {"Data", wxLIST_FORMAT_LEFT, 240},
+};
+
+enum IdentifierColumn { id_column, count_column, minimum_column, mean_column, maximum_column, data_column };
+constexpr controls::RowList::Column identifier_columns[] = {
+    {"Identifier", wxLIST_FORMAT_LEFT, 110},    {"Count", wxLIST_FORMAT_RIGHT, 90},
+    {"Minimum (ms)", wxLIST_FORMAT_RIGHT, 110}, {"Mean (ms)", wxLIST_FORMAT_RIGHT, 90},
+    {"Maximum (ms)", wxLIST_FORMAT_RIGHT, 110}, {"Last data, [changed]", wxLIST_FORMAT_LEFT, 260},
 };
 
 /// A list that asks the log for the rows on the screen only.
@@ -64,12 +84,14 @@ private:
         const bool frame = line.kind == oabr::CanTraceLine::Kind::frame;
         switch (column) {
             case 0:
-                return wxString::Format("%07u", line.stamp);
+                return timeOfDay(line.host_us);
             case 1:
-                return !frame ? "error" : line.extended ? "extended" : "standard";
+                return wxString::Format("%07u", line.stamp);
             case 2:
-                return line.identifierText();
+                return !frame ? "error" : line.extended ? "extended" : "standard";
             case 3:
+                return line.identifierText();
+            case 4:
                 return frame ? wxString::Format("%d", line.length) : wxString();
             default:
                 return line.dataText();
@@ -91,6 +113,7 @@ CanTraceWindow::CanTraceWindow(wxWindow* owner, bool connected)
     // Closing puts it away; what it has recorded stays.
     Bind(wxEVT_CLOSE_WINDOW, [this](wxCloseEvent& event) {
         stop();
+        stopRecord();
         if (!event.CanVeto()) return event.Skip();
         event.Veto();
         Hide();
@@ -111,6 +134,7 @@ void CanTraceWindow::setConnected(bool connected) {
 
 void CanTraceWindow::shutDown() {
     stop();
+    stopRecord();
     Destroy();
 }
 
@@ -123,6 +147,8 @@ void CanTraceWindow::build() {
     auto* clear = new wxButton(panel, ID_CLEAR, "&Clear");
     auto* save = new wxButton(panel, ID_SAVE, "S&ave...");
     save->SetToolTip("Writes the lines shown to a file that bus tools read");
+    record_ = new wxToggleButton(panel, ID_RECORD, "&Record...");
+    record_->SetToolTip("Writes all that comes to a file that bus tools read, until it is pressed again");
     follow_ = new wxCheckBox(panel, wxID_ANY, "Follow the &end");
     follow_->SetValue(true);
     auto* label = new wxStaticText(panel, wxID_ANY, "&Identifiers:");
@@ -130,21 +156,24 @@ void CanTraceWindow::build() {
     filter_->SetToolTip("Shows these only: 123, 200-2FF, 18FF50E5; up to 3 digits for a standard identifier");
     filter_->SetHint("all");
     auto* line = new wxBoxSizer(wxHORIZONTAL);
-    for (wxWindow* control : std::initializer_list<wxWindow*>{start_, pause_, clear, save, label})
+    for (wxWindow* control : std::initializer_list<wxWindow*>{start_, pause_, clear, save, record_, label})
         line->Add(control, wxSizerFlags().CenterVertical().Border(wxRIGHT, gap));
     line->Add(filter_, wxSizerFlags(1).CenterVertical().Border(wxRIGHT, gap));
     line->Add(follow_, wxSizerFlags().CenterVertical());
-    list_ = new TraceList(panel, log_);
+    auto* views = new wxNotebook(panel, wxID_ANY);
+    list_ = new TraceList(views, log_);
     describeList(list_, "CAN trace");
+    views->AddPage(list_, "In order");
+    views->AddPage(buildIdentifiers(views), "By identifier");
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(line, wxSizerFlags().Expand().Border(wxALL, gap));
-    content->Add(list_, wxSizerFlags(1).Expand());
+    content->Add(views, wxSizerFlags(1).Expand());
     panel->SetSizer(content);
     SetStatusBar(new ReadableStatusBar(this, 2, 0, "canTraceStatusBar"));
     SetStatusWidths(
         2, std::array{-1, GetTextExtent("100000000 records, 1000000 shown, 99000000 gone ").x}.data());
-    SetSize(FromDIP(wxSize(820, 480)));
-    SetMinSize(FromDIP(wxSize(560, 240)));
+    SetSize(FromDIP(wxSize(900, 480)));
+    SetMinSize(FromDIP(wxSize(700, 240)));
     start_->SetFocus();
 
     start_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { wanted_ ? stop() : start(); });
@@ -154,11 +183,21 @@ void CanTraceWindow::build() {
     });
     clear->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) {
         log_.clear();
+        by_identifier_.clear();
+        rows_.clear();
         lost_ = 0;
         showRows();
     });
     save->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { OnSave(); });
+    record_->Bind(wxEVT_TOGGLEBUTTON, [this](wxCommandEvent&) { OnRecord(); });
     filter_->Bind(wxEVT_TEXT, [this](wxCommandEvent&) { OnFilter(); });
+}
+
+wxWindow* CanTraceWindow::buildIdentifiers(wxWindow* book) {
+    identifiers_ =
+        new controls::RowList(book, ID_IDENTIFIERS, "CAN identifiers", identifier_columns,
+                              [this](size_t row, size_t column) { return identifierText(row, column); });
+    return identifiers_;
 }
 
 // ---- Recording ----
@@ -179,9 +218,11 @@ bool CanTraceWindow::enable() {
     const wxBusyCursor busy;
     oabr::OABRDevice::instance()->setCanTrace(queue_);
     running_ = can_trace_enable() == req_ok;
-    if (running_)
+    if (running_) {
+        uint8_t mode = 0;
+        asleep_ = can_get_mode(&mode) == req_ok && isAsleep(mode);
         timer_.Start(take_every_ms);
-    else {
+    } else {
         error_ = "The device did not start its trace.";
         wanted_ = false;
     }
@@ -206,11 +247,84 @@ void CanTraceWindow::stop() {
 void CanTraceWindow::take() {
     const std::vector<oabr::CanTraceRecord> records = queue_->take();
     lost_ += queue_->takeDropped();
+    if (recorder_.recording()) lookAfterRecord();
     if (records.empty()) return;
-    const int64_t now = nowMicroseconds();
-    for (const oabr::CanTraceRecord& record : records)
-        log_.add(record, now);
+    asleep_ = false;
+    std::vector<oabr::CanTraceLine> lines;
+    for (const oabr::CanTraceRecord& record : records) {
+        if (const auto line = log_.add(record, record.arrived_us)) lines.push_back(*line);
+    }
+    for (const oabr::CanTraceLine& line : lines)
+        by_identifier_.add(line);
+    recorder_.add(lines);
     showRows();
+}
+
+// ---- The file that is written meanwhile ----
+
+bool CanTraceWindow::record(const wxString& path) {
+    const std::string failure = recorder_.start(path.fn_str().data());
+    record_name_ = wxFileName(path).GetFullName();
+    error_ = failure.empty() ? "" : record_name_ + ": " + wxString::FromUTF8(failure);
+    record_->SetValue(failure.empty());
+    showState();
+    return failure.empty();
+}
+
+void CanTraceWindow::stopRecord() {
+    if (!recorder_.recording()) return;
+    take();
+    recorder_.stop();
+    record_->SetValue(false);
+    const wxString reason = wxString::FromUTF8(recorder_.error());
+    error_ = recordText() + (reason.empty() ? "" : "; the file took no more: " + reason);
+    showState();
+}
+
+/// A file that takes no more ends the recording, and that is said.
+void CanTraceWindow::lookAfterRecord() {
+    if (!recorder_.error().empty())
+        stopRecord();
+    else
+        showState();
+}
+
+wxString CanTraceWindow::identifierText(size_t row, size_t column) const {
+    if (row >= rows_.size()) return "";
+    const oabr::CanIdentifier& one = rows_[row];
+    switch (column) {
+        case id_column:
+            return one.last.identifierText();
+        case count_column:
+            return wxString::Format("%llu", static_cast<unsigned long long>(one.count));
+        case minimum_column:
+            return one.minimumText();
+        case mean_column:
+            return one.meanText();
+        case maximum_column:
+            return one.maximumText();
+        default:
+            return one.dataText();
+    }
+}
+
+wxString CanTraceWindow::recordText() const {
+    wxString text = wxString::Format("%llu lines in ", static_cast<unsigned long long>(recorder_.written()));
+    text += record_name_;
+    const auto left_out = static_cast<unsigned long long>(recorder_.leftOut());
+    return left_out == 0 ? text : text + wxString::Format(", %llu left out", left_out);
+}
+
+void CanTraceWindow::OnRecord() {
+    if (!record_->GetValue()) return stopRecord();
+    const wxString path = chooseFile(this, "Record CAN trace", "can-trace.log", log_wildcard,
+                                     wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
+    if (path.empty() || !record(path)) record_->SetValue(false);
+}
+
+void CanTraceWindow::setControllerMode(uint8_t mode) {
+    asleep_ = isAsleep(mode);
+    showState();
 }
 
 // ---- What is shown ----
@@ -226,13 +340,20 @@ void CanTraceWindow::showRows() {
     // Where the toolkit draws the list itself it measures a longer one when idle, and paints an empty one
     // until then.
     list_->OnInternalIdle();
+    if (!pause_->GetValue()) {
+        rows_ = by_identifier_.shown(log_.filter());
+        identifiers_->refreshRows(rows_.size());
+    }
     showState();
 }
 
 void CanTraceWindow::showState() {
     const char* label = wanted_ ? "&Stop" : "&Start";
     if (start_->GetLabel() != label) start_->SetLabel(label);
-    wxString state = running_ ? "Recording" : "Stopped";
+    wxString state = running_ ? "Tracing" : "Stopped";
+    if (recorder_.recording()) state += ", " + recordText();
+    if (running_ && asleep_)
+        state = "The CAN controller sleeps and hears nothing: choose another CAN mode on its page";
     if (!error_.empty()) state = error_;
     if (wanted_ && !connected_) state = "Waiting for a device; recording goes on when one is connected";
     SetStatusText(state, 0);
@@ -255,6 +376,7 @@ void CanTraceWindow::OnFilter() {
 
 bool CanTraceWindow::save(const wxString& path) const {
     const wxBusyCursor busy;
+    if (!oabr::unfitForTrace(path.fn_str().data()).empty()) return false;
     std::ofstream file(path.fn_str(), std::ios::binary);
     log_.writeCandump(file);
     file.close();
@@ -262,8 +384,8 @@ bool CanTraceWindow::save(const wxString& path) const {
 }
 
 void CanTraceWindow::OnSave() {
-    const wxString path = chooseFile(this, "Save CAN trace", "can-trace.log",
-                                     "CAN logs (*.log)|*.log|All files|*", wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
+    const wxString path =
+        chooseFile(this, "Save CAN trace", "can-trace.log", log_wildcard, wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
     if (path.empty() || save(path)) return;
     wxMessageBox("The trace could not be written to\n" + path, "Error", wxOK | wxICON_ERROR, this);
 }

@@ -4,9 +4,15 @@
 #include <wx/timer.h>
 
 #include <memory>
+#include <vector>
 
+#include "src/models/CanIdentifierList.h"
 #include "src/models/CanTraceLog.h"
+#include "src/models/CanTraceRecorder.h"
 
+namespace kovgui::controls {
+class RowList;
+}
 class wxButton;
 class wxCheckBox;
 class wxListCtrl;
@@ -15,12 +21,12 @@ class wxToggleButton;
 
 namespace kovgui {
 
-/// What the device hears on the CAN bus, as it comes. Closing puts the window away: it goes with its owner.
-/// What it has recorded stays when the device goes away, and recording goes on when one comes back. For the
-/// GUI thread only.
+/// What the device hears on the CAN bus, as it comes and by identifier. Closing puts the window away: it goes
+/// with its owner. What it has recorded stays when the device goes away, and recording goes on when one comes
+/// back. For the GUI thread only.
 class CanTraceWindow : public wxFrame {
 public:
-    enum Id { ID_START = 1600, ID_PAUSE, ID_CLEAR, ID_SAVE, ID_FILTER };
+    enum Id { ID_START = 1600, ID_PAUSE, ID_CLEAR, ID_SAVE, ID_FILTER, ID_RECORD, ID_IDENTIFIERS };
 
     /// @param owner      a top window
     /// @param connected  whether a device is
@@ -37,10 +43,23 @@ public:
     /// Writes the lines shown.
     /// @return whether that succeeded
     bool save(const wxString& path) const;
+    /// Writes all that comes to a file from now on, whatever the list shows, until it is told to stop.
+    /// @return whether that began
+    bool record(const wxString& path);
+    void stopRecord();
+    /// What the page knows of the controller: a sleeping one hears nothing.
+    void setControllerMode(uint8_t mode);
     const oabr::CanTraceLog& log() const { return log_; }
+    /// What the view by identifier shows.
+    const std::vector<oabr::CanIdentifier>& identifiers() const { return rows_; }
 
 private:
     void build();
+    wxWindow* buildIdentifiers(wxWindow* book);
+    wxString identifierText(size_t row, size_t column) const;
+    wxString recordText() const;
+    void lookAfterRecord();
+    void OnRecord();
     bool enable();
     void take();
     void showRows();
@@ -49,12 +68,17 @@ private:
     void OnSave();
 
     oabr::CanTraceLog log_;
+    oabr::CanIdentifierList by_identifier_;
+    std::vector<oabr::CanIdentifier> rows_;  // of it, that are shown
+    oabr::CanTraceRecorder recorder_;
+    wxString record_name_;
     const std::shared_ptr<oabr::CanTraceQueue> queue_ = std::make_shared<oabr::CanTraceQueue>();
     wxTimer timer_;
     bool connected_ = false;
     bool wanted_ = false;   // the operator has started it
     bool running_ = false;  // the device sends
     size_t lost_ = 0;       // came faster than they were taken
+    bool asleep_ = false;   // the controller, when that was last heard
     wxString error_;
 
     wxListCtrl* list_ = nullptr;
@@ -62,6 +86,8 @@ private:
     wxToggleButton* pause_ = nullptr;
     wxTextCtrl* filter_ = nullptr;
     wxCheckBox* follow_ = nullptr;
+    wxToggleButton* record_ = nullptr;
+    controls::RowList* identifiers_ = nullptr;
 };
 
 }  // namespace kovgui

@@ -19,10 +19,14 @@ RowList::RowList(wxWindow* parent, int id, const wxString& name, std::span<const
 }
 
 void RowList::showRows(size_t count) {
-    count_ = count;
     // What was selected are other rows now.
     for (const size_t row : selected())
         SetItemState(static_cast<long>(row), 0, wxLIST_STATE_SELECTED);
+    refreshRows(count);
+}
+
+void RowList::refreshRows(size_t count) {
+    count_ = count;
     if (GetItemCount() != static_cast<int>(count)) SetItemCount(static_cast<long>(count));
     Refresh();
     // Where the toolkit draws the list itself it measures a longer one when idle, and paints nothing until

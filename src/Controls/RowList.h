@@ -25,6 +25,8 @@ public:
 
     /// Shows so many rows anew.
     void showRows(size_t count);
+    /// Shows what the rows are now; they are the same as before, but for new ones.
+    void refreshRows(size_t count);
     std::vector<size_t> selected() const;
     /// Selects one row alone and brings it into view.
     void selectOnly(size_t row);

@@ -1,6 +1,7 @@
 #include "src/OABR-Switch/CanTraceQueue.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace kovgui::oabr {
@@ -12,6 +13,8 @@ void CanTraceQueue::offer(const uint8_t* frame, uint16_t length) {
     CanTraceRecord record{};
     record.length = static_cast<uint16_t>(std::min<size_t>(length, record.frame.size()));
     std::copy_n(frame, record.length, record.frame.begin());
+    using namespace std::chrono;
+    record.arrived_us = duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
     bool was_empty = false;
     {
         const std::lock_guard lock(mutex_);

@@ -15,6 +15,7 @@ namespace kovgui::oabr {
 struct CanTraceRecord {
     std::array<uint8_t, hdlc_msg_header_size + hdlc_msg_max_payload> frame;
     uint16_t length;
+    int64_t arrived_us;  ///< by this computer's clock, since 1970
 };
 
 /// The way of CAN trace records from the receiver to whoever shows them. It holds a bounded number of them

@@ -21,15 +21,11 @@ std::optional<CanTraceLine> lineOf(const CanTraceRecord& record) {
     if (!can_trace_decode(record.frame.data(), record.length, &read)) return std::nullopt;
     // Of a remote frame the length that it asks for, whatever follows.
     const auto asked = static_cast<uint8_t>(std::min<int>(read.claimed, can_max_data));
-    CanTraceLine line{0,
-                      read.time,
-                      read.identifier,
-                      read.kind,
-                      read.extended,
-                      read.remote,
-                      read.remote ? asked : read.length,
-                      read.error,
-                      {}};
+    CanTraceLine line{0,           0,
+                      read.time,   read.identifier,
+                      read.kind,   read.extended,
+                      read.remote, read.remote ? asked : read.length,
+                      read.error,  {}};
     if (!read.remote) std::copy_n(read.data, read.length, line.data);
     return line;
 }
@@ -145,17 +141,23 @@ int64_t CanTraceLog::timeOf(uint32_t stamp, int64_t now_us) {
     return base_us_ + stamp * us_per_ms;
 }
 
-void CanTraceLog::add(const CanTraceRecord& record, int64_t now_us) {
+std::optional<CanTraceLine> CanTraceLog::add(const CanTraceRecord& record, int64_t now_us) {
     std::optional<CanTraceLine> line = lineOf(record);
-    if (!line) return;
+    if (!line) return line;
     ++received_;
+    line->host_us = now_us;
     if (line->kind == CanTraceLine::Kind::can_error) line->stamp = mendedStamp(line->stamp);
     line->time_us = timeOf(line->stamp, now_us);
-    if (!paused_) return append(*line);
+    if (!paused_) {
+        append(*line);
+        return line;
+    }
     held_.push_back(*line);
-    if (held_.size() <= capacity_) return;
-    held_.pop_front();
-    ++forgotten_;
+    if (held_.size() > capacity_) {
+        held_.pop_front();
+        ++forgotten_;
+    }
+    return line;
 }
 
 void CanTraceLog::append(const CanTraceLine& line) {

@@ -19,6 +19,7 @@ struct CanTraceLine {
     using Kind = can_trace_kind;
 
     int64_t time_us;      ///< since 1970, by the device's clock from the first record on
+    int64_t host_us;      ///< since 1970, when it reached this computer
     uint32_t stamp;       ///< the device's own time, in milliseconds
     uint32_t identifier;  ///< all 29 bits of an extended one
     Kind kind;
@@ -63,12 +64,14 @@ public:
     explicit CanTraceLog(size_t capacity = default_capacity) : capacity_(capacity) {}
 
     /// Takes a record in; one that is cut short or of an unknown kind is left out.
-    /// @param now_us  the time since 1970; dates the first record, and the first after a restart of the
-    /// device
-    void add(const CanTraceRecord& record, int64_t now_us);
+    /// @param now_us  when it arrived, since 1970; dates the first record, and the first after a restart of
+    /// the device
+    /// @return        the line, whether it shows or not; none where it was left out
+    std::optional<CanTraceLine> add(const CanTraceRecord& record, int64_t now_us);
     /// While it is paused what is shown stays as it is; what arrives is kept back, within the same bounds.
     void setPaused(bool paused);
     void setFilter(CanTraceFilter filter);
+    const CanTraceFilter& filter() const { return filter_; }
     void clear();
 
     size_t shown() const { return shown_.size(); }

@@ -176,13 +176,21 @@ protected:
 };
 
 TEST_F(CanTraceTest, RecordsFiltersAndWritesAFile) {
+    const sim_process::TemporaryDirectory directory;
+    ASSERT_TRUE(trace_->record(directory.path() + "/run.log"));
     press(CanTraceWindow::ID_START);
     ASSERT_TRUE(records(6));
     press(CanTraceWindow::ID_START);
+    trace_->stopRecord();
     const size_t all = trace_->log().shown();
+    std::ifstream run(directory.path() + "/run.log");
+    EXPECT_EQ(std::count(std::istreambuf_iterator<char>(run), {}, '\n'), static_cast<long>(all));
+    EXPECT_GE(trace_->identifiers().size(), 2u);
+    EXPECT_FALSE(trace_->record("/"));
+    EXPECT_THAT(trace_->GetStatusBar()->GetStatusText(0).utf8_string(), HasSubstr("is a directory"));
     static_cast<wxTextCtrl*>(trace_->FindWindow(CanTraceWindow::ID_FILTER))->SetValue("18FF50E5");
     EXPECT_LT(trace_->log().shown(), all);
-    const sim_process::TemporaryDirectory directory;
+    EXPECT_EQ(trace_->identifiers().size(), 1u);
     ASSERT_TRUE(trace_->save(directory.path() + "/trace.log"));
     std::ifstream file(directory.path() + "/trace.log");
     size_t lines = 0;
@@ -212,6 +220,8 @@ TEST_F(CanTraceTest, GoesOnAfterTheDeviceWasAway) {
 TEST_F(CanTraceTest, GoesWithTheMainWindow) {
     press(CanTraceWindow::ID_START);
     ASSERT_TRUE(records(1));
+    trace_->setControllerMode(0x20);
+    EXPECT_THAT(trace_->GetStatusBar()->GetStatusText(0).utf8_string(), HasSubstr("sleeps"));
     trace_->Close();
     EXPECT_FALSE(trace_->IsShown());
     EXPECT_GE(trace_->log().shown(), 1u);

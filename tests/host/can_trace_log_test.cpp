@@ -1,13 +1,20 @@
 #include "src/models/CanTraceLog.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
+#include <fstream>
 #include <sstream>
+
+#include "src/models/CanIdentifierList.h"
+#include "src/models/CanTraceRecorder.h"
+#include "tests/support/temporary_directory.h"
 
 namespace kovgui::oabr {
 namespace {
 
 using testing::HasSubstr;
+using testing::SizeIs;
 
 constexpr int64_t now_us = 1'436'509'052'000'000;
 
@@ -146,6 +153,57 @@ TEST(CanTrace, AFilterTellsStandardFromExtendedIdentifiers) {
         EXPECT_FALSE(CanTraceFilter::parse(bad, &error).has_value()) << bad;
         EXPECT_THAT(error, HasSubstr(bad));
     }
+}
+
+TEST(CanIdentifiers, AreCountedWithTheirPeriodsAndWhatChanged) {
+    CanTraceLog log;
+    CanIdentifierList list(3);
+    const auto add = [&](const CanTraceRecord& record) { list.add(log.add(record, now_us).value()); };
+    add(extended_frame);  // at 1001 ms
+    add(standardFrame(0x200, 1010));
+    add(standardFrame(0x123, 1010, {1, 2}));
+    add(standardFrame(0x123, 1110, {1, 3, 4}));
+    add(standardFrame(0x123, 1160, {1, 3}));
+    add(standardFrame(0x123, 5, {9, 3}));  // the device has started anew
+    add(standardFrame(0x300, 6));
+    add(message_error);
+    const std::vector<CanIdentifier> rows = list.shown({});
+    ASSERT_THAT(rows, SizeIs(3)) << "no more than there is room for";
+    EXPECT_EQ(list.leftOut(), 1u);
+    const CanIdentifier& first = rows[0];
+    EXPECT_EQ(first.last.identifierText(), "123");
+    EXPECT_EQ(first.count, 4u);
+    EXPECT_EQ(first.minimumText() + " " + first.meanText() + " " + first.maximumText(), "50 75.0 100");
+    EXPECT_EQ(first.dataText(), "[09] 03");
+    EXPECT_EQ(rows[1].minimumText(), "") << "no period from one frame";
+    EXPECT_EQ(rows[2].last.identifierText(), "18FF50E5") << "extended ones behind";
+    EXPECT_THAT(list.shown(filter("200-2FF")), SizeIs(1));
+}
+
+TEST(CanTraceRecorder, WritesWhatComesAndSaysWhyAFileTakesNoMore) {
+    CanTraceLog log;
+    const CanTraceLine line = log.add(standardFrame(0x123, 7, {0xAB}), now_us).value();
+    const sim_process::TemporaryDirectory directory;
+    const std::string path = directory.path() + "/run.log";
+    CanTraceRecorder recorder;
+    ASSERT_EQ(recorder.start(path), "");
+    recorder.add({line, line});
+    recorder.stop();
+    EXPECT_EQ(recorder.error(), "");
+    EXPECT_EQ(recorder.written(), 2u);
+    std::stringstream file;
+    file << std::ifstream(path).rdbuf();
+    EXPECT_EQ(file.str(), line.candumpText() + "\n" + line.candumpText() + "\n");
+
+    ASSERT_EQ(recorder.start("/dev/full"), "");
+    recorder.add({line});
+    recorder.stop();
+    EXPECT_THAT(recorder.error(), HasSubstr("space"));
+    EXPECT_EQ(recorder.written(), 0u);
+    const std::string pipe = directory.path() + "/pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_THAT(recorder.start(pipe), HasSubstr("pipe"));
+    EXPECT_FALSE(recorder.recording());
 }
 
 }  // namespace
