@@ -219,6 +219,8 @@ struct ksz_dmac_entry {
 [[nodiscard]] bool ksz_dmac_decode(const ksz_entry_data& data, ksz_dmac_entry* entry);
 /// Reads an entry, again where the chip is not ready, a few times. Entries from `count` on hold nothing.
 [[nodiscard]] int ksz_dmac_read(int index, ksz_dmac_entry* entry);
+/// Has the switch forget every address that it has heard.
+[[nodiscard]] int ksz_dmac_flush();
 
 // --- MIB counters
 

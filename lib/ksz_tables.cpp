@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <map>
 
+#include "lib/device_cmd.h"
 #include "lib/ksz.h"
 #include "lib/rmt.h"
 #include "lib/text.h"
@@ -252,6 +253,12 @@ bool ksz_dmac_decode(const ksz_entry_data& data, ksz_dmac_entry* entry) {
     entry->fid = static_cast<uint8_t>(dmac_fid.get(bits));
     std::copy_n(data.begin(), mac_size, entry->mac);
     return true;
+}
+
+int ksz_dmac_flush() {
+    uint8_t value = 0;
+    return smi_read(ksz_reg_global0, &value) == 0 &&
+           smi_write(ksz_reg_global0, value | ksz_flush_dynamic_mac) == 0;
 }
 
 int ksz_dmac_read(int index, ksz_dmac_entry* entry) {

@@ -208,13 +208,8 @@ int list_dmac() {
     return list_done();
 }
 
-/// Tells the switch to forget every address that it has heard.
 int flush_dmac() {
-    uint8_t value = 0;
-    if (smi_read(ksz_reg_global0, &value) == 0 &&
-        smi_write(ksz_reg_global0, value | ksz_flush_dynamic_mac) == 0)
-        return cmd_ok;
-    return console_failure("flushing the dynamic MAC table failed");
+    return ksz_dmac_flush() != 0 ? cmd_ok : console_failure("flushing the dynamic MAC table failed");
 }
 
 }  // namespace

@@ -1,9 +1,12 @@
 #include "src/ConfigDlg/DynamicMacTab.h"
 
 #include <wx/button.h>
+#include <wx/checkbox.h>
 #include <wx/sizer.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
+
+#include <chrono>
 
 #include "src/Controls/MessageText.h"
 #include "src/Controls/RowList.h"
@@ -19,6 +22,10 @@ using oabr::DynamicMacList;
 using oabr::StepsResult;
 
 namespace {
+
+constexpr int again_every_ms = 5000;
+constexpr std::chrono::seconds longest_again(1);
+constexpr const char* not_answering = "The device does not answer: these are not all.";
 
 constexpr RowList::Column columns[] = {
     {DynamicMacList::column_names[0], wxLIST_FORMAT_LEFT, 190},
@@ -48,10 +55,18 @@ void DynamicMacTab::build() {
     });
     list_->ShowSortIndicator(DynamicMacList::mac_column);
 
+    again_ = new wxCheckBox(this, ID_AGAIN, "Every 5 s");
+    setAccessibleName(again_, "Refresh every 5 seconds");
+    again_->SetToolTip("Reads the table every 5 seconds while it is shown");
+    auto* flush = new wxButton(this, ID_FLUSH, "Flush");
+    flush->SetToolTip("Has the switch forget the addresses; it learns them anew");
+
     auto* line = new wxBoxSizer(wxHORIZONTAL);
     line->Add(label, wxSizerFlags().CenterVertical().Border(wxRIGHT, gap));
     line->Add(filter_, wxSizerFlags(1).CenterVertical().Border(wxRIGHT, gap));
-    line->Add(refresh, wxSizerFlags().CenterVertical());
+    for (wxWindow* control : std::initializer_list<wxWindow*>{again_, refresh})
+        line->Add(control, wxSizerFlags().CenterVertical().Border(wxRIGHT, gap));
+    line->Add(flush, wxSizerFlags().CenterVertical());
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(line, wxSizerFlags().Expand().Border(wxALL, gap));
     content->Add(list_, wxSizerFlags(1).Expand().Border(wxLEFT | wxRIGHT, gap));
@@ -59,6 +74,15 @@ void DynamicMacTab::build() {
     SetSizer(content);
 
     refresh->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { this->refresh(); });
+    flush->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { this->flush(); });
+    again_->Bind(wxEVT_CHECKBOX, [this](wxCommandEvent& event) {
+        if (!event.IsChecked()) return timer_.Stop();
+        refreshAgain();
+        if (again_->GetValue()) timer_.Start(again_every_ms);
+    });
+    timer_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) {
+        if (controls::isSeen(this) && IsThisEnabled()) refreshAgain();
+    });
     filter_->Bind(wxEVT_TEXT, [this](wxCommandEvent&) {
         rows_.setFilter(filter_->GetValue().utf8_string());
         showRows();
@@ -97,9 +121,44 @@ void DynamicMacTab::refresh() {
     std::vector<ksz_dmac_entry> read;
     const StepsResult result =
         runSteps(this, "Reading the dynamic MAC table", oabr::dynamicMacStepsFromDevice(&read));
-    state_ = result == StepsResult::stopped  ? "Stopped: these are not all."
-             : result == StepsResult::failed ? "The device does not answer: these are not all."
-                                             : "";
+    show(std::move(read), result == StepsResult::stopped  ? "Stopped: these are not all."
+                          : result == StepsResult::failed ? not_answering
+                                                          : "");
+}
+
+void DynamicMacTab::refreshAgain() {
+    const auto use = oabr::DeviceUse::takeHere("reading the dynamic MAC table");
+    if (!use || workRuns()) return;  // next time
+    std::vector<ksz_dmac_entry> read;
+    auto result = StepsResult::failed;
+    const auto end = std::chrono::steady_clock::now() + longest_again;
+    const auto read_again = [&](Work& work) {
+        result = oabr::runDeviceSteps(oabr::dynamicMacStepsFromDevice(&read), [&](size_t) {
+            return !work.stopWanted() && std::chrono::steady_clock::now() < end;
+        });
+    };
+    if (!runWhilePainting(this, {}, read_again)) return;
+    if (result != StepsResult::finished) {
+        again_->SetValue(false);
+        timer_.Stop();
+    }
+    show(std::move(read), result == StepsResult::finished ? ""
+                          : result == StepsResult::failed
+                              ? not_answering
+                              : "The table takes too long to be read again and again: these are not all.");
+}
+
+void DynamicMacTab::flush() {
+    const auto use = oabr::DeviceUse::takeHere("flushing the dynamic MAC table");
+    if (!use || ksz_dmac_flush() == 0) {
+        state_ = use ? wxString("The device did not flush the table.") : wxString::FromUTF8(use.refusal());
+        return showRows();
+    }
+    refresh();
+}
+
+void DynamicMacTab::show(std::vector<ksz_dmac_entry> read, const wxString& state) {
+    state_ = state;
     rows_.setEntries(std::move(read));
     showRows();
 }

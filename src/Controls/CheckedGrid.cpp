@@ -335,15 +335,29 @@ void CheckedGrid::paste() {
     size_t left_out = 0;
     paste_message_.clear();
     const auto putPasted = [&](const Cell& cell, const std::string& text) {
-        put(cell, isFlag(cell.column) ? pastedFlag(text) : text, &changed);
+        const Kind kind = columns_[static_cast<size_t>(cell.column)].kind;
+        put(cell,
+            kind == Kind::flag     ? pastedFlag(text)
+            : kind == Kind::number ? pastedNumber(text)
+                                   : text,
+            &changed);
     };
+    // A header says which columns the lines below it are for.
+    std::vector<std::string> titles;
+    for (const Column& column : columns_)
+        titles.emplace_back(column.title);
+    const std::vector<int> header = headerColumns(lines[0], titles);
     if (lines.size() == 1 && lines[0].size() == 1) {
         forEachCell(target, [&](const Cell& cell) { putPasted(cell, lines[0][0]); });
     } else {
-        for (size_t line = 0; line < lines.size(); ++line) {
+        const size_t first = header.empty() ? 0 : 1;
+        for (size_t line = first; line < lines.size(); ++line) {
             for (size_t item = 0; item < lines[line].size(); ++item) {
-                const Cell cell{target.GetTopRow() + static_cast<int>(line),
-                                target.GetLeftCol() + static_cast<int>(item)};
+                const Cell cell{target.GetTopRow() + static_cast<int>(line - first),
+                                header.empty()         ? target.GetLeftCol() + static_cast<int>(item)
+                                : item < header.size() ? header[item]
+                                                       : GetNumberCols()};
+                if (cell.column < 0) continue;
                 if (cell.row < GetNumberRows() && cell.column < GetNumberCols())
                     putPasted(cell, lines[line][item]);
                 else

@@ -70,7 +70,8 @@ public:
     // What the keys do.
     void copySelection() const;
     /// From the cursor or the upper left of the selection on; one single text goes into all selected cells.
-    /// What reaches beyond the grid is left out.
+    /// What reaches beyond the grid is left out. A first line of titles says which columns the others are
+    /// for.
     void paste();
     void clearSelection();
     /// Gives all selected flags the state that the one at the cursor does not have.

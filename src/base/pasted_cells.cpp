@@ -3,6 +3,9 @@
 #include <wx/string.h>
 #include <wx/tokenzr.h>
 
+#include <algorithm>
+#include <cctype>
+
 namespace kovgui {
 
 std::vector<std::vector<std::string>> pastedCells(const std::string& text) {
@@ -22,10 +25,47 @@ std::vector<std::vector<std::string>> pastedCells(const std::string& text) {
 }
 
 std::string pastedFlag(const std::string& text) {
-    const wxString flag = wxString::FromUTF8(text);
-    if (flag.IsSameAs("true", false)) return "1";
-    if (flag.empty() || flag.IsSameAs("false", false)) return "0";
+    const wxString flag = wxString::FromUTF8(text).Lower();
+    for (const char* yes : {"true", "yes", "y", "on", "x", "\u2713", "\u2714", "\u2611"})
+        if (flag == wxString::FromUTF8(yes)) return "1";
+    for (const char* no : {"", "false", "no", "n", "off", "-", "\u2013", "\u2717", "\u2610"})
+        if (flag == wxString::FromUTF8(no)) return "0";
     return text;
+}
+
+std::string pastedNumber(const std::string& text) {
+    wxString digits = wxString::FromUTF8(text).Lower();
+    bool hexadecimal = digits.StartsWith("0x", &digits) && !digits.empty() && digits[0].IsAscii() &&
+                       std::isxdigit(static_cast<int>(digits[0].GetValue())) != 0;
+    if (!hexadecimal)
+        hexadecimal = digits.EndsWith("h", &digits) && !digits.empty() && digits[0].IsAscii() &&
+                      std::isdigit(static_cast<int>(digits[0].GetValue())) != 0;
+    unsigned long value = 0;
+    if (!hexadecimal || !digits.ToULong(&value, 16)) return text;
+    return std::to_string(value);
+}
+
+namespace {
+
+wxString plain(const std::string& title) {
+    wxString text = wxString::FromUTF8(title).Lower();
+    for (const char* one : {" ", "\n", "_", "\"", ":"})
+        text.Replace(one, "");
+    return text;
+}
+
+}  // namespace
+
+std::vector<int> headerColumns(const std::vector<std::string>& cells, std::span<const std::string> titles) {
+    std::vector<int> columns;
+    bool any = false;
+    for (const std::string& cell : cells) {
+        const auto found = std::ranges::find(titles, plain(cell), plain);
+        if (found == titles.end() && !cell.empty()) return {};
+        columns.push_back(cell.empty() ? -1 : static_cast<int>(found - titles.begin()));
+        any = any || !cell.empty();
+    }
+    return any ? columns : std::vector<int>();
 }
 
 }  // namespace kovgui

@@ -1,10 +1,12 @@
 #include "src/models/vlan_form.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstdint>
 #include <optional>
 #include <set>
+#include <utility>
 
 #include "src/base/pasted_cells.h"
 
@@ -28,6 +30,18 @@ std::optional<int> number(const std::string& text) {
     const auto [read, error] = std::from_chars(text.data(), end, value);
     if (text.empty() || text[0] == '-' || error != std::errc() || read != end) return {};
     return value;
+}
+
+std::string trimmed(const std::string& text) {
+    const size_t begin = text.find_first_not_of(' ');
+    return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(' ') - begin + 1);
+}
+
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words)
+        text += (text.empty() ? "" : ", ") + word;
+    return text;
 }
 
 std::string rangeError(const std::string& text, int minimum, int maximum) {
@@ -206,22 +220,80 @@ std::string vlanRowsText(const std::vector<ksz_vlan_row>& rows) {
     return text;
 }
 
+namespace {
+
+constexpr size_t pasted_columns = form_columns.size() - vid_column;
+
+/// The cells of a pasted line in the table's order, as the header has them.
+/// @param columns  of the header, by cell
+std::vector<std::string> inOrder(const std::vector<std::string>& cells, const std::vector<int>& columns) {
+    std::vector<std::string> texts(pasted_columns);
+    for (size_t i = 0; i < cells.size() && i < columns.size(); ++i) {
+        if (columns[i] >= 0) texts[static_cast<size_t>(columns[i])] = cells[i];
+    }
+    return texts;
+}
+
+/// A line of letters where a VID belongs tells what the columns are.
+bool looksLikeHeader(const std::vector<std::string>& cells) {
+    return std::isalpha(static_cast<unsigned char>(cells[0].c_str()[0])) != 0 &&
+           !number(pastedNumber(cells[0]));
+}
+
+/// @param columns  becomes which column each cell is about
+/// @return         what is wrong; empty for nothing
+std::string readHeader(const std::vector<std::string>& cells, std::vector<int>* columns) {
+    const std::vector<std::string> titles(form_columns.begin() + vid_column, form_columns.end());
+    *columns = headerColumns(cells, titles);
+    for (int column = 0; column < static_cast<int>(pasted_columns); ++column) {
+        if (std::ranges::count(*columns, column) != 1)
+            return "the columns must be " + joined(titles) + ", each once, in any order";
+    }
+    return {};
+}
+
+/// The VLANs of a line, "10-20" in the place of one VID being as many.
+std::string readLine(std::vector<std::string> texts, std::vector<ksz_vlan_row>* rows) {
+    for (size_t i = first_port_column - vid_column; i < texts.size(); ++i)
+        texts[i] = pastedFlag(texts[i]);
+    if (texts.size() != pasted_columns)
+        return "there must be " + std::to_string(pasted_columns) + " columns with tabs between them";
+    const size_t dash = texts[0].find('-', 1);
+    const std::string last = dash == std::string::npos ? texts[0] : texts[0].substr(dash + 1);
+    texts[0] = pastedNumber(trimmed(texts[0].substr(0, dash)));
+    texts[1] = pastedNumber(texts[1]);
+    if (std::string error = rowError(texts, 0); !error.empty()) return error;
+    const int first_vid = *number(texts[0]);
+    texts[0] = pastedNumber(trimmed(last));
+    if (std::string error = rowError(texts, 0); !error.empty()) return error;
+    ksz_vlan_row row = rowOf(texts, 0);
+    const int last_vid = row.vid;
+    if (first_vid > last_vid) return "VID: a range goes from the lower number to the higher";
+    for (row.vid = first_vid; row.vid <= last_vid; ++row.vid)
+        rows->push_back(row);
+    return {};
+}
+
+}  // namespace
+
 std::string parseVlanRows(const std::string& text, std::vector<ksz_vlan_row>* rows) {
     std::vector<ksz_vlan_row> read;
+    std::vector<int> columns;
     std::set<int> seen;
     int count = 0;
-    for (std::vector<std::string>& texts : pastedCells(text)) {
+    bool begun = false;
+    for (const std::vector<std::string>& cells : pastedCells(text)) {
         ++count;
-        if (texts == std::vector<std::string>{""}) continue;
-        constexpr size_t columns = form_columns.size() - vid_column;
-        for (size_t i = first_port_column - vid_column; i < texts.size(); ++i)
-            texts[i] = pastedFlag(texts[i]);
-        std::string error = texts.size() == columns ? rowError(texts, 0)
-                                                    : "there must be " + std::to_string(columns) +
-                                                          " columns with tabs between them";
-        if (error.empty()) {
-            read.push_back(rowOf(texts, 0));
-            if (!seen.insert(read.back().vid).second) error = "VID: " + texts[0] + " is there twice";
+        if (cells == std::vector<std::string>{""}) continue;
+        std::string error;
+        const size_t before = read.size();
+        if (!std::exchange(begun, true) && looksLikeHeader(cells))
+            error = readHeader(cells, &columns);
+        else
+            error = readLine(columns.empty() ? cells : inOrder(cells, columns), &read);
+        for (size_t i = before; i < read.size() && error.empty(); ++i) {
+            if (!seen.insert(read[i].vid).second)
+                error = "VID: " + std::to_string(read[i].vid) + " is there twice";
         }
         if (!error.empty()) return "Line " + std::to_string(count) + ", " + error + ".";
     }

@@ -101,7 +101,8 @@ VlanSettings vlanSettingsOf(const VlanForm& checked, const VlanSettings& base);
 
 /// Entries as text for the clipboard, a line each: VID, FID and the ports' flags, with tabs between.
 std::string vlanRowsText(const std::vector<ksz_vlan_row>& rows);
-/// Reads such lines, with blank ones among them or none.
+/// Reads such lines, with blank ones among them or none. A first line of titles says in which order the
+/// columns stand; a VID may be a range, "10-20", and the cells those of pastedFlag and pastedNumber.
 /// @param rows  takes the entries
 /// @return      what is wrong, naming line and column; `rows` is then untouched
 [[nodiscard]] std::string parseVlanRows(const std::string& text, std::vector<ksz_vlan_row>* rows);

@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <wx/checkbox.h>
 #include <wx/textctrl.h>
 #include <wx/timer.h>
 
@@ -181,6 +182,11 @@ TEST_F(DynamicMacPage, ReadsSortsFiltersAndCopies) {
     const std::string copied = controls::clipboardText().utf8_string();
     EXPECT_EQ(copied, "02:00:00:00:00:00\t0\tUSB\t" + cell(1, DynamicMacList::age_column) + "\n");
     EXPECT_FALSE(mac_->needsRead()) << "a store would read it";
+    hear(6);
+    mac_->refreshAgain();
+    EXPECT_EQ(mac_->rows().total(), 6u);
+    send(wxEVT_BUTTON, mac_->FindWindow(DynamicMacTab::ID_FLUSH));
+    EXPECT_EQ(status(), "0 of 0 entries. ");
 }
 
 TEST_F(DynamicMacPage, KeepsWhatWasReadBeforeAStopOrASilence) {
@@ -195,6 +201,10 @@ TEST_F(DynamicMacPage, KeepsWhatWasReadBeforeAStopOrASilence) {
     fault("silent");
     refresh();
     EXPECT_EQ(status(), "0 of 0 entries. The device does not answer: these are not all.");
+    auto* again = static_cast<wxCheckBox*>(mac_->FindWindow(DynamicMacTab::ID_AGAIN));
+    again->SetValue(true);
+    send(wxEVT_CHECKBOX, again, 1);
+    EXPECT_FALSE(again->GetValue()) << "a silent device is not asked again and again";
 }
 
 // ---- The 802.1Q tab ----

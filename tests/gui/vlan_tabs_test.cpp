@@ -130,8 +130,9 @@ TEST_F(StaticMacTab, BlocksArePastedCheckedCutAndCopied) {
         page(cells);
     };
     pasteAt(30, 0,
-            "TRUE\t127\t1\t0\t1\t0\t0\t1\tab:1:2:3:4:0\r\n"
-            "1\t128\t1\t0\tyes\t\t0\t1\t02:00:00:00:00:01\r\n"
+            "valid\tFID\tUse FID\tST Ovrd\tFwd OABR1\tFwd OABR2\tFwd 100BaseTX\tFwd USB\tMAC Address\n"
+            "TRUE\t0x7F\t1\t0\t1\t0\t0\t1\tab:1:2:3:4:0\r\n"
+            "1\t128\t1\t0\tperhaps\t\t0\t1\t02:00:00:00:00:01\r\n"
             "1\t1\r\n");
     ASSERT_TRUE(isText(30, oabr::smac_address, "AB:01:02:03:04:00")) << "in its normal form";
     EXPECT_EQ(calls, 1);
@@ -155,7 +156,7 @@ TEST_F(StaticMacTab, BlocksArePastedCheckedCutAndCopied) {
     EXPECT_FALSE(grid_->hasErrors());
     EXPECT_THAT(controls::clipboardText().utf8_string(),
                 "1\t127\t1\t0\t1\t0\t0\t1\tAB:01:02:03:04:00\n"
-                "1\t128\t1\t0\tyes\t0\t0\t1\t02:00:00:00:00:01");
+                "1\t128\t1\t0\tperhaps\t0\t0\t1\t02:00:00:00:00:01");
 }
 
 TEST_F(StaticMacTab, OneValueAndOneKeyFillASelection) {

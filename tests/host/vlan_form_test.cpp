@@ -116,7 +116,24 @@ TEST(VlanRowsText, ComesBackWithForeignLineEnds) {
     EXPECT_THAT(parseVlanRows("1 0 0 0 0 0", &read), HasSubstr("6 columns"));
     EXPECT_THAT(parseVlanRows("1 2\t0\t0\t0\t0\t0", &read), HasSubstr("Line 1, VID: must be"));
     EXPECT_THAT(parseVlanRows("1\t0\t0\t0\t0\t0\n1\t0\t0\t0\t0\t0\n", &read), HasSubstr("Line 2, VID: 1"));
+    EXPECT_THAT(parseVlanRows("20-10\t0\t0\t0\t0\t0", &read), HasSubstr("Line 1, VID: a range"));
+    EXPECT_THAT(parseVlanRows("VID\tFID\tPort 1\tUSB\tOABR1\tOABR2\n", &read),
+                HasSubstr("Line 1, the columns"));
     EXPECT_EQ(read.size(), 2u) << "a fault takes nothing";
+}
+
+TEST(VlanRowsText, MayComeAsASpreadsheetHasIt) {
+    std::vector<ksz_vlan_row> read;
+    ASSERT_EQ(parseVlanRows("vid,fid,USB,100BaseTX,OABR2,OABR1\n"
+                            "0x0A - 12, 1Fh, x, -, no, \u2713\n"
+                            "7, 0, Yes, on, \u2717, false\n",
+                            &read),
+              "");
+    EXPECT_EQ(vlanRowsText(read),
+              "10\t31\t1\t0\t0\t1\n11\t31\t1\t0\t0\t1\n12\t31\t1\t0\t0\t1\n"
+              "7\t0\t0\t0\t1\t1\n");
+    EXPECT_THAT(parseVlanRows("1-4094\t0\t0\t0\t0\t0\n9\t0\t0\t0\t0\t0", &read),
+                HasSubstr("9 is there twice"));
 }
 
 }  // namespace
