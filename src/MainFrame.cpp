@@ -4,7 +4,6 @@
 #include <wx/choicdlg.h>
 #include <wx/choice.h>
 #include <wx/config.h>
-#include <wx/display.h>
 #include <wx/dnd.h>
 #include <wx/generic/aboutdlgg.h>
 #include <wx/grid.h>
@@ -19,6 +18,7 @@
 #include <wx/stattext.h>
 #include <wx/statusbr.h>
 #include <wx/textctrl.h>
+#include <wx/textdlg.h>
 #include <wx/thread.h>
 #include <wx/toolbar.h>
 #include <wx/utils.h>
@@ -48,11 +48,13 @@
 #include "src/window/NoticeBar.h"
 #include "src/window/ReadableStatusBar.h"
 #include "src/window/ResourceManager.h"
+#include "src/window/StartHint.h"
 #include "src/window/accessible.h"
 #include "src/window/device_change.h"
 #include "src/window/device_text.h"
 #include "src/window/hover.h"
 #include "src/window/links.h"
+#include "src/window/remembered.h"
 #include "src/window/unstored_question.h"
 #include "src/window/while_painting.h"
 
@@ -107,6 +109,7 @@ constexpr MenuRow network_rows[] = {
     {wxID_UNDO, "&Undo\tCtrl+Z", "Take back the last change on the device", ""},
     {wxID_REDO, "&Redo\tCtrl+Y", "Make the change again that was taken back", ""},
     {wxID_REFRESH, "Read &again\tF5", "Read the page from the device again", ""},
+    {ID_NAME_DEVICE, "Name of the device...", "Give the device a name of your own, on this computer", ""},
 };
 constexpr MenuRow help_rows[] = {
     {ID_WEBSITE, "Website", "Show Logger website", "HOME"},
@@ -190,6 +193,7 @@ wxBEGIN_EVENT_TABLE(MainFrame, wxFrame)
     EVT_MENU(ID_DOWNLOADS, MainFrame::OnOpenDownloads)
     EVT_MENU(ID_FAQ, MainFrame::OnOpenFAQ)
     EVT_MENU(ID_UPDATE_DEVICES, MainFrame::OnUpdateDevices)
+    EVT_MENU(ID_NAME_DEVICE, MainFrame::OnNameDevice)
     EVT_MENU(ID_USER_GUIDE, MainFrame::OnOpenUserGuide)
     EVT_MENU(ID_USER_HELP, MainFrame::OnOpenUserHelp)
     EVT_LISTBOOK_PAGE_CHANGING(wxID_ANY, MainFrame::OnPageChanged)
@@ -237,7 +241,7 @@ void MainFrame::Init(bool console) {
         icons.AddIcon(icon);
     }
     SetIcons(icons);
-    restoreSize();
+    restorePlace(this, FromDIP(wxSize(1000, 700)), FromDIP(wxSize(800, 590)));
     buildMenus();
     buildStatusBar();
     buildToolBar(console);
@@ -338,6 +342,8 @@ void MainFrame::buildToolBar(bool console) {
 }
 
 void MainFrame::buildPages() {
+    hint_ = new StartHint(this);
+    hint_->on_connect = [this](const std::string& serial) { ConnectToDevice(serial); };
     book_ = new wxListbook(this, wxID_ANY, wxDefaultPosition, wxDefaultSize, wxLB_LEFT, "pages");
     wxBookCtrlBase::Images pictures;
     for (const PageRow& row : pageRows())
@@ -367,23 +373,9 @@ void MainFrame::buildPages() {
     notice_ = new NoticeBar(this);
     auto* content = new wxBoxSizer(wxVERTICAL);
     content->Add(notice_, wxSizerFlags().Expand());
+    content->Add(hint_, wxSizerFlags().Expand());
     content->Add(book_, wxSizerFlags(1).Expand());
     SetSizer(content);
-}
-
-void MainFrame::restoreSize() {
-    const wxConfigBase* config = wxConfigBase::Get(false);
-    const wxSize minimum = FromDIP(wxSize(800, 590));
-    wxSize size = FromDIP(wxSize(1000, 700));
-    if (config != nullptr) {
-        size.x = static_cast<int>(config->ReadLong("/MainWindow/Width", size.x));
-        size.y = static_cast<int>(config->ReadLong("/MainWindow/Height", size.y));
-    }
-    size.DecTo(wxDisplay(this).GetClientArea().GetSize());
-    size.IncTo(minimum);
-    SetMinSize(minimum);
-    SetSize(size);
-    if (config != nullptr && config->ReadBool("/MainWindow/Maximised", false)) Maximize();
 }
 
 void MainFrame::restorePage() {
@@ -398,11 +390,7 @@ void MainFrame::restorePage() {
 void MainFrame::saveLayout() {
     wxConfigBase* config = wxConfigBase::Get(false);
     if (config == nullptr) return;
-    config->Write("/MainWindow/Maximised", IsMaximized());
-    if (!IsMaximized() && !IsIconized()) {
-        config->Write("/MainWindow/Width", GetSize().x);
-        config->Write("/MainWindow/Height", GetSize().y);
-    }
+    savePlace(this);
     if (book_->GetSelection() != wxNOT_FOUND)
         config->Write("/MainWindow/Page", book_->GetPageText(static_cast<size_t>(book_->GetSelection())));
     config->Flush();
@@ -460,6 +448,7 @@ void MainFrame::updateCommands() {
     networkMenu_->Enable(wxID_REFRESH, usable);
     showStep(wxID_UNDO, "&Undo", "Ctrl+Z", usable ? history_.toUndo() : nullptr);
     showStep(wxID_REDO, "&Redo", "Ctrl+Y", usable ? history_.toRedo() : nullptr);
+    networkMenu_->Enable(ID_NAME_DEVICE, connected_);
     // Reset and console stay usable without a connection: that is when they are needed.
     toolBar_->EnableTool(ID_RESET, !in_use);
     chooser_->Enable(!in_use);
@@ -477,6 +466,7 @@ void MainFrame::OnDeviceUseChanged() {
     updateCommands();
     if (!DeviceUse::user().empty()) return;
     followAnswers();
+    showHint();
     for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
         page->OnDeviceFree();
 }
@@ -531,16 +521,38 @@ void MainFrame::RefreshDevices() {
     const OABRDevice& device = *OABRDevice::instance();
     const std::string connected = connected_ ? device.getConnectedDevice() : std::string();
     const std::vector<OABRDevice::DeviceInfo> devices = OABRDevice::instance()->enumDevices();
+    const std::vector<std::string> before = serials_;
     wxArrayString shown;
     serials_.clear();
     for (const OABRDevice::DeviceInfo& one : devices) {
         LOG_DEBUG(805, "checking %d %s", static_cast<int>(serials_.size()), one.serial.c_str());
         serials_.push_back(one.serial);
-        shown.push_back(deviceText(one.serial));
+        shown.push_back(nameAndSerial(one.serial));
     }
     // A list that is open is left alone as long as nothing has changed.
     if (shown != chooser_->GetStrings()) chooser_->Set(shown);
     choose(connected);
+    showHint();
+    connectAlone(before);
+}
+
+/// Says what to do while nothing is connected. What is on its way to a connection, or back to one, leaves it
+/// as it is.
+void MainFrame::showHint() {
+    if (!connected_ && !DeviceUse::user().empty()) return;
+    if (!connected_) hint_->showDevices(serials_);
+    if (hint_->Show(!connected_)) Layout();
+}
+
+/// Connects to a device that has appeared and is the only one, where the operator wants that.
+void MainFrame::connectAlone(const std::vector<std::string>& before) {
+    if (connected_ || !connectsAlone() || serials_.size() != 1 || before == serials_) return;
+    CallAfter([this, serial = serials_[0]] {
+        const bool still_there = serials_.size() == 1 && serials_[0] == serial;
+        const bool free = DeviceUse::user().empty() && !workRuns() && !modalBoxes_.open();
+        // One that was lost is connected to in its own way.
+        if (!connected_ && still_there && free && reconnect_.due(serials_).empty()) ConnectToDevice(serial);
+    });
 }
 
 void MainFrame::choose(const std::string& serial) {
@@ -572,7 +584,7 @@ int MainFrame::connect(const std::string& serial, DeviceUse use) {
     if (connected_) disconnect();
     lastDevice_ = serial;
     int result = 1;
-    showActivity("Connecting to " + deviceText(serial) + " ...");
+    showActivity("Connecting to " + nameAndSerial(serial) + " ...");
     {
         const DeviceUse job = DeviceUse::take("connecting");
         (void)runWhilePainting(this, {}, [&](Work&) {
@@ -696,6 +708,8 @@ void MainFrame::OnDeviceConnected(wxThreadEvent&) {
     showConnection();
     choose(device.getConnectedDevice());
     reconnect_.forget();
+    setLastDevice(device.getConnectedDevice());
+    showHint();
     setSettingsChanged(UnstoredChanges::instance().any());
     OnChangedStore();
     connectionTimer_.Start(look_after_connection_ms);
@@ -709,6 +723,7 @@ void MainFrame::OnDeviceDisconnected(wxThreadEvent&) {
     endHistory();
     disableDeviceFunctions();
     showConnection();
+    showHint();
 }
 
 void MainFrame::OnConnectionInerrupted(wxThreadEvent&) {
@@ -753,6 +768,16 @@ void MainFrame::followAnswers() {
 void MainFrame::OnUpdateDevices(wxCommandEvent&) {
     RefreshDevices();
     reconnectIfDue();
+}
+
+void MainFrame::OnNameDevice(wxCommandEvent&) {
+    const std::string serial = OABRDevice::instance()->getConnectedDevice();
+    wxTextEntryDialog dialog(
+        this, "Your own name for " + deviceText(serial) + ", kept on this computer; empty for none:",
+        "Name of the device", deviceName(serial));
+    if (dialog.ShowModal() != wxID_OK) return;
+    setDeviceName(serial, dialog.GetValue());
+    RefreshDevices();
 }
 
 void MainFrame::OnDeviceSelected(wxCommandEvent& event) {

@@ -30,6 +30,7 @@ namespace kovgui {
 
 class HelpViewer;
 class NoticeBar;
+class StartHint;
 
 /// Identifiers of the window's own commands and of the thread events that tell of the device.
 enum WindowId {
@@ -45,6 +46,7 @@ enum WindowId {
     ID_USER_HELP = 6014,
     ID_COMPARE_FILES = 6015,
     ID_RECONNECT = 6016,
+    ID_NAME_DEVICE = 6012,
     ID_DEVICE_CONNECTED = 6017,
     ID_DEVICE_DISCONNECTED = 6018,
     ID_DEVICE_STATUS_UPDATE = 6019,
@@ -110,13 +112,14 @@ private:
     void buildStatusBar();
     void buildToolBar(bool console);
     void buildPages();
-    void restoreSize();
     void restorePage();
     void saveLayout();
     void placeStoreIndicator();
     void enableDeviceFunctions();
     void disableDeviceFunctions();
     void choose(const std::string& serial);
+    void showHint();
+    void connectAlone(const std::vector<std::string>& before);
     int connect(const std::string& serial, oabr::DeviceUse use);
     void connectOrSay(const std::string& serial, oabr::DeviceUse use);
     void disconnect();
@@ -149,6 +152,7 @@ private:
     void OnOpenDownloads(wxCommandEvent& event);
     void OnOpenFAQ(wxCommandEvent& event);
     void OnUpdateDevices(wxCommandEvent& event);
+    void OnNameDevice(wxCommandEvent& event);
     void OnOpenUserGuide(wxCommandEvent& event);
     void OnOpenUserHelp(wxCommandEvent& event);
     void OnPageChanged(wxBookCtrlEvent& event);
@@ -181,6 +185,7 @@ private:
     wxWindow* storeIndicator_ = nullptr;
     wxListbook* book_ = nullptr;
     NoticeBar* notice_ = nullptr;
+    StartHint* hint_ = nullptr;
     wxString hardware_;  // the status bar's text about it
     wxTimer connectionTimer_;
     wxTimer endingTimer_;

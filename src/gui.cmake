@@ -16,11 +16,13 @@ add_library(oabr_gui STATIC
     window/NoticeBar.cpp
     window/ReadableStatusBar.cpp
     window/ResourceManager.cpp
+    window/StartHint.cpp
     window/accessible_content.cpp
     window/device_text.cpp
     window/file_choice.cpp
     window/links.cpp
     window/log_start.cpp
+    window/remembered.cpp
     window/unstored_question.cpp
     window/while_painting.cpp
     cli/CLIDialog.cpp

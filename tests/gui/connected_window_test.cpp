@@ -19,6 +19,8 @@
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/cli/OKVXConsole.h"
 #include "src/cli/interpreter.h"
+#include "src/window/StartHint.h"
+#include "src/window/remembered.h"
 #include "tests/gui/connected_window_fixture.h"
 
 namespace kovgui {
@@ -66,6 +68,19 @@ TEST_F(ConnectedWindow, TheChooserFollowsWhatComesAndGoes) {
     ASSERT_TRUE(listed(1));
     EXPECT_EQ(frame_->getSelectedDevice(), "OKVX0001");
     EXPECT_EQ(status(2), "Connected");
+}
+
+TEST_F(ConnectedWindow, ASingleDeviceIsConnectedToAsItAppearsWhereThatIsWanted) {
+    wxWindow* const hint = frame_->FindWindow("startHint");
+    EXPECT_TRUE(hint->IsShown());
+    EXPECT_THAT(label("startHintText", hint), HasSubstr("Plug a device in"));
+    setDeviceName("OKVX0001", "Rack 3");
+    send(wxEVT_CHECKBOX, hint->FindWindow(StartHint::ID_CONNECT_ALONE), 1);
+    auto first = simulated("OKVX0001").start();
+    ASSERT_TRUE(connectedTo("Connected"));
+    EXPECT_EQ(chooser()->GetStringSelection(), "Rack 3 (OKVX0001)");
+    EXPECT_FALSE(hint->IsShown());
+    EXPECT_EQ(lastDevice(), "OKVX0001");
 }
 
 TEST_F(WithDevice, UnplugReplugAndResetAreFollowed) {

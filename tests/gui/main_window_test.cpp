@@ -5,6 +5,7 @@
 #include <wx/app.h>
 #include <wx/listbook.h>
 #include <wx/listctrl.h>
+#include <wx/log.h>
 #include <wx/textctrl.h>
 #include <wx/uiaction.h>
 
@@ -17,6 +18,7 @@
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/cli/CLIDialog.h"
 #include "src/window/HelpViewer.h"
+#include "src/window/remembered.h"
 #include "tests/gui/main_window_fixture.h"
 #include "tests/gui/other_windows.h"
 
@@ -108,19 +110,41 @@ TEST_F(MainWindow, BroadcastFromAnotherThreadReachesThePages) {
     EXPECT_TRUE(waitFor([this] { return page_->heard == std::vector<int>{ID_DEVICE_STATUS_UPDATE}; }));
 }
 
-TEST_F(MainWindow, RemembersItsSizeAndPage) {
+TEST_F(MainWindow, RemembersItsPlaceSizeAndPage) {
     auto* book = static_cast<wxListbook*>(frame_->FindWindow("pages"));
     book->SetSelection(1);
     const wxString page = book->GetPageText(1);
     const wxSize size(905, 640);
     frame_->SetSize(size);
-    ASSERT_TRUE(waitFor([&] { return frame_->GetSize() == size; }));
+    const wxPoint place(60, 50);
+    frame_->SetPosition(place);
+    ASSERT_TRUE(waitFor([&] { return frame_->GetSize() == size && frame_->GetPosition() == place; }));
+    setDeviceName("A/1", "Rack 3");
+    EXPECT_EQ(nameAndSerial("A/1"), "Rack 3 (A/1)");
     frame_->Close();
     frame_ = new MainFrame("OABR Korvex 1.6.0");
     frame_->Init(false);
     book = static_cast<wxListbook*>(frame_->FindWindow("pages"));
     EXPECT_EQ(book->GetPageText(static_cast<size_t>(book->GetSelection())), page);
     EXPECT_EQ(frame_->GetSize(), size);
+    EXPECT_EQ(frame_->GetPosition(), place);
+}
+
+TEST_F(MainWindow, StartsWhateverTheRememberedStateIs) {
+    frame_->Close();
+    wxStringInputStream damaged(
+        "[MainWindow]\nWidth=-7\nHeight=abc\nLeft=99999999999999\nTop=5\nMaximised=x\nPage=\\\n"
+        "[Devices]\nConnectAlone=perhaps\nLast=%n%n\n]]\n[[\n=\n");
+    {
+        const wxLogNull quiet;
+        delete wxConfigBase::Set(new wxFileConfig(damaged));
+        frame_ = new MainFrame("OABR Korvex 1.6.0");
+        frame_->Init(false);
+        frame_->Show();
+    }
+    EXPECT_GE(frame_->GetSize().y, frame_->GetMinSize().y);
+    EXPECT_TRUE(wxRect(wxGetDisplaySize()).Intersects(frame_->GetRect()));
+    EXPECT_EQ(nameAndSerial("OKVX0001"), "OKVX0001");
 }
 
 TEST_F(MainWindow, CloseAsksOnlyForUnstoredSettings) {
