@@ -307,10 +307,9 @@ void takeStore(MainFrame* frame, sim_process::Device& device) {
     wxTimer timer;
     int seen = 0;
     timer.Bind(wxEVT_TIMER, [&](wxTimerEvent&) {
-        const bool notice =
-            std::any_of(wxTopLevelWindows.begin(), wxTopLevelWindows.end(), [&](auto* window) {
-                return window != frame && window->IsShown() && dynamic_cast<wxDialog*>(window) == nullptr;
-            });
+        const bool notice = std::any_of(wxTopLevelWindows.begin(), wxTopLevelWindows.end(), [](auto* window) {
+            return window->GetLabel() == "Wait..." && window->IsShown();
+        });
         if (notice && ++seen == 4) take(areaOf(nullptr), "storing");
     });
     timer.Start(50);

@@ -278,7 +278,7 @@ void ConfigManager::readXmlPanels(const std::string& text, const settings::Panel
     for (const Element& element : document.elements) {
         const auto isOf = [&](const Reader& reader) { return element.name == elementOf(reader.panel); };
         if (std::ranges::none_of(readers, isOf))
-            file->unknown.push_back({{}, "", "unknown element \"" + element.name + "\""});
+            file->unknown.push_back({{}, element.name, "unknown element"});
     }
     for (const auto& [panel, load] : readers) {
         if (!panels[static_cast<size_t>(panel)]) continue;
@@ -292,7 +292,7 @@ void ConfigManager::readXmlPanels(const std::string& text, const settings::Panel
         if (errors.empty()) file->set_up.settings = std::move(with_page);
         std::istringstream lines(errors);
         for (std::string line; std::getline(lines, line);)
-            file->unknown.push_back({panel, "", line, count == 0});
+            file->unknown.push_back({panel, elementOf(panel), line, count == 0});
     }
 }
 

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "src/Controls/CheckedGrid.h"
+#include "src/Controls/MessageText.h"
 #include "src/window/accessible.h"
 #include "src/window/device_text.h"
 
@@ -152,7 +152,7 @@ public:
             case column_stored:
                 return shownText(shownValue(row.stored));
             default:
-                if (row.state == State::unknown) return row.note == row.setting ? "" : shownText(row.note);
+                if (row.state == State::unknown) return shownText(row.note);
                 return shownText(shownValue(row.file));
         }
     }
@@ -238,7 +238,7 @@ void LoadDifferenceDialog::buildList(Kind kind) {
     list_->AppendToggleColumn(load ? "Load" : "Save", column_tick, wxDATAVIEW_CELL_ACTIVATABLE, FromDIP(50),
                               wxALIGN_CENTRE, 0);
     list_->SetExpanderColumn(add("Setting", column_setting, 230));
-    add(load ? "Now" : "First", column_now, 140);
+    add(load ? "Now" : "First", column_now, load ? 140 : 220);
     if (load) add("Stored", column_stored, 140);
     add(load ? "File" : "Second", column_file, 280);
     list_->AssociateModel(model_.get());

@@ -141,14 +141,7 @@ void LoadDifference::finish() {
     PanelChoice left_out{};
     for (const LoadedFile::Unknown& one : file_.unknown) {
         if (one.panel && !of_files_) left_out[static_cast<size_t>(*one.panel)] = true;
-        rows_.push_back({one.panel,
-                         one.setting.empty() ? one.text : one.setting,
-                         {},
-                         {},
-                         {},
-                         State::unknown,
-                         false,
-                         one.text});
+        rows_.push_back({one.panel, one.setting, {}, {}, {}, State::unknown, false, one.text});
     }
     for (Row& row : rows_) {
         if (row.state != State::differs || !row.panel || !left_out[static_cast<size_t>(*row.panel)]) continue;

@@ -19,7 +19,7 @@ struct LoadedFile {
     /// What the file names and nobody knows, or what it lacks. The page it belongs to is not loaded then.
     struct Unknown {
         std::optional<ConfigPanel> panel;  ///< nothing where it belongs to none
-        std::string setting;               ///< its path; empty where the text says it
+        std::string setting;               ///< its path, or the element of an XML file
         std::string text;
         bool missing = false;  ///< it stands for a page that is not there at all
     };
