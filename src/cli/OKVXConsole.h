@@ -23,7 +23,7 @@ public:
 
 /// The management console on a text console of its own: a thread that reads lines and runs them. It is
 /// detached and deletes itself when it ends; one that was never run is deleted by whoever made it. One at a
-/// time.
+/// time in the process, since the standard streams are the process's.
 class OKVXConsole : public wxThread {
 public:
     explicit OKVXConsole(std::string title, ConsoleOwner* owner = nullptr);
