@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "lib/hdlc.h"
+#include "bench/wire_time.h"
 #include "src/Application.h"
 #include "src/ConfigDlg/PortConfigPanel.h"
 #include "src/MainFrame.h"
@@ -30,44 +30,10 @@ using Clock = std::chrono::steady_clock;
 constexpr double maximum = 1.2;
 constexpr int rounds = 21;
 
-constexpr double byte_ms = 10 * 1000.0 / 230400;
-constexpr double turnaround_ms = 1;
-constexpr double latency_ms = 2;
-
 class BenchApplication : public Application {
 public:
     bool OnInit() override { return true; }
 };
-
-/// The bytes on the line of a frame that the journal shows as hex digits of its contents.
-size_t bytesOnLine(const std::string& entry) {
-    constexpr char key[] = "\"data\":\"";
-    const size_t begin = entry.find(key) + sizeof key - 1;
-    const std::string digits = entry.substr(begin, entry.find('"', begin) - begin);
-    std::vector<uint8_t> contents;
-    for (size_t at = 0; at + 1 < digits.size(); at += 2)
-        contents.push_back(static_cast<uint8_t>(std::stoi(digits.substr(at, 2), nullptr, 16)));
-    size_t count = 0;
-    hdlc_framing framing;
-    framing.init([](void* counter, int) { ++*static_cast<size_t*>(counter); }, nullptr, &count);
-    framing.send_frame(contents.data(), static_cast<uint8_t>(contents.size()));
-    return count;
-}
-
-struct Wire {
-    size_t requests;
-    double ms;
-};
-
-/// The requests from that line of the journal on. Of an answer shorter than a packet only the first byte
-/// counts: the latency timer runs from there.
-Wire wireSince(const sim_process::Device& device, size_t first) {
-    const std::vector<std::string> requests = device.journal(R"("event":"request")");
-    Wire wire{requests.size() - first, 0};
-    for (size_t i = first; i < requests.size(); ++i)
-        wire.ms += static_cast<double>(bytesOnLine(requests[i]) + 1) * byte_ms + turnaround_ms + latency_ms;
-    return wire;
-}
 
 int run() {
     const sim_process::Device device =
@@ -86,23 +52,23 @@ int run() {
     }
     if (page == nullptr || !oabr::OABRDevice::instance()->isFirmwareConnected()) return 2;
     std::vector<double> times;
-    Wire wire{};
+    wire::Time floor{};
     for (int round = 0; round < rounds; ++round) {
         const size_t before = device.journal(R"("event":"request")").size();
         page->OnValuesChanged();
         const auto begin = Clock::now();
         page->ReadAllRegisters();
         times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begin).count());
-        wire = wireSince(device, before);
+        floor = wire::timeSince(device, before);
     }
     std::sort(times.begin(), times.end());
-    const double ratio = times[rounds / 2] / wire.ms;
+    const double ratio = times[rounds / 2] / floor.ms;
     std::printf(
         "reading the port page: %zu requests, %.1f ms, wire time %.1f ms: %.2f times (at most %.1f)\n",
-        wire.requests, times[rounds / 2], wire.ms, ratio, maximum);
+        floor.requests, times[rounds / 2], floor.ms, ratio, maximum);
     frame->Close();
     drainEvents();
-    return wire.requests > 0 && ratio <= maximum ? 0 : 1;
+    return floor.requests > 0 && ratio <= maximum ? 0 : 1;
 }
 
 }  // namespace
