@@ -167,33 +167,62 @@ private:
     int line_ = 1;
 };
 
-json jsonOf(const Data& data) {
-    switch (data.kind()) {
-        case Data::Kind::boolean:
-            return data.boolean();
-        case Data::Kind::integer:
-            return data.integer();
-        case Data::Kind::real:
-            return data.real();
-        case Data::Kind::text:
-            return data.text();
-        case Data::Kind::list: {
-            json list = json::array();
-            for (const Data& item : data.items())
-                list.push_back(jsonOf(item));
-            return list;
+/// Prints values one behind the other: a tree of the library's own would cost more than all else of a long
+/// output.
+class Printer {
+public:
+    explicit Printer(bool pretty) : pretty_(pretty) {}
+
+    void print(const Data& data) {
+        switch (data.kind()) {
+            case Data::Kind::list:
+                return printAll('[', data.items(), ']', [&](const Data& item) { print(item); });
+            case Data::Kind::table:
+                return printAll('{', data.members(), '}', [&](const Data::Member& member) {
+                    printScalar(member.first);
+                    text += pretty_ ? ": " : ":";
+                    print(member.second);
+                });
+            case Data::Kind::boolean:
+                return printScalar(data.boolean());
+            case Data::Kind::integer:
+                return printScalar(data.integer());
+            case Data::Kind::real:
+                return printScalar(data.real());
+            case Data::Kind::text:
+                return printScalar(data.text());
+            default:
+                return printScalar(nullptr);
         }
-        case Data::Kind::table: {
-            json table = json::object();
-            auto& members = table.get_ref<json::object_t&>();
-            for (const auto& [name, value] : data.members())
-                members.emplace_back(name, jsonOf(value));
-            return table;
-        }
-        default:
-            return nullptr;
     }
-}
+
+    std::string text;
+
+private:
+    void printScalar(const json& value) {
+        text += value.dump(-1, ' ', false, json::error_handler_t::replace);
+    }
+
+    template <typename Items, typename PrintItem>
+    void printAll(char open, const Items& items, char close, PrintItem printItem) {
+        text += open;
+        ++depth_;
+        for (size_t i = 0; i < items.size(); ++i) {
+            if (i > 0) text += ',';
+            beginLine();
+            printItem(items[i]);
+        }
+        --depth_;
+        if (!items.empty()) beginLine();
+        text += close;
+    }
+    void beginLine() {
+        if (pretty_) text += "\n" + std::string(2 * depth_, ' ');
+    }
+
+    const bool pretty_;
+    size_t depth_ = 0;
+};
 
 }  // namespace
 
@@ -204,7 +233,9 @@ SyntaxError parseJson(std::string_view text, Data* data) {
 }
 
 std::string jsonText(const Data& data, bool pretty) {
-    return jsonOf(data).dump(pretty ? 2 : -1, ' ', false, json::error_handler_t::replace);
+    Printer printer(pretty);
+    printer.print(data);
+    return std::move(printer.text);
 }
 
 }  // namespace kovgui::settings

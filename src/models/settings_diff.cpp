@@ -582,11 +582,13 @@ double Plan::floorSeconds() const {
 }
 
 Data dataOf(const Change& change) {
-    return Data::table({{"path", change.path},
-                        {"action", nameOf(change.action)},
-                        {"from", change.from},
-                        {"to", change.to},
-                        {"stored", change.stored}});
+    Data data = Data::table();
+    data.add("path", change.path);
+    data.add("action", nameOf(change.action));
+    data.add("from", change.from);
+    data.add("to", change.to);
+    data.add("stored", change.stored);
+    return data;
 }
 
 Data dataOf(const Write& write) {
