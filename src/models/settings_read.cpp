@@ -221,7 +221,7 @@ private:
             known_.push_back(name);
             const Data* const value = data_.find(name);
             if (!value && !optional && good_) {
-                reader_.error("bad_value", path_, data_, std::string(name) + " is missing");
+                missing_ = name;
                 good_ = false;
             }
             return value;
@@ -235,9 +235,14 @@ private:
             for (const auto& [name, value] : data_.members()) {
                 if (std::ranges::find(known_, name) != known_.end()) continue;
                 reader_.unknown(path_, name, value, known_);
+                if (nearestName(name, known_) == missing_) missing_.clear();  // it is spelt so
                 good_ = false;
             }
+            tellMissing();
             return good_;
+        }
+        void tellMissing() {
+            if (!missing_.empty()) reader_.error("bad_value", path_, data_, missing_ + " is missing");
         }
 
     private:
@@ -245,6 +250,7 @@ private:
         const std::string& path_;
         const Data& data_;
         std::vector<std::string> known_;
+        std::string missing_;
         bool good_ = true;
     };
 
@@ -274,6 +280,7 @@ private:
             for (const Data& entry : value.items()) {
                 Object object(this, path, entry);
                 const auto number = static_cast<int>(object.number(number_name, minimum, maximum));
+                object.tellMissing();
                 if (object.good()) readEntry(path, number, &object, entry, read_one);
             }
         } else {
@@ -504,7 +511,8 @@ SetUp loadSetUp(const std::string& path) {
     const std::string error = readSetUpText(path, &text);
     if (error.empty()) return parseSetUp(text);
     SetUp set_up;
-    set_up.errors.push_back({"file_unreadable", "", 0, 0, error, ""});
+    set_up.errors.push_back(
+        {"file_unreadable", "", 0, 0, (path == "-" ? "standard input" : path) + ": " + error + ".", ""});
     return set_up;
 }
 

@@ -186,7 +186,9 @@ void readXmlSetUp(std::string_view text, SetUp* set_up) {
     const auto fail = [&](const char* code, const std::string& message) {
         Error error{code, "", 0, 0, message, ""};
         // The parser's message begins with the line.
-        if (std::sscanf(message.c_str(), "line %d:", &error.line) != 1) error.line = 0;
+        int end = 0;
+        if (std::sscanf(message.c_str(), "line %d: %n", &error.line, &end) == 1 && end > 0)
+            error.message = message.substr(static_cast<size_t>(end));
         set_up->errors.push_back(error);
     };
     if (!document.error.empty()) return fail("file_syntax", document.error);

@@ -153,7 +153,7 @@ TEST(SetUpFile, SaysWhatIsWrongAndWhere) {
         {"[[vlan.entry]]\nvid = 0\nfid = 1\nmembers = []\n", "bad_value", 2, 7, "vid must be"},
         {"[[vlan.entry]]\nvid = 1\nfid = 128\nmembers = []\n", "bad_value", 3, 7, "fid must be"},
         {"[[vlan.entry]]\nvid = 1\nmembers = []\n", "bad_value", 1, 1, "fid is missing"},
-        {"[[vlan.entry]]\nvid = 1\nfid = 1\nmembres = []\nmembers = []\n", "unknown_path", 4, 11,
+        {"[[vlan.entry]]\nvid = 1\nfid = 1\nmembres = []\n", "unknown_path", 4, 11,
          "Did you mean \"members\"?"},
         {"[[vlan.entry]]\nvid = 1\nfid = 1\nmembers = []\n[[vlan.entry]]\nvid = 1\nfid = 1\nmembers = []\n",
          "conflict", 5, 1, "twice"},
