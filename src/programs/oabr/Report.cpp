@@ -14,6 +14,10 @@ namespace {
 constexpr int format = 1;
 constexpr int first_signal_status = 128;
 
+bool namesItsDevice(const Report& report) {
+    return report.kind == std::string("device") || report.kind == std::string("settings");
+}
+
 std::string errorLines(const Report& report, const Style& style) {
     constexpr size_t shown_at_most = 20;  // nobody reads on; JSON has them all
     std::string lines;
@@ -78,6 +82,8 @@ bool print(const std::vector<Report>& reports, const Style& style, std::FILE* ou
         text = jsonText(all, style.pretty) + "\n";
     } else {
         for (const Report& report : reports) {
+            if (reports.size() > 1 && !report.text.empty() && !namesItsDevice(report))
+                text += report.serial + ":\n";
             text += report.text;
             errors += errorLines(report, style);
         }

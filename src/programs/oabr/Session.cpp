@@ -103,8 +103,14 @@ std::vector<Report> Session::onEachDevice(const char* kind,
             serials.push_back(one.serial);
     }
     std::vector<Report> reports;
-    for (const std::string& serial : serials) {
-        if (interrupted()) break;
+    std::string left_out;
+    for (auto one = serials.begin(); one != serials.end(); ++one) {
+        const std::string& serial = *one;
+        if (std::find(serials.begin(), one, serial) != one) continue;  // named twice
+        if (interrupted()) {
+            left_out += (left_out.empty() ? "" : ", ") + serial;
+            continue;
+        }
         // A converter that is none of ours is not to be touched.
         if (std::ranges::find(attached, serial, &OABRDevice::DeviceInfo::serial) == attached.end()) {
             reports.push_back(Report::failed(
@@ -124,9 +130,10 @@ std::vector<Report> Session::onEachDevice(const char* kind,
         reports.back().serial = serial;
         device.disconnect();
     }
-    if (interrupted() && (reports.empty() || reports.back().status < interruptedStatus()))
-        reports.push_back(
-            Report::failed(kind, {"interrupted", "", 0, 0, "Interrupted.", ""}, interruptedStatus()));
+    if (!left_out.empty())
+        reports.push_back(Report::failed(
+            kind, {"interrupted", "", 0, 0, "Interrupted before it came to " + left_out + ".", ""},
+            interruptedStatus()));
     return reports;
 }
 

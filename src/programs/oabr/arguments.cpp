@@ -1,10 +1,12 @@
 #include "src/programs/oabr/arguments.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstring>
 #include <sstream>
 
 #include "oabr_version.h"
+#include "src/models/settings_table.h"
 
 namespace kovgui::tool {
 namespace {
@@ -72,6 +74,23 @@ void addVerbs(CLI::App& app, Arguments* arguments) {
     addFile(addVerb(app, "check", "How far the device and its EEPROM have drifted from the file"), arguments);
 }
 
+/// Says that the word where the verb stands is none; empty when it is one, or there is no word.
+std::string unknownVerb(const CLI::App& app, int count, char** words) {
+    for (int i = 1; i < count; ++i) {
+        const std::string word = words[i];
+        if (word == "--serial" || word == "--loglevel") ++i;
+        if (word.starts_with('-')) continue;
+        std::vector<std::string> verbs;
+        for (const CLI::App* verb : app.get_subcommands({}))
+            verbs.push_back(verb->get_name());
+        if (std::ranges::find(verbs, word) != verbs.end()) return {};
+        const std::string near = settings::nearestName(word, verbs);
+        return settings::Data(word).shown() + " is no verb" +
+               (near.empty() ? "." : "; \"" + near + "\" is one.");
+    }
+    return {};
+}
+
 }  // namespace
 
 Arguments parseArguments(int count, char** words) {
@@ -91,6 +110,7 @@ Arguments parseArguments(int count, char** words) {
         arguments.status = status == 0 ? 0 : usage_status;
         arguments.output = output.str();
         arguments.error = error.what();
+        if (const std::string verb = unknownVerb(app, count, words); !verb.empty()) arguments.error = verb;
         // What the parser had not come to.
         for (int i = 1; i < count; ++i)
             if (std::strcmp(words[i], "-j") == 0 || std::strcmp(words[i], "--json") == 0)

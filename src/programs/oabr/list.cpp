@@ -57,8 +57,15 @@ Report listOne(const std::string& serial) {
 
 std::vector<Report> listDevices(const Arguments& arguments, Session& session) {
     std::vector<Report> reports;
-    for (const auto& device : OABRDevice::instance()->enumDevices()) {
-        const auto& wanted = arguments.serials;
+    const auto& wanted = arguments.serials;
+    const auto attached = OABRDevice::instance()->enumDevices();
+    for (const std::string& serial : wanted) {
+        if (std::ranges::find(attached, serial, &OABRDevice::DeviceInfo::serial) != attached.end()) continue;
+        reports.push_back(Report::failed(kind, {"no_device", "", 0, 0, "There is no device " + serial + ".",
+                                                "\"oabr list\" shows those that are attached."}));
+        reports.back().serial = serial;
+    }
+    for (const auto& device : attached) {
         if (!wanted.empty() && std::find(wanted.begin(), wanted.end(), device.serial) == wanted.end())
             continue;
         if (session.interrupted()) {

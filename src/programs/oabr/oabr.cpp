@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "src/base/log.h"
+#include "src/platform/Interrupts.h"
 #include "src/platform/standard_output.h"
 #include "src/programs/ProgramGuard.h"
 #include "src/programs/oabr/verbs.h"
@@ -19,22 +20,31 @@ constexpr Verb verbs[] = {{"list", listDevices}, {"show", showSettings}, {"set",
                           {"lint", lintFile},    {"plan", planFile},     {"apply", applyFile},
                           {"check", checkFile}};
 
+/// Prints the reports.
+/// @return the exit status
+int finish(const std::vector<Report>& reports, const Style& style, std::FILE* output) {
+    if (print(reports, style, output)) return statusOf(reports);
+    std::fputs("oabr: not all of the output could be written.\n", stderr);
+    return status_failed;
+}
+
 /// What a wrong command line, or one that asks for help, is answered with.
 int answer(const Arguments& arguments) {
-    if (arguments.status == 0) {
-        std::fputs(arguments.output.c_str(), stdout);
-        return std::fflush(stdout) == 0 ? 0 : status_failed;
-    }
-    const Report report =
-        Report::failed("usage", {"usage", "", 0, 0, arguments.error,
-                                 "\"oabr --help\" lists the verbs, \"oabr VERB --help\" its options."});
-    (void)print({report}, {arguments.json, arguments.pretty, {}}, stdout);
-    return report.status;
+    Report report{{}, "usage"};
+    if (arguments.status == 0)
+        report.text = arguments.output;
+    else
+        report =
+            Report::failed("usage", {"usage", "", 0, 0, arguments.error,
+                                     "\"oabr --help\" lists the verbs, \"oabr VERB --help\" its options."});
+    const bool json = arguments.json && arguments.status != 0;
+    return finish({report}, {json, arguments.pretty, {}}, stdout);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    kovgui::platform::ignoreBrokenPipes();
     const Arguments arguments = parseArguments(argc, argv);
     if (arguments.status >= 0) return answer(arguments);
 
@@ -46,13 +56,8 @@ int main(int argc, char** argv) {
     Session session(arguments, interrupts);
     for (const Verb& verb : verbs) {
         if (verb.name != arguments.verb) continue;
-        const std::vector<Report> reports = verb.run(arguments, session);
         const std::string& file = arguments.file.empty() ? arguments.from : arguments.file;
-        if (!print(reports, {arguments.json, arguments.pretty, file}, output)) {
-            std::fputs("oabr: not all of the output could be written.\n", stderr);
-            return status_failed;
-        }
-        return statusOf(reports);
+        return finish(verb.run(arguments, session), {arguments.json, arguments.pretty, file}, output);
     }
     return status_not_begun;
 }

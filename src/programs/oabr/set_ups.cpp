@@ -190,7 +190,7 @@ public:
         addPlan(plan_, set_up_.warnings, &report);
         if (!confirmed(arguments_, plan_, session_)) {
             report.errors.push_back({"interrupted", "", 0, 0, "Nothing was written.", ""});
-            report.status = status_not_begun;
+            report.status = session_.interrupted() ? session_.interruptedStatus() : status_not_begun;
             return report;
         }
         const Applied applied =
