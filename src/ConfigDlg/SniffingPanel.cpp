@@ -139,12 +139,6 @@ settings::Settings SniffingPanel::heldSettings() const {
     return settings;
 }
 
-void SniffingPanel::showSettings(const settings::Settings& settings) {
-    OABRControlFrame::showSettings(settings);
-    for (const ShownValue& one : sniff_port_values)
-        if (settings.mirror_to == portOfSniffPort(one.value)) sniff_port_->showValue(one.value);
-}
-
 void SniffingPanel::SetAllRegisters() {
     const comm_run run;
     OABRControlFrame::SetAllRegisters();

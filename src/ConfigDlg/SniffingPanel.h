@@ -31,7 +31,6 @@ public:
 
     void SetAllRegisters() override;
     settings::Settings shownSettings() const override;
-    void showSettings(const settings::Settings& settings) override;
     settings::Settings heldSettings() const override;
     void OnValueChangedEvent(wxCommandEvent& event) override;
     void OnDeviceStatusUpdate(wxThreadEvent& event) override;

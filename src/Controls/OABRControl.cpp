@@ -82,11 +82,6 @@ void OABRControl::giveHeld(settings::Settings* settings) const {
     if (setting_) settings->port(port_).*setting_ = held_;
 }
 
-void OABRControl::takeSetting(const settings::Settings& settings) {
-    if (!setting_) return;
-    if (const settings::Value& value = settings.port(port_).*setting_) showValue(*value);
-}
-
 wxString onOffText(bool on) {
     return on ? "true" : "false";
 }

@@ -67,8 +67,6 @@ public:
     void bindSetting(settings::Value settings::PortSettings::*member, int port);
     /// Adds the setting that is shown.
     void giveSetting(settings::Settings* settings) const;
-    /// Shows the setting where it is known.
-    void takeSetting(const settings::Settings& settings);
 
     /// What the device was last seen to hold; nothing where that is not known.
     const std::optional<int>& held() const { return held_; }

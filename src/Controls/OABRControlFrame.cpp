@@ -115,11 +115,6 @@ settings::Settings OABRControlFrame::shownSettings() const {
     return settings;
 }
 
-void OABRControlFrame::showSettings(const settings::Settings& settings) {
-    for (const auto& [id, control] : controls_)
-        control->takeSetting(settings);
-}
-
 settings::Settings OABRControlFrame::heldSettings() const {
     settings::Settings settings;
     for (const auto& [id, control] : controls_)

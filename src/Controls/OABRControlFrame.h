@@ -43,8 +43,6 @@ public:
     bool holdsDeviceValues() const override { return !needs_read_; }
     /// The settings that the page shows, but for texts that are wrong.
     virtual settings::Settings shownSettings() const;
-    /// Shows those of its settings that are known; the device is left alone.
-    virtual void showSettings(const settings::Settings& settings);
 
     /// The settings of the page that the device was last seen to hold.
     virtual settings::Settings heldSettings() const;

@@ -95,9 +95,19 @@ std::string readControls(const Element& element, std::span<const Control> contro
     return errors;
 }
 
+std::string readPortPage(const Element& element, Settings* settings) {
+    return readControls(element, port_controls, settings);
+}
+
+std::string readSniffingPage(const Element& element, Settings* settings) {
+    return readControls(element, sniffing_controls, settings);
+}
+
 std::string readVlanPage(const Element& element, Settings* settings) {
     config::VlanTables tables;
-    std::string errors = readVlanElement(element, &tables);
+    std::string errors = config::readVlanTables(element, &tables);
+    if (errors.empty()) errors = checkVlanForm(tables.vlan);
+    if (errors.empty()) errors = oabr::checkStaticMac(tables.static_mac);
     if (!errors.empty()) return errors;
     takeVlanSettings(vlanSettingsOf(tables.vlan, {}), settings);
     for (const device_port& port : device_ports)
@@ -109,9 +119,14 @@ std::string readVlanPage(const Element& element, Settings* settings) {
 }
 
 std::string readLifeCyclePage(const Element& element, Settings* settings) {
-    oabr::CanForm form;
-    std::string errors = readLifeCycleElement(element, &form);
+    Values values;
+    for (size_t i = 0; i < oabr::can_field_count; ++i)
+        values.emplace_back(oabr::canFieldName(static_cast<oabr::CanField>(i)), "");
+    std::string errors = config::extract(element, &values);
     if (!errors.empty()) return errors;
+    oabr::CanForm form;
+    for (size_t i = 0; i < oabr::can_field_count; ++i)
+        form[static_cast<oabr::CanField>(i)] = values[i].second;
     const oabr::CanCheck check = checkForm(form, oabr::defaultCanBlock());
     for (const auto& [field, text] : check.errors)
         errors += std::string(oabr::canFieldName(field)) + ": " + text + "\n";
@@ -120,7 +135,7 @@ std::string readLifeCyclePage(const Element& element, Settings* settings) {
 }
 
 using ReadPage = std::string (*)(const Element&, Settings*);
-constexpr ReadPage page_readers[] = {readPortElement, readSniffingElement, readVlanPage, readLifeCyclePage};
+constexpr ReadPage page_readers[] = {readPortPage, readSniffingPage, readVlanPage, readLifeCyclePage};
 
 }  // namespace
 
@@ -143,31 +158,6 @@ Element lifeCycleElement(const oabr::CanForm& form) {
         values.emplace_back(oabr::canFieldName(field), form[field]);
     }
     return config::compose(elementOf(ConfigPanel::life_cycle), values);
-}
-
-std::string readPortElement(const Element& element, Settings* settings) {
-    return readControls(element, port_controls, settings);
-}
-
-std::string readSniffingElement(const Element& element, Settings* settings) {
-    return readControls(element, sniffing_controls, settings);
-}
-
-std::string readVlanElement(const Element& element, config::VlanTables* tables) {
-    std::string errors = config::readVlanTables(element, tables);
-    if (errors.empty()) errors = checkVlanForm(tables->vlan);
-    if (errors.empty()) errors = oabr::checkStaticMac(tables->static_mac);
-    return errors;
-}
-
-std::string readLifeCycleElement(const Element& element, oabr::CanForm* form) {
-    Values values;
-    for (size_t i = 0; i < oabr::can_field_count; ++i)
-        values.emplace_back(oabr::canFieldName(static_cast<oabr::CanField>(i)), "");
-    std::string errors = config::extract(element, &values);
-    for (size_t i = 0; errors.empty() && i < oabr::can_field_count; ++i)
-        (*form)[static_cast<oabr::CanField>(i)] = values[i].second;
-    return errors;
 }
 
 std::vector<Element> xmlElements(const Settings& settings) {

@@ -22,14 +22,6 @@ config::Element sniffingElement(const Settings& settings);
 config::Element vlanElement(const config::VlanTables& tables);
 config::Element lifeCycleElement(const oabr::CanForm& form);
 
-// An element read.
-// @return what is wrong, a line each; empty when all of it was taken. Of the life cycle's texts it is not
-//         looked at what they say.
-[[nodiscard]] std::string readPortElement(const config::Element& element, Settings* settings);
-[[nodiscard]] std::string readSniffingElement(const config::Element& element, Settings* settings);
-[[nodiscard]] std::string readVlanElement(const config::Element& element, config::VlanTables* tables);
-[[nodiscard]] std::string readLifeCycleElement(const config::Element& element, oabr::CanForm* form);
-
 /// The elements of all four pages, as the window saves them when it shows these settings. What is unknown is
 /// an empty text.
 std::vector<config::Element> xmlElements(const Settings& settings);
