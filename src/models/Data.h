@@ -41,6 +41,8 @@ public:
     const std::vector<Data>& items() const { return items_; }
     const std::vector<Member>& members() const { return members_; }
 
+    std::vector<Member> takeMembers() { return std::move(members_); }
+
     /// The member of that name; null for none.
     const Data* find(std::string_view name) const;
     /// The same, which is made where there is none. What was no table becomes an empty one.

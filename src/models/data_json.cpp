@@ -179,28 +179,35 @@ public:
                 return printAll('[', data.items(), ']', [&](const Data& item) { print(item); });
             case Data::Kind::table:
                 return printAll('{', data.members(), '}', [&](const Data::Member& member) {
-                    printScalar(member.first);
+                    printText(member.first);
                     text += pretty_ ? ": " : ":";
                     print(member.second);
                 });
             case Data::Kind::boolean:
-                return printScalar(data.boolean());
+                text += data.boolean() ? "true" : "false";
+                break;
             case Data::Kind::integer:
-                return printScalar(data.integer());
+                text += std::to_string(data.integer());
+                break;
             case Data::Kind::real:
-                return printScalar(data.real());
+                text += json(data.real()).dump();
+                break;
             case Data::Kind::text:
-                return printScalar(data.text());
+                return printText(data.text());
             default:
-                return printScalar(nullptr);
+                text += "null";
         }
     }
 
     std::string text;
 
 private:
-    void printScalar(const json& value) {
-        text += value.dump(-1, ' ', false, json::error_handler_t::replace);
+    void printText(const std::string& value) {
+        const auto isPlain = [](char c) { return c >= ' ' && c < 0x7F && c != '"' && c != '\\'; };
+        if (std::ranges::all_of(value, isPlain))
+            text.append("\"").append(value).append("\"");
+        else
+            text += json(value).dump(-1, ' ', false, json::error_handler_t::replace);
     }
 
     template <typename Items, typename PrintItem>

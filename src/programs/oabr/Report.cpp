@@ -43,11 +43,11 @@ Report Report::failed(const char* kind, Error error, int status) {
     return report;
 }
 
-Data Report::data() const {
+Data Report::takeData() {
     Data data =
         Data::table({{"serial", serial.empty() ? Data() : Data(serial)}, {"format", format}, {"kind", kind}});
-    for (const auto& [name, value] : body.members())
-        data.add(name, value);
+    for (auto& [name, value] : body.takeMembers())
+        data.add(std::move(name), std::move(value));
     Data& list = data.add("errors", Data::list());
     for (const Error& error : errors)
         list.append(dataOf(error));
@@ -73,12 +73,12 @@ std::string errorText(const std::string& file, const Error& error) {
     return place + error.message;
 }
 
-bool print(const std::vector<Report>& reports, const Style& style, std::FILE* output) {
+bool print(std::vector<Report> reports, const Style& style, std::FILE* output) {
     std::string text, errors;
     if (style.json) {
         Data all = Data::list();
-        for (const Report& report : reports)
-            all.append(report.data());
+        for (Report& report : reports)
+            all.append(report.takeData());
         text = jsonText(all, style.pretty) + "\n";
     } else {
         for (const Report& report : reports) {

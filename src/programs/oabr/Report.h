@@ -25,7 +25,8 @@ struct Report {
 
     /// @return a report of that error
     static Report failed(const char* kind, settings::Error error, int status = status_not_begun);
-    settings::Data data() const;
+    /// What JSON shows of it; the body goes into it.
+    settings::Data takeData();
 };
 
 /// The first of 1, 2, 3, 0 that occurs; what interrupted it comes before all.
@@ -41,6 +42,6 @@ struct Style {
 /// Prints the reports: JSON at once, else texts there and errors on standard error.
 /// @param output  null for a closed one
 /// @return        whether all of it was written
-bool print(const std::vector<Report>& reports, const Style& style, std::FILE* output);
+bool print(std::vector<Report> reports, const Style& style, std::FILE* output);
 
 }  // namespace kovgui::tool

@@ -11,8 +11,8 @@
 
 namespace kovgui::tool {
 
-/// The devices of one run of the program, one connected at a time. Nothing else in the process uses them; that
-/// another program has one shows when it is opened.
+/// The devices of one run of the program, one connected at a time. Nothing else in the process uses them;
+/// that another program has one shows when it is opened.
 class Session {
 public:
     Session(const Arguments& arguments, const platform::Interrupts& interrupts);

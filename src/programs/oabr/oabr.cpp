@@ -22,8 +22,9 @@ constexpr Verb verbs[] = {{"list", listDevices}, {"show", showSettings}, {"set",
 
 /// Prints the reports.
 /// @return the exit status
-int finish(const std::vector<Report>& reports, const Style& style, std::FILE* output) {
-    if (print(reports, style, output)) return statusOf(reports);
+int finish(std::vector<Report> reports, const Style& style, std::FILE* output) {
+    const int status = statusOf(reports);
+    if (print(std::move(reports), style, output)) return status;
     std::fputs("oabr: not all of the output could be written.\n", stderr);
     return status_failed;
 }

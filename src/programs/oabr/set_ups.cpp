@@ -96,7 +96,7 @@ Data errorsData(const std::vector<Error>& errors) {
     return list;
 }
 
-void addPlan(const Plan& plan, const std::vector<Error>& file_warnings, Report* report) {
+void addPlan(const Plan& plan, const std::vector<Error>& file_warnings, bool json, Report* report) {
     std::vector<Error> warnings = file_warnings;
     warnings.insert(warnings.end(), plan.warnings.begin(), plan.warnings.end());
     report->body.add("changes", changesData(plan));
@@ -105,6 +105,7 @@ void addPlan(const Plan& plan, const std::vector<Error>& file_warnings, Report* 
     report->body.add("warnings", errorsData(warnings));
     report->body.add("requests", plan.requests());
     report->body.add("floor_seconds", plan.floorSeconds());
+    if (json) return;
     report->text = lines(plan.difference.changes) + summary(plan.difference);
     for (const Error& warning : warnings)
         report->text += "warning: " + errorText("", warning) + "\n";
@@ -126,7 +127,7 @@ Report planOne(const Arguments& arguments, const SetUp& set_up, const std::strin
     else
         plan.difference = differenceOf(device.stored, set_up.settings, &device.stored, Against::stored);
     Report report{serial, kind};
-    addPlan(plan, set_up.warnings, &report);
+    addPlan(plan, set_up.warnings, arguments.json, &report);
     report.status = plan.difference.changes.empty() ? status_done : status_differs;
     return report;
 }
@@ -187,7 +188,7 @@ public:
     Report run() {
         if (auto failed = prepare()) return *failed;
         Report report{serial_, kind_};
-        addPlan(plan_, set_up_.warnings, &report);
+        addPlan(plan_, set_up_.warnings, arguments_.json, &report);
         if (!confirmed(arguments_, plan_, session_)) {
             report.errors.push_back({"interrupted", "", 0, 0, "Nothing was written.", ""});
             report.status = session_.interrupted() ? session_.interruptedStatus() : status_not_begun;
