@@ -538,6 +538,9 @@ void takeTrace(MainFrame* frame) {
     waitFor([trace] { return trace->log().shown() >= 40; });
     trace->stop();
     takeWindow(trace, "can-trace");
+    auto* views = static_cast<wxNotebook*>(trace->FindWindow(CanTraceWindow::ID_IDENTIFIERS)->GetParent());
+    views->SetSelection(1);
+    takeWindow(trace, "can-trace-identifiers");
     takeModal(nullptr, "file-dialog-trace", [trace] {
         wxCommandEvent pressed(wxEVT_BUTTON, CanTraceWindow::ID_SAVE);
         trace->FindWindow(CanTraceWindow::ID_SAVE)->ProcessWindowEvent(pressed);
