@@ -300,12 +300,6 @@ std::string CanSettingsPanel::error(const CanForm& form) const {
     return std::string(canFieldName(check.errors[0].field)) + ": " + check.errors[0].text;
 }
 
-void CanSettingsPanel::load(const CanForm& checked) {
-    showForm(formOf(checkForm(checked, device_).block));
-    SetAllRegisters();
-    noteChange();
-}
-
 // ---- Edits ----
 
 void CanSettingsPanel::OnValueChangedEvent(wxCommandEvent& event) {

@@ -46,11 +46,6 @@ public:
     oabr::CanForm form() const;
     /// What is wrong with a form, naming the field; empty when it is fine.
     std::string error(const oabr::CanForm& form) const;
-    /// Shows the texts of a form, sends them and notes the change.
-    /// @param checked  without errors
-    void load(const oabr::CanForm& checked);
-    /// Why the device may not have what the page shows; empty when the last sending succeeded.
-    const std::string& sendFailure() const { return failure_; }
 
 private:
     wxSizer* buildTiming(wxWindow* parent);
