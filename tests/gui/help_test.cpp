@@ -2,6 +2,7 @@
 #include <wx/button.h>
 #include <wx/html/htmlwin.h>
 #include <wx/listbox.h>
+#include <wx/textctrl.h>
 
 #include <filesystem>
 #include <fstream>
@@ -54,6 +55,25 @@ TEST_F(Help, ShowsEveryChapterThatItLists) {
     send(wxEVT_BUTTON, viewer_->FindWindow(HelpViewer::ID_BACK));
     EXPECT_TRUE(viewer_->FindWindow(HelpViewer::ID_FORWARD)->IsEnabled());
     EXPECT_EQ(viewer_->title(), chapters()->GetStringSelection());
+}
+
+TEST_F(Help, FindsATextInWhateverChapter) {
+    auto* wanted = static_cast<wxTextCtrl*>(viewer_->FindWindow(HelpViewer::ID_FIND));
+    const auto press = [this](int id) { send(wxEVT_BUTTON, viewer_->FindWindow(id)); };
+    wanted->SetValue("  SEND  again what");
+    press(HelpViewer::ID_NEXT);
+    EXPECT_EQ(viewer_->title(), "Storing and configuration files");
+    EXPECT_EQ(viewer_->found().Lower().Trim(), "send again what");
+    wanted->SetValue("oabr-sim");
+    press(HelpViewer::ID_NEXT);
+    const wxString first = viewer_->title();
+    press(HelpViewer::ID_NEXT);
+    press(HelpViewer::ID_PREVIOUS);
+    EXPECT_EQ(viewer_->title(), first);
+    EXPECT_TRUE(viewer_->found().Contains("oabr-sim"));
+    wanted->SetValue("no such words");
+    press(HelpViewer::ID_NEXT);
+    EXPECT_EQ(viewer_->title(), first) << "it stays where it is";
 }
 
 TEST_F(Help, NoLinkOfTheManualLeadsNowhere) {
