@@ -248,7 +248,7 @@ void MainFrame::Init(bool console) {
     buildPages();
     buildKeys();
     restorePage();
-    connectPages(&config_);
+    Bind(wxEVT_PAINT, &MainFrame::OnFirstPaint, this);
     config_.readPages = [this] { return readPagesForFile(); };
     config_.onApplied = [this](const settings::Plan& plan) {
         noteEdit("load of " + wxString::FromUTF8(settings::titleOf(plan.before, plan.after)), plan.before,
@@ -289,11 +289,16 @@ void MainFrame::buildMenus() {
 /// The keys beside the menus' own.
 void MainFrame::buildKeys() {
     std::vector<wxAcceleratorEntry> keys = {{wxACCEL_CTRL, 'S', ID_STORE}, {wxACCEL_CTRL, 'H', ID_USER_HELP}};
-    for (size_t page = 0; page < book_->GetPageCount(); ++page) {
+    for (size_t page = 0; page < pageRows().size(); ++page) {
         const int id = wxWindow::NewControlId();
         keys.emplace_back(wxACCEL_CTRL, '1' + static_cast<int>(page), id);
         Bind(
-            wxEVT_MENU, [this, page](wxCommandEvent&) { book_->SetSelection(page); }, id);
+            wxEVT_MENU,
+            [this, page](wxCommandEvent&) {
+                completePages();
+                book_->SetSelection(page);
+            },
+            id);
     }
     SetAcceleratorTable(wxAcceleratorTable(static_cast<int>(keys.size()), keys.data()));
 }
@@ -349,12 +354,6 @@ void MainFrame::buildPages() {
     for (const PageRow& row : pageRows())
         pictures.push_back(picture(row.picture));
     book_->SetImages(pictures);
-    int image = 0;
-    for (const PageRow& row : pageRows()) {
-        wxWindow* const page = row.create(book_);
-        setAccessibleName(page, row.title);
-        book_->AddPage(page, row.title, false, image++);
-    }
     describeList(book_->GetListView(), "Pages");
     // A click beside the entries, or Ctrl with one on an entry, takes the selection away.
     book_->GetListView()->Bind(wxEVT_LIST_ITEM_DESELECTED, [this](wxListEvent& event) {
@@ -378,13 +377,37 @@ void MainFrame::buildPages() {
     SetSizer(content);
 }
 
+/// The pages up to this one, in the order of the book, which is the one that a store keeps.
+void MainFrame::addPages(size_t count) {
+    for (size_t i = book_->GetPageCount(); i < count; ++i) {
+        const PageRow& row = pageRows()[i];
+        wxWindow* const page = row.create(book_);
+        setAccessibleName(page, row.title);
+        book_->AddPage(page, row.title, false, static_cast<int>(i));
+    }
+}
+
+/// Pages that nobody sees at the start are made when the window is on the screen.
+void MainFrame::OnFirstPaint(wxPaintEvent& event) {
+    event.Skip();
+    Unbind(wxEVT_PAINT, &MainFrame::OnFirstPaint, this);
+    CallAfter(&MainFrame::completePages);
+}
+
+void MainFrame::completePages() {
+    if (std::exchange(pagesComplete_, true)) return;
+    addPages(pageRows().size());
+    connectPages(&config_);
+}
+
 void MainFrame::restorePage() {
     const wxConfigBase* config = wxConfigBase::Get(false);
-    if (config == nullptr) return;
-    const wxString last = config->Read("/MainWindow/Page", "");
-    for (size_t page = 0; page < book_->GetPageCount(); ++page) {
-        if (book_->GetPageText(page) == last) book_->ChangeSelection(page);
-    }
+    const wxString last = config == nullptr ? wxString() : config->Read("/MainWindow/Page", "");
+    const std::span<const PageRow> rows = pageRows();
+    const auto found = std::ranges::find_if(rows, [&](const PageRow& row) { return last == row.title; });
+    const size_t page = found == rows.end() ? 0 : static_cast<size_t>(found - rows.begin());
+    addPages(page + 1);
+    book_->ChangeSelection(page);
 }
 
 void MainFrame::saveLayout() {
@@ -581,6 +604,7 @@ void MainFrame::connectOrSay(const std::string& serial, DeviceUse use) {
 /// @param use  the device, which is given back before anybody is told
 /// @return     0 when it is connected
 int MainFrame::connect(const std::string& serial, DeviceUse use) {
+    completePages();
     if (connected_) disconnect();
     lastDevice_ = serial;
     int result = 1;

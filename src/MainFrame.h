@@ -113,6 +113,8 @@ private:
     void buildToolBar(bool console);
     void buildPages();
     void restorePage();
+    void addPages(size_t count);
+    void completePages();
     void saveLayout();
     void placeStoreIndicator();
     void enableDeviceFunctions();
@@ -156,6 +158,7 @@ private:
     void OnOpenUserGuide(wxCommandEvent& event);
     void OnOpenUserHelp(wxCommandEvent& event);
     void OnPageChanged(wxBookCtrlEvent& event);
+    void OnFirstPaint(wxPaintEvent& event);
     void OnConnectToDevice(wxThreadEvent& event);
     void OnDeviceConnected(wxThreadEvent& event);
     void OnDeviceDisconnected(wxThreadEvent& event);
@@ -184,6 +187,7 @@ private:
     std::vector<std::string> serials_;  // of the chooser's entries
     wxWindow* storeIndicator_ = nullptr;
     wxListbook* book_ = nullptr;
+    bool pagesComplete_ = false;
     NoticeBar* notice_ = nullptr;
     StartHint* hint_ = nullptr;
     wxString hardware_;  // the status bar's text about it

@@ -15,6 +15,7 @@
 
 #include "src/Controls/OABRControlFrame.h"
 #include "src/MainFrame.h"
+#include "src/pages.h"
 #include "src/platform/event.h"
 #include "tests/gui/gui_fixture.h"
 
@@ -47,6 +48,8 @@ protected:
         frame_ = new MainFrame("OABR Korvex 1.6.0");
         frame_->Init(true);
         frame_->Show();
+        const auto* book = static_cast<wxBookCtrlBase*>(frame_->FindWindow("pages"));
+        EXPECT_TRUE(waitFor([book] { return book->GetPageCount() == pageRows().size(); }));
         page_ = new TestPage(frame_);
         page_->Hide();
         drainEvents();
