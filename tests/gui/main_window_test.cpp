@@ -134,7 +134,7 @@ TEST_F(MainWindow, StartsWhateverTheRememberedStateIs) {
     frame_->Close();
     wxStringInputStream damaged(
         "[MainWindow]\nWidth=-7\nHeight=abc\nLeft=99999999999999\nTop=5\nMaximised=x\nPage=\\\n"
-        "[Devices]\nConnectAlone=perhaps\nLast=%n%n\n]]\n[[\n=\n");
+        "[Devices]\nConnectAlone=perhaps\nLast=%n%n\n]]\n[[\n");
     {
         const wxLogNull quiet;
         delete wxConfigBase::Set(new wxFileConfig(damaged));
