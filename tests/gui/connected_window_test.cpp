@@ -290,9 +290,9 @@ TEST_F(WithDevice, EditsAreTakenBackAndMadeAgainByKey) {
 
     change(page->FindWindow(PortConfigPanel::ID_OABR1_SPEED));
     EXPECT_TRUE(waitFor([&] { return menuEnabled(wxID_UNDO); }));
-    command(*frame_, ID_RESET);
-    EXPECT_TRUE(waitFor([&] { return !menuEnabled(wxID_UNDO); }));
-    EXPECT_TRUE(connectedTo("Connected"));
+    device_.unplug();
+    ASSERT_TRUE(connectedTo("Not connected"));
+    EXPECT_FALSE(menuEnabled(wxID_UNDO));
 }
 
 TEST_F(WithDevice, ALossThatWasNoticedAsAJobBeganLeavesItsConnectionAlone) {

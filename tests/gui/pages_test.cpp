@@ -181,10 +181,6 @@ TEST_F(Ports, TheUsbPortShowsItsSettingsAndItsLink) {
 /// Changes every control that can be changed, twice round, and takes all of it back.
 class TakenBack : public Pages {
 protected:
-    TakenBack() {
-        for (const int port : {port_usb, port_eth})
-            switchRegister(ksz_reg_port(port, ksz_control6)) = 0x20;  // what restarts the negotiation stays
-    }
     void expectAsBefore(OABRControlFrame* page, int first, int last) {
         const std::vector<uint16_t> registers = device_->settings();
         for (int id : {first, last, last - 1, first + 1, first, last})
@@ -228,6 +224,7 @@ TEST_F(TakenBack, EditsLeaveNothingBehind) {
     expectAsBefore(sniffing, SniffingPanel::ID_SNIFF_OABR1, SniffingPanel::ID_SNIFF_PORT);
     choose(sniffing, SniffingPanel::ID_SNIFF_USB, "TX and RX");
     EXPECT_EQ(host_->history.toUndo()->title, "sniffing USB TX and RX");
+    host_->history.end();
     sniffing->Hide();
     auto* matrix = open<PortBasedVlanTab>();
     expectAsBefore(matrix, PortBasedVlanTab::boxId(1, 1), PortBasedVlanTab::boxId(4, 4));

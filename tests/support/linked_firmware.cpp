@@ -79,6 +79,7 @@ std::vector<uint16_t> LinkedFirmware::settings() {
     constexpr int indirect_first = 110;
     constexpr int indirect_last = 120;
     constexpr int live[] = {41, 46, 47, 57, 62, 63};
+    constexpr int phy_live = 1;  // of the BroadR-Reach ports
     std::vector<uint16_t> all;
     for (int number = 0; number < 256; ++number) {
         const bool indirect = number >= indirect_first && number <= indirect_last;
@@ -87,7 +88,7 @@ std::vector<uint16_t> LinkedFirmware::settings() {
     }
     for (const int port : {port_oabr1, port_oabr2})
         for (int number = 0; number < 32; ++number)
-            all.push_back(reg(port_phy(port), number));
+            if (number != phy_live) all.push_back(reg(port_phy(port), number));
     for (const ksz_table table : {ksz_table::static_mac, ksz_table::vlan})
         for (uint16_t index = 0; index < 32; ++index)
             for (const uint8_t byte : entry(table, index))
