@@ -445,13 +445,14 @@ void CanSettingsPanel::send(const CanBlock& block, Send what) {
     }
     const settings::Settings before = heldSettings();
     const CanForm form_before = formOf(device_);
-    const auto job = oabr::DeviceUse::take(userName());
+    auto job = oabr::DeviceUse::take(userName());
     oabr::CanSending sent{device_, "The device is busy."};
     const auto work = [&, device = device_](Work&) { sent = sendCanToDevice(block, device, what); };
     if (runWhilePainting(this, {}, work))
         device_ = sent.device;
     else
         whenNoWorkRuns(this, [this] { apply(); });
+    job.release();
     failure_ = sent.failure;
     if (trace_) trace_->setControllerMode(device_.canMode());
     showCheck(check());

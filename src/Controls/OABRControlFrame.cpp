@@ -231,8 +231,9 @@ void OABRControlFrame::edit(OABRControl* edited, int value) {
     Edit done;
     for (OABRControl* control : dependents(edited->getWXID()))
         done.dependents.emplace_back(control, std::nullopt);
-    const auto job = oabr::DeviceUse::take(userName());
+    auto job = oabr::DeviceUse::take(userName());
     const bool ran = runWhilePainting(this, {}, [&](Work&) { writeEdit(*edited, value, &done); });
+    job.release();
     // A list that has just closed does not have the focus back, and a disabled window gives it away.
     auto* const window = dynamic_cast<wxWindow*>(edited);
     if (window->IsShownOnScreen() && window->IsEnabled()) window->SetFocus();
