@@ -7,6 +7,7 @@
 #include <wx/filefn.h>
 #include <wx/listbook.h>
 #include <wx/listctrl.h>
+#include <wx/timer.h>
 
 #include <algorithm>
 #include <map>
@@ -128,13 +129,15 @@ TEST_F(MainWindow, EveryControlHasANameInWhatComesUpByItself) {
     expectNamesIn(wxTopLevelWindows.GetLast()->GetData());
     setLogSink({});
 
-    const std::function<void()> look = [&] {
+    wxTimer look;
+    look.Bind(wxEVT_TIMER, [&look](wxTimerEvent&) {
         wxWindow* const progress = wxWindow::FindWindowByName("workProgress");
-        if (progress == nullptr) return frame_->CallAfter(look);
+        if (progress == nullptr) return;
+        look.Stop();
         expectNamesIn(progress);
         Accessible::of(progress).find(ATK_ROLE_PUSH_BUTTON, "Stop").press();
-    };
-    frame_->CallAfter(look);
+    });
+    look.Start(10);
     EXPECT_TRUE(runWhilePainting(frame_, {Notice::progress, "Reading the table"}, [](Work& work) {
         while (!work.stopWanted())
             wxMilliSleep(1);
