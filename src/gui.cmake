@@ -61,8 +61,6 @@ add_library(oabr_gui STATIC
 )
 target_link_libraries(oabr_gui PUBLIC oabr_host oabr_wx_gui)
 target_precompile_headers(oabr_gui PRIVATE <wx/wx.h> <functional> <memory> <string> <vector>)
-# The window waits for people and devices; a quarter of its time to compile is better saved.
-target_compile_options(oabr_gui PRIVATE $<$<CONFIG:Release>:-O1>)
 
 # Accessible names are the system's own business: GTK's accessible objects, Windows' window texts.
 if(WIN32)
