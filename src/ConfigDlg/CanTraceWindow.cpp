@@ -161,6 +161,7 @@ void CanTraceWindow::build() {
     line->Add(filter_, wxSizerFlags(1).CenterVertical().Border(wxRIGHT, gap));
     line->Add(follow_, wxSizerFlags().CenterVertical());
     auto* views = new wxNotebook(panel, wxID_ANY);
+    setAccessibleName(views, "Views");
     list_ = new TraceList(views, log_);
     describeList(list_, "CAN trace");
     views->AddPage(list_, "In order");
