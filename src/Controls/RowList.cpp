@@ -19,6 +19,7 @@ RowList::RowList(wxWindow* parent, int id, const wxString& name, std::span<const
 }
 
 void RowList::showRows(size_t count) {
+    count_ = count;  // the toolkit asks for texts below
     // What was selected are other rows now.
     for (const size_t row : selected())
         SetItemState(static_cast<long>(row), 0, wxLIST_STATE_SELECTED);
