@@ -616,7 +616,10 @@ int MainFrame::connect(const std::string& serial, DeviceUse use) {
         });
     }
     showActivity("");
-    if (result == 0) offerUnstored(serial);
+    if (result == 0) {
+        reconnect_.forget();  // not again, before the window hears that it is connected
+        offerUnstored(serial);
+    }
     use.release();
     if (result != 0) {
         chooser_->SetSelection(wxNOT_FOUND);
