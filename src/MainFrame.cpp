@@ -42,7 +42,6 @@
 #include "src/ftdi/driver.h"
 #include "src/models/UnstoredChanges.h"
 #include "src/models/settings_device.h"
-#include "src/models/store.h"
 #include "src/pages.h"
 #include "src/window/HelpViewer.h"
 #include "src/window/NoticeBar.h"
@@ -740,6 +739,7 @@ void MainFrame::OnDeviceConnected(wxThreadEvent&) {
     setSettingsChanged(UnstoredChanges::instance().any());
     OnChangedStore();
     connectionTimer_.Start(look_after_connection_ms);
+    CallAfter(&MainFrame::askAboutInterruptedStore);
 }
 
 void MainFrame::OnDeviceDisconnected(wxThreadEvent&) {
@@ -996,13 +996,102 @@ StoreResult MainFrame::storeSettings() {
     // stored.
     const std::string refusal = plan.prepare(storeSources(), [] { wxSafeYield(nullptr, true); });
     if (!refusal.empty()) return {failed, 0, 0, refusal};
-    const DeviceUse job = DeviceUse::take("the store");
-    StoreResult result;
-    const auto write = [&](Work& work) { result = plan.writeToDevice(work.goOn()); };
+    const OABRDevice& device = *OABRDevice::instance();
+    StateFolder folder(device.getConnectedDevice());
+    StoreOptions options;
+    options.firmware = device.getFirmwareVersion().toString();
+    options.is_gone = [&] { return device.receiverEnded(); };
+    options.over_interrupted = true;  // the connect has asked
+    EepromStored stored;
+    const auto write = [&](Work& work) {
+        options.go_on = work.goOn();
+        stored = storeOnDevice(folder, options, [&](EepromImage held) {
+            return withLists(std::move(held), plan.lists(), plan.canBlock());
+        });
+    };
     const Notice notice{Notice::progress, "Please wait while storing switch settings ...", "Wait..."};
-    if (!runWhilePainting(this, notice, write))
-        return {failed, 0, 0, "The device is busy. Nothing was stored."};
-    return result;
+    for (;;) {
+        {
+            const DeviceUse job = DeviceUse::take("the store");
+            if (!runWhilePainting(this, notice, write))
+                return {failed, 0, 0, "The device is busy. Nothing was stored."};
+        }
+        for (const std::string& message : stored.messages)
+            LOG_WARNING(561, "%s", message.c_str());
+        if (!stored.needsJournal() || options.without_journal || !confirmWithoutJournal(stored)) break;
+        options.without_journal = true;
+    }
+    return resultOf(stored);
+}
+
+/// After a connect: what is to become of a store that was cut off.
+void MainFrame::askAboutInterruptedStore() {
+    const OABRDevice& device = *OABRDevice::instance();
+    if (!connected_ || !device.isFirmwareConnected()) return;
+    StateFolder folder(device.getConnectedDevice());
+    std::optional<Interruption> found;
+    {
+        const DeviceUse use = DeviceUse::takeHere("the look at the EEPROM");
+        if (!use) return;
+        found = findInterruption(folder);
+    }
+    for (const std::string& message : folder.takeMessages())
+        say(deviceText(message), wxICON_WARNING);
+    if (!found) return;
+    const wxString text = deviceText(interruptionText(folder.serial()));
+    if (!found->journal) {
+        wxMessageDialog box(this, text, "Store Settings", wxOK | wxICON_EXCLAMATION);
+        box.SetExtendedMessage(
+            "A part of what is stored is marked as not whole, and the device has not taken it. This computer "
+            "has "
+            "no record of that store: the computer that stored last has one. Store writes the settings that "
+            "are "
+            "shown now.");
+        box.ShowModal();
+        return;
+    }
+    wxMessageDialog box(this, text, "Store Settings", wxYES_NO | wxCANCEL | wxICON_EXCLAMATION);
+    box.SetYesNoCancelLabels("&Finish", "&Go back", "&Leave");
+    box.SetExtendedMessage(
+        "Finish stores all of it. Go back brings back what was stored before. Leave does neither: the device "
+        "may "
+        "start with a part of its settings, and the next connect asks again.");
+    const int answer = box.ShowModal();
+    if (answer == wxID_YES || answer == wxID_NO)
+        recoverStore(*found, answer == wxID_YES ? Recovery::finish : Recovery::back);
+}
+
+void MainFrame::recoverStore(const Interruption& found, Recovery how) {
+    const OABRDevice& device = *OABRDevice::instance();
+    const DeviceUse use = takeDevice("the store");
+    if (!use) return;
+    StateFolder folder(device.getConnectedDevice());
+    StoreOptions options;
+    options.firmware = device.getFirmwareVersion().toString();
+    options.is_gone = [&] { return device.receiverEnded(); };
+    options.what = how == Recovery::finish ? "finish" : "back";
+    EepromStored ended;
+    {
+        const DeviceUse job = DeviceUse::take("the store");
+        if (!runWhilePainting(this, {Notice::message, "Please wait while storing switch settings ..."},
+                              [&](Work&) { ended = recoverOnDevice(folder, options, found, how); }))
+            return;
+    }
+    if (!ended.errors.empty()) {
+        wxMessageBox(wxString::FromUTF8(resultOf(ended).text()), "Store Settings", wxOK | wxICON_ERROR, this);
+    } else {
+        say(how == Recovery::finish
+                ? "The interrupted store is finished and read back; the device takes it at its next start."
+                : "What was stored before is back, read back; the device takes it at its next start.");
+    }
+}
+
+/// Whether to store although a cut of power could not be made good.
+bool MainFrame::confirmWithoutJournal(const EepromStored& stored) {
+    wxMessageDialog box(this, "The store cannot be made safe against a cut of power. Store all the same?",
+                        "Store Settings", wxYES_NO | wxNO_DEFAULT | wxICON_EXCLAMATION);
+    box.SetExtendedMessage(deviceText(stored.text()));
+    return box.ShowModal() == wxID_YES;
 }
 
 /// Stores and says how that ended.

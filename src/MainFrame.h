@@ -14,8 +14,8 @@
 #include "src/OABR-Switch/DeviceWindow.h"
 #include "src/models/EditHistory.h"
 #include "src/models/Reconnect.h"
+#include "src/models/eeprom_store.h"
 #include "src/models/settings_diff.h"
-#include "src/models/store.h"
 #include "src/window/ModalBoxes.h"
 #include "src/window/PageHost.h"
 
@@ -137,6 +137,9 @@ private:
     StoreResult storeSettings();
     bool store();
     void say(const wxString& text, int icon = wxICON_INFORMATION);
+    bool confirmWithoutJournal(const EepromStored& stored);
+    void askAboutInterruptedStore();
+    void recoverStore(const Interruption& found, Recovery how);
     void openLink(const char* key);
     void showHardware(const wxString& text);
     static void cancelJobs();

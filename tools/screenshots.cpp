@@ -316,7 +316,7 @@ void takeStore(MainFrame* frame, sim_process::Device& device) {
     send(frame, ID_STORE);
     timer.Stop();
     (void)showTab<PortBasedVlanTab>(frame)->load({0x0E, 0x0D, 0x0B, 0x07});
-    device.control("fault e2p-most=2");
+    device.control("fault e2p-most=0");
     takeModal(frame, "message-store-failed", [&] { send(frame, ID_STORE); });
     device.control("fault none");
     {
@@ -657,6 +657,7 @@ int main(int argc, char** argv) {
         setenv(name, home.c_str(), 1);
     setenv("OABR_VIRTUAL_ONLY", "1", 1);
     setenv("OABR_VIRTUAL_DEVICES", (files.path() + "/devices").c_str(), 1);
+    setenv("OABR_STATE_DIR", (files.path() + "/state").c_str(), 1);
     const TestDisplay display;
     wxApp::SetInstance(new kovgui::ScreenshotApplication);
     if (!wxEntryStart(argc, argv) || !wxTheApp->CallOnInit()) return 1;

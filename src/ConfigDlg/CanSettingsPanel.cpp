@@ -19,6 +19,7 @@
 #include "src/models/can_device.h"
 #include "src/models/settings_can.h"
 #include "src/models/settings_diff.h"
+#include "src/models/settings_records.h"
 #include "src/window/accessible.h"
 #include "src/window/while_painting.h"
 
@@ -518,10 +519,11 @@ StoreStep CanSettingsPanel::StoreBesideRecords() {
     const CanCheck now = check();
     if (!now.errors.empty()) {
         const auto& [field, text] = now.errors[0];
-        return {(GetName() + ", " + shownName(window(field)) + ": ").utf8_string() + text + ".", nullptr, 0};
+        return {(GetName() + ", " + shownName(window(field)) + ": ").utf8_string() + text + ".",
+                std::nullopt};
     }
     apply();  // a text that is still being edited
-    return {{}, [block = now.block] { return oabr::storeCanOnDevice(block); }, can_block_size};
+    return {{}, settings::storedCanBytes(now.block)};
 }
 
 // ---- The trace window ----

@@ -232,7 +232,7 @@ void StaticMacAdressTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_reco
 StoreStep StaticMacAdressTab::StoreBesideRecords() {
     grid_->finishEditing();
     if (!grid_->hasErrors()) return {};
-    return {GetName().utf8_string() + ", " + grid_->message(), nullptr, 0};
+    return {GetName().utf8_string() + ", " + grid_->message(), std::nullopt};
 }
 
 std::string StaticMacAdressTab::describeFit(unsigned missing_switch_bytes) const {

@@ -368,7 +368,7 @@ void VlanTab::StoreAllRegisters(std::vector<e2p_cfg_cmd>& switch_records,
 StoreStep VlanTab::StoreBesideRecords() {
     ports_->finishEditing();
     const std::string error = checkVlanForm(form());
-    return {error.empty() ? "" : GetName().utf8_string() + ", " + error, nullptr, 0};
+    return {error.empty() ? "" : GetName().utf8_string() + ", " + error, std::nullopt};
 }
 
 std::string VlanTab::describeFit(unsigned missing_switch_bytes) const {

@@ -5,7 +5,6 @@
 
 #include "lib/comm_obj.h"
 #include "lib/device_cmd.h"
-#include "src/models/store.h"
 
 namespace kovgui::oabr {
 namespace {
@@ -128,19 +127,6 @@ std::optional<CanBlock> readCanFromDevice() {
     setLiveValues(&block, lifecycle, mode, flag, wakeup, threshold);
     block.extra.wakeup_id = identifier;
     return block;
-}
-
-std::string storeCanOnDevice(const CanBlock& block) {
-    const comm_run run;
-    if (can_save_cfg_to_e2p(&block.speed, &block.filter, &block.extra) != 0)
-        return "The CAN and life-cycle settings could not be written.";
-    CanBlock stored{};
-    const int result = can_load_cfg_from_e2p(&stored.speed, &stored.filter, &stored.extra);
-    const bool same = result == 0 && sameBytes(stored.speed, block.speed) &&
-                      sameBytes(stored.filter, block.filter) && stored.extra == block.extra;
-    return storedError("CAN and life-cycle", same                                       ? Stored::same
-                                             : result == 0 || result == can_cfg_bad_crc ? Stored::different
-                                                                                        : Stored::unreadable);
 }
 
 }  // namespace kovgui::oabr

@@ -26,8 +26,4 @@ struct CanSending {
 /// @return none when the device does not answer
 [[nodiscard]] std::optional<CanBlock> readCanFromDevice();
 
-/// Writes the block into the EEPROM, reads it back and compares.
-/// @return what went wrong, for the operator; empty when the device holds it
-[[nodiscard]] std::string storeCanOnDevice(const CanBlock& block);
-
 }  // namespace kovgui::oabr

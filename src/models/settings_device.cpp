@@ -11,10 +11,9 @@
 #include "lib/phy.h"
 #include "lib/port_config.h"
 #include "src/OABR-Switch/OABRDevice.h"
-#include "src/models/can_device.h"
+#include "src/models/eeprom_device.h"
 #include "src/models/settings_can.h"
 #include "src/models/settings_table.h"
-#include "src/models/store.h"
 #include "src/models/vlan_form.h"
 #include "src/platform/event.h"
 
@@ -43,11 +42,6 @@ bool answered(Request request) {
     const comm_run run;
     request();
     return !run.timed_out();
-}
-
-bool readEeprom(uint16_t address, size_t size, uint8_t* out) {
-    unsigned long count = size;
-    return e2p_read(address, out, &count) == req_ok && count == size;
 }
 
 bool readRegister(Register at, uint16_t* value) {
@@ -530,11 +524,30 @@ std::string describeStoreOverflow(const Settings& settings) {
     return describeOverflow(listsOf(settings));
 }
 
-std::string storeOnDevice(const DeviceImage& image) {
-    const Settings settings = settingsOf(image);
-    std::string failure = storeListsOnDevice(listsOf(settings)).failure;
-    if (!failure.empty() || !image.can) return failure;
-    return oabr::storeCanOnDevice(canBlockOf(settings, *image.can));
+std::string describeStoreFit(const Settings& settings) {
+    const unsigned missing = e2p_area_shortfall(listsOf(settings).switch_list, e2p_switch_area);
+    std::string text;
+    const auto fits = [&](Settings without) {
+        return e2p_area_shortfall(listsOf(without).switch_list, e2p_switch_area) == 0;
+    };
+    Settings without = settings;
+    without.vlans.clear();
+    if (fits(without)) {
+        oabr::VlanTable table;
+        for (const auto& [vid, entry] : settings.vlans)
+            if (entry.valid) table.set(vid, entry);
+        text = describeVlanFit(table, missing);
+    }
+    without = settings;
+    without.macs.clear();
+    if (fits(without)) {
+        const size_t all = static_cast<size_t>(
+            std::ranges::count_if(settings.macs, [](const auto& one) { return one.second.valid; }));
+        const size_t too_many = (missing + e2p_itab_length - 1) / e2p_itab_length;
+        text += (text.empty() ? "" : ", or ") + std::to_string(all - too_many) + " of the " +
+                std::to_string(all) + " static MAC entries fit";
+    }
+    return text;
 }
 
 }  // namespace kovgui::settings

@@ -75,11 +75,10 @@ ApplyOptions optionsOnDevice(const std::string& serial, GoOn go_on);
 /// otherwise or somebody stops it, writes the old values back and reads them.
 [[nodiscard]] Applied applyToDevice(const Plan& plan, const ApplyOptions& options);
 
-/// Stores what the device holds now, as a store from the window does.
-/// @param image  all of it
-/// @return       what went wrong; empty when it is stored and was read back
-[[nodiscard]] std::string storeOnDevice(const DeviceImage& image);
 /// Why the settings would not fit the EEPROM; empty when they do.
 std::string describeStoreOverflow(const Settings& settings);
+/// What of them would fit: "3 of the 9 VLANs fit (up to VID 12)"; empty where leaving out tables would not
+/// do.
+std::string describeStoreFit(const Settings& settings);
 
 }  // namespace kovgui::settings

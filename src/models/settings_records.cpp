@@ -299,6 +299,23 @@ DeviceImage imageOf(const ConfigLists& lists) {
         storedBytes(lists.switch_list), storedBytes(lists.phy1_list), storedBytes(lists.phy2_list), {}});
 }
 
+StoredBytes storedBytesIn(const EepromImage& eeprom) {
+    const auto bytes = [&](uint16_t address, uint16_t limit) {
+        return std::vector<uint8_t>(eeprom.begin() + (address - eeprom_begin),
+                                    eeprom.begin() + (limit - eeprom_begin));
+    };
+    return {bytes(e2p_switch_area.address, e2p_switch_area.limit),
+            bytes(e2p_phy1_area.address, e2p_phy1_area.limit),
+            bytes(e2p_phy2_area.address, e2p_phy2_area.limit), bytes(e2p_can_speed_address, eeprom_end)};
+}
+
+EepromImage eepromOf(const DeviceImage& image, EepromImage held) {
+    const Settings settings = settingsOf(image);
+    std::optional<std::vector<uint8_t>> can;
+    if (image.can) can = storedCanBytes(canBlockOf(settings, *image.can));
+    return withLists(std::move(held), listsOf(settings), can);
+}
+
 std::vector<uint8_t> storedCanBytes(const oabr::CanBlock& block) {
     std::vector<uint8_t> bytes(can_block_size);
     can_block_encode(block.speed, block.filter, block.extra, bytes.data());

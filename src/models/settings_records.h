@@ -10,6 +10,7 @@
 #include "lib/can.h"
 #include "src/models/Settings.h"
 #include "src/models/can_settings.h"
+#include "src/models/eeprom_image.h"
 #include "src/models/settings_table.h"
 #include "src/models/store.h"
 
@@ -76,6 +77,14 @@ std::optional<std::vector<e2p_cfg_cmd>> recordsIn(std::span<const uint8_t> bytes
 /// What records and CAN block leave behind at a start.
 DeviceImage imageOf(const StoredBytes& bytes);
 DeviceImage imageOf(const ConfigLists& lists);
+
+// --- The EEPROM as bytes
+
+/// What stands in an image.
+StoredBytes storedBytesIn(const EepromImage& eeprom);
+/// What the EEPROM holds after a store of what a device holds now.
+/// @param image  all of it
+EepromImage eepromOf(const DeviceImage& image, EepromImage held);
 
 // --- The CAN block in the EEPROM
 

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 
-#include "lib/comm_obj.h"
 #include "lib/default_cfg.h"
 #include "lib/ports.h"
-#include "src/OABR-Switch/OABRDevice.h"
 
 namespace kovgui {
 namespace {
@@ -19,20 +17,6 @@ std::vector<AreaList> areaLists(const ConfigLists& lists) {
     return {{e2p_switch_area, lists.switch_list},
             {e2p_phy1_area, lists.phy1_list},
             {e2p_phy2_area, lists.phy2_list}};
-}
-
-/// Short enough that a read's answer arrives well within a request's timeout.
-constexpr size_t read_back_block = 48;
-
-Stored compare(uint16_t address, const std::vector<uint8_t>& wanted) {
-    for (size_t at = 0; at < wanted.size(); at += read_back_block) {
-        const size_t size = std::min(read_back_block, wanted.size() - at);
-        uint8_t block[read_back_block] = {};
-        if (oabr::OABRDevice::instance()->readE2P(address + at, size, block) != 0) return Stored::unreadable;
-        if (!std::equal(block, block + size, wanted.begin() + static_cast<std::ptrdiff_t>(at)))
-            return Stored::different;
-    }
-    return Stored::same;
 }
 
 }  // namespace
@@ -84,46 +68,9 @@ std::string storedError(const std::string& name, Stored stored) {
 
 std::string StoreResult::text() const {
     if (end != End::stored) return failure;
+    if (areas == 0) return "Nothing to store: the device holds these settings already";
     return "Stored: " + std::to_string(bytes) + (bytes == 1 ? " byte in " : " bytes in ") +
            std::to_string(areas) + (areas == 1 ? " area" : " areas") + ", read back";
-}
-
-namespace {
-
-constexpr const char* silent_text =
-    "The device does not answer. Its EEPROM may hold only a part of the settings; what is shown here is "
-    "kept.\n"
-    "Wait until it answers, or reset it, and store again.";
-constexpr const char* stopped_text =
-    "The store was stopped. The EEPROM holds a part of the settings only, or was not read back: store again "
-    "before the device is switched off.";
-
-StoreResult ended(StoreResult::End end, const std::string& failure) {
-    return {end, 0, 0, failure};
-}
-
-}  // namespace
-
-StoreResult storeListsOnDevice(const ConfigLists& lists, const StoreGoOn& go_on) {
-    const comm_run run;
-    const std::vector<AreaList> areas = areaLists(lists);
-    StoreResult result;
-    if (go_on && !go_on(0, areas.size()))
-        return ended(StoreResult::End::stopped, "The store was stopped. Nothing was stored.");
-    oabr::OABRDevice::instance()->writeE2PConfig(lists.switch_list, lists.phy1_list, lists.phy2_list);
-    if (run.timed_out()) return ended(StoreResult::End::failed, silent_text);
-    for (const AreaList& one : areas) {
-        if (go_on && !go_on(static_cast<size_t>(result.areas), areas.size()))
-            return ended(StoreResult::End::stopped, stopped_text);
-        const std::vector<uint8_t> bytes = storedBytes(one.list);
-        const Stored stored = compare(one.area.address, bytes);
-        if (run.timed_out()) return ended(StoreResult::End::failed, silent_text);
-        if (stored != Stored::same)
-            return ended(StoreResult::End::failed, storedError(one.area.name, stored));
-        result.bytes += bytes.size();
-        ++result.areas;
-    }
-    return result;
 }
 
 // ---- The store ----
@@ -158,25 +105,13 @@ std::string StorePlan::prepare(const StoreSources& sources, const std::function<
             overflow += missing > 0 ? source->describeFit(missing) : "";
         return overflow + "Nothing was stored.";
     }
-    steps_.clear();
+    can_block_.reset();
     for (StoreSource* source : sources) {
-        steps_.push_back(source->StoreBesideRecords());
-        if (std::string refusal = refusalOf(steps_.back()); !refusal.empty()) return refusal;
+        StoreStep step = source->StoreBesideRecords();
+        if (std::string refusal = refusalOf(step); !refusal.empty()) return refusal;
+        if (step.can_block) can_block_ = std::move(step.can_block);
     }
     return {};
-}
-
-StoreResult StorePlan::writeToDevice(const StoreGoOn& go_on) const {
-    StoreResult result = storeListsOnDevice(lists_, go_on);
-    for (const StoreStep& step : steps_) {
-        if (result.end != StoreResult::End::stored || !step.write) continue;
-        if (go_on && !go_on(1, 1)) return ended(StoreResult::End::stopped, stopped_text);
-        if (const std::string failure = step.write(); !failure.empty())
-            return ended(StoreResult::End::failed, failure);
-        result.bytes += step.bytes;
-        ++result.areas;
-    }
-    return result;
 }
 
 }  // namespace kovgui

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -38,9 +39,6 @@ enum class Stored { same, different, unreadable };
 /// @param name  what was written: "switch" gives "The switch settings ..."
 std::string storedError(const std::string& name, Stored stored);
 
-/// Asked between two steps; false ends what is done.
-using StoreGoOn = std::function<bool(size_t done, size_t total)>;
-
 /// How a store ended, and what the EEPROM holds then.
 struct StoreResult {
     enum class End {
@@ -57,20 +55,13 @@ struct StoreResult {
     std::string text() const;
 };
 
-/// Writes the lists into the device's EEPROM, reads the areas back and compares. Waits for the device's
-/// answers, on one that is silent for one timeout; not for the receiver thread.
-/// @param go_on  empty for none
-[[nodiscard]] StoreResult storeListsOnDevice(const ConfigLists& lists, const StoreGoOn& go_on = {});
-
 // --- The store
 
 /// What a store writes beside records.
 struct StoreStep {
     std::string refusal;  ///< why nothing can be stored as it stands, for the operator; empty when it can
-    /// Writes and compares, on the thread of the store; gives what went wrong, empty for nothing. Null where
-    /// there is nothing to write. It touches no window.
-    std::function<std::string()> write;
-    size_t bytes = 0;  ///< that it writes
+    /// The CAN block as the EEPROM holds it; nothing from whoever does not store it.
+    std::optional<std::vector<uint8_t>> can_block;
 };
 
 /// What takes part in a store. A page, for one.
@@ -107,14 +98,12 @@ public:
     /// @param between  runs after each source's records
     /// @return         why nothing can be stored, for the operator; empty when all can
     [[nodiscard]] std::string prepare(const StoreSources& sources, const std::function<void()>& between);
-    /// Writes the records and what stands beside them, and compares; ends at the first failure. Touches no
-    /// source.
-    /// @param go_on  empty for none
-    [[nodiscard]] StoreResult writeToDevice(const StoreGoOn& go_on = {}) const;
+    const ConfigLists& lists() const { return lists_; }
+    const std::optional<std::vector<uint8_t>>& canBlock() const { return can_block_; }
 
 private:
     ConfigLists lists_;
-    std::vector<StoreStep> steps_;
+    std::optional<std::vector<uint8_t>> can_block_;
 };
 
 }  // namespace kovgui

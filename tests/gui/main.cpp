@@ -32,6 +32,7 @@ struct TemporaryHome {
         std::ofstream(path + "/gtk-3.0/settings.ini") << "[Settings]\ngtk-enable-animations=0\n";
         setenv("OABR_VIRTUAL_ONLY", "1", 1);
         setenv("OABR_VIRTUAL_DEVICES", (path + "/devices").c_str(), 1);
+        setenv("OABR_STATE_DIR", (path + "/state").c_str(), 1);
     }
     ~TemporaryHome() { std::filesystem::remove_all(path); }
     std::string path;

@@ -4,9 +4,6 @@
 
 #include <array>
 
-#include "lib/comm_obj.h"
-#include "tests/host/model_device.h"
-
 namespace kovgui {
 namespace {
 
@@ -64,76 +61,38 @@ public:
     StoreStep step;
 };
 
-class Store : public ModelDevice {
+class Plan : public testing::Test {
 protected:
-    std::string store() {
-        StorePlan plan;
-        std::string failure = plan.prepare({&first_, &second_}, [] {});
-        return failure.empty() ? plan.writeToDevice(go_on_).text() : failure;
+    std::string prepare() {
+        return plan_.prepare({&first_, &second_}, [] {});
     }
-    /// The record bytes that the switch's area holds, without markers.
-    Bytes stored() const {
-        const auto area = hardware.memory.eeprom.begin() + e2p_switch_area.address;
-        return {area + 3, area + 3 + 5 * 2};
-    }
+    StorePlan plan_;
     Source first_, second_;
-    StoreGoOn go_on_;
 };
 
-TEST_F(Store, WritesTheRecordsOfAllSourcesAndThenWhatStandsBesideThem) {
-    std::vector<std::string> order;
-    first_.step.write = [&] {
-        order.push_back(stored() == Bytes{0x55, 6, 44, 0x20, 0, 0x55, 6, 44, 0x20, 0} ? "after" : "before");
-        return std::string("broken");
-    };
-    second_.step.write = [&] {
-        order.emplace_back("second");
-        return std::string();
-    };
-    EXPECT_EQ(store(), "broken");
-    EXPECT_THAT(order, ElementsAre("after")) << "nothing is written after a failure";
-    first_.step.write = nullptr;
-    EXPECT_EQ(store(), "Stored: 28 bytes in 4 areas, read back");
+TEST_F(Plan, TakesTheRecordsOfAllSourcesAndWhatStandsBesideThem) {
+    second_.step.can_block = std::vector<uint8_t>{1, 2, 3};
+    EXPECT_EQ(prepare(), "");
+    EXPECT_THAT(storedBytes(plan_.lists().switch_list),
+                ElementsAre(3, 0xBB, 0xCC, 0x55, 6, 44, 0x20, 0, 0x55, 6, 44, 0x20, 0, 0x13, 0xEE, 0xCC));
+    EXPECT_THAT(plan_.canBlock(), testing::Optional(ElementsAre(1, 2, 3)));
 }
 
-TEST_F(Store, NothingIsWrittenWhenAnythingRefuses) {
+TEST_F(Plan, IsNoneWhenAnythingRefuses) {
     first_.readable = false;
-    EXPECT_EQ(store(), "The device's settings could not be read. Nothing was stored.");
+    EXPECT_EQ(prepare(), "The device's settings could not be read. Nothing was stored.");
     EXPECT_EQ(second_.reads, 0) << "a device that is silent is not asked again";
     first_.readable = true;
     second_.step.refusal = "no";
-    EXPECT_EQ(store(), "no\nNothing was stored.");
+    EXPECT_EQ(prepare(), "no\nNothing was stored.");
     EXPECT_EQ(first_.reads, 2);
     second_.holds = true;
-    EXPECT_EQ(store(), "no\nNothing was stored.");
+    EXPECT_EQ(prepare(), "no\nNothing was stored.");
     EXPECT_EQ(first_.reads, 2) << "what is wrong is said before anything is read";
     second_.holds = false;
     second_.records = 300;
-    EXPECT_THAT(store(), testing::MatchesRegex("The switch settings need [0-9]+ bytes more than .*\n"
-                                               "fit ([0-9]+)\nfit [0-9]+\nNothing was stored."));
-    EXPECT_EQ(requests(), 0u);
-}
-
-TEST_F(Store, WhatTheDeviceDoesNotKeepIsNoSuccess) {
-    link.fault("e2p-most=2");
-    EXPECT_EQ(store(), "The switch settings that the device holds differ from those written.");
-    link.fault("none");
-    unanswered = [](const Bytes& request) { return request[1] == msg_cmd::e2p_read; };
-    EXPECT_THAT(store(), HasSubstr("The device does not answer."));
-}
-
-TEST_F(Store, ASilentDeviceCostsOneTimeoutAndAStopIsNoFailure) {
-    int sent = 0;
-    unanswered = [&](const Bytes& request) {
-        ++sent;
-        return request[1] == msg_cmd::e2p_write;
-    };
-    first_.records = 50;
-    EXPECT_THAT(store(), HasSubstr("The device does not answer."));
-    EXPECT_EQ(sent, 1);
-    go_on_ = [](size_t, size_t) { return false; };
-    EXPECT_THAT(store(), HasSubstr("Nothing was stored."));
-    EXPECT_EQ(sent, 1);
+    EXPECT_THAT(prepare(), testing::MatchesRegex("The switch settings need [0-9]+ bytes more than .*\n"
+                                                 "fit ([0-9]+)\nfit [0-9]+\nNothing was stored."));
 }
 
 TEST(Overflow, NamesTheAreaAndTheMissingBytes) {

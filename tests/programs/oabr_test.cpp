@@ -335,4 +335,40 @@ TEST_F(Oabr, CompletesEveryVerbAndPath) {
     EXPECT_EQ(completed.out, "/ports/OABR1/speed\n") << completed;
 }
 
+TEST_F(Oabr, EndsAStoreThatPowerOrAKillCutOff) {
+    auto device = quiet().start();
+    const auto stored = [&] { return device.eeprom(); };
+    ASSERT_EQ(oabr(device, {"store", "-j"}).run().status, 0);
+    const std::string before = stored();
+    ASSERT_EQ(oabr(device, {"set", "/vlan/port/USB/pvid=700", "/life_cycle/wakeup=can"}).run().status, 0);
+    const Result looked = oabr(device, {"store", "--dry-run", "-j"}).run();
+    EXPECT_EQ(looked.status, 3);
+    EXPECT_EQ(object(looked)["areas"][0]["area"], "switch");
+    EXPECT_EQ(stored(), before);
+    ASSERT_EQ(oabr(device, {"backup", files_.path() + "/b", "-j"}).run().status, 0);
+
+    device.control("fault eeprom-power-loss=3:100");
+    const Result cut = oabr(device, {"store", "-j"}).run();
+    EXPECT_EQ(cut.status, 1) << cut;
+    device.control("fault none");
+    const Result listed = oabr(device, {"list"}).run();
+    EXPECT_THAT(listed.err, HasSubstr("The last store of OKVX0001 was interrupted."));
+    EXPECT_EQ(codeOf(oabr(device, {"store", "--from", "1", "-j"}).run()), "conflict");
+    // Another computer has no journal.
+    const Result elsewhere =
+        oabr(device, {"recover", "finish", "-j"}).env("OABR_STATE_DIR", files_.path() + "/other").run();
+    EXPECT_EQ(elsewhere.status, 2);
+    EXPECT_EQ(object(elsewhere)["found"], "marker");
+    const json back = object(oabr(device, {"recover", "back", "-j"}).run());
+    EXPECT_EQ(back["equal"], true);
+    EXPECT_EQ(stored(), before);
+    EXPECT_EQ(object(oabr(device, {"recover", "finish", "-j"}).run())["found"], nullptr);
+    const json restored = object(oabr(device, {"restore", files_.path() + "/b", "-j"}).run());
+    EXPECT_EQ(restored["equal"], true);
+    const json history = object(oabr(device, {"history", "diff", "1", "2", "-j"}).run());
+    EXPECT_EQ(history["changes"].size(), 0u);
+    const json next = object(oabr(device, {"predict", "--restart", "-j"}).run());
+    EXPECT_EQ(next["last_check"]["wrong"], json::array()) << next;
+}
+
 }  // namespace

@@ -182,6 +182,8 @@ Running Program::start() {
         child->directory = std::make_shared<TemporaryDirectory>();
         environment_["OABR_VIRTUAL_DEVICES"] = child->directory->path();
     }
+    // What is remembered of devices goes with them.
+    environment_.try_emplace("OABR_STATE_DIR", environment_["OABR_VIRTUAL_DEVICES"] + "/state");
 
     std::vector<std::string> variables;
     for (char** variable = environ; *variable; ++variable) {

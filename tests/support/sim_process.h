@@ -73,7 +73,7 @@ private:
 class Device;
 
 /// A program to run, described in one expression. `OABR_VIRTUAL_ONLY=1` is always set; without `in` the
-/// program gets an empty device directory of its own.
+/// program gets an empty device directory of its own. What programs remember of devices goes beside them.
 class Program {
 public:
     explicit Program(const std::string& name);

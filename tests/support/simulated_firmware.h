@@ -55,6 +55,11 @@ public:
     void fault(const std::string& what);
     /// What a reset does: what is not in the memory is as at the beginning.
     void restart() { firmware_.start(); }
+    /// Gives it its power back after a fault took it.
+    void revive() {
+        dead_ = false;
+        restart();
+    }
     int replayedRecords() const { return firmware_.replayed_records(); }
 
     /// Contents of all requests so far.

@@ -8,6 +8,7 @@
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/base/utilities.h"
 #include "src/ftdi/VirtualDriver.h"
+#include "src/models/eeprom_store.h"
 #include "src/platform/terminal.h"
 
 namespace kovgui::tool {
@@ -90,17 +91,10 @@ std::vector<Report> Session::onEachDevice(const char* kind,
     OABRDevice& device = *OABRDevice::instance();
     const auto attached = device.enumDevices();
     std::vector<std::string> serials = arguments_.serials;
-    const auto refuse = [&](const char* code, const std::string& message, const std::string& hint) {
-        return std::vector<Report>{Report::failed(kind, {code, "", 0, 0, message, hint})};
-    };
     if (serials.empty()) {
-        if (attached.empty())
-            return refuse("no_device", "No device found.", "Check the USB cable and the device's power.");
-        if (!arguments_.all && attached.size() > 1)
-            return refuse("several_devices", "Several devices are attached: " + listed(attached) + ".",
-                          "Name those that you mean with --serial, or all of them with --all.");
-        for (const auto& one : attached)
-            serials.push_back(one.serial);
+        auto chosen = chooseAttached(kind);
+        if (const auto* const refusal = std::get_if<Report>(&chosen)) return {*refusal};
+        serials = std::get<std::vector<std::string>>(chosen);
     }
     std::vector<Report> reports;
     std::string left_out;
@@ -124,6 +118,7 @@ std::vector<Report> Session::onEachDevice(const char* kind,
                        "The firmware " + device.getFirmwareVersion().toString() + " is too old.",
                        oabr::updateAdvice() + "."}));
         } else {
+            if (kind != std::string("recovery")) sayInterrupted(serial);
             reports.push_back(run(serial));
             endProgress();
         }
@@ -135,6 +130,39 @@ std::vector<Report> Session::onEachDevice(const char* kind,
             kind, {"interrupted", "", 0, 0, "Interrupted before it came to " + left_out + ".", ""},
             interruptedStatus()));
     return reports;
+}
+
+std::variant<std::vector<std::string>, Report> Session::chooseAttached(const char* kind) const {
+    const auto attached = OABRDevice::instance()->enumDevices();
+    if (attached.empty())
+        return Report::failed(
+            kind, {"no_device", "", 0, 0, "No device found.", "Check the USB cable and the device's power."});
+    if (!arguments_.all && attached.size() > 1)
+        return Report::failed(
+            kind, {"several_devices", "", 0, 0, "Several devices are attached: " + listed(attached) + ".",
+                   "Name those that you mean with --serial, or all of them with --all."});
+    std::vector<std::string> serials;
+    for (const auto& one : attached)
+        serials.push_back(one.serial);
+    return serials;
+}
+
+void Session::say(const std::string& serial, const std::string& sentence) {
+    endProgress();
+    std::fputs(printable("oabr: " + serial + ": " + sentence + "\n").c_str(), stderr);
+}
+
+void Session::sayInterrupted(const std::string& serial) {
+    StateFolder folder(serial);
+    const auto found = findInterruption(folder);
+    for (const std::string& message : folder.takeMessages())
+        say(serial, message);
+    if (!found) return;
+    say(serial,
+        interruptionText(serial) + " " +
+            (found->journal ? "\"oabr recover finish\" ends it, \"oabr recover back\" brings back what "
+                              "was stored before, \"oabr recover leave\" does neither."
+                            : adviceWithoutJournal(folder)));
 }
 
 settings::GoOn Session::progress(const std::string& what) {

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "src/models/settings_device.h"
@@ -21,6 +22,15 @@ public:
     /// @param run  on a connected device; its report gets the serial number here
     std::vector<Report> onEachDevice(const char* kind,
                                      const std::function<Report(const std::string& serial)>& run);
+
+    /// The attached devices that are meant where none is named, or a report of why that is not clear.
+    std::variant<std::vector<std::string>, Report> chooseAttached(const char* kind) const;
+
+    /// Says something on standard error beside what comes of the verb.
+    void say(const std::string& serial, const std::string& sentence);
+    /// Says that a store of the connected device was interrupted, if one was, and what of the files about it
+    /// cannot be used.
+    void sayInterrupted(const std::string& serial);
 
     /// Says how far it is where somebody looks, and whether to go on.
     settings::GoOn progress(const std::string& what);

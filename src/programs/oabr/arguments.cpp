@@ -47,6 +47,48 @@ void addOptions(CLI::App& app, Arguments* arguments) {
     app.set_version_flag("--version", "oabr " OABR_VERSION, "Print the version");
 }
 
+void addNoJournal(CLI::App* verb, Arguments* arguments) {
+    verb->add_flag("--no-journal", arguments->no_journal,
+                   "Store also where this computer cannot keep a journal");
+}
+void addDryRun(CLI::App* verb, Arguments* arguments) {
+    verb->add_flag("--dry-run", arguments->dry_run, "Only say what would be written");
+}
+
+void addStores(CLI::App& app, Arguments* arguments) {
+    auto* verb = addVerb(app, "store", "Writes the settings that the device has now into its EEPROM");
+    addDryRun(verb, arguments);
+    verb->add_option("--from", arguments->entry, "Those of an entry of the history instead")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber);
+    addNoJournal(verb, arguments);
+
+    verb = addVerb(app, "predict", "What will be different after the next start, and why");
+    verb->add_option("--from", arguments->from, "What is stored, or what a set-up or a backup would store")
+        ->type_name("stored|FILE");
+    verb->add_flag("--restart", arguments->restart,
+                   "Resets the device, says how well that was predicted and learns what it starts with");
+
+    verb = addVerb(app, "recover", "Ends an interrupted store");
+    verb->add_option("HOW", arguments->words, "finish, back or leave")
+        ->required()
+        ->expected(1)
+        ->type_name("")
+        ->check(CLI::IsMember({"finish", "back", "leave"}));
+
+    verb = addVerb(app, "history", "The last stores of a device; one of them; what differs between two");
+    verb->add_option("WHAT", arguments->words, "nothing, \"show N\" or \"diff A B\"")->type_name("");
+
+    verb = addVerb(app, "backup", "The EEPROM's settings into a file");
+    verb->add_option("FILE", arguments->file, "The file; one in the state folder when absent")->type_name("");
+
+    verb = addVerb(app, "restore", "The EEPROM's settings from a backup");
+    verb->add_option("FILE", arguments->file, "A backup")->required()->type_name("");
+    verb->add_flag("-y,--yes", arguments->yes, "Also a backup that a later firmware made");
+    addDryRun(verb, arguments);
+    addNoJournal(verb, arguments);
+}
+
 void addVerbs(CLI::App& app, Arguments* arguments) {
     addVerb(app, "list", "Every attached device, those that cannot be opened too");
 
@@ -70,8 +112,10 @@ void addVerbs(CLI::App& app, Arguments* arguments) {
     addFile(verb, arguments);
     verb->add_flag("--store", arguments->store, "Store the settings in the EEPROM as well");
     verb->add_flag("-y,--yes", arguments->yes, "Do not ask");
+    addNoJournal(verb, arguments);
 
     addFile(addVerb(app, "check", "How far the device and its EEPROM have drifted from the file"), arguments);
+    addStores(app, arguments);
 }
 
 /// Says that the word where the verb stands is none; empty when it is one, or there is no word.

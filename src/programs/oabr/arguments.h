@@ -18,6 +18,8 @@ struct Arguments {
     std::string from = "live";
     std::string against = "live";
     bool store = false, yes = false;
+    bool dry_run = false, no_journal = false, restart = false;
+    int entry = 0;  ///< number in the history; 0 for none
 
     /// -1 to go on, else the status of a program that has nothing more to do after saying this.
     int status = -1;

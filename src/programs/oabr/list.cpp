@@ -25,12 +25,13 @@ Data stateOf(const Error& error) {
     return found == states.end() ? Data() : Data(found->second);
 }
 
-Report listOne(const std::string& serial) {
+Report listOne(const std::string& serial, Session& session) {
     OABRDevice& device = *OABRDevice::instance();
     Report report{serial, kind};
     Data& body = report.body;
     body.add("simulated", isSimulated(serial));
     if (device.connectWithFirmwareParams(serial) == 0) {
+        session.sayInterrupted(serial);
         const std::string firmware = device.getFirmwareVersion().toString();
         body.add("state", "firmware");
         body.add("firmware", firmware);
@@ -74,7 +75,7 @@ std::vector<Report> listDevices(const Arguments& arguments, Session& session) {
             reports.push_back(std::move(report));
             break;
         }
-        reports.push_back(listOne(device.serial));
+        reports.push_back(listOne(device.serial, session));
     }
     return reports;
 }

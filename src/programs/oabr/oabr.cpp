@@ -16,9 +16,11 @@ struct Verb {
     const char* name;
     std::vector<Report> (*run)(const Arguments& arguments, Session& session);
 };
-constexpr Verb verbs[] = {{"list", listDevices}, {"show", showSettings}, {"set", setSettings},
-                          {"lint", lintFile},    {"plan", planFile},     {"apply", applyFile},
-                          {"check", checkFile}};
+constexpr Verb verbs[] = {{"list", listDevices},     {"show", showSettings},    {"set", setSettings},
+                          {"lint", lintFile},        {"plan", planFile},        {"apply", applyFile},
+                          {"check", checkFile},      {"store", storeSettings},  {"recover", recoverStore},
+                          {"history", showHistory},  {"predict", predictStart}, {"backup", backUp},
+                          {"restore", restoreBackup}};
 
 /// Prints the reports.
 /// @return the exit status

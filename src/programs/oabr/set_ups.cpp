@@ -29,14 +29,21 @@ using settings::Settings;
 using settings::SetUp;
 using settings::StoredBytes;
 
-namespace {
-
-Report refused(const char* kind, std::vector<Error> errors) {
-    Report report{{}, kind};
-    report.errors = std::move(errors);
-    report.status = status_not_begun;
-    return report;
+/// What the device will hold: its settings with those that are wanted over them.
+Settings mergedSettings(Settings now, const Settings& wanted) {
+    settings::forEachSetting([&](const settings::Row& row, int port) {
+        if (!row.read_only && row.of(wanted, port)) row.of(now, port) = row.of(wanted, port);
+    });
+    if (wanted.whole_vlans) now.vlans.clear();
+    if (wanted.whole_macs) now.macs.clear();
+    for (const auto& [vid, entry] : wanted.vlans)
+        now.vlans[vid] = entry;
+    for (const auto& [index, entry] : wanted.macs)
+        now.macs[index] = entry;
+    return now;
 }
+
+namespace {
 
 /// A file that can be used, or the report of one that cannot.
 std::optional<Report> load(const char* kind, const std::string& file, SetUp* set_up) {
@@ -78,10 +85,6 @@ std::string lines(const std::vector<Change>& changes) {
     for (const Change& change : changes)
         text += textOf(change) + "\n";
     return text;
-}
-
-std::string counted(size_t count, const char* noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
 std::string summary(const Difference& difference) {
@@ -133,34 +136,6 @@ Report planOne(const Arguments& arguments, const SetUp& set_up, const std::strin
 }
 
 // ---- apply ----
-
-/// What the device will hold: its settings with those that are wanted over them.
-Settings merged(Settings now, const Settings& wanted) {
-    settings::forEachSetting([&](const settings::Row& row, int port) {
-        if (!row.read_only && row.of(wanted, port)) row.of(now, port) = row.of(wanted, port);
-    });
-    if (wanted.whole_vlans) now.vlans.clear();
-    if (wanted.whole_macs) now.macs.clear();
-    for (const auto& [vid, entry] : wanted.vlans)
-        now.vlans[vid] = entry;
-    for (const auto& [index, entry] : wanted.macs)
-        now.macs[index] = entry;
-    return now;
-}
-
-bool isStoredAlready(const Device& device) {
-    const Settings now = settingsOf(device.image);
-    const ConfigLists lists = listsOf(now);
-    const auto same = [](const std::vector<e2p_cfg_cmd>& list, const std::vector<uint8_t>& bytes) {
-        const std::vector<uint8_t> wanted = storedBytes(list);
-        return bytes.size() >= wanted.size() && std::equal(wanted.begin(), wanted.end(), bytes.begin());
-    };
-    return same(lists.switch_list, device.bytes.switch_area) &&
-           same(lists.phy1_list, device.bytes.phy1_area) && same(lists.phy2_list, device.bytes.phy2_area) &&
-           device.image.can &&
-           device.bytes.can == settings::storedCanBytes(canBlockOf(now, *device.image.can));
-}
-
 /// Whether the operator agrees, where there is one to ask.
 bool confirmed(const Arguments& arguments, const Plan& plan, Session& session) {
     if (arguments.yes || arguments.json || !platform::standardInputIsTerminal() ||
@@ -212,38 +187,44 @@ public:
 private:
     std::optional<Report> prepare() {
         if (auto failed = checkGuards(kind_, set_up_, serial_)) return failed;
+        if (StateFolder folder(serial_); arguments_.store && hasJournal(folder))
+            return refused(kind_, {interruptedError(serial_)});
         scope_ = arguments_.store ? Scope::everything() : Scope::of(set_up_.settings);
         scope_.status = false;
         if (auto failed = readLive(kind_, scope_, session_, &device_)) return failed;
         if (auto failed = readStored(kind_, session_, &device_)) return failed;
         if (arguments_.store) {
-            const std::string overflow =
-                settings::describeStoreOverflow(merged(device_.live, set_up_.settings));
-            if (!overflow.empty())
-                return refused(kind_, {{"does_not_fit", "", 0, 0, overflow.substr(0, overflow.size() - 1),
-                                        "Nothing was written. Leave out some VLANs or static MAC entries."}});
+            if (const auto error = overflowError(mergedSettings(device_.live, set_up_.settings)))
+                return refused(kind_, {*error});
         }
         plan_ = planOf(device_.image, set_up_.settings, &device_.stored);
         return std::nullopt;
     }
 
     bool store(Report* report) {
-        const auto fail = [&](const std::string& why) {
-            report->errors.push_back(
-                {"read_back_differs", "", 0, 0, "The settings are live but not stored: " + why, ""});
-            report->status = status_failed;
-            return false;
-        };
         Scope changed = Scope::of(set_up_.settings);
         const Reading reading =
             readFromDevice(changed, session_.progress("Reading"), &device_.image, nullptr);
-        if (reading != Reading::finished) return fail("the device could not be read.");
-        if (!isStoredAlready(device_)) {
-            const std::string failure = storeOnDevice(device_.image);
-            if (!failure.empty()) return fail(failure);
+        if (reading != Reading::finished) {
+            const Report failed = session_.readingFailed(kind_, reading);
+            report->errors = failed.errors;
+            report->errors.back().hint = "The settings are live but not stored.";
+            report->status = failed.status;
+            return false;
         }
-        report->text += "Stored.\n";
-        return true;
+        StoreOptions options;
+        options.without_journal = arguments_.no_journal;
+        Report stored{serial_, kind_};
+        const bool done = storeInto(&stored, serial_, options, session_, [this](EepromImage held) {
+            return eepromOf(device_.image, std::move(held));
+        });
+        for (Error& error : stored.errors) {
+            error.message = "The settings are live but not stored: " + error.message;
+            report->errors.push_back(error);
+        }
+        if (!done) report->status = session_.interrupted() ? stored.status : status_failed;
+        report->text += stored.text;
+        return done;
     }
 
     const char* const kind_;

@@ -1,5 +1,4 @@
-#include <ctime>
-
+#include "src/models/StateFolder.h"
 #include "src/models/settings_table.h"
 #include "src/programs/oabr/verbs.h"
 
@@ -64,15 +63,6 @@ Report showStored(const std::string& serial, const Selection& selection, Session
 }
 
 }  // namespace
-
-std::string utcNow() {
-    const std::time_t now = std::time(nullptr);
-    std::tm parts{};
-    gmtime_r(&now, &parts);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return text;
-}
 
 std::vector<Report> showSettings(const Arguments& arguments, Session& session) {
     std::vector<std::string> paths = arguments.words;

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <functional>
+#include <optional>
+#include <string>
 #include <vector>
 
+#include "src/models/eeprom_store.h"
 #include "src/programs/oabr/Report.h"
 #include "src/programs/oabr/Session.h"
 #include "src/programs/oabr/arguments.h"
@@ -15,8 +19,28 @@ std::vector<Report> planFile(const Arguments& arguments, Session& session);
 std::vector<Report> applyFile(const Arguments& arguments, Session& session);
 std::vector<Report> setSettings(const Arguments& arguments, Session& session);
 std::vector<Report> checkFile(const Arguments& arguments, Session& session);
+std::vector<Report> storeSettings(const Arguments& arguments, Session& session);
+std::vector<Report> recoverStore(const Arguments& arguments, Session& session);
+std::vector<Report> showHistory(const Arguments& arguments, Session& session);
+std::vector<Report> backUp(const Arguments& arguments, Session& session);
+std::vector<Report> restoreBackup(const Arguments& arguments, Session& session);
+std::vector<Report> predictStart(const Arguments& arguments, Session& session);
 
-/// Now, as ISO 8601 in UTC.
-std::string utcNow();
+/// The settings as they are when what is wanted is applied.
+settings::Settings mergedSettings(settings::Settings now, const settings::Settings& wanted);
+/// "3 changes", "1 change".
+std::string counted(size_t count, const char* noun);
+/// A report that nothing could begin because of these.
+Report refused(const char* kind, std::vector<settings::Error> errors);
+/// Stores what the device holds now, or another image, and says in the report how that went.
+/// @param options  all but the device's part
+/// @return         whether the device holds it, read back
+bool storeInto(Report* report, const std::string& serial, StoreOptions options, Session& session,
+               const std::function<EepromImage(EepromImage held)>& change);
+/// Reads all settings of the device as they are now.
+/// @return a report where that was not possible
+std::optional<Report> readEverything(const char* kind, Session& session, settings::DeviceImage* image);
+/// Why settings do not fit the EEPROM, as an error; nothing when they do.
+std::optional<settings::Error> overflowError(const settings::Settings& settings);
 
 }  // namespace kovgui::tool

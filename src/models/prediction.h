@@ -1,0 +1,85 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "src/models/StateFolder.h"
+#include "src/models/eeprom_image.h"
+#include "src/models/settings_device.h"
+
+// What a device holds after its next start: the stored records, replayed on what its chips start with. Bits
+// that change by themselves (links, negotiated results, addresses that were learnt) take no part.
+
+namespace kovgui::settings {
+
+/// How sure a value of the next start is.
+enum class Certainty {
+    certain,  ///< a stored record, or the stored CAN block, determines it
+    learnt,   ///< the device was seen to start so with this firmware
+    assumed,  ///< the chip's data sheet says so
+};
+const char* nameOf(Certainty certainty);
+
+/// What registers start with where no record touches them.
+struct StartValues {
+    std::map<Register, Bits> registers;
+    bool tables_empty = false;  ///< entries of tables that no record sets were seen to be empty
+};
+
+/// The bits of a register that hold what was written to them.
+uint16_t steadyBits(Register at);
+
+struct Prediction {
+    DeviceImage next;  ///< registers as far as they are known; every entry of the tables; the CAN block
+    std::map<Register, uint16_t> certain, learnt;    ///< the bits of them that are
+    std::map<int, bool> certain_sets, certain_macs;  ///< entries of tables that a record sets
+    bool certain_can = false;
+    bool learnt_tables = false;
+    int unknown_records = 0;  ///< that the replay passed over
+
+    Certainty of(Register at, uint16_t mask) const;
+};
+/// @param learnt  overrides the data sheet
+Prediction predict(const EepromImage& eeprom, const StartValues& learnt);
+
+/// One thing that will be different.
+struct Loss {
+    std::string path;  ///< of a setting, or "/raw/PHY/REGISTER"
+    Data live, next;
+    Certainty certainty;
+    std::string because, remedy;
+};
+/// What of a device's present state a start changes, by path.
+/// @param live  all of it: the registers of predictionScope, the tables, the CAN block
+std::vector<Loss> lossesOf(const Prediction& prediction, const DeviceImage& live);
+
+/// The registers that have to be read to compare a device with a prediction.
+std::vector<Register> registersOf(const Prediction& prediction);
+/// All that can be learnt of after a start.
+std::vector<Register> registersToLearn();
+/// Reads them and everything that shows settings.
+[[nodiscard]] Reading readForPrediction(const std::vector<Register>& registers, const GoOn& go_on,
+                                        DeviceImage* image);
+
+// --- What was learnt, and how well it was predicted
+
+/// How a prediction compared with the start that followed.
+struct PredictionCheck {
+    std::string at;
+    int64_t bits = 0, right = 0;
+    std::vector<std::string> wrong;  ///< registers and tables
+};
+/// Compares each bit of the prediction that is known with what a start left.
+PredictionCheck checkOf(const Prediction& prediction, const DeviceImage& after);
+/// What a start shows of the registers that the prediction's records leave alone.
+StartValues learnFrom(const Prediction& prediction, const DeviceImage& after);
+
+StartValues loadStartValues(StateFolder& folder, const std::string& firmware);
+/// @return why it could not be kept, a sentence; empty when it was
+[[nodiscard]] std::string saveLearnt(StateFolder& folder, const std::string& firmware,
+                                     const StartValues& values, const PredictionCheck& check);
+std::optional<PredictionCheck> loadLastCheck(StateFolder& folder, const std::string& firmware);
+
+}  // namespace kovgui::settings

@@ -1,0 +1,99 @@
+// What a start is said to leave, and what it leaves.
+
+#include "src/models/prediction.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "lib/device_cmd.h"
+#include "tests/host/model_device.h"
+#include "tests/host/state_folder_fixture.h"
+#include "tests/support/random_settings.h"
+
+namespace kovgui::settings {
+namespace {
+
+class Start : public ModelDevice {
+protected:
+    DeviceImage read() {
+        DeviceImage image;
+        EXPECT_EQ(readForPrediction(registersToLearn(), {}, &image), Reading::finished);
+        return image;
+    }
+    EepromImage eeprom() const {
+        const auto& all = hardware.memory.eeprom;
+        return {all.begin() + eeprom_begin, all.begin() + eeprom_end};
+    }
+    void store(const Settings& settings) {
+        std::optional<std::vector<uint8_t>> can;
+        if (*rc::gen::arbitrary<bool>()) can = storedCanBytes(canBlockOf(settings, oabr::defaultCanBlock()));
+        std::ranges::copy(withLists(eeprom(), listsOf(settings), can),
+                          hardware.memory.eeprom.begin() + eeprom_begin);
+    }
+    /// Writes by the command library and by the console, of registers that no setting names as well.
+    void change() {
+        const Settings wanted = *genSettings({.can_mode = false, .entries = 3});
+        DeviceImage image;
+        (void)readFromDevice(Scope::of(wanted), {}, &image, nullptr);
+        EXPECT_TRUE(applyToDevice(planOf(image, wanted), {}).errors.empty());
+        for (int i = *rc::gen::inRange(0, 4); i > 0; --i) {
+            const std::vector<Register> all = registersToLearn();
+            const Register at = *rc::gen::elementOf(all);
+            (void)mdio_write(at.first, at.second, *rc::gen::arbitrary<uint16_t>());
+        }
+    }
+};
+
+TEST_F(Start, IsAsPredictedInEveryBitWhateverWasWrittenAndStored) {
+    StartValues learnt;
+    int64_t bits = 0;
+    EXPECT_TRUE(rc::check([&] {
+        if (*rc::gen::arbitrary<bool>()) store(*genSettings({}));
+        change();
+        const Prediction prediction = predict(eeprom(), learnt);
+        powerCycle();
+        const DeviceImage after = read();
+        const PredictionCheck check = checkOf(prediction, after);
+        EXPECT_THAT(check.wrong, testing::IsEmpty());
+        EXPECT_THAT(lossesOf(prediction, after), testing::IsEmpty());
+        bits += check.bits;
+        learnt = learnFrom(prediction, after);
+    }));
+    std::cout << bits << " bits\n";
+}
+
+TEST_F(Start, SaysWhatIsLostAndHowSureThatIs) {
+    Settings stored;
+    stored.port(port_oabr1).insert_tag = 0;
+    std::ranges::copy(withLists(eeprom(), listsOf(stored), std::nullopt),
+                      hardware.memory.eeprom.begin() + eeprom_begin);
+    powerCycle();
+    const Prediction first = predict(eeprom(), {});
+    const StartValues learnt = learnFrom(first, read());
+    ASSERT_EQ(ksz_insert_tag_set(port_oabr1, 1), 1);
+    ASSERT_EQ(ksz_remove_tag_set(port_oabr1, 1), 1);
+    ASSERT_EQ(mdio_write(mdio_switch, 12, 0x24), 0);  // no data sheet of ours says what it starts with
+    for (const bool knows : {false, true}) {
+        const std::vector<Loss> losses = lossesOf(predict(eeprom(), knows ? learnt : StartValues()), read());
+        ASSERT_EQ(losses.size(), knows ? 3u : 2u);
+        EXPECT_EQ(losses[0].path, "/vlan/port/OABR1/insert_tag");
+        EXPECT_EQ(losses[0].certainty, Certainty::certain);
+        EXPECT_EQ(losses[1].path, "/vlan/port/OABR1/remove_tag");
+        EXPECT_EQ(losses[1].certainty, knows ? Certainty::learnt : Certainty::assumed);
+        EXPECT_EQ(losses[1].next, Data(false));
+        if (!knows) continue;
+        EXPECT_EQ(losses[2].path, "/raw/6/12");
+        EXPECT_EQ(losses[2].live, Data(0x24));
+        EXPECT_EQ(losses[2].next, Data(0));
+    }
+
+    const StatePlace place;
+    StateFolder folder("OKVX0001");
+    ASSERT_EQ(saveLearnt(folder, "01.06.00.00", learnt, checkOf(first, read())), "");
+    EXPECT_EQ(loadStartValues(folder, "01.06.00.00").registers.size(), learnt.registers.size());
+    EXPECT_TRUE(loadStartValues(folder, "01.07.00.00").registers.empty());
+    EXPECT_THAT(loadLastCheck(folder, "01.06.00.00")->wrong, testing::SizeIs(1));
+}
+
+}  // namespace
+}  // namespace kovgui::settings
