@@ -2,7 +2,6 @@
 
 #include <wx/config.h>
 #include <wx/dcmemory.h>
-#include <wx/fileconf.h>
 #include <wx/msgout.h>
 #include <wx/splash.h>
 #include <wx/stdpaths.h>
@@ -20,6 +19,7 @@
 #include "src/platform/event.h"
 #include "src/window/ResourceManager.h"
 #include "src/window/log_start.h"
+#include "src/window/remembered.h"
 
 namespace kovgui {
 
@@ -147,7 +147,7 @@ bool Application::OnInit() {
             const wxLogNull quiet;
             file.Mkdir(0700, wxPATH_MKDIR_FULL);  // a new user has no such directory yet
         }
-        wxConfigBase::Set(new wxFileConfig("", "", file.GetFullPath()));
+        wxConfigBase::Set(openRemembered(file.GetFullPath()));
     }
 
     mainFrame_ = new MainFrame("OABR Korvex " OABR_VERSION);

@@ -2,6 +2,8 @@
 
 #include <wx/config.h>
 #include <wx/display.h>
+#include <wx/fileconf.h>
+#include <wx/log.h>
 
 #include <algorithm>
 
@@ -30,6 +32,14 @@ void write(const wxString& key, const Value& value) {
 }
 
 }  // namespace
+
+wxConfigBase* openRemembered(const wxString& path) {
+    const wxLogNull quiet;
+    const wxAssertHandler_t handler = wxSetAssertHandler(nullptr);  // the toolkit's box about an empty name
+    auto* const config = new wxFileConfig("", "", path);
+    wxSetAssertHandler(handler);
+    return config;
+}
 
 wxString deviceName(const std::string& serial) {
     const wxConfigBase* config = wxConfigBase::Get(false);

@@ -7,7 +7,12 @@
 // What the window remembers from one run to the next, in the toolkit's configuration. Without one, or where
 // it holds something else than expected, nothing is remembered.
 
+class wxConfigBase;
+
 namespace kovgui {
+
+/// Opens the configuration that is kept in a file. Of a damaged one what can be read counts.
+wxConfigBase* openRemembered(const wxString& path);
 
 /// The operator's own name for a device, at most 24 characters; empty for none.
 wxString deviceName(const std::string& serial);

@@ -5,10 +5,10 @@
 #include <wx/app.h>
 #include <wx/listbook.h>
 #include <wx/listctrl.h>
-#include <wx/log.h>
 #include <wx/textctrl.h>
 #include <wx/uiaction.h>
 
+#include <fstream>
 #include <map>
 #include <thread>
 
@@ -132,16 +132,14 @@ TEST_F(MainWindow, RemembersItsPlaceSizeAndPage) {
 
 TEST_F(MainWindow, StartsWhateverTheRememberedStateIs) {
     frame_->Close();
-    wxStringInputStream damaged(
-        "[MainWindow]\nWidth=-7\nHeight=abc\nLeft=99999999999999\nTop=5\nMaximised=x\nPage=\\\n"
-        "[Devices]\nConnectAlone=perhaps\nLast=%n%n\n]]\n[[\n");
-    {
-        const wxLogNull quiet;
-        delete wxConfigBase::Set(new wxFileConfig(damaged));
-        frame_ = new MainFrame("OABR Korvex 1.6.0");
-        frame_->Init(false);
-        frame_->Show();
-    }
+    const std::string path = std::string(std::getenv("HOME")) + "/damaged.ini";
+    std::ofstream(path)
+        << "[MainWindow]\nWidth=-7\nHeight=abc\nLeft=99999999999999\nTop=5\nMaximised=x\nPage=\\\n"
+           "[Devices]\nConnectAlone=perhaps\nLast=%n%n\n]]\n[[\n=\n";
+    delete wxConfigBase::Set(openRemembered(path));
+    frame_ = new MainFrame("OABR Korvex 1.6.0");
+    frame_->Init(false);
+    frame_->Show();
     EXPECT_GE(frame_->GetSize().y, frame_->GetMinSize().y);
     EXPECT_TRUE(wxRect(wxGetDisplaySize()).Intersects(frame_->GetRect()));
     EXPECT_EQ(nameAndSerial("OKVX0001"), "OKVX0001");
