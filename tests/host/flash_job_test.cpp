@@ -178,7 +178,7 @@ protected:
             firmware_runs = programming = false;
             return silent_greetings-- > 0 ? "" : "c45b2 v2.9 OABR_Korvex\r\n";
         }
-        return written[0] == ':' ? record(written) : "";
+        return written.starts_with(':') && written.size() > 1 ? record(written) : "";
     }
     std::string record(const std::string& line) {
         records.push_back(line);
