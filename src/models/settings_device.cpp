@@ -344,37 +344,6 @@ bool readTarget(const Write& write, std::vector<uint8_t>* value) {
     return false;
 }
 
-/// All writes to one target: what it was before, what it is to be, and for a register which of its bits the
-/// plan is about.
-struct Target {
-    const Write* last;
-    std::vector<uint8_t> before, after;
-    uint16_t bits = 0;
-
-    bool is(const std::vector<uint8_t>& value, const std::vector<uint8_t>& wanted) const {
-        if (last->what != Write::What::mdio) return value == wanted;
-        return ((get_le16(value.data()) ^ get_le16(wanted.data())) & bits) == 0;
-    }
-};
-
-/// In the order of their first writes.
-std::vector<Target> targetsOf(std::span<const Write> writes) {
-    std::vector<Target> targets;
-    for (const Write& write : writes) {
-        if (write.transient) continue;
-        auto target = targets.end();
-        if (write.what == Write::What::mdio)  // of everything else there is one write each
-            target =
-                std::ranges::find_if(targets, [&](const Target& one) { return one.last->sameTarget(write); });
-        if (target == targets.end()) target = targets.insert(target, {&write, write.from, {}, 0});
-        target->last = &write;
-        target->after = write.to;
-        if (write.what == Write::What::mdio)
-            target->bits |= get_le16(write.from.data()) ^ get_le16(write.to.data());
-    }
-    return targets;
-}
-
 class Transaction {
 public:
     Transaction(const Plan& plan, const ApplyOptions& options)

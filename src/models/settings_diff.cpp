@@ -507,20 +507,23 @@ constexpr int frame_overhead = 6;
 constexpr double seconds_per_byte = 10.0 / 230'400;
 constexpr double can_mode_seconds = 1;  // the device does not answer it, the wait for it ends after that
 
-/// Payload bytes of the requests and replies that write and read back.
-int wireBytes(const Write& write) {
+struct PayloadBytes {
+    int write, read;  ///< of request and reply together
+};
+
+PayloadBytes payloadOf(const Write& write) {
     const auto size = static_cast<int>(write.to.size());
+    constexpr int table_request = rmt_header_size + ind_tab_address_size;
     switch (write.what) {
         case Write::What::mdio:
-            return 4 + 4 + 2 + 4;
+            return {4 + 4, 2 + 4};
         case Write::What::vlan_set:
         case Write::What::static_mac:
-            return rmt_header_size + ind_tab_address_size + size + 1 + rmt_header_size +
-                   ind_tab_address_size + size;
+            return {table_request + size + 1, table_request + size};
         case Write::What::e2p:
-            return 3 + size + 3 + 3 + 3 + size;
+            return {3 + size + 3, 3 + 3 + size};
         default:
-            return 2 * size;
+            return {size, size};
     }
 }
 
@@ -565,19 +568,41 @@ Plan planOf(const DeviceImage& image, const Settings& wanted, const Settings* st
     return Planner(image, wanted, stored).run();
 }
 
+bool Target::is(const std::vector<uint8_t>& value, const std::vector<uint8_t>& wanted) const {
+    if (last->what != Write::What::mdio) return value == wanted;
+    return ((get_le16(value.data()) ^ get_le16(wanted.data())) & bits) == 0;
+}
+
+std::vector<Target> targetsOf(std::span<const Write> writes) {
+    std::vector<Target> targets;
+    for (const Write& write : writes) {
+        if (write.transient) continue;
+        auto target = targets.end();
+        if (write.what == Write::What::mdio)  // of everything else there is one write each
+            target =
+                std::ranges::find_if(targets, [&](const Target& one) { return one.last->sameTarget(write); });
+        if (target == targets.end()) target = targets.insert(target, {&write, write.from, {}, 0});
+        target->last = &write;
+        target->after = write.to;
+        if (write.what == Write::What::mdio)
+            target->bits |= get_le16(write.from.data()) ^ get_le16(write.to.data());
+    }
+    return targets;
+}
+
 int Plan::requests() const {
-    int count = 0;
-    for (const Write& write : writes)
-        count += write.transient ? 1 : 2;
-    return count;
+    return static_cast<int>(writes.size() + targetsOf(writes).size());
 }
 
 double Plan::floorSeconds() const {
+    constexpr int frames = 2 * frame_overhead;
     double seconds = 0;
     for (const Write& write : writes) {
-        seconds += (wireBytes(write) + 4 * frame_overhead) * seconds_per_byte;
+        seconds += (payloadOf(write).write + frames) * seconds_per_byte;
         if (write.what == Write::What::can_mode) seconds += can_mode_seconds;
     }
+    for (const Target& target : targetsOf(writes))
+        seconds += (payloadOf(*target.last).read + frames) * seconds_per_byte;
     return seconds;
 }
 

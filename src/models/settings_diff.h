@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -75,6 +76,19 @@ struct Write {
     }
     bool sameTarget(const Write& other) const { return what == other.what && address == other.address; }
 };
+
+/// All writes to one target: what it was before, what it is to be, and for a register which of its bits the
+/// plan is about.
+struct Target {
+    const Write* last;
+    std::vector<uint8_t> before, after;
+    uint16_t bits = 0;
+
+    bool is(const std::vector<uint8_t>& value, const std::vector<uint8_t>& wanted) const;
+};
+
+/// In the order of their first writes. What takes effect and is gone has none.
+std::vector<Target> targetsOf(std::span<const Write> writes);
 
 struct Plan {
     Difference difference;
