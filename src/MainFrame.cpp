@@ -51,6 +51,7 @@
 #include "src/window/accessible.h"
 #include "src/window/device_change.h"
 #include "src/window/device_text.h"
+#include "src/window/focus.h"
 #include "src/window/hover.h"
 #include "src/window/links.h"
 #include "src/window/remembered.h"
@@ -183,6 +184,7 @@ void addTool(wxToolBar* bar, const ToolRow& row) {
 // clang-format off
 wxBEGIN_EVENT_TABLE(MainFrame, wxFrame)
     EVT_CLOSE(MainFrame::OnClose)
+    EVT_IDLE(MainFrame::OnIdle)
     EVT_MENU(wxID_EXIT, MainFrame::OnQuit)
     EVT_MENU(wxID_OPEN, MainFrame::OnOpenConfig)
     EVT_MENU(wxID_SAVE, MainFrame::OnSaveConfig)
@@ -436,6 +438,12 @@ bool MainFrame::Enable(bool enable) {
             controls::takeIntoTabRound(page);
     }
     return true;
+}
+
+/// What is disabled while it has the focus, with its page for instance, gives it to nobody.
+void MainFrame::OnIdle(wxIdleEvent& event) {
+    event.Skip();
+    if (IsActive() && IsEnabled() && !workRuns() && !holdsFocus(this)) book_->GetListView()->SetFocus();
 }
 
 void MainFrame::DoGiveHelp(const wxString& help, bool show) {

@@ -162,6 +162,7 @@ private:
     void OnOpenUserHelp(wxCommandEvent& event);
     void OnPageChanged(wxBookCtrlEvent& event);
     void OnFirstPaint(wxPaintEvent& event);
+    void OnIdle(wxIdleEvent& event);
     void OnConnectToDevice(wxThreadEvent& event);
     void OnDeviceConnected(wxThreadEvent& event);
     void OnDeviceDisconnected(wxThreadEvent& event);
