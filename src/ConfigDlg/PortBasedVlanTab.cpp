@@ -10,6 +10,7 @@
 
 #include "src/Controls/MessageText.h"
 #include "src/window/accessible.h"
+#include "src/window/while_painting.h"
 
 namespace kovgui {
 
@@ -176,27 +177,31 @@ void PortBasedVlanTab::act(Action action, Line line) {
     write(Send::changes);
 }
 
-bool PortBasedVlanTab::load(const Matrix& matrix) {
-    show(matrix);
-    return write(Send::changes);
-}
-
 // ---- The device ----
 
-/// Writes the rows shown; changes are then to be stored.
-bool PortBasedVlanTab::write(Send what) {
+/// Writes what is shown, and shows what the device holds then.
+void PortBasedVlanTab::write(Send what) {
+    using Taken = oabr::Written::Taken;
     const Activity activity(this, "Writing");
-    if (!activity) {
-        say(activity.refusal());
-        return false;
-    }
-    if (what == Send::changes) noteChange();
+    if (!activity) return say(activity.refusal());
     const settings::Settings before = heldSettings();
-    const bool taken =
-        oabr::writePortVlansToDevice(matrix(), &device_, needsRead() ? Send::everything : what);
-    say(taken ? "" : "The device did not take all of the changes.");
+    const Matrix held = device_, wanted = matrix();
+    auto taken = Taken::unknown;
+    {
+        const auto job = oabr::DeviceUse::take(userName());
+        const bool ran = runWhilePainting(this, {}, [&](Work&) {
+            taken = writePortVlansToDevice(wanted, &device_, needsRead() ? Send::everything : what);
+        });
+        if (!ran) taken = Taken::unknown;
+    }
+    show(device_);
+    if (device_ != held) noteChange();
+    if (taken == Taken::unknown) {
+        setNeedsRead(true);
+        return say("The device did not answer: it may not have taken the change.");
+    }
+    say(taken == Taken::yes ? "" : "The device did not take all of the changes.");
     noteEdit("", before);
-    return taken;
 }
 
 void PortBasedVlanTab::SetAllRegisters() {

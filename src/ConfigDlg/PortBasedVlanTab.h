@@ -44,9 +44,6 @@ public:
     void OnValueChangedEvent(wxCommandEvent& event) override;
 
     Matrix matrix() const;
-    /// Shows a matrix, writes it to the device and notes the change.
-    /// @return false when the device did not take all of it
-    [[nodiscard]] bool load(const Matrix& matrix);
 
 private:
     /// A row or a column of the matrix; the other port is any.
@@ -64,7 +61,7 @@ private:
     wxCheckBox* box(int input, int output) const { return boxes_[port_index(input)][port_index(output)]; }
     void show(const Matrix& matrix);
     void act(Action action, Line line);
-    bool write(oabr::Send what);
+    void write(oabr::Send what);
     void say(const wxString& failure);
 
     std::array<std::array<wxCheckBox*, port_count>, port_count> boxes_{};  // by input's and output's index

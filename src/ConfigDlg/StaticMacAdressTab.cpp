@@ -3,6 +3,7 @@
 #include <wx/sizer.h>
 #include <wx/stattext.h>
 
+#include <algorithm>
 #include <numeric>
 
 #include "src/Controls/MessageText.h"
@@ -76,7 +77,6 @@ StaticMacAdressTab::StaticMacAdressTab(wxWindow* parent) : OABRControlFrame(pare
         for (const CheckedGrid::Cell& cell : cells) {
             if (rows.empty() || rows.back() != cell.row) rows.push_back(cell.row);
         }
-        noteChange();
         apply(rows);
     };
     grid_->on_typed = [this] { noteChange(); };
@@ -145,13 +145,18 @@ bool StaticMacAdressTab::apply(const std::vector<int>& rows, Send what) {
     const StepsResult result =
         runSteps(this, "Writing the static MAC table", oabr::staticMacStepsToDevice(&writes));
     for (const auto& [row, entry, done] : writes) {
-        if (!done) continue;
-        device_[static_cast<size_t>(row)] = entry;
-        showRow(row, entry);
+        ksz_smac_entry& held = device_[static_cast<size_t>(row)];
+        if (done) held = entry;
+        showRow(row, held);
     }
+    if (std::ranges::any_of(writes, &oabr::StaticMacWrite::done)) noteChange();
     const bool taken = result == StepsResult::finished;
-    failure_ = taken ? "" : "The device did not take all of the changes.";
+    if (result == StepsResult::failed) setNeedsRead(true);
+    failure_ = taken                            ? ""
+               : result == StepsResult::stopped ? "The writing was stopped half-way."
+                                                : "The device did not take all of the changes.";
     showState();
+    if (result == StepsResult::failed) return false;
     noteEdit("", before);
     return taken;
 }
@@ -165,7 +170,6 @@ bool StaticMacAdressTab::load(const Cells& checked) {
     grid_->dropEditing();
     for (const int row : allRows())
         showRow(row, oabr::staticMacEntry(checked[static_cast<size_t>(row)]));
-    noteChange();
     return apply(allRows());
 }
 

@@ -43,6 +43,16 @@ void addPortSteps(int port, const VlanPortSettings& to, const VlanPortSettings& 
     }
 }
 
+SettingAccess portVlan(int port) {
+    return {[port](int* ports) {
+                uint8_t read = 0;
+                const bool done = ksz_pvlan_get(port, &read) != 0;
+                *ports = read;
+                return done;
+            },
+            [port](int ports) { (void)ksz_pvlan_set(port, static_cast<uint8_t>(ports)); }};
+}
+
 }  // namespace
 
 DeviceSteps vlanStepsFromDevice(VlanSettings* settings) {
@@ -79,17 +89,16 @@ bool readPortVlansFromDevice(PortVlans* vlans) {
     return true;
 }
 
-bool writePortVlansToDevice(const PortVlans& vlans, PortVlans* device, Send what) {
-    const comm_run run;
-    bool taken = true;
+Written::Taken writePortVlansToDevice(const PortVlans& vlans, PortVlans* device, Send what) {
+    auto taken = Written::Taken::yes;
     for (const device_port& port : device_ports) {
         const uint8_t wanted = vlans[port_index(port.number)];
         uint8_t& held = (*device)[port_index(port.number)];
         if (what == Send::changes && wanted == held) continue;
-        if (ksz_pvlan_set(port.number, wanted) != 0)
-            held = wanted;
-        else
-            taken = false;
+        const Written written = writeVerified(portVlan(port.number), wanted, held);
+        if (written.held) held = static_cast<uint8_t>(*written.held);
+        if (written.taken != Written::Taken::yes) taken = written.taken;
+        if (taken == Written::Taken::unknown) break;
     }
     return taken;
 }

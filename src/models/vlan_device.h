@@ -5,6 +5,7 @@
 
 #include "lib/ports.h"
 #include "src/models/device_steps.h"
+#include "src/models/verified_write.h"
 #include "src/models/vlan_form.h"
 
 // What the VLAN settings say to the device and hear from it. The steps talk to it when they run.
@@ -30,8 +31,9 @@ using PortVlans = std::array<uint8_t, port_count>;
 /// Reads all of them.
 /// @return false when the device did not answer; `vlans` is then read in part
 [[nodiscard]] bool readPortVlansFromDevice(PortVlans* vlans);
+/// Writes and reads back, up to the first that is not answered.
 /// @param device  what it was last seen to hold; follows what it takes
-/// @return        false when it did not take all of them
-[[nodiscard]] bool writePortVlansToDevice(const PortVlans& vlans, PortVlans* device, Send what);
+/// @return        whether it took all of them
+[[nodiscard]] Written::Taken writePortVlansToDevice(const PortVlans& vlans, PortVlans* device, Send what);
 
 }  // namespace kovgui::oabr
