@@ -40,6 +40,7 @@
 #include "src/cli/CLIDialog.h"
 #include "src/cli/OKVXConsole.h"
 #include "src/ftdi/driver.h"
+#include "src/models/StoredImage.h"
 #include "src/models/UnstoredChanges.h"
 #include "src/models/settings_device.h"
 #include "src/pages.h"
@@ -618,8 +619,9 @@ int MainFrame::connect(const std::string& serial, DeviceUse use) {
     showActivity("Connecting to " + nameAndSerial(serial) + " ...");
     {
         const DeviceUse job = DeviceUse::take("connecting");
-        (void)runWhilePainting(this, {}, [&](Work&) {
+        (void)runWhilePainting(this, {}, [&](Work& work) {
             result = refuseOldFirmware(OABRDevice::instance()->connectWithFirmwareParams(serial));
+            if (result == 0) (void)StoredImage::instance().read(work.goOn());
         });
     }
     showActivity("");
@@ -647,6 +649,7 @@ void MainFrame::DisconnectFromDevice() {
 
 void MainFrame::disconnect() {
     announceDisconnected();
+    StoredImage::instance().forget();
     OABRDevice::instance()->disconnect();
     chooser_->SetSelection(wxNOT_FOUND);
 }
@@ -747,7 +750,11 @@ void MainFrame::OnDeviceConnected(wxThreadEvent&) {
     setSettingsChanged(UnstoredChanges::instance().any());
     OnChangedStore();
     connectionTimer_.Start(look_after_connection_ms);
-    CallAfter(&MainFrame::askAboutInterruptedStore);
+    storedAsked_ = false;
+    CallAfter([this] {
+        lookAtStored();
+        askAboutInterruptedStore();
+    });
 }
 
 void MainFrame::OnDeviceDisconnected(wxThreadEvent&) {
@@ -788,6 +795,7 @@ void MainFrame::OnLookAfterConnection(wxTimerEvent&) {
     }
     followAnswers();
     if (silent_) probe_by_ping();
+    lookAtStored();
 }
 
 /// Says that the device does not answer for as long as it does not.
@@ -796,6 +804,7 @@ void MainFrame::followAnswers() {
     silent_ = !silent_;
     showConnection();
     if (silent_) return;
+    storedAsked_ = false;
     for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
         page->OnDeviceAnswers();
 }
@@ -1029,7 +1038,21 @@ StoreResult MainFrame::storeSettings() {
         if (!stored.needsJournal() || options.without_journal || !confirmWithoutJournal(stored)) break;
         options.without_journal = true;
     }
+    if (stored.errors.empty()) StoredImage::instance().hold(stored.after);
     return resultOf(stored);
+}
+
+/// Has what is stored known, also when somebody has stored beside the window.
+void MainFrame::lookAtStored() {
+    if (!connected_ || silent_ || storedAsked_ || workRuns() || modalBoxes_.open()) return;
+    if (!StoredImage::instance().known()) readStored();
+}
+
+void MainFrame::readStored() {
+    const DeviceUse use = DeviceUse::takeHere("the look at the EEPROM");
+    if (!use) return;
+    const auto read = [](Work& work) { (void)StoredImage::instance().read(work.goOn()); };
+    storedAsked_ = runWhilePainting(this, {}, read) && !StoredImage::instance().known();
 }
 
 /// After a connect: what is to become of a store that was cut off.
@@ -1037,12 +1060,9 @@ void MainFrame::askAboutInterruptedStore() {
     const OABRDevice& device = *OABRDevice::instance();
     if (!connected_ || !device.isFirmwareConnected()) return;
     StateFolder folder(device.getConnectedDevice());
-    std::optional<Interruption> found;
-    {
-        const DeviceUse use = DeviceUse::takeHere("the look at the EEPROM");
-        if (!use) return;
-        found = findInterruption(folder);
-    }
+    const auto stored = StoredImage::instance().image();
+    if (!stored) return;  // the device is silent, or gone
+    const std::optional<Interruption> found = findInterruption(folder, &*stored);
     for (const std::string& message : folder.takeMessages())
         say(deviceText(message), wxICON_WARNING);
     if (!found) return;
@@ -1085,6 +1105,7 @@ void MainFrame::recoverStore(const Interruption& found, Recovery how) {
                               [&](Work&) { ended = recoverOnDevice(folder, options, found, how); }))
             return;
     }
+    if (ended.errors.empty()) StoredImage::instance().hold(ended.after);
     if (!ended.errors.empty()) {
         wxMessageBox(wxString::FromUTF8(resultOf(ended).text()), "Store Settings", wxOK | wxICON_ERROR, this);
     } else {

@@ -138,6 +138,8 @@ private:
     bool store();
     void say(const wxString& text, int icon = wxICON_INFORMATION);
     bool confirmWithoutJournal(const EepromStored& stored);
+    void lookAtStored();
+    void readStored();
     void askAboutInterruptedStore();
     void recoverStore(const Interruption& found, Recovery how);
     void openLink(const char* key);
@@ -209,6 +211,7 @@ private:
     ConfigManager config_;
     Reconnect reconnect_;
     bool saysStored_ = false;     // what the notice says
+    bool storedAsked_ = false;    // it was to be read, and could not be
     std::string lastDevice_;      // connected to or tried last
     wxWeakRef<HelpViewer> help_;  // null while it is not open
 

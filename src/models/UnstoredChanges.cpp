@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "lib/comm_obj.h"
+#include "src/models/StoredImage.h"
 #include "src/models/WrittenSettings.h"
 
 namespace kovgui {
@@ -25,6 +26,7 @@ UnstoredChanges::UnstoredChanges() : state_(new State) {
     comm_set_observer([](const comm_request& request, uint64_t length, const hdlc_msg* reply) {
         const std::lock_guard lock(state->mutex);
         state->written.note(request, length, reply);
+        StoredImage::instance().note(request);
     });
 }
 

@@ -60,7 +60,6 @@ Reading writeEeprom(const std::vector<EepromWrite>& writes, const GoOn& go_on, i
 
 std::optional<std::vector<const EepromPart*>> readSpoiltParts() {
     EepromImage image(eeprom_size, 0);
-    std::vector<const EepromPart*> spoilt;
     for (const EepromPart& part : eeprom_parts) {
         const size_t size = part.is_can ? can_block_size : size_t{e2p_ctl_length};
         for (size_t at = 0; at < size; at += e2p_max_data) {
@@ -69,9 +68,8 @@ std::optional<std::vector<const EepromPart*>> readSpoiltParts() {
             const size_t count = std::min<size_t>(e2p_max_data, size - at);
             if (!readEeprom(address, count, out) && !readEeprom(address, count, out)) return std::nullopt;
         }
-        if (stateOf(part, image) == PartState::spoilt) spoilt.push_back(&part);
     }
-    return spoilt;
+    return spoiltParts(image);
 }
 
 }  // namespace kovgui

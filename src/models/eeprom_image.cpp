@@ -121,6 +121,13 @@ PartState stateOf(const EepromPart& part, const EepromImage& image) {
     return bytes[0] == begin_header ? PartState::spoilt : PartState::none;
 }
 
+std::vector<const EepromPart*> spoiltParts(const EepromImage& image) {
+    std::vector<const EepromPart*> spoilt;
+    for (const EepromPart& part : eeprom_parts)
+        if (stateOf(part, image) == PartState::spoilt) spoilt.push_back(&part);
+    return spoilt;
+}
+
 EepromImage withLists(EepromImage image, const ConfigLists& lists,
                       const std::optional<std::vector<uint8_t>>& can_bytes) {
     const auto put = [&](const EepromPart& part, const std::vector<uint8_t>& bytes) {

@@ -45,6 +45,7 @@ enum class PartState {
     spoilt,  ///< a store was begun and not ended
 };
 PartState stateOf(const EepromPart& part, const EepromImage& image);
+std::vector<const EepromPart*> spoiltParts(const EepromImage& image);
 
 /// Puts lists, and the CAN block where there is one, into an image. What stands behind a list stays. The
 /// lists must fit (describeOverflow).

@@ -259,14 +259,17 @@ EepromStored storeOnDevice(StateFolder& folder, const StoreOptions& options,
 
 // ---- Interrupted stores ----
 
-std::optional<Interruption> findInterruption(StateFolder& folder) {
+std::optional<Interruption> findInterruption(StateFolder& folder, const EepromImage* held) {
     Interruption found;
     if (const auto journal = folder.load(journal_name)) {
         const auto before = imageIn(*journal, "before"), after = imageIn(*journal, "after");
         if (before && after)
             found = {true, textIn(*journal, "what"), textIn(*journal, "at"), *before, *after, {}};
     }
-    found.spoilt = readSpoiltParts().value_or(std::vector<const EepromPart*>());
+    if (held)
+        found.spoilt = spoiltParts(*held);
+    else
+        found.spoilt = readSpoiltParts().value_or(std::vector<const EepromPart*>());
     if (!found.journal && found.spoilt.empty()) return std::nullopt;
     return found;
 }

@@ -68,8 +68,9 @@ struct Interruption {
     EepromImage before, after;  ///< of the journal
     std::vector<const EepromPart*> spoilt;
 };
-/// Looks for one: in the state folder and at the device's markers.
-std::optional<Interruption> findInterruption(StateFolder& folder);
+/// Looks for one: in the state folder and at the markers.
+/// @param held  what the device's EEPROM holds; reads the markers where that is null
+std::optional<Interruption> findInterruption(StateFolder& folder, const EepromImage* held = nullptr);
 /// Whether there is a journal: nothing can be stored before it is ended.
 bool hasJournal(StateFolder& folder);
 /// What refuses a store then.

@@ -4,9 +4,11 @@
 
 #include "lib/can.h"
 #include "lib/device_cmd.h"
+#include "lib/e2p.h"
 #include "lib/ksz.h"
 #include "lib/port_config.h"
 #include "src/models/Reconnect.h"
+#include "src/models/StoredImage.h"
 #include "src/models/UnstoredChanges.h"
 #include "tests/host/model_device.h"
 
@@ -93,6 +95,23 @@ TEST(TheConnection, ComesBackToTheDeviceThatWentAway) {
     reconnect.setWanted(true);
     reconnect.forget();
     EXPECT_EQ(reconnect.due({"A"}), "");
+}
+
+TEST_F(Unstored, ImageOfTheEepromIsKnownUntilSomebodyWritesThere) {
+    StoredImage& stored = StoredImage::instance();
+    ASSERT_EQ(stored.read({}), Reading::finished);
+    hardware.memory.eeprom[eeprom_begin] = 0x00;
+    EXPECT_NE(stored.image()->at(0), 0x00);
+    ASSERT_EQ(ksz_pvid_set(port_eth, 7), 1);
+    EXPECT_TRUE(stored.known());
+    const uint8_t byte = 0x11;
+    unsigned long count = 1;
+    ASSERT_EQ(e2p_write(eeprom_begin, &byte, &count), 0);
+    EXPECT_FALSE(stored.known());
+    ASSERT_EQ(stored.read({}), Reading::finished);
+    EXPECT_EQ(stored.image()->at(0), byte);
+    stored.forget();
+    EXPECT_FALSE(stored.settings());
 }
 
 }  // namespace

@@ -1,0 +1,66 @@
+#include "src/models/StoredImage.h"
+
+#include <mutex>
+#include <utility>
+
+#include "lib/messages.h"
+#include "src/models/eeprom_device.h"
+#include "src/models/settings_records.h"
+
+namespace kovgui {
+
+struct StoredImage::State {
+    mutable std::mutex mutex;  // guards the rest
+    std::optional<EepromImage> image;
+};
+
+StoredImage::StoredImage() : state_(new State) {}
+
+StoredImage& StoredImage::instance() {
+    static auto* const stored = new StoredImage;
+    return *stored;
+}
+
+settings::Reading StoredImage::read(const settings::GoOn& go_on) {
+    forget();
+    EepromImage image;
+    const settings::Reading reading = readEepromImage(go_on, &image);
+    if (reading == settings::Reading::finished) hold(std::move(image));
+    return reading;
+}
+
+void StoredImage::hold(EepromImage image) {
+    const std::lock_guard lock(state_->mutex);
+    state_->image = std::move(image);
+}
+
+void StoredImage::forget() {
+    const std::lock_guard lock(state_->mutex);
+    state_->image.reset();
+}
+
+bool StoredImage::known() const {
+    const std::lock_guard lock(state_->mutex);
+    return state_->image.has_value();
+}
+
+std::optional<EepromImage> StoredImage::image() const {
+    const std::lock_guard lock(state_->mutex);
+    return state_->image;
+}
+
+std::optional<settings::Settings> StoredImage::settings() const {
+    const auto held = image();
+    if (!held) return std::nullopt;
+    return settingsOf(imageOf(settings::storedBytesIn(*held)));
+}
+
+void StoredImage::note(const comm_request& request) {
+    const bool writes = request.type == msg_type::request && request.command == msg_cmd::e2p_write;
+    const bool erases =
+        request.type == msg_type::remote_request && (request.command == msg_cmd::rmt_eeprom_erase_byte ||
+                                                     request.command == msg_cmd::rmt_eeprom_erase_block);
+    if (writes || erases) forget();
+}
+
+}  // namespace kovgui
