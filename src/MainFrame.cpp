@@ -1205,10 +1205,7 @@ void MainFrame::takeStep(bool back) {
         const DeviceUse job = DeviceUse::take(back ? "the undo" : "the redo");
         const auto move = [&](Work& work) {
             settings::ApplyOptions options;
-            options.go_on = [&work](size_t done, size_t total) {
-                work.showProgress(static_cast<int>(100 * done / total));
-                return !work.stopWanted();
-            };
+            options.go_on = work.goOn();
             options.is_gone = [] { return OABRDevice::instance()->receiverEnded(); };
             taken = back ? settings::takeStep(step.after, step.before, options)
                          : settings::takeStep(step.before, step.after, options);

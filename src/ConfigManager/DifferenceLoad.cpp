@@ -78,12 +78,7 @@ bool DifferenceLoad::withDevice(const wxString& what, const std::function<void(c
         say("The device " + serial_ + " is not connected any more. Nothing was written.");
         return false;
     }
-    return runWhilePainting(window_, {Notice::progress, what}, [&](Work& job) {
-        work([&job](size_t done, size_t total) {
-            job.showProgress(total == 0 ? 100 : static_cast<int>(100 * done / total));
-            return !job.stopWanted();
-        });
-    });
+    return runWhilePainting(window_, {Notice::progress, what}, [&](Work& job) { work(job.goOn()); });
 }
 
 /// @return whether it finished

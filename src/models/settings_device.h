@@ -26,7 +26,6 @@ struct Scope {
     static Scope of(const Selection& selection);
     /// What a set-up is compared with.
     static Scope of(const Settings& wanted);
-    size_t steps() const;
 };
 
 /// Asked between two requests; false ends what is done.

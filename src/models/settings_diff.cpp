@@ -23,6 +23,11 @@ Value mirrorTo(const Settings& now, const Settings& wanted) {
     return wanted.mirror_to ? wanted.mirror_to : now.mirror_to;
 }
 
+/// Of the port that is mirrored to nothing is mirrored.
+void stopMirroringMirrorPort(Settings* settings, const Value& to) {
+    if (to.value_or(0) != 0) settings->port(*to).mirror_from = 0;
+}
+
 template <typename Entry>
 bool sameEntry(const Entry& a, const Entry& b) {
     return a.valid == b.valid && (!a.valid || a == b);
@@ -192,9 +197,7 @@ void keepEntries(std::map<int, Entry>* before, std::map<int, Entry>* after, bool
 }  // namespace
 
 void keepDifference(Settings* before, Settings* after) {
-    // Of the port that is mirrored to nothing is mirrored.
-    const Value to = mirrorTo(*before, *after);
-    if (to.value_or(0) != 0) after->port(*to).mirror_from = 0;
+    stopMirroringMirrorPort(after, mirrorTo(*before, *after));
     forEachSetting([&](const Row& row, int port) {
         Value &a = row.of(*before, port), &b = row.of(*after, port);
         if (a && b && a != b && !row.read_only) return;
@@ -219,6 +222,9 @@ void putOver(Settings* settings, const Settings& known) {
         for (const auto& [number, entry] : others)
             entries[number] = entry;
     };
+    if (known.whole_vlans) settings->vlans.clear();
+    if (known.whole_macs) settings->macs.clear();
+    stopMirroringMirrorPort(settings, settings->mirror_to);
     putEntries(settings->vlans, known.vlans);
     putEntries(settings->macs, known.macs);
 }

@@ -46,7 +46,7 @@ Difference differenceOf(const Settings& now, const Settings& wanted, const Setti
 /// not listed are not there.
 void keepDifference(Settings* before, Settings* after);
 
-/// Takes over what the other one knows.
+/// Takes over what the other one knows; a table that it has whole takes the place of the old one.
 void putOver(Settings* settings, const Settings& known);
 
 /// One request that changes the device. Bytes as they cross the wire: a register's value, an entry in its

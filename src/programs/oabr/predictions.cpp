@@ -65,10 +65,10 @@ std::optional<Report> eepromOf(const std::string& from, Session& session, Eeprom
     }
     const settings::SetUp set_up = settings::loadSetUp(from);
     if (!set_up.errors.empty()) return refused(kind, set_up.errors);
-    if (const auto overflow = overflowError(set_up.settings)) return refused(kind, {*overflow});
     // As if it had been applied and stored: what it does not name stays as it is stored.
-    settings::Settings stored = settingsOf(imageOf(settings::storedBytesIn(*eeprom)));
-    const settings::Settings wanted = mergedSettings(stored, set_up.settings);
+    settings::Settings wanted = settingsOf(imageOf(settings::storedBytesIn(*eeprom)));
+    putOver(&wanted, set_up.settings);
+    if (const auto overflow = overflowError(wanted)) return refused(kind, {*overflow});
     const auto block = settings::canBlockIn(settings::storedBytesIn(*eeprom).can);
     *eeprom =
         withLists(*eeprom, listsOf(wanted),

@@ -29,20 +29,6 @@ using settings::Settings;
 using settings::SetUp;
 using settings::StoredBytes;
 
-/// What the device will hold: its settings with those that are wanted over them.
-Settings mergedSettings(Settings now, const Settings& wanted) {
-    settings::forEachSetting([&](const settings::Row& row, int port) {
-        if (!row.read_only && row.of(wanted, port)) row.of(now, port) = row.of(wanted, port);
-    });
-    if (wanted.whole_vlans) now.vlans.clear();
-    if (wanted.whole_macs) now.macs.clear();
-    for (const auto& [vid, entry] : wanted.vlans)
-        now.vlans[vid] = entry;
-    for (const auto& [index, entry] : wanted.macs)
-        now.macs[index] = entry;
-    return now;
-}
-
 namespace {
 
 /// A file that can be used, or the report of one that cannot.
@@ -194,8 +180,9 @@ private:
         if (auto failed = readLive(kind_, scope_, session_, &device_)) return failed;
         if (auto failed = readStored(kind_, session_, &device_)) return failed;
         if (arguments_.store) {
-            if (const auto error = overflowError(mergedSettings(device_.live, set_up_.settings)))
-                return refused(kind_, {*error});
+            Settings next = device_.live;
+            putOver(&next, set_up_.settings);
+            if (const auto error = overflowError(next)) return refused(kind_, {*error});
         }
         plan_ = planOf(device_.image, set_up_.settings, &device_.stored);
         return std::nullopt;

@@ -26,8 +26,6 @@ std::vector<Report> backUp(const Arguments& arguments, Session& session);
 std::vector<Report> restoreBackup(const Arguments& arguments, Session& session);
 std::vector<Report> predictStart(const Arguments& arguments, Session& session);
 
-/// The settings as they are when what is wanted is applied.
-settings::Settings mergedSettings(settings::Settings now, const settings::Settings& wanted);
 /// "3 changes", "1 change".
 std::string counted(size_t count, const char* noun);
 /// A report that nothing could begin because of these.
