@@ -6,6 +6,7 @@
 #include <wx/log.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "src/window/device_text.h"
 
@@ -75,6 +76,21 @@ void setConnectsAlone(bool wanted) {
 
 // ---- Place ----
 
+namespace {
+
+/// Some window managers choose a place of their own for every new window: theirs is put right once.
+void moveWhenActive(wxTopLevelWindow* window, wxPoint place) {
+    window->Bind(wxEVT_ACTIVATE, [window, place, done = false](wxActivateEvent& event) mutable {
+        event.Skip();
+        if (!event.GetActive() || std::exchange(done, true)) return;
+        window->CallAfter([window, place] {
+            if (!window->IsMaximized()) window->Move(place);
+        });
+    });
+}
+
+}  // namespace
+
 void restorePlace(wxTopLevelWindow* window, wxSize usual, wxSize minimum) {
     const wxConfigBase* config = wxConfigBase::Get(false);
     wxSize size = usual;
@@ -98,6 +114,7 @@ void restorePlace(wxTopLevelWindow* window, wxSize usual, wxSize minimum) {
         place.x = std::max(std::min(place.x, area.GetRight() + 1 - size.x), area.x);
         place.y = std::max(std::min(place.y, area.GetBottom() + 1 - size.y), area.y);
         window->SetPosition(place);
+        moveWhenActive(window, place);
     }
     if (config != nullptr && config->ReadBool("/MainWindow/Maximised", false)) window->Maximize();
 }
