@@ -54,9 +54,11 @@ public:
     /// Sentences about files that could not be used, since they were asked for last.
     std::vector<std::string> takeMessages();
 
-private:
+    /// Moves a file out of the way that cannot be used, and says so.
+    /// @param why  "is damaged"
     void setAside(const std::string& name, const std::string& why);
 
+private:
     std::string serial_;
     std::string path_;  // empty where the user has no place for it
     std::vector<std::string> messages_;

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "src/models/Data.h"
-#include "src/models/StateFolder.h"
 
 namespace kovgui {
 
@@ -13,6 +12,8 @@ namespace {
 
 constexpr size_t max_file = 65536;
 constexpr size_t bytes_a_line = 32;
+constexpr std::string_view backup_prefix = "backup-";
+constexpr std::string_view backup_ending = ".toml";
 
 /// What the digest of the head is made of.
 std::string headOf(const Backup& backup) {
@@ -90,6 +91,33 @@ std::optional<Backup> loadBackup(const std::string& path, std::string* error) {
         default:
             return parseBackup(text, error);
     }
+}
+
+std::string newBackupFile(const StateFolder& folder, const std::string& prefix, std::string at) {
+    std::erase_if(at, [](char c) { return c == ':' || c == '-'; });
+    const std::vector<std::string> there = platform::filesIn(folder.path());
+    std::string name = prefix + "-" + at;
+    for (int i = 2; std::ranges::find(there, name + std::string(backup_ending)) != there.end(); ++i)
+        name = prefix + "-" + at + "_" + std::to_string(i);
+    return folder.file(name + std::string(backup_ending));
+}
+
+std::string settingsFileOf(std::string backup_file) {
+    return backup_file.replace(backup_file.size() - backup_ending.size(), backup_ending.size(), ".json");
+}
+
+std::optional<Backup> lastBackup(StateFolder& folder, std::string* file) {
+    if (!platform::isOwnDirectory(folder.path())) return std::nullopt;
+    const std::vector<std::string> names = platform::filesIn(folder.path());
+    for (auto name = names.rbegin(); name != names.rend(); ++name) {
+        if (!name->starts_with(backup_prefix) || !name->ends_with(backup_ending)) continue;
+        *file = folder.file(*name);
+        std::string error;
+        auto backup = loadBackup(*file, &error);
+        if (backup && backup->serial == folder.serial()) return backup;
+        folder.setAside(*name, "cannot be used: " + (backup ? "it is of another device" : error));
+    }
+    return std::nullopt;
 }
 
 }  // namespace kovgui

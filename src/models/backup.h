@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "src/models/StateFolder.h"
 #include "src/models/eeprom_image.h"
 
 // Backups: what the EEPROM of a device holds of settings, as a file.
@@ -25,5 +26,16 @@ std::optional<Backup> parseBackup(std::string_view text, std::string* error);
 
 /// Reads a file. @param error  takes why there is none, without a full stop
 std::optional<Backup> loadBackup(const std::string& path, std::string* error);
+
+// --- Those in the state folder
+
+/// The path of a new backup there, named by its time.
+/// @param prefix  "backup"; a file of another one is never the last backup
+std::string newBackupFile(const StateFolder& folder, const std::string& prefix, std::string at);
+/// Where the settings that `oabr show -j` prints stand beside a backup.
+std::string settingsFileOf(std::string backup_file);
+/// The one that was made last; one that cannot be used is set aside and said.
+/// @param file  takes its path
+std::optional<Backup> lastBackup(StateFolder& folder, std::string* file);
 
 }  // namespace kovgui

@@ -36,7 +36,7 @@ public:
     Store(StateFolder& folder, const StoreOptions& options) : folder_(folder), options_(options) {}
 
     EepromStored run(const std::function<EepromImage(EepromImage held)>& change) {
-        if (!options_.over_interrupted && hasJournal(folder_)) return refuseInterrupted();
+        if (!options_.over_interrupted && refuseInterrupted()) return std::move(result_);
         takeMessages();
         if (!read(&result_.before)) return std::move(result_);
         result_.after = change(result_.before);
@@ -72,9 +72,10 @@ private:
             result_.messages.push_back(std::move(message));
     }
 
-    EepromStored refuseInterrupted() {
-        result_.errors.push_back(interruptedError(folder_.serial()));
-        return std::move(result_);
+    bool refuseInterrupted() {
+        const auto error = interruptedError(folder_);
+        if (error) result_.errors.push_back(*error);
+        return error.has_value();
     }
 
     void failReading(Reading reading, const std::string& hint) {
@@ -101,11 +102,8 @@ private:
         std::string failure;
         lock_ = folder_.open(&failure);
         if (!lock_ && folder_.inUse()) return failLock(failure), false;
+        if (lock_ && !options_.over_interrupted && refuseInterrupted()) return false;  // since we looked
         const auto interrupted = lock_ ? folder_.load(journal_name) : std::nullopt;
-        if (interrupted && !options_.over_interrupted) {  // since we looked
-            result_.errors.push_back(interruptedError(folder_.serial()));
-            return false;
-        }
         const auto before = interrupted ? imageIn(*interrupted, "before") : std::nullopt;
         if (lock_)
             failure =
@@ -278,13 +276,15 @@ bool hasJournal(StateFolder& folder) {
     return folder.load(journal_name).has_value();
 }
 
-settings::Error interruptedError(const std::string& serial) {
-    return errorOf("conflict", interruptionText(serial),
+std::optional<settings::Error> interruptedError(StateFolder& folder) {
+    const bool update = folder.load(update_name).has_value();
+    if (!update && !hasJournal(folder)) return std::nullopt;
+    return errorOf("conflict", interruptionText(folder.serial(), update ? "update" : "store"),
                    "End it first: \"oabr recover finish\", \"back\" or \"leave\". Nothing was stored.");
 }
 
-std::string interruptionText(const std::string& serial) {
-    return "The last store of " + serial + " was interrupted.";
+std::string interruptionText(const std::string& serial, const std::string& what) {
+    return "The last " + what + " of " + serial + " was interrupted.";
 }
 
 std::string adviceWithoutJournal(StateFolder& folder) {

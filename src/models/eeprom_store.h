@@ -71,12 +71,13 @@ struct Interruption {
 /// Looks for one: in the state folder and at the markers.
 /// @param held  what the device's EEPROM holds; reads the markers where that is null
 std::optional<Interruption> findInterruption(StateFolder& folder, const EepromImage* held = nullptr);
-/// Whether there is a journal: nothing can be stored before it is ended.
 bool hasJournal(StateFolder& folder);
-/// What refuses a store then.
-settings::Error interruptedError(const std::string& serial);
+/// What an update leaves in the state folder until the device has its settings again, see update_backup.
+constexpr const char* update_name = "update";
+/// Why nothing can be stored before something else is ended: a store or an update that was interrupted.
+std::optional<settings::Error> interruptedError(StateFolder& folder);
 /// "The last store of OKVX0001 was interrupted."
-std::string interruptionText(const std::string& serial);
+std::string interruptionText(const std::string& serial, const std::string& what = "store");
 /// What can be done without a journal, a sentence.
 std::string adviceWithoutJournal(StateFolder& folder);
 

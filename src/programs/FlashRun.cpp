@@ -24,6 +24,7 @@ constexpr int progress_step = 10;  // per cent, where no terminal shows them all
 constexpr int exit_flashed = 0;
 constexpr int exit_failed = 1;
 constexpr int exit_could_not_begin = 2;
+constexpr int exit_settings_differ = 3;
 
 void row(const char* name, const std::string& in_file, const std::string& in_device) {
     std::printf("%-20s %-16s %s\n", name, in_file.c_str(), in_device.c_str());
@@ -72,6 +73,14 @@ void ProgressLine::show(int lines_written, int line_count) {
     open_ = terminal_;
 }
 
+void ProgressLine::showStep(const char* what, size_t done, size_t total) {
+    const int percent = static_cast<int>(100 * done / std::max<size_t>(total, 1));
+    if (!terminal_ || percent == shown_tenth_) return;
+    shown_tenth_ = percent;
+    std::fprintf(stderr, "\r%s %3d %%   ", what, percent);
+    open_ = true;
+}
+
 void ProgressLine::end() {
     if (open_) std::fputc('\n', stderr);
     open_ = false;
@@ -86,11 +95,15 @@ void ProgressLine::say(const std::string& text) {
 
 FlashRun::FlashRun(const IFFFile& file, const FirmwareCheck& check, const FlashOptions& options,
                    platform::Event& stop)
-    : file_(file), check_(check), options_(options), stop_(stop) {}
+    : file_(file), check_(check), options_(options), stop_(stop), folder_(options.serial) {}
 
 int FlashRun::run() {
     if (!showVersions()) return exit_could_not_begin;
-    if (!beginJob()) return reportFailure();
+    if (!keepSettings()) return stopped_ ? reportFailure() : exit_could_not_begin;
+    if (!beginJob()) {
+        finishReturn();
+        return reportFailure();
+    }
     WorkerThreadHandler owner;
     auto job = std::make_unique<FlashThread>(&owner, &events_, 0, file_.programHex(), options_.serial);
     const FlashThread& started = *job;
@@ -99,8 +112,90 @@ int FlashRun::run() {
     else
         status_ = "The system has no resources left for another thread";
     progress_.end();
+    returnSettings();
     return result_ == WorkerThread::finished ? reportSuccess() : reportFailure();
 }
+
+// ---- The settings ----
+
+/// @return false
+bool FlashRun::refuse(const std::string& why) {
+    progress_.say("oabr-flash: " + why);
+    return false;
+}
+
+settings::GoOn FlashRun::goOn(const char* what) {
+    return [this, what](size_t done, size_t total) {
+        progress_.showStep(what, done, total);
+        stopped_ = stopped_ || stop_.wait(0);
+        return !stopped_;
+    };
+}
+
+/// Has the settings backed up, and notes those that the device is to have afterwards.
+/// @return whether the update may begin; else why not was said, unless it was stopped
+bool FlashRun::keepSettings() {
+    interrupted_before_ = findUpdate(folder_).has_value();
+    if (options_.backup && !backUp()) return false;
+    if (!options_.restore.empty()) {
+        std::string error;
+        const auto backup = loadBackup(options_.restore, &error);
+        if (!backup) return refuse(options_.restore + ": " + error + ". Nothing was touched.");
+        if (backup->serial != options_.serial)
+            return refuse("The backup is of " + backup->serial + ". Nothing was touched.");
+        wanted_ = keptSettingsOf(options_.restore, *backup);
+        offered_.reset();
+    }
+    if (!wanted_ || options_.keep_defaults) return true;
+    const std::string older = olderFirmwareText(wanted_->firmware, file_.firmware(), "the file holds");
+    if (!older.empty() && !options_.older_firmware_too)
+        return refuse(older +
+                      " A later firmware's settings may not suit it: --yes brings them back all the same, "
+                      "--keep-defaults does not. Nothing was touched.");
+    const std::string failure = noteUpdate(folder_, *wanted_);
+    noted_ = failure.empty();
+    return noted_ || refuse(failure + " Nothing was touched; --no-backup goes on without.");
+}
+
+bool FlashRun::backUp() {
+    const UpdateBackup backup =
+        backUpForUpdate(folder_, optionsForUpdate(options_.serial, goOn("Backing up the settings")));
+    for (const std::string& message : backup.messages)
+        progress_.say(message);
+    wanted_ = backup.settings;
+    offered_ = backup.offered;
+    if (backup.failure.empty()) return true;
+    stopped_ = stopped_ || stop_.wait(0);
+    if (stopped_) return false;
+    return refuse(backup.failure + " Nothing was touched; --no-backup goes on without.");
+}
+
+/// After the job, however it ended.
+void FlashRun::returnSettings() {
+    const OABRDevice& device = *OABRDevice::instance();
+    if (!noted_) {
+        if (options_.keep_defaults && result_ == WorkerThread::finished) (void)forgetUpdate(folder_);
+        return;
+    }
+    if (!programmed_) return finishReturn();
+    if (!device.isFirmwareConnected()) return;
+    const bool stopped = std::exchange(stopped_, false);
+    UpdateOptions options = optionsForUpdate(options_.serial, goOn("Bringing the settings back"));
+    options.older_firmware_too = options_.older_firmware_too;
+    back_ = bringSettingsBack(folder_, options);
+    stopped_ = stopped;
+    progress_.end();
+    for (const std::string& message : back_.messages)
+        progress_.say(message);
+}
+
+/// After an update that has written nothing: the device has its settings, unless an earlier one took them.
+void FlashRun::finishReturn() {
+    if (noted_ && !interrupted_before_ && OABRDevice::instance()->isFirmwareConnected())
+        noted_ = !forgetUpdate(folder_).empty();
+}
+
+// ---- The job ----
 
 /// @return false, with a message, when the device cannot be opened at all
 bool FlashRun::showVersions() {
@@ -184,10 +279,25 @@ void FlashRun::takeEvents(const FlashThread& job) {
 
 int FlashRun::reportSuccess() {
     const OABRDevice& device = *OABRDevice::instance();
+    if (!back_.equal()) {
+        progress_.say("The firmware was written.\n" + back_.text());
+        progress_.say(back_.errors.empty() ? "The device holds all of the backup; \"oabr apply " +
+                                                 settingsFileOf(back_.settings->file) + "\" tries again."
+                                           : "\"oabr recover finish\" brings the settings back, and so does "
+                                             "the next update.");
+        return back_.errors.empty() ? exit_settings_differ : exit_failed;
+    }
     std::printf("Flashed. %s runs firmware %s of %s now; bootloader %s, %s.\n", options_.serial.c_str(),
                 device.getFirmwareVersion().toString().c_str(), device.getFirmwareDate().toString().c_str(),
                 printable(device.getBootloaderVersion().toString()).c_str(),
                 printable(device.getBootloaderDesc().toString()).c_str());
+    if (back_.settings)
+        std::printf("The settings of %s are back, read back and compared.\n", back_.settings->at.c_str());
+    else if (!device.getFirmwareVersion().isTooOld())
+        std::puts("Its settings are the defaults.");
+    if (offered_)
+        std::printf("The last backup of them is of %s: \"oabr restore %s\" brings it back.\n",
+                    offered_->at.c_str(), offered_->file.c_str());
     std::fflush(stdout);
     if (device.getFirmwareVersion() != file_.firmware())
         progress_.say("Every record was acknowledged, but the file says that its version is " +
@@ -220,7 +330,9 @@ int FlashRun::reportFailure() {
     } else if (programmed_ && device.isFirmwareConnected()) {
         progress_.say("The device answers with firmware " + device.getFirmwareVersion().toString() +
                       ", but a part of the new one may have been written\n"
-                      "over it, and its configuration is set to its defaults. Run oabr-flash again.");
+                      "over it" +
+                      (back_.settings ? "" : ", and its configuration is set to its defaults") +
+                      ". Run oabr-flash again.");
     } else if (programmed_) {
         progress_.say(
             "The device has a part of the new firmware only and stays in its bootloader. Nothing is lost: "
@@ -234,6 +346,12 @@ int FlashRun::reportFailure() {
             "Nothing was written. The device may wait in its bootloader: check its cable and its power, run\n"
             "oabr-flash again, and hold the reset button when it asks for it.");
     }
+    if (back_.settings)
+        progress_.say(back_.equal() ? "Its settings are as they were." : back_.text());
+    else if (noted_)
+        progress_.say("Its settings are in " + wanted_->file +
+                      ". The next update brings them back; when the\n"
+                      "firmware answers before, \"oabr recover finish\" does.");
     return exit_failed;
 }
 

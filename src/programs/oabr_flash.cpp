@@ -21,23 +21,36 @@ namespace {
 constexpr int exit_could_not_begin = 2;
 
 constexpr const char* usage =
-    "usage: oabr-flash [--serial SERIAL] [--wait SECONDS] [--loglevel N] FILE.iff\n"
+    "usage: oabr-flash [--serial SERIAL] [--wait SECONDS] [--no-backup] [--keep-defaults] [--restore "
+    "BACKUP] [--yes]\n"
+    "                  [--loglevel N] FILE.iff\n"
     "\n"
     "Replaces the firmware of the device with that serial number, or of the only one that is attached. "
     "Prints what the\n"
     "file holds beside what the device runs, shows its progress on standard error and ends with what the "
     "device runs\n"
-    "then. The device's configuration is set to its defaults. Ctrl-C stops between two records.\n"
+    "then. Before the update it backs the device's settings up into the state folder; after it, it writes "
+    "them back over\n"
+    "the defaults, reads them back, restarts the device and compares. Ctrl-C stops between two records; the "
+    "next run brings\n"
+    "back what an interrupted one has left.\n"
     "\n"
     "  --serial SERIAL   the device\n"
     "  --wait SECONDS    how long to wait for the bootloader; 60 when absent\n"
+    "  --no-backup       goes on without a backup, also where there can be none; the settings are then the "
+    "defaults\n"
+    "  --keep-defaults   does not bring the settings back\n"
+    "  --restore BACKUP  brings back the settings of this file, made by \"oabr backup\" or by an update\n"
+    "  --yes             brings settings back also into a firmware that is older than theirs\n"
     "  --loglevel N      0 fatal error, 1 error, 2 warning, 3 message, 4 status, 5 verbose; 1 when absent\n"
     "  --version         print the version\n"
     "  --help            print this text\n"
     "\n"
-    "Exit status: 0 flashed, 1 failed or stopped, 2 the file cannot be used, there is no device or another "
-    "program\n"
-    "holds it; then no device was touched.\n";
+    "Exit status: 0 flashed, and the settings are as they were; 1 failed or stopped; 2 the file cannot be "
+    "used, there is\n"
+    "no device, another program holds it or its settings cannot be backed up: then no device was touched; 3 "
+    "flashed, but\n"
+    "some settings are not as they were.\n";
 
 struct Options {
     std::string file;
@@ -83,6 +96,16 @@ int parse(int argc, char** argv, Options* options) {
                 return refuse("--loglevel takes a number from 0 to 5");
             kovgui::setLogLevel(level);
             ++i;
+        } else if (word == "--no-backup") {
+            options->flash.backup = false;
+        } else if (word == "--keep-defaults") {
+            options->flash.keep_defaults = true;
+        } else if (word == "--restore") {
+            if (*value == '\0') return refuse("--restore takes a backup");
+            options->flash.restore = value;
+            ++i;
+        } else if (word == "--yes" || word == "-y") {
+            options->flash.older_firmware_too = true;
         } else if (word == "--help" || word == "-h") {
             std::fputs(usage, stdout);
             return 0;
@@ -93,6 +116,8 @@ int parse(int argc, char** argv, Options* options) {
             return refuse("unknown option " + std::string(word));
         }
     }
+    if (options->flash.keep_defaults && !options->flash.restore.empty())
+        return refuse("either --keep-defaults or --restore");
     return options->file.empty() ? refuse("which file?") : -1;
 }
 

@@ -8,7 +8,7 @@
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/base/utilities.h"
 #include "src/ftdi/VirtualDriver.h"
-#include "src/models/eeprom_store.h"
+#include "src/models/update_backup.h"
 #include "src/platform/terminal.h"
 
 namespace kovgui::tool {
@@ -154,9 +154,15 @@ void Session::say(const std::string& serial, const std::string& sentence) {
 
 void Session::sayInterrupted(const std::string& serial) {
     StateFolder folder(serial);
-    const auto found = findInterruption(folder);
+    const auto update = findUpdate(folder);
+    const auto found = update ? std::nullopt : findInterruption(folder);
     for (const std::string& message : folder.takeMessages())
         say(serial, message);
+    if (update)
+        say(serial, interruptionText(serial, "update") + " The settings from before it are in " +
+                        update->file +
+                        ". \"oabr recover finish\" brings them back, \"oabr recover leave\" keeps what the "
+                        "device has.");
     if (!found) return;
     say(serial,
         interruptionText(serial) + " " +

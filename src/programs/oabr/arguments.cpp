@@ -69,12 +69,13 @@ void addStores(CLI::App& app, Arguments* arguments) {
     verb->add_flag("--restart", arguments->restart,
                    "Resets the device, says how well that was predicted and learns what it starts with");
 
-    verb = addVerb(app, "recover", "Ends an interrupted store");
+    verb = addVerb(app, "recover", "Ends an interrupted store or update");
     verb->add_option("HOW", arguments->words, "finish, back or leave")
         ->required()
         ->expected(1)
         ->type_name("")
         ->check(CLI::IsMember({"finish", "back", "leave"}));
+    verb->add_flag("-y,--yes", arguments->yes, "Settings also into a firmware that is older than theirs");
 
     verb = addVerb(app, "history", "The last stores of a device; one of them; what differs between two");
     verb->add_option("WHAT", arguments->words, "nothing, \"show N\" or \"diff A B\"")->type_name("");

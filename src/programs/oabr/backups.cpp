@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "src/OABR-Switch/OABRDevice.h"
-#include "src/models/backup.h"
+#include "src/models/update_backup.h"
 #include "src/programs/oabr/verbs.h"
 
 namespace kovgui::tool {
@@ -13,12 +13,6 @@ using settings::Data;
 using settings::Reading;
 
 namespace {
-
-/// The file that a backup goes to where the operator names none.
-std::string ownFile(const StateFolder& folder, std::string at) {
-    std::erase_if(at, [](char c) { return c == ':' || c == '-'; });
-    return folder.file("backup-" + at + ".toml");
-}
 
 Report backUpOne(const Arguments& arguments, const std::string& serial, Session& session) {
     constexpr const char* kind = "backup";
@@ -31,8 +25,8 @@ Report backUpOne(const Arguments& arguments, const std::string& serial, Session&
     std::string file = arguments.file;
     platform::FileLock lock;
     if (file.empty()) {
-        file = ownFile(folder, backup.at);
         lock = folder.open(&failure);
+        file = newBackupFile(folder, "backup", backup.at);
     }
     if (failure.empty()) {
         const std::string why = platform::writeWholeFile(file, backupText(backup));
@@ -54,13 +48,12 @@ Report restoreOne(const Arguments& arguments, const Backup& backup, const std::s
         return refused(kind, {{"guard", "", 0, 0, "The backup is of " + backup.serial + ".",
                                "Settings go from one device to another with \"oabr show\" and \"oabr apply "
                                "--store\"."}});
-    const std::string runs = OABRDevice::instance()->getFirmwareVersion().toString();
-    if (backup.firmware > runs && !arguments.yes)
-        return refused(
-            kind,
-            {{"guard", "", 0, 0,
-              "The backup was made with firmware " + backup.firmware + ", the device runs " + runs + ".",
-              "A later firmware's settings may not suit it; --yes restores them all the same."}});
+    const std::string older =
+        olderFirmwareText(backup.firmware, OABRDevice::instance()->getFirmwareVersion(), "the device runs");
+    if (!older.empty() && !arguments.yes)
+        return refused(kind,
+                       {{"guard", "", 0, 0, older,
+                         "A later firmware's settings may not suit it; --yes restores them all the same."}});
     StoreOptions options;
     options.only_look = arguments.dry_run;
     options.without_journal = arguments.no_journal;

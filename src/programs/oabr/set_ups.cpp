@@ -173,8 +173,9 @@ public:
 private:
     std::optional<Report> prepare() {
         if (auto failed = checkGuards(kind_, set_up_, serial_)) return failed;
-        if (StateFolder folder(serial_); arguments_.store && hasJournal(folder))
-            return refused(kind_, {interruptedError(serial_)});
+        StateFolder folder(serial_);
+        if (const auto error = interruptedError(folder); error && arguments_.store)
+            return refused(kind_, {*error});
         scope_ = arguments_.store ? Scope::everything() : Scope::of(set_up_.settings);
         scope_.status = false;
         if (auto failed = readLive(kind_, scope_, session_, &device_)) return failed;

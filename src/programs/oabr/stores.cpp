@@ -6,6 +6,7 @@
 
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/base/utilities.h"
+#include "src/models/update_backup.h"
 #include "src/programs/oabr/verbs.h"
 
 namespace kovgui::tool {
@@ -138,7 +139,7 @@ Report storeOne(const Arguments& arguments, const std::string& serial, Session& 
     constexpr const char* kind = "store";
     Report report{serial, kind};
     StateFolder folder(serial);
-    if (hasJournal(folder)) return refused(kind, {interruptedError(serial)});
+    if (const auto error = interruptedError(folder)) return refused(kind, {*error});
     if (arguments.entry != 0) {
         const auto entry = entryOf(folder, arguments.entry);
         if (!entry) return refused(kind, {noEntry(folder, std::to_string(arguments.entry))});
@@ -156,6 +157,46 @@ Report storeOne(const Arguments& arguments, const std::string& serial, Session& 
 
 // ---- recover ----
 
+/// After an update: both ways lead to the settings from before it.
+Report recoverUpdate(const Arguments& arguments, StateFolder& folder, Session& session) {
+    const std::string& word = arguments.words.at(0);
+    Report report{folder.serial(), "recovery"};
+    report.body.add("found", "update");
+    if (word == "leave") {
+        const std::string failure = forgetUpdate(folder);
+        if (!failure.empty()) {
+            report.errors.push_back({"file_unreadable", "", 0, 0, failure, ""});
+            report.status = status_not_begun;
+        }
+        report.body.add("done", failure.empty() ? Data(word) : Data());
+        report.body.add("equal", nullptr);
+        report.text = failure.empty() ? "The device keeps the settings that it has.\n" : "";
+        return report;
+    }
+    UpdateOptions options = optionsForUpdate(folder.serial(), session.progress("Bringing the settings back"));
+    options.older_firmware_too = arguments.yes;
+    const BroughtBack back = bringSettingsBack(folder, options);
+    session.endProgress();
+    for (const std::string& message : back.messages)
+        session.say(folder.serial(), message);
+    const bool done = back.errors.empty();
+    report.body.add("done", done ? Data(word) : Data());
+    report.body.add("equal", done ? Data(back.equal()) : Data());
+    report.errors = back.errors;
+    if (back.older_firmware)
+        report.errors[0].hint =
+            "A later firmware's settings may not suit it; --yes brings them back all the same.";
+    report.status = back.stopped          ? session.interruptedStatus()
+                    : back.older_firmware ? status_not_begun
+                    : !done               ? status_failed
+                    : back.equal()        ? status_done
+                                          : status_differs;
+    if (done)
+        report.text = back.equal() ? "The settings from before the update are back, read back and compared.\n"
+                                   : back.text() + "\n";
+    return report;
+}
+
 Report recoverOne(const Arguments& arguments, const std::string& serial, Session& session) {
     constexpr const char* kind = "recovery";
     const std::string& word = arguments.words.at(0);
@@ -163,6 +204,7 @@ Report recoverOne(const Arguments& arguments, const std::string& serial, Session
                          : word == "back" ? Recovery::back
                                           : Recovery::leave;
     StateFolder folder(serial);
+    if (findUpdate(folder)) return recoverUpdate(arguments, folder, session);
     const auto found = findInterruption(folder);
     for (const std::string& message : folder.takeMessages())
         session.say(serial, message);
@@ -174,7 +216,7 @@ Report recoverOne(const Arguments& arguments, const std::string& serial, Session
     };
     if (!found) {
         end({}, {});
-        report.text = "No store of " + serial + " was interrupted.\n";
+        report.text = "No store and no update of " + serial + " was interrupted.\n";
         return report;
     }
     if (!found->journal && how != Recovery::leave) {
