@@ -444,7 +444,13 @@ bool MainFrame::Enable(bool enable) {
 /// What is disabled while it has the focus, with its page for instance, gives it to nobody.
 void MainFrame::OnIdle(wxIdleEvent& event) {
     event.Skip();
-    if (IsActive() && IsEnabled() && !workRuns() && !holdsFocus(this)) book_->GetListView()->SetFocus();
+    if (!IsActive() || !IsEnabled() || workRuns()) return;
+    if (holdsFocus(this)) {
+        focus_ = FindFocus();
+    } else {
+        const bool takes_it = focus_ && focus_->IsEnabled() && controls::isSeen(focus_);
+        (takes_it ? focus_.get() : book_->GetListView())->SetFocus();
+    }
 }
 
 void MainFrame::DoGiveHelp(const wxString& help, bool show) {

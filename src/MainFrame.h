@@ -197,6 +197,7 @@ private:
     NoticeBar* notice_ = nullptr;
     StartHint* hint_ = nullptr;
     wxString hardware_;  // the status bar's text about it
+    wxWeakRef<wxWindow> focus_;  // what has or had it
     wxTimer connectionTimer_;
     wxTimer endingTimer_;
     wxTimer reconnectTimer_;

@@ -255,8 +255,12 @@ void VlanTab::removeVlans() {
     VlanTable table = device_.table;
     for (const size_t row : selected)
         table.set(rows_[row].vid, {});
-    const size_t next = selected.back() + 1;
+    const size_t next = selected.back() + 1, before = rows_.size();
     applyTable(table, next < rows_.size() ? rows_[next].vid : -1);
+    if (rows_.size() < before)
+        status_->say(wxString::Format("%s %zu removed; Ctrl+Z brings back what was.", status_->GetLabelText(),
+                                      before - rows_.size()),
+                     false);
 }
 
 void VlanTab::copyVlans() const {

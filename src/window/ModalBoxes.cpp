@@ -9,6 +9,12 @@ int ModalBoxes::Enter(wxDialog* dialog) {
     std::erase_if(open_, [](const auto& one) { return one == nullptr; });
     open_.emplace_back(dialog);
     if (on_open) on_open();
+    // The first after one of the system's own comes up in the corner of the screen, and gets its size later.
+    dialog->Bind(wxEVT_IDLE, [dialog](wxIdleEvent& event) {
+        event.Skip();
+        const bool has_size = dialog->GetSize().y > dialog->GetMinSize().y && dialog->GetSizer() != nullptr;
+        if (has_size && dialog->GetPosition() == wxPoint(0, 0)) dialog->CentreOnParent();
+    });
     return wxID_NONE;  // to be shown
 }
 
