@@ -18,6 +18,7 @@
 #include "src/platform/Interrupts.h"
 #include "src/platform/event.h"
 #include "src/window/ResourceManager.h"
+#include "src/window/SessionEnd.h"
 #include "src/window/log_start.h"
 #include "src/window/remembered.h"
 
@@ -156,11 +157,17 @@ bool Application::OnInit() {
     mainFrame_->Show();
     SetTopWindow(mainFrame_);
     endWatch_ = std::make_unique<EndWatch>(mainFrame_);
+    const auto there = [frame = mainFrame_] { return wxTopLevelWindows.Find(frame) != nullptr; };
+    sessionEnd_ = std::make_unique<SessionEnd>([=, this] { return !there() || mainFrame_->mayClose(); },
+                                               [=, this] {
+                                                   if (there()) mainFrame_->Close(true);
+                                               });
     if (showSplash) showSplashPicture();
     return true;
 }
 
 int Application::OnExit() {
+    sessionEnd_.reset();
     endWatch_.reset();
     delete wxConfigBase::Set(nullptr);
     return wxApp::OnExit();

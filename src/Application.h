@@ -9,6 +9,7 @@
 namespace kovgui {
 
 class MainFrame;
+class SessionEnd;
 
 /// The program's entry: command line, working directory, logging, main window and splash picture.
 class Application : public wxApp {
@@ -41,6 +42,7 @@ private:
 
     MainFrame* mainFrame_ = nullptr;
     std::unique_ptr<EndWatch> endWatch_;
+    std::unique_ptr<SessionEnd> sessionEnd_;
 };
 
 }  // namespace kovgui

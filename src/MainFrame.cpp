@@ -1368,18 +1368,19 @@ void MainFrame::OnQuit(wxCommandEvent&) {
     Close();
 }
 
-bool MainFrame::mayClose() {
+bool MainFrame::mayLeaveUnstored() {
     if (!settingsChanged_ && !UnstoredChanges::instance().anyKept()) return true;
     const Unstored wanted = askUnstored(this, closingQuestion(connected_ && settingsChanged_));
     return wanted == Unstored::leave || (wanted == Unstored::store && store());
 }
 
+bool MainFrame::mayClose() {
+    if (workRuns() || modalBoxes_.open()) return false;  // what they return to must still be there
+    if (!takeDevice("closing the window")) return false;
+    return mayLeaveUnstored();
+}
+
 void MainFrame::OnClose(wxCloseEvent& event) {
-    const bool in_between = workRuns() || modalBoxes_.open();  // what they return to must still be there
-    if (event.CanVeto() && (in_between || !takeDevice("closing the window"))) {
-        event.Veto();
-        return;
-    }
     if (event.CanVeto() && !mayClose()) {
         event.Veto();
         return;

@@ -95,6 +95,9 @@ public:
     std::optional<std::string> deviceForRecovery() override;
     bool mayLoseUnstored(const wxString& loss) override;
 
+    /// Whether the window may close now; asks where that would lose something.
+    [[nodiscard]] bool mayClose();
+
     /// @return true when the operator wants to leave without storing
     bool ShowMessageStore();
 
@@ -129,7 +132,7 @@ private:
     bool sendAgain(const settings::Plan& plan);
     void noteLoss();
     void reconnectIfDue();
-    bool mayClose();
+    bool mayLeaveUnstored();
     void reportConnectFailure(int result);
     void notifyPages(int id);
     [[nodiscard]] oabr::DeviceUse takeDevice(const std::string& user);
@@ -196,7 +199,7 @@ private:
     bool pagesComplete_ = false;
     NoticeBar* notice_ = nullptr;
     StartHint* hint_ = nullptr;
-    wxString hardware_;  // the status bar's text about it
+    wxString hardware_;          // the status bar's text about it
     wxWeakRef<wxWindow> focus_;  // what has or had it
     wxTimer connectionTimer_;
     wxTimer endingTimer_;

@@ -65,12 +65,13 @@ target_precompile_headers(oabr_gui PRIVATE <wx/wx.h> <functional> <memory> <stri
 # Accessible names are the system's own business: GTK's accessible objects, Windows' window texts.
 if(WIN32)
     target_sources(oabr_gui PRIVATE window/accessible_msw.cpp window/device_change_msw.cpp window/cancel_box_msw.cpp
-        window/focus_msw.cpp window/hover_msw.cpp)
+        window/focus_msw.cpp window/hover_msw.cpp window/session_end_msw.cpp)
 else()
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(GTK3 REQUIRED IMPORTED_TARGET gtk+-3.0)
+    pkg_check_modules(SM REQUIRED IMPORTED_TARGET sm ice)
     target_sources(oabr_gui PRIVATE
         window/accessible_content_gtk.cpp window/accessible_gtk.cpp window/cancel_box_gtk.cpp
-        window/device_change_gtk.cpp window/focus_gtk.cpp window/hover_gtk.cpp)
-    target_link_libraries(oabr_gui PRIVATE PkgConfig::GTK3)
+        window/device_change_gtk.cpp window/focus_gtk.cpp window/hover_gtk.cpp window/session_end_gtk.cpp)
+    target_link_libraries(oabr_gui PRIVATE PkgConfig::GTK3 PkgConfig::SM)
 endif()
