@@ -294,7 +294,7 @@ TEST_F(VlanPageTest, AVlanIsAddedEditedAndRemovedOnTheDevice) {
     EXPECT_EQ(table()->GetItemText(0, 0), "4094");
     key(WXK_DELETE);
     EXPECT_FALSE(onDevice(4094).valid);
-    EXPECT_EQ(status(), "0 VLANs.");
+    EXPECT_EQ(status(), "0 VLANs. 1 removed; Ctrl+Z brings back what was.");
 }
 
 TEST_F(VlanPageTest, RowsAreCopiedAndPastedWithTheKeys) {
