@@ -330,13 +330,14 @@ TEST_F(DeviceTest, AnUnpluggedDeviceEndsTheReceiverAndTheReplacementConnects) {
 
 /// Every kind of request.
 const std::vector<std::function<int()>>& requests() {
-    static uint8_t bytes[64], address[4];
-    static uint16_t word;
-    static uint32_t number, other;
-    static unsigned long count = 57;
-    static can_speed speed;
-    static can_mask_filter filter;
-    static char name[bls_max_length];
+    // Each thread that sends one has values of its own.
+    thread_local uint8_t bytes[64], address[4];
+    thread_local uint16_t word;
+    thread_local uint32_t number, other;
+    thread_local unsigned long count = 57;
+    thread_local can_speed speed;
+    thread_local can_mask_filter filter;
+    thread_local char name[bls_max_length];
     static const std::vector<std::function<int()>> all{
         [] { return mdio_read(6, 1, &word); },
         [] { return mdio_write(6, 1, 2); },
