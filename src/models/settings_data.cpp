@@ -182,6 +182,17 @@ void keepOnly(const Selection& selection, Settings* settings) {
     if (!selection.holds(can_receive_path)) settings->can_receive.reset();
 }
 
+void keepOnly(const Selection& selection, Status* status) {
+    if (selection.empty()) return;
+    for (const device_port& port : device_ports) {
+        PortStatus& one = (*status)[port_index(port.number)];
+        const std::string path = std::string("/status/") + port.name;
+        if (!selection.holds(path + "/link")) one.link.reset();
+        if (!selection.holds(path + "/speed")) one.speed.reset();
+        if (!selection.holds(path + "/duplex")) one.duplex.reset();
+    }
+}
+
 std::vector<std::pair<std::string, Data>> valuesOf(const Settings& settings) {
     std::vector<std::pair<std::string, Data>> values;
     forEachSetting([&](const Row& row, int port) {

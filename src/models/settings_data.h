@@ -81,6 +81,7 @@ std::vector<Error> unknownPaths(const Selection& selection);
 
 /// Forgets what is not meant.
 void keepOnly(const Selection& selection, Settings* settings);
+void keepOnly(const Selection& selection, Status* status);
 
 /// The members of a device's settings in JSON, every one of them; what is unknown is null.
 /// @param status  null where it was not read

@@ -188,10 +188,13 @@ TEST_F(Oabr, ShowsWhatIsASetUp) {
         EXPECT_EQ(oabr({"lint", file}).run().status, 0);
     }
     // Some of it only.
-    const json some = object(oabr(device, {"show", "/ports/OABR1", "/vlan/entry/5", "-j"}).run());
+    const json some =
+        object(oabr(device, {"show", "/ports/OABR1", "/vlan/entry/5", "/status/USB/link", "-j"}).run());
     EXPECT_EQ(some["ports"]["OABR1"]["speed"], 10);
     EXPECT_EQ(some["ports"]["OABR2"]["speed"], nullptr);
     EXPECT_EQ(some["vlan"]["entry"].size(), 1u);
+    EXPECT_EQ(some["status"]["USB"], (json{{"link", true}, {"speed", nullptr}, {"duplex", nullptr}}));
+    EXPECT_EQ(some["status"]["OABR1"]["link"], nullptr);
     const Result wrong = oabr(device, {"show", "/ports/OABR1/sped", "-j"}).run();
     EXPECT_EQ(wrong.status, 2);
     EXPECT_THAT(object(wrong)["errors"][0]["hint"].get<std::string>(), HasSubstr("/ports/OABR1/speed"));
@@ -217,17 +220,20 @@ TEST_F(Oabr, SetsAllOfItsArgumentsOrNone) {
     const Result set =
         oabr(device, {"set", "/ports/OABR2/speed=10", "/forward/USB=USB,OABR1", "/mirror/to=OABR2",
                       "/can/bit_rate=125000", "/vlan/entry/7={fid=1,members=[\"USB\"]}",
-                      "/ports/USB/negotiation=forced", "/life_cycle/traffic_time=20"})
+                      R"(/vlan/entry/8={"fid":2,"members":["OABR1"]})", "/ports/USB/negotiation=forced",
+                      "/life_cycle/traffic_time=20"})
             .run();
     EXPECT_EQ(set.status, 0) << set;
-    const json now = object(
-        oabr(device, {"show", "-j", "/ports", "/forward", "/can", "/life_cycle", "/vlan/entry/7"}).run());
+    const json now = object(oabr(device, {"show", "-j", "/ports", "/forward", "/can", "/life_cycle",
+                                          "/vlan/entry/7", "/vlan/entry/8"})
+                                .run());
     EXPECT_EQ(now["ports"]["OABR2"]["speed"], 10);
     EXPECT_EQ(now["forward"]["USB"], (json{"USB", "OABR1"}));
     EXPECT_EQ(now["can"]["bit_rate"], 125000);
     EXPECT_EQ(now["life_cycle"]["traffic_time"], 20);
-    EXPECT_EQ(oabr(device, {"set", "/vlan/entry/7=none", "/mirror/to=none"}).run().status, 0);
     EXPECT_EQ(now["vlan"]["entry"]["7"]["members"], json{"USB"});
+    EXPECT_EQ(now["vlan"]["entry"]["8"]["members"], json{"OABR1"});
+    EXPECT_EQ(oabr(device, {"set", "/vlan/entry/7=none", "/mirror/to=none"}).run().status, 0);
     EXPECT_EQ(object(oabr(device, {"show", "/vlan/entry/7", "-j"}).run())["vlan"]["entry"], json::object());
 }
 

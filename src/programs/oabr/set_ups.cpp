@@ -75,7 +75,7 @@ std::string lines(const std::vector<Change>& changes) {
 
 std::string summary(const Difference& difference) {
     return counted(difference.changes.size(), "change") + ", " + std::to_string(difference.unchanged) +
-           " unchanged, " + std::to_string(difference.not_in_file) + " not in the file.\n";
+           " unchanged, " + std::to_string(difference.not_in_file) + " not named.\n";
 }
 
 Data errorsData(const std::vector<Error>& errors) {
@@ -234,9 +234,10 @@ std::vector<Report> applyOnEach(const char* kind, const Arguments& arguments, co
 
 // ---- set ----
 
-/// The value of an argument: as TOML writes it, else a word, else a list of words.
+/// The value of an argument: as TOML writes it, or an object of JSON, else a word, else a list of words.
 Data valueOf(const std::string& path, const std::string& text) {
     Data document;
+    if (text.starts_with('{') && settings::parseJson(text, &document).message.empty()) return document;
     if (settings::parseToml("value = " + text, &document).message.empty() && document.members().size() == 1)
         return document.members()[0].second;
     bool is_list = false;

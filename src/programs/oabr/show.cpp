@@ -15,21 +15,20 @@ namespace {
 
 constexpr const char* kind = "settings";
 
-std::string statusLines(const Status& status, const Selection& selection) {
+std::string statusLines(const Status& status) {
     std::string lines;
     for (const device_port& port : device_ports) {
         const settings::PortStatus& one = status[port_index(port.number)];
-        if (!selection.touches("/status/" + std::string(port.name)) || !one.link) continue;
-        lines += "# " + std::string(port.name) + ": link " + (*one.link ? "up" : "down");
-        if (one.speed) lines += *one.speed ? ", 100 Mbit/s" : ", 10 Mbit/s";
-        if (one.duplex) lines += *one.duplex ? ", half duplex" : ", full duplex";
-        lines += "\n";
+        std::string states;
+        if (one.link) states += *one.link ? ", link up" : ", link down";
+        if (one.speed) states += *one.speed ? ", 100 Mbit/s" : ", 10 Mbit/s";
+        if (one.duplex) states += *one.duplex ? ", half duplex" : ", full duplex";
+        if (!states.empty()) lines += "# " + std::string(port.name) + ":" + states.substr(1) + "\n";
     }
     return lines;
 }
 
-Report reportOf(const char* source, const std::string& name, const Settings& shown, const Status* status,
-                const Selection& selection) {
+Report reportOf(const char* source, const std::string& name, const Settings& shown, const Status* status) {
     Report report{{}, kind};
     const std::string now = utcNow();
     report.body.add("source", source);
@@ -38,7 +37,7 @@ Report reportOf(const char* source, const std::string& name, const Settings& sho
     for (const auto& [member, value] : data.members())
         report.body.add(member, value);
     report.text = "# " + name + ", " + source + ", " + now + "\n" + tomlText(shown);
-    if (status) report.text += "\n" + statusLines(*status, selection);
+    if (status) report.text += "\n" + statusLines(*status);
     return report;
 }
 
@@ -50,7 +49,8 @@ Report showLive(const std::string& serial, const Selection& selection, Session& 
     if (reading != settings::Reading::finished) return session.readingFailed(kind, reading);
     Settings shown = settingsOf(image, scope);
     keepOnly(selection, &shown);
-    return reportOf("live", serial, shown, scope.status ? &status : nullptr, selection);
+    keepOnly(selection, &status);
+    return reportOf("live", serial, shown, scope.status ? &status : nullptr);
 }
 
 Report showStored(const std::string& serial, const Selection& selection, Session& session) {
@@ -59,7 +59,7 @@ Report showStored(const std::string& serial, const Selection& selection, Session
     if (reading != settings::Reading::finished) return session.readingFailed(kind, reading);
     Settings shown = settingsOf(imageOf(bytes));
     keepOnly(selection, &shown);
-    return reportOf("stored", serial, shown, nullptr, selection);
+    return reportOf("stored", serial, shown, nullptr);
 }
 
 }  // namespace
@@ -69,26 +69,17 @@ std::vector<Report> showSettings(const Arguments& arguments, Session& session) {
     for (std::string& path : paths)
         if (path == "/") path.clear();
     const Selection selection(std::move(paths));
-    if (std::vector<Error> errors = unknownPaths(selection); !errors.empty()) {
-        Report report{{}, kind};
-        report.errors = std::move(errors);
-        report.status = status_not_begun;
-        return {report};
-    }
+    if (std::vector<Error> errors = unknownPaths(selection); !errors.empty())
+        return {refused(kind, std::move(errors))};
     if (arguments.from == "live" || arguments.from == "stored") {
         const auto show = arguments.from == "live" ? showLive : showStored;
         return session.onEachDevice(
             kind, [&](const std::string& serial) { return show(serial, selection, session); });
     }
     settings::SetUp set_up = settings::loadSetUp(arguments.from);
-    if (!set_up.errors.empty()) {
-        Report report{{}, kind};
-        report.errors = std::move(set_up.errors);
-        report.status = status_not_begun;
-        return {report};
-    }
+    if (!set_up.errors.empty()) return {refused(kind, std::move(set_up.errors))};
     keepOnly(selection, &set_up.settings);
-    return {reportOf("file", arguments.from, set_up.settings, nullptr, selection)};
+    return {reportOf("file", arguments.from, set_up.settings, nullptr)};
 }
 
 }  // namespace kovgui::tool
