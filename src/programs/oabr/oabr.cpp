@@ -14,7 +14,7 @@ using namespace kovgui::tool;
 
 struct Verb {
     const char* name;
-    std::vector<Report> (*run)(const Arguments& arguments, Session& session);
+    RunVerb* run;
 };
 constexpr Verb verbs[] = {{"list", listDevices},     {"show", showSettings},    {"set", setSettings},
                           {"lint", lintFile},        {"plan", planFile},        {"apply", applyFile},

@@ -12,19 +12,10 @@
 
 namespace kovgui::tool {
 
-std::vector<Report> listDevices(const Arguments& arguments, Session& session);
-std::vector<Report> showSettings(const Arguments& arguments, Session& session);
-std::vector<Report> lintFile(const Arguments& arguments, Session& session);
-std::vector<Report> planFile(const Arguments& arguments, Session& session);
-std::vector<Report> applyFile(const Arguments& arguments, Session& session);
-std::vector<Report> setSettings(const Arguments& arguments, Session& session);
-std::vector<Report> checkFile(const Arguments& arguments, Session& session);
-std::vector<Report> storeSettings(const Arguments& arguments, Session& session);
-std::vector<Report> recoverStore(const Arguments& arguments, Session& session);
-std::vector<Report> showHistory(const Arguments& arguments, Session& session);
-std::vector<Report> backUp(const Arguments& arguments, Session& session);
-std::vector<Report> restoreBackup(const Arguments& arguments, Session& session);
-std::vector<Report> predictStart(const Arguments& arguments, Session& session);
+/// What a verb does: a report for each device.
+using RunVerb = std::vector<Report>(const Arguments& arguments, Session& session);
+RunVerb listDevices, showSettings, lintFile, planFile, applyFile, setSettings, checkFile, storeSettings,
+    recoverStore, showHistory, backUp, restoreBackup, predictStart;
 
 /// "3 changes", "1 change".
 std::string counted(size_t count, const char* noun);
