@@ -219,23 +219,22 @@ static_assert(e2p_can_speed_address + filter_at == e2p_can_filter_address);
 static_assert(e2p_can_speed_address + extra_at == e2p_can_extra_address);
 static_assert(e2p_can_speed_address + crc_at == e2p_can_crc_address);
 
-/// Not complemented, unlike a frame's.
-uint16_t block_crc(const uint8_t* block) {
+}  // namespace
+
+uint16_t can_block_crc(const uint8_t* block) {
     return crc16_ccitt_calc_data(crc16_initial, block, crc_at);
 }
-
-}  // namespace
 
 void can_block_encode(const can_speed& speed, const can_mask_filter& filter, const can_extra& extra,
                       uint8_t* block) {
     memcpy(block, &speed, sizeof speed);
     memcpy(block + filter_at, &filter, sizeof filter);
     memcpy(block + extra_at, &extra, sizeof extra);
-    put_le16(block + crc_at, block_crc(block));
+    put_le16(block + crc_at, can_block_crc(block));
 }
 
 bool can_block_decode(const uint8_t* block, can_speed* speed, can_mask_filter* filter, can_extra* extra) {
-    if (get_le16(block + crc_at) != block_crc(block)) return false;
+    if (get_le16(block + crc_at) != can_block_crc(block)) return false;
     memcpy(speed, block, sizeof *speed);
     memcpy(filter, block + filter_at, sizeof *filter);
     memcpy(extra, block + extra_at, sizeof *extra);

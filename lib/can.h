@@ -69,6 +69,16 @@ static_assert(std::endian::native == std::endian::little, "records stand in memo
 void can_get_lcmode(uint8_t* mode);
 /// Always returns req_timed_out after a second: no reply of the device is ever delivered to this request.
 int can_set_mode(uint8_t mode);
+/// The modes of the controller, as requests and the CAN block have them.
+enum can_controller_mode : uint8_t {
+    can_mode_normal = 0x00,
+    can_mode_sleep = 0x20,
+    can_mode_loopback = 0x40,
+    can_mode_listen_only = 0x60,
+    can_mode_config = 0x80,
+    can_mode_power_up = 0xE0,
+    can_mode_mask = 0xE0,
+};
 /// Writes the output from the reply area whatever the outcome.
 [[nodiscard]] int can_get_mode(uint8_t* mode);
 
@@ -142,6 +152,8 @@ void can_config_show(const can_speed* record);
 
 /// The CAN block as the EEPROM holds it: both records, the extra bytes and the CRC over them.
 constexpr size_t can_block_size = can_speed_size + can_filter_size + can_extra_size + 2;
+/// What the CRC of a block is to be; unlike a frame's it is not complemented.
+uint16_t can_block_crc(const uint8_t* block);
 /// @param block  takes can_block_size bytes
 void can_block_encode(const can_speed& speed, const can_mask_filter& filter, const can_extra& extra,
                       uint8_t* block);

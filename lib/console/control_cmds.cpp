@@ -104,8 +104,9 @@ int process_cmd_can_reset(char* argument) {
 
 namespace {
 
-constexpr keyword can_modes[] = {{"NORMAL", 0x00},     {"SLEEP", 0x20},  {"LOOPBACK", 0x40},
-                                 {"LISTENONLY", 0x60}, {"CONFIG", 0x80}, {"POWERUP", 0xE0}};
+constexpr keyword can_modes[] = {{"NORMAL", can_mode_normal},     {"SLEEP", can_mode_sleep},
+                                 {"LOOPBACK", can_mode_loopback}, {"LISTENONLY", can_mode_listen_only},
+                                 {"CONFIG", can_mode_config},     {"POWERUP", can_mode_power_up}};
 
 int read_can_mode(uint8_t* mode) {
     if (can_get_mode(mode) == 0) return cmd_ok;

@@ -34,9 +34,7 @@ constexpr int take_every_ms = 100;
 constexpr const char* log_wildcard = "CAN logs (*.log)|*.log|All files|*";
 
 bool isAsleep(uint8_t mode) {
-    constexpr uint8_t mode_bits = 0xE0;
-    constexpr uint8_t sleep = 0x20;
-    return (mode & mode_bits) == sleep;
+    return (mode & can_mode_mask) == can_mode_sleep;
 }
 
 /// "14:05:09.123", here.

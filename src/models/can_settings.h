@@ -131,8 +131,11 @@ struct CanChoice {
     const char* label;
     uint8_t value;
 };
-constexpr std::array<CanChoice, 5> can_modes = {
-    {{"NORMAL", 0x00}, {"SLEEP", 0x20}, {"LOOPBACK", 0x40}, {"LISTENONLY", 0x60}, {"CONFIG", 0x80}}};
+constexpr std::array<CanChoice, 5> can_modes = {{{"NORMAL", can_mode_normal},
+                                                 {"SLEEP", can_mode_sleep},
+                                                 {"LOOPBACK", can_mode_loopback},
+                                                 {"LISTENONLY", can_mode_listen_only},
+                                                 {"CONFIG", can_mode_config}}};
 constexpr std::array<CanChoice, 4> wakeup_modes = {
     {{"Always on", 0}, {"CAN", 1}, {"Ethernet", 2}, {"CAN or Ethernet", 3}}};
 

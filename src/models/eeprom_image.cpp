@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <set>
 
-#include "lib/crc16_ccitt.h"
 #include "lib/messages.h"
 
 namespace kovgui {
@@ -25,10 +24,6 @@ size_t sizeOf(const EepromPart& part) {
 
 bool isBegin(const uint8_t* bytes) {
     return bytes[0] == begin_header && get_le16(bytes + 1) == e2p_begin_value;
-}
-
-uint16_t crcOf(const uint8_t* can_block) {
-    return crc16_ccitt_calc_data(crc16_initial, can_block, crc_at);
 }
 
 /// The way from one image to another, as it is walked.
@@ -91,10 +86,10 @@ private:
     /// A CRC that fits none of the contents that there are on the way.
     void spoilCan(const EepromPart& part) {
         std::vector<uint8_t> block(bytesOf(part, now_), bytesOf(part, now_) + can_block_size);
-        std::set<uint16_t> on_the_way = {crcOf(block.data())};
+        std::set<uint16_t> on_the_way = {can_block_crc(block.data())};
         for (size_t at = 0; at < crc_at; ++at) {
             block[at] = wanted(part, at);
-            on_the_way.insert(crcOf(block.data()));
+            on_the_way.insert(can_block_crc(block.data()));
         }
         uint16_t crc = get_le16(&now(part, crc_at));
         while (on_the_way.contains(crc))
@@ -112,7 +107,7 @@ private:
 PartState stateOf(const EepromPart& part, const EepromImage& image) {
     const uint8_t* const bytes = bytesOf(part, image);
     if (part.is_can) {
-        if (get_le16(bytes + crc_at) == crcOf(bytes)) return PartState::valid;
+        if (get_le16(bytes + crc_at) == can_block_crc(bytes)) return PartState::valid;
         const bool blank =
             std::all_of(bytes, bytes + can_block_size, [](uint8_t byte) { return byte == erased; });
         return blank ? PartState::none : PartState::spoilt;

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <numeric>
 
+#include "lib/can.h"
 #include "lib/port_config.h"
 #include "src/models/can_settings.h"
 
@@ -21,8 +22,11 @@ constexpr Word mirror_words[] = {{sniff_none, "off"},
                                  {sniff_value_receive, "rx"},
                                  {sniff_value_transmit, "tx"},
                                  {sniff_value_both, "rxtx"}};
-constexpr Word can_mode_words[] = {
-    {0x00, "normal"}, {0x20, "sleep"}, {0x40, "loopback"}, {0x60, "listen_only"}, {0x80, "config"}};
+constexpr Word can_mode_words[] = {{can_mode_normal, "normal"},
+                                   {can_mode_sleep, "sleep"},
+                                   {can_mode_loopback, "loopback"},
+                                   {can_mode_listen_only, "listen_only"},
+                                   {can_mode_config, "config"}};
 constexpr Word wakeup_words[] = {{0, "always_on"}, {1, "can"}, {2, "ethernet"}, {3, "can_or_ethernet"}};
 
 e2p_cfg_cmd_array* storeSpeed(int port, int value) {
