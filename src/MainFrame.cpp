@@ -90,21 +90,22 @@ int refuseOldFirmware(int result) {
     return firmware_too_old;
 }
 
-struct MenuRow {
+/// A command as a menu or the tool bar offers it.
+struct CommandRow {
     int id;
-    const char* text;
+    const char* label;
     const char* help;
     const char* picture;
 };
 
-constexpr MenuRow file_rows[] = {
+constexpr CommandRow file_rows[] = {
     {wxID_OPEN, "L&oad configuration file\tAlt-L", "Load configuration file", "OPENCONFIG"},
     {wxID_SAVE, "S&ave configuration to a file\tAlt-S", "Save configuration to file", "SAVECONFIG"},
     {ID_COMPARE_FILES, "&Compare files...", "Show what two configuration files differ in", ""},
     {wxID_SEPARATOR, "", "", ""},
     {wxID_EXIT, "E&xit\tAlt-X", "Quit this program", "EXIT"},
 };
-constexpr MenuRow network_rows[] = {
+constexpr CommandRow network_rows[] = {
     {ID_STORE, "Store Settings", "Store Settings on device", "STORE_RED"},
     {wxID_SEPARATOR, "", "", ""},
     {wxID_UNDO, "&Undo\tCtrl+Z", "Take back the last change on the device", ""},
@@ -112,21 +113,14 @@ constexpr MenuRow network_rows[] = {
     {wxID_REFRESH, "Read &again\tF5", "Read the page from the device again", ""},
     {ID_NAME_DEVICE, "Name of the device...", "Give the device a name of your own, on this computer", ""},
 };
-constexpr MenuRow help_rows[] = {
+constexpr CommandRow help_rows[] = {
     {ID_WEBSITE, "Website", "Show Logger website", "HOME"},
     {wxID_ABOUT, "&About...\tF1", "Show about dialog", "INFO"},
     {ID_DOWNLOADS, "Downloads", "Show Downloads", "DOWNLOAD"},
     {ID_USER_HELP, "Help", "Show Help..", "HELPWINDOW"},
 };
 
-struct ToolRow {
-    int id;
-    const char* label;
-    const char* help;
-    const char* picture;
-};
-
-constexpr ToolRow tool_rows[] = {
+constexpr CommandRow tool_rows[] = {
     {ID_UPDATE_DEVICES, "", "update device list", "UPDATE"},
     {wxID_OPEN, "", "load configuration file", "OPENCONFIG"},
     {wxID_SAVE, "", "save configuration to a file", "SAVECONFIG"},
@@ -136,21 +130,21 @@ constexpr ToolRow tool_rows[] = {
     {ID_USER_HELP, "", "Show Help", "HELPWINDOW"},
     {ID_RESET, "Reset", "Reset OABR Korvex", "RESET"},
 };
-constexpr ToolRow console_row = {ID_CONSOLE, "Console", "Management Console", "CONSOLE"};
+constexpr CommandRow console_row = {ID_CONSOLE, "Console", "Management Console", "CONSOLE"};
 
 wxBitmapBundle picture(const char* name) {
     return ResourceManager::instance().getPicture(name);
 }
 
 template <size_t rows>
-wxMenu* makeMenu(const MenuRow (&table)[rows]) {
+wxMenu* makeMenu(const CommandRow (&table)[rows]) {
     auto* menu = new wxMenu;
-    for (const MenuRow& row : table) {
+    for (const CommandRow& row : table) {
         if (row.id == wxID_SEPARATOR) {
             menu->AppendSeparator();
             continue;
         }
-        auto* item = new wxMenuItem(menu, row.id, row.text, row.help);
+        auto* item = new wxMenuItem(menu, row.id, row.label, row.help);
         if (*row.picture != '\0') item->SetBitmap(picture(row.picture));
         menu->Append(item);
     }
@@ -176,7 +170,7 @@ public:
 };
 
 /// A tool has no text for the status bar: its tooltip says it, and what stands there stays.
-void addTool(wxToolBar* bar, const ToolRow& row) {
+void addTool(wxToolBar* bar, const CommandRow& row) {
     bar->AddTool(row.id, row.label, picture(row.picture), wxNullBitmap, wxITEM_NORMAL, row.help);
 }
 
@@ -341,7 +335,7 @@ void MainFrame::buildToolBar(bool console) {
     chooser_->SetToolTip("The device to connect to, by its serial number");
     setAccessibleName(chooser_, "Device");
     toolBar_->AddControl(chooser_);
-    for (const ToolRow& row : tool_rows)
+    for (const CommandRow& row : tool_rows)
         addTool(toolBar_, row);
     if (console) addTool(toolBar_, console_row);
     toolBar_->Realize();
