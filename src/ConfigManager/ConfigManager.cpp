@@ -23,6 +23,7 @@
 #include "src/base/utilities.h"
 #include "src/models/settings_xml.h"
 #include "src/window/PageHost.h"
+#include "src/window/device_text.h"
 #include "src/window/file_choice.h"
 #include "src/window/while_painting.h"
 

@@ -2,7 +2,6 @@
 
 #include <wx/msgdlg.h>
 
-#include <algorithm>
 #include <utility>
 
 #include "src/ConfigManager/LoadDifferenceDialog.h"
@@ -26,18 +25,6 @@ using settings::Reading;
 using settings::Scope;
 using settings::Settings;
 using settings::StoredBytes;
-
-wxString messageText(const std::string& lines) {
-    constexpr size_t maximum = 160;
-    wxString text;
-    for (size_t begin = 0; begin < lines.size();) {
-        const size_t end = std::min(lines.find('\n', begin), lines.size());
-        const wxString line = deviceText(lines.substr(begin, std::min(end - begin, maximum + 1)));
-        text += line.length() > maximum ? line.Left(maximum) + "...\n" : line + "\n";
-        begin = end + 1;
-    }
-    return text;
-}
 
 namespace {
 

@@ -64,7 +64,4 @@ private:
 void showFileDifference(wxWindow* window, const settings::LoadedFile& first, const wxString& first_path,
                         settings::LoadedFile second, const wxString& second_path, const AskSetUpFile& ask);
 
-/// Lines of a message, fit to be shown: a file may hold texts of any length.
-wxString messageText(const std::string& lines);
-
 }  // namespace kovgui
