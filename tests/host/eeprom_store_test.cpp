@@ -134,8 +134,10 @@ TEST_F(EepromStore, CutOffAtAnyFrameIsOldOrNewAfterItsEnd) {
                 };
             if (cut == Cut::silent) unanswered = [&](const Bytes&) { return ++seen >= at; };
             if (cut == Cut::power) link.fault("eeprom-power-loss=" + std::to_string(at));
+            bool stored = false;  // a count with a request that was sent twice leads to no cut
             try {
-                EXPECT_EQ(store(after, options).errors.empty(), held() == after && !journal());
+                stored = store(after, options).errors.empty();
+                EXPECT_EQ(stored, held() == after && !journal());
             } catch (const Killed&) {
             }
             unanswered = nullptr;
@@ -144,7 +146,7 @@ TEST_F(EepromStore, CutOffAtAnyFrameIsOldOrNewAfterItsEnd) {
             comm_begin();
             SCOPED_TRACE("cut " + std::to_string(static_cast<int>(cut)) + " at " + std::to_string(at));
             expectNothingHalf(before, after);
-            recover(at % 2 == 0 ? Recovery::finish : Recovery::back, before, after);
+            recover(at % 2 == 0 ? Recovery::finish : Recovery::back, stored ? after : before, after);
         };
         if (whole == 0) {
             for (const Cut cut : {Cut::unplugged, Cut::killed})
