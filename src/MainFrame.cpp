@@ -75,6 +75,7 @@ enum StatusField { hardware_field, firmware_field, connection_field, status_fiel
 
 constexpr int look_after_connection_ms = 1000;
 constexpr int try_again_ms = 1000;
+constexpr size_t max_settings_listed = 12;
 constexpr int look_whether_ended_ms = 50;
 constexpr const char* reconnect_key = "/Connection/Reconnect";
 constexpr int ending_patience_ms = 3000;  // what a command that writes needs, and no more
@@ -111,6 +112,7 @@ constexpr CommandRow network_rows[] = {
     {wxID_UNDO, "&Undo\tCtrl+Z", "Take back the last change on the device", ""},
     {wxID_REDO, "&Redo\tCtrl+Y", "Make the change again that was taken back", ""},
     {wxID_REFRESH, "Read &again\tF5", "Read the page from the device again", ""},
+    {ID_RESTORE_BACKUP, "Restore last &backup...", "Bring back the settings of the device's last backup", ""},
     {ID_NAME_DEVICE, "Name of the device...", "Give the device a name of your own, on this computer", ""},
 };
 constexpr CommandRow help_rows[] = {
@@ -190,6 +192,7 @@ wxBEGIN_EVENT_TABLE(MainFrame, wxFrame)
     EVT_MENU(ID_FAQ, MainFrame::OnOpenFAQ)
     EVT_MENU(ID_UPDATE_DEVICES, MainFrame::OnUpdateDevices)
     EVT_MENU(ID_NAME_DEVICE, MainFrame::OnNameDevice)
+    EVT_MENU(ID_RESTORE_BACKUP, MainFrame::OnRestoreBackup)
     EVT_MENU(ID_USER_GUIDE, MainFrame::OnOpenUserGuide)
     EVT_MENU(ID_USER_HELP, MainFrame::OnOpenUserHelp)
     EVT_LISTBOOK_PAGE_CHANGING(wxID_ANY, MainFrame::OnPageChanged)
@@ -480,6 +483,7 @@ void MainFrame::updateCommands() {
     showStep(wxID_UNDO, "&Undo", "Ctrl+Z", usable ? history_.toUndo() : nullptr);
     showStep(wxID_REDO, "&Redo", "Ctrl+Y", usable ? history_.toRedo() : nullptr);
     networkMenu_->Enable(ID_NAME_DEVICE, connected_);
+    networkMenu_->Enable(ID_RESTORE_BACKUP, usable);
     // Reset and console stay usable without a connection: that is when they are needed.
     toolBar_->EnableTool(ID_RESET, !in_use);
     chooser_->Enable(!in_use);
@@ -649,7 +653,6 @@ void MainFrame::DisconnectFromDevice() {
 
 void MainFrame::disconnect() {
     announceDisconnected();
-    StoredImage::instance().forget();
     OABRDevice::instance()->disconnect();
     chooser_->SetSelection(wxNOT_FOUND);
 }
@@ -677,6 +680,7 @@ void MainFrame::announceConnected() {
 }
 
 void MainFrame::announceDisconnected() {
+    StoredImage::instance().forget();
     disableDeviceFunctions();
     notifyPages(ID_DEVICE_DISCONNECTED);
 }
@@ -1038,7 +1042,10 @@ StoreResult MainFrame::storeSettings() {
         if (!stored.needsJournal() || options.without_journal || !confirmWithoutJournal(stored)) break;
         options.without_journal = true;
     }
-    if (stored.errors.empty()) StoredImage::instance().hold(stored.after);
+    if (stored.errors.empty()) {
+        StoredImage::instance().hold(stored.after);
+        (void)forgetUpdate(folder);  // what the device is to hold was decided anew
+    }
     return resultOf(stored);
 }
 
@@ -1062,6 +1069,7 @@ void MainFrame::askAboutInterruptedStore() {
     StateFolder folder(device.getConnectedDevice());
     const auto stored = StoredImage::instance().image();
     if (!stored) return;  // the device is silent, or gone
+    if (const auto update = findUpdate(folder)) return askAboutInterruptedUpdate(*update);
     const std::optional<Interruption> found = findInterruption(folder, &*stored);
     for (const std::string& message : folder.takeMessages())
         say(deviceText(message), wxICON_WARNING);
@@ -1113,6 +1121,79 @@ void MainFrame::recoverStore(const Interruption& found, Recovery how) {
                 ? "The interrupted store is finished and read back; the device takes it at its next start."
                 : "What was stored before is back, read back; the device takes it at its next start.");
     }
+}
+
+/// After a connect: what is to become of the settings that an update has not brought back.
+void MainFrame::askAboutInterruptedUpdate(const KeptSettings& update) {
+    const OABRDevice& device = *OABRDevice::instance();
+    const std::string serial = device.getConnectedDevice();
+    wxMessageDialog box(this, deviceText(interruptionText(serial, "update")), "Firmware Update",
+                        wxYES_NO | wxICON_EXCLAMATION);
+    box.SetYesNoLabels("&Bring back", "&Leave");
+    const std::string older =
+        olderFirmwareText(update.firmware, device.getFirmwareVersion(), "the device runs");
+    box.SetExtendedMessage(wxString::FromUTF8(
+        "The settings from before it (" + update.at + ") are in " + update.file +
+        ". Bring back writes them, restarts the device and compares. Leave does nothing, and the next "
+        "connect asks again. " +
+        older));
+    if (box.ShowModal() == wxID_YES) bringSettingsBack(true);
+}
+
+/// Brings back what is noted of the device, and says how that went.
+void MainFrame::bringSettingsBack(bool older_firmware_too) {
+    const std::string serial = OABRDevice::instance()->getConnectedDevice();
+    const DeviceUse use = takeDevice("bringing the settings back");
+    if (!use) return;
+    StateFolder folder(serial);
+    BroughtBack back;
+    announceDisconnected();
+    {
+        const DeviceUse job = DeviceUse::take("bringing the settings back");
+        const auto bring = [&](Work& work) {
+            UpdateOptions options = optionsForUpdate(serial, work.goOn());
+            options.older_firmware_too = older_firmware_too;
+            back = kovgui::bringSettingsBack(folder, options);
+        };
+        (void)runWhilePainting(this, {Notice::progress, "Bringing the settings back"}, bring);
+    }
+    if (back.equal())
+        say(wxString::FromUTF8("The settings of " + back.settings->at +
+                               " are back, read back and compared."));
+    else
+        wxMessageBox(wxString::FromUTF8(back.text(max_settings_listed)), "Settings", wxOK | wxICON_ERROR,
+                     this);
+    if (OABRDevice::instance()->isFirmwareConnected()) announceConnected();
+}
+
+void MainFrame::OnRestoreBackup(wxCommandEvent&) {
+    if (!connected_) return;
+    const OABRDevice& device = *OABRDevice::instance();
+    StateFolder folder(device.getConnectedDevice());
+    std::string file;
+    const auto backup = lastBackup(folder, &file);
+    for (const std::string& message : folder.takeMessages())
+        say(wxString::FromUTF8(message), wxICON_WARNING);
+    if (!backup) {
+        wxMessageBox(wxString::FromUTF8("This computer has no backup of " + folder.serial() +
+                                        ". A firmware update makes one, and so does \"oabr backup\"."),
+                     "Restore last backup", wxOK | wxICON_INFORMATION, this);
+        return;
+    }
+    wxMessageDialog box(this, wxString::FromUTF8("Restore the backup of " + backup->at + "?"),
+                        "Restore last backup", wxYES_NO | wxNO_DEFAULT | wxICON_QUESTION);
+    const std::string older =
+        olderFirmwareText(backup->firmware, device.getFirmwareVersion(), "the device runs");
+    box.SetExtendedMessage(wxString::FromUTF8(
+        "The settings in " + file +
+        " replace those that are stored, the device is restarted, and what is not stored is lost. " + older));
+    if (box.ShowModal() != wxID_YES) return;
+    const std::string failure = noteUpdate(folder, keptSettingsOf(file, *backup));
+    if (!failure.empty()) {
+        wxMessageBox(wxString::FromUTF8(failure), "Restore last backup", wxOK | wxICON_ERROR, this);
+        return;
+    }
+    bringSettingsBack(true);
 }
 
 /// Whether to store although a cut of power could not be made good.

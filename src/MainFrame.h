@@ -16,6 +16,7 @@
 #include "src/models/Reconnect.h"
 #include "src/models/eeprom_store.h"
 #include "src/models/settings_diff.h"
+#include "src/models/update_backup.h"
 #include "src/window/ModalBoxes.h"
 #include "src/window/PageHost.h"
 
@@ -47,6 +48,7 @@ enum WindowId {
     ID_COMPARE_FILES = 6015,
     ID_RECONNECT = 6016,
     ID_NAME_DEVICE = 6012,
+    ID_RESTORE_BACKUP = 6020,
     ID_DEVICE_CONNECTED = 6017,
     ID_DEVICE_DISCONNECTED = 6018,
     ID_DEVICE_STATUS_UPDATE = 6019,
@@ -145,6 +147,8 @@ private:
     void readStored();
     void askAboutInterruptedStore();
     void recoverStore(const Interruption& found, Recovery how);
+    void askAboutInterruptedUpdate(const KeptSettings& update);
+    void bringSettingsBack(bool older_firmware_too);
     void openLink(const char* key);
     void showHardware(const wxString& text);
     static void cancelJobs();
@@ -163,6 +167,7 @@ private:
     void OnOpenFAQ(wxCommandEvent& event);
     void OnUpdateDevices(wxCommandEvent& event);
     void OnNameDevice(wxCommandEvent& event);
+    void OnRestoreBackup(wxCommandEvent& event);
     void OnOpenUserGuide(wxCommandEvent& event);
     void OnOpenUserHelp(wxCommandEvent& event);
     void OnPageChanged(wxBookCtrlEvent& event);

@@ -1,6 +1,7 @@
 #include "src/FlashDlg/FlashPanel.h"
 
 #include <wx/button.h>
+#include <wx/checkbox.h>
 #include <wx/filename.h>
 #include <wx/msgdlg.h>
 #include <wx/progdlg.h>
@@ -19,6 +20,7 @@
 #include "src/window/accessible.h"
 #include "src/window/device_text.h"
 #include "src/window/file_choice.h"
+#include "src/window/while_painting.h"
 
 namespace kovgui {
 namespace {
@@ -35,6 +37,7 @@ constexpr const char* stopping_text = "Stopping ...";
 /// Above what a job sends: the dialog never takes a job for finished by itself.
 constexpr int progress_range = 101;
 constexpr int max_progress = 100;
+constexpr size_t max_settings_listed = 12;
 
 /// Readable on the window's background, be it light or dark.
 wxColour verdictColour(FirmwareComparison comparison) {
@@ -83,6 +86,13 @@ wxEND_EVENT_TABLE()
     flash->SetToolTip("Write the firmware of the file into the device");
     buttons->Add(load, wxSizerFlags().Border(wxRIGHT, gap));
     buttons->Add(flash);
+    keep_ = new wxCheckBox(box, ID_KEEP_SETTINGS, "&Keep the settings");
+    keep_->SetToolTip("Back the device's settings up before the update and bring them back after it");
+    keep_->SetValue(true);
+    backup_ = new wxStaticText(box, wxID_ANY, "", wxDefaultPosition, wxDefaultSize,
+                               wxST_ELLIPSIZE_MIDDLE | wxST_NO_AUTORESIZE, "backup");
+    readOutChanges(backup_);
+    backup_->Hide();
     auto* warning = new wxBoxSizer(wxHORIZONTAL);
     auto* word = new wxStaticText(box, wxID_ANY, "Warning:");
     word->SetFont(word->GetFont().Bold());
@@ -91,7 +101,9 @@ wxEND_EVENT_TABLE()
     warning->Add(word, wxSizerFlags().Border(wxRIGHT, gap));
     warning->Add(text, wxSizerFlags(1));
     program->Add(verdict_, boxed);
+    program->Add(keep_, boxed);
     program->Add(buttons, boxed);
+    program->Add(backup_, boxed);
     program->Add(warning, boxed);
 
     auto* content = new wxBoxSizer(wxVERTICAL);
@@ -226,7 +238,9 @@ void FlashPanel::flash() {
             const auto chosen = host->deviceForRecovery();
             if (!chosen) return;
             serial = *chosen;
-        } else if (!host->mayLoseUnstored("The update replaces them by the default configuration.")) {
+        } else if (!host->mayLoseUnstored(keep_->GetValue()
+                                              ? "The update brings back only what is stored."
+                                              : "The update replaces them by the default configuration.")) {
             return;
         }
     }
@@ -240,8 +254,17 @@ void FlashPanel::flash() {
         return;
     }
     job_status_.clear();
+    const bool connected = device.isFirmwareConnected();
+    if (!keepSettings(serial)) {
+        if (!connected) OABRDevice::instance()->disconnect();  // it was looked at
+        return;
+    }
+    serial_ = serial;
     if (host != nullptr) host->announceDisconnected();
-    if (!startJob(std::make_unique<FlashThread>(this, this, 0, file_.programHex(), serial))) {
+    auto job = std::make_unique<FlashThread>(this, this, 0, file_.programHex(), serial);
+    job_ = job.get();
+    if (!startJob(std::move(job))) {
+        (void)bringSettingsBack(false, false);
         use.release();
         afterFlash();
         wxMessageBox("The update cannot be started: the system gave no thread.", "Error", wxOK | wxICON_ERROR,
@@ -249,6 +272,113 @@ void FlashPanel::flash() {
         return;
     }
     use_ = std::move(use);
+}
+
+// ---- The settings ----
+
+/// Has the device's settings backed up, and noted for after the update, as far as that is wanted.
+/// @return whether to go on
+bool FlashPanel::keepSettings(const std::string& serial) {
+    noted_.reset();
+    offered_.reset();
+    older_firmware_too_ = false;
+    showBackup("");
+    if (!keep_->GetValue()) return true;
+    StateFolder folder(serial);
+    interrupted_before_ = findUpdate(folder).has_value();
+    UpdateBackup backup;
+    const Notice notice{Notice::progress, "Backing up the settings of " + deviceText(serial),
+                        "Firmware Update"};
+    const auto read = [&](Work& work) {
+        backup = backUpForUpdate(folder, optionsForUpdate(serial, work.goOn()));
+    };
+    if (!runWhilePainting(this, notice, read) || backup.stopped) return false;
+    std::string said;
+    for (const std::string& message : backup.messages)
+        said += (said.empty() ? "" : " ") + message;
+    showBackup(wxString::FromUTF8(said));
+    if (!backup.failure.empty()) return confirmWithoutBackup(backup.failure);
+    offered_ = backup.offered;
+    if (!backup.settings) return true;
+    if (!mayNote(*backup.settings)) return false;
+    const std::string failure = noteUpdate(folder, *backup.settings);
+    if (!failure.empty()) return confirmWithoutBackup(failure);
+    noted_ = backup.settings;
+    return true;
+}
+
+void FlashPanel::showBackup(const wxString& text) {
+    backup_->SetLabelText(text);
+    backup_->SetToolTip(text);
+    backup_->Show(!text.empty());
+    Layout();
+}
+
+bool FlashPanel::confirmWithoutBackup(const std::string& reason) {
+    wxMessageDialog box(this, "The settings cannot be backed up. Flash all the same?", "Firmware Update",
+                        wxYES_NO | wxNO_DEFAULT | wxICON_EXCLAMATION);
+    box.SetExtendedMessage(wxString::FromUTF8(reason) + " The update sets them to their defaults.");
+    return box.ShowModal() == wxID_YES;
+}
+
+/// Asks where the settings would go into a firmware that is older than theirs.
+bool FlashPanel::mayNote(const KeptSettings& settings) {
+    const std::string older = olderFirmwareText(settings.firmware, file_.firmware(), "the file holds");
+    if (older.empty()) return true;
+    wxMessageDialog box(this, "Bring the settings back into an older firmware?", "Firmware Update",
+                        wxYES_NO | wxNO_DEFAULT | wxICON_EXCLAMATION);
+    box.SetExtendedMessage(wxString::FromUTF8(older) +
+                           " A later firmware's settings may not suit it. Without \"Keep the settings\" "
+                           "the update leaves the defaults.");
+    older_firmware_too_ = box.ShowModal() == wxID_YES;
+    return older_firmware_too_;
+}
+
+/// After the job, before anybody else has the device.
+/// @return what is to be said of the settings; empty when they are as they were
+wxString FlashPanel::bringSettingsBack(bool success, bool programmed) {
+    const OABRDevice& device = *OABRDevice::instance();
+    StateFolder folder(serial_);
+    const bool answers = device.isFirmwareConnected();
+    if (noted_ && !answers)
+        return wxString::FromUTF8("The settings are in " + noted_->file +
+                                  ". The next update brings them back.");
+    if (noted_ && !programmed) {
+        if (!interrupted_before_) (void)forgetUpdate(folder);
+        return {};
+    }
+    const bool takes_settings = answers && !device.getFirmwareVersion().isTooOld();
+    if (offered_ && success && takes_settings && wantsOffered()) {
+        older_firmware_too_ = true;  // was asked
+        if (const std::string failure = noteUpdate(folder, *offered_); !failure.empty())
+            return wxString::FromUTF8(failure);
+        noted_ = offered_;
+    }
+    if (!noted_) return {};
+    BroughtBack back;
+    const Notice notice{Notice::progress, "Bringing the settings back", "Firmware Update"};
+    const bool ran = runWhilePainting(this, notice, [&](Work& work) {
+        UpdateOptions options = optionsForUpdate(serial_, work.goOn());
+        options.older_firmware_too = older_firmware_too_;
+        back = kovgui::bringSettingsBack(folder, options);
+    });
+    if (!ran) return wxString::FromUTF8("The settings are in " + noted_->file + ".");
+    wxString text = wxString::FromUTF8(back.text(max_settings_listed));
+    if (!back.errors.empty()) text += "\nThe next connect offers to bring them back.";
+    return text;
+}
+
+/// Asks whether a device that was found in its bootloader gets its last backup.
+bool FlashPanel::wantsOffered() const {
+    wxMessageDialog box(const_cast<FlashPanel*>(this),
+                        wxString::FromUTF8("Restore the backup of " + offered_->at + "?"), "Firmware Update",
+                        wxYES_NO | wxICON_QUESTION);
+    std::string text = "The update has set the settings to their defaults. The last backup of " + serial_ +
+                       " is " + offered_->file + ". ";
+    text += olderFirmwareText(offered_->firmware, OABRDevice::instance()->getFirmwareVersion(),
+                              "the device runs");
+    box.SetExtendedMessage(wxString::FromUTF8(text));
+    return box.ShowModal() == wxID_YES;
 }
 
 void FlashPanel::OnThreadUpdate(wxThreadEvent& event) {
@@ -295,20 +425,26 @@ wxString FlashPanel::versionDifference() const {
 }
 
 void FlashPanel::OnThreadCompleted(wxThreadEvent& event) {
+    const bool programmed = job_->isWriting();
     joinJob();
     closeProgress();
+    const wxString settings = bringSettingsBack(event.GetInt() == WorkerThread::finished, programmed);
+    const wxString more = settings.empty() ? settings : "\n\n" + settings;
     use_.release();
     const bool too_old = afterFlash();
     switch (event.GetInt()) {
         case WorkerThread::finished:
-            wxMessageBox("Device successfully flashed" + versionDifference(), "Succeed",
-                         wxOK | wxICON_INFORMATION, this);
+            if (settings.empty())
+                wxMessageBox("Device successfully flashed" + versionDifference(), "Succeed",
+                             wxOK | wxICON_INFORMATION, this);
+            else
+                wxMessageBox("The firmware was written." + more, "Error", wxOK | wxICON_EXCLAMATION, this);
             break;
         case WorkerThread::go_on:
-            wxMessageBox("Stoped by User", "Firmware Update", wxOK | wxICON_INFORMATION, this);
+            wxMessageBox("Stoped by User" + more, "Firmware Update", wxOK | wxICON_INFORMATION, this);
             break;
         default:
-            wxMessageBox(deviceText(job_status_.utf8_string()), "Error", wxOK | wxICON_ERROR, this);
+            wxMessageBox(deviceText(job_status_.utf8_string()) + more, "Error", wxOK | wxICON_ERROR, this);
     }
     PageHost* const host = pageHost(this);
     if (too_old && host != nullptr) host->reportOldFirmware();

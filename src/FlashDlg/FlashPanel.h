@@ -1,24 +1,30 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "src/Controls/OABRControlFrame.h"
 #include "src/FlashDlg/IFFFile.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/base/WorkerThread.h"
+#include "src/models/update_backup.h"
 #include "src/models/version_compare.h"
 
+class wxCheckBox;
 class wxProgressDialog;
 class wxStaticText;
 
 namespace kovgui {
+
+class FlashThread;
 
 /// The page "Firmware Update": what the device runs beside what a firmware file holds, and the update itself.
 /// It stays usable without a connection, which is when a device in its bootloader needs it.
 class FlashPanel : public controls::OABRControlFrame, public WorkerThreadHandler {
 public:
     /// Identifiers of the buttons.
-    enum Id { ID_LOAD_FILE = 1400, ID_FLASH };
+    enum Id { ID_LOAD_FILE = 1400, ID_FLASH, ID_KEEP_SETTINGS };
 
     explicit FlashPanel(wxWindow* parent);
     ~FlashPanel() override;
@@ -43,6 +49,12 @@ private:
     void CompareVersions();
     void flash();
     bool confirmOtherTarget();
+    bool keepSettings(const std::string& serial);
+    void showBackup(const wxString& text);
+    bool confirmWithoutBackup(const std::string& reason);
+    bool mayNote(const KeptSettings& settings);
+    wxString bringSettingsBack(bool success, bool programmed);
+    bool wantsOffered() const;
     bool afterFlash();
     wxString versionDifference() const;
     void closeProgress();
@@ -56,11 +68,19 @@ private:
     Versions file_texts_;
     wxStaticText* file_name_ = nullptr;
     wxStaticText* verdict_ = nullptr;
+    wxCheckBox* keep_ = nullptr;
+    wxStaticText* backup_ = nullptr;  // what became of the last one
     IFFFile file_;
     FirmwareComparison comparison_ = FirmwareComparison::no_device;
 
     // Of the update under way.
     oabr::DeviceUse use_;
+    const FlashThread* job_ = nullptr;  // until it is joined
+    std::string serial_;
+    std::optional<KeptSettings> noted_;    // to be brought back
+    std::optional<KeptSettings> offered_;  // the last backup of a device that could not be asked
+    bool interrupted_before_ = false;      // an earlier update of the device
+    bool older_firmware_too_ = false;
     std::unique_ptr<wxProgressDialog> progress_;
     wxString job_status_;
 

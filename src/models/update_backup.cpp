@@ -1,6 +1,7 @@
 #include "src/models/update_backup.h"
 
 #include <algorithm>
+#include <ranges>
 
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/models/eeprom_device.h"
@@ -224,6 +225,20 @@ std::string restartDevice(const std::string& serial) {
 
 }  // namespace
 
+namespace {
+
+/// An update that was killed in the middle of a reset has left the device in it: that ends first.
+bool reachFirmware(const std::string& serial) {
+    OABRDevice& device = *OABRDevice::instance();
+    if (device.connectWithFirmwareParams(serial) == 0) return true;
+    StateFolder folder(serial);
+    if (!findUpdate(folder) || device.connectWithBootloaderParams(serial) != 0) return false;
+    (void)device.resetDevice();
+    return device.connectWithFirmwareParams(serial) == 0;
+}
+
+}  // namespace
+
 KeptSettings keptSettingsOf(const std::string& file, const Backup& backup) {
     return {file, backup.at, backup.firmware, backup.image,
             settingsOf(imageOf(settings::storedBytesIn(backup.image)))};
@@ -234,7 +249,7 @@ UpdateOptions optionsForUpdate(const std::string& serial, settings::GoOn go_on) 
     const bool connected =
         device.isFirmwareConnected() && !device.receiverEnded() && device.getConnectedDevice() == serial;
     UpdateOptions options;
-    options.answers = connected || device.connectWithFirmwareParams(serial) == 0;
+    options.answers = connected || reachFirmware(serial);
     options.firmware = device.getFirmwareVersion();
     options.go_on = std::move(go_on);
     options.is_gone = [&device] { return device.receiverEnded(); };
@@ -295,14 +310,16 @@ std::string olderFirmwareText(const std::string& made_with, const oabr::Firmware
     return "The backup was made with firmware " + made_with + ", " + there + " " + firmware.toString() + ".";
 }
 
-std::string BroughtBack::text() const {
+std::string BroughtBack::text(size_t lines) const {
     if (equal() || !settings) return {};
     std::string text;
     if (errors.empty()) {
         text = "These settings are not as they were:\n";
-        for (const settings::Change& change : differences)
+        for (const settings::Change& change : differences | std::views::take(lines))
             text += change.path + ": was " + (change.to.isNull() ? "not there" : change.to.shown()) +
                     ", is " + (change.from.isNull() ? "not there" : change.from.shown()) + "\n";
+        if (differences.size() > lines)
+            text += "and " + std::to_string(differences.size() - lines) + " more\n";
     } else {
         text = "The settings are not known to be as they were:\n";
         for (const Error& error : errors)

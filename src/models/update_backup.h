@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -77,7 +78,8 @@ struct BroughtBack {
 
     bool equal() const { return errors.empty() && differences.empty(); }
     /// What is not as it was, and where the backup is; empty when all is.
-    std::string text() const;
+    /// @param lines  settings that it lists at most
+    std::string text(size_t lines = SIZE_MAX) const;
 };
 /// Writes back what was noted, so that a cut of power does no harm, reads it back, has the device start from
 /// it and compares its settings. The note goes when the device holds what it should, also where a setting

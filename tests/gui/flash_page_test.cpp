@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 
 #include "src/FlashDlg/FlashPanel.h"
@@ -28,7 +29,15 @@ std::string firmwareFile(const std::string& version) {
 /// The firmware page of the window, with a simulated device in the directory that the program watches.
 class FlashPage : public ConnectedWindow {
 protected:
-    FlashPage() { platform::setPauseScale(1); }  // a bootloader answers in its own time
+    FlashPage() {
+        platform::setPauseScale(1);  // a bootloader answers in its own time
+        keepSettings(false);         // to read them takes longer than the update
+        std::filesystem::remove_all(std::getenv("OABR_STATE_DIR"));
+    }
+    void keepSettings(bool keep) {
+        auto* box = dynamic_cast<wxCheckBox*>(flash_->FindWindow(FlashPanel::ID_KEEP_SETTINGS));
+        box->SetValue(keep);
+    }
 
     void load(const std::string& version) { loadText(firmwareFile(version)); }
     void loadText(const std::string& text) {
@@ -56,11 +65,13 @@ protected:
 };
 
 TEST_F(FlashPage, FlashesTheConnectedDeviceAndConnectsToItAgain) {
-    const auto plugged = simulated().start();
+    auto plugged = simulated().turnaround(std::chrono::milliseconds(1)).start();
+    const std::string stored = plugged.eeprom();
     ASSERT_TRUE(connectFirst());
     load("1.7.0.2");
     EXPECT_THAT(verdict(), HasSubstr("newer"));
     page_->heard.clear();
+    keepSettings(true);
     press(FlashPanel::ID_FLASH);
     EXPECT_EQ(oabr::DeviceUse::user(), "the firmware update");
     ASSERT_TRUE(waitFor([] { return progress() != nullptr; }));
@@ -70,6 +81,8 @@ TEST_F(FlashPage, FlashesTheConnectedDeviceAndConnectsToItAgain) {
     EXPECT_EQ(answers_.boxes()[0].text, "Device successfully flashed");
     EXPECT_EQ(progress(), nullptr);
     ASSERT_TRUE(connectedTo("Connected"));
+    EXPECT_EQ(plugged.eeprom(), stored) << "not the defaults";
+    EXPECT_THAT(label("backup", flash_), HasSubstr("backed up in"));
     EXPECT_EQ(status(1), "Firmware Version: 01.07.00.02");
     EXPECT_THAT(page_->heard, testing::ElementsAre(ID_DEVICE_DISCONNECTED, ID_DEVICE_CONNECTED));
     EXPECT_THAT(verdict(), HasSubstr("that the device runs"));
@@ -80,13 +93,16 @@ TEST_F(FlashPage, TheDeviceThatItRecoversIsTheOneUsedLast) {
     const auto plugged = simulated().option("--no-firmware").start();
     ASSERT_TRUE(listed(1));
     load("1.7.0.3");
+    keepSettings(true);
     press(FlashPanel::ID_FLASH);
     EXPECT_FALSE(flash_->hasJob()) << "it was not said which device";
     answers_.next(wxID_YES);
+    answers_.next(wxID_YES);
     press(FlashPanel::ID_FLASH);
-    ASSERT_TRUE(waitFor([this] { return answers_.boxes().size() == 3 && !flash_->hasJob(); }));
+    ASSERT_TRUE(waitFor([this] { return answers_.boxes().size() == 4 && !flash_->hasJob(); }));
     EXPECT_THAT(answers_.boxes()[1].text, HasSubstr("The one that is attached is OKVX0001."));
-    EXPECT_EQ(answers_.boxes()[2].text, "Device successfully flashed");
+    EXPECT_THAT(answers_.boxes()[2].text, HasSubstr("cannot be backed up. Flash all the same?"));
+    EXPECT_EQ(answers_.boxes()[3].text, "Device successfully flashed");
     ASSERT_TRUE(connectedTo("Connected"));
     frame_->DisconnectFromDevice();
     ASSERT_TRUE(connectedTo("Not connected"));
