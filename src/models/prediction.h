@@ -52,7 +52,7 @@ struct Loss {
     std::string because, remedy;
 };
 /// What of a device's present state a start changes, by path.
-/// @param live  all of it: the registers of predictionScope, the tables, the CAN block
+/// @param live  all of it, see readForPrediction
 std::vector<Loss> lossesOf(const Prediction& prediction, const DeviceImage& live);
 
 /// The registers that have to be read to compare a device with a prediction.
