@@ -315,7 +315,10 @@ void takeStore(MainFrame* frame, sim_process::Device& device) {
     timer.Start(50);
     send(frame, ID_STORE);
     timer.Stop();
-    (void)showTab<PortBasedVlanTab>(frame)->load({0x0E, 0x0D, 0x0B, 0x07});
+    auto* ports = showTab<PortBasedVlanTab>(frame);
+    wxCommandEvent press(wxEVT_BUTTON);
+    ports->FindWindow(PortBasedVlanTab::inputActionId(1, PortBasedVlanTab::act_none))
+        ->ProcessWindowEvent(press);
     device.control("fault e2p-most=0");
     takeModal(frame, "message-store-failed", [&] { send(frame, ID_STORE); });
     device.control("fault none");
@@ -408,26 +411,25 @@ void takeStaticMac(MainFrame* frame) {
     auto* tab = showTab<StaticMacAdressTab>(frame);
     if (tab == nullptr) return;
     waitUntilRead(tab);
-    StaticMacAdressTab::Cells cells = tab->cells();
-    for (size_t row = 0; row < 5; ++row)
-        cells[row] = {row == 3 ? "0" : "1",
-                      std::to_string(10 * row),
-                      row % 2 ? "1" : "0",
-                      "0",
-                      "1",
-                      "0",
-                      "1",
-                      row % 2 ? "0" : "1",
-                      "02:00:5E:10:00:0" + std::to_string(row)};
-    (void)tab->load(cells);
+    std::string entries;
+    for (int row = 0; row < 5; ++row)
+        entries += (row == 3 ? "0\t" : "1\t") + std::to_string(10 * row) +
+                   (row % 2 ? "\t1\t0\t1\t0\t1\t0\t" : "\t0\t0\t1\t0\t1\t1\t") + "02:00:5E:10:00:0" +
+                   std::to_string(row) + "\n";
     auto* grid = static_cast<controls::CheckedGrid*>(tab->FindWindow(StaticMacAdressTab::ID_TABLE));
+    const auto paste = [grid](int row, const std::string& text) {
+        controls::copyText(text);
+        grid->GoToCell(row, 0);
+        grid->paste();
+    };
+    paste(0, entries);
     grid->GoToCell(0, oabr::smac_fid);
     takeWindow(frame, "vlan-static-mac");
     controls::copyText("128\t1\tyes");
     grid->GoToCell(3, oabr::smac_fid);
     grid->paste();
     takeWindow(frame, "vlan-static-mac-wrong-cell");
-    (void)tab->load(cells);
+    paste(0, entries);
 }
 
 /// The VLAN table with entries, its progress and its dialog, and learnt addresses.
@@ -441,17 +443,24 @@ void takeVlanTables(MainFrame* frame) {
     vlan->OnValuesChanged();
     vlan->OnSeen();
     waitUntilRead(vlan);
-    oabr::VlanForm form = vlan->form();
-    form.enabled = true;
-    form.ports[0] = {"10", "1", "0", "1", "1"};
+    auto* enable = static_cast<wxCheckBox*>(vlan->FindWindow(VlanTab::ID_ENABLE));
+    enable->SetValue(true);
+    wxCommandEvent click(wxEVT_CHECKBOX, VlanTab::ID_ENABLE);
+    click.SetInt(1);
+    enable->ProcessWindowEvent(click);
+    auto* ports = static_cast<controls::CheckedGrid*>(vlan->FindWindow(VlanTab::ID_PORTS));
+    controls::copyText("10\t1\t0\t1\t1");
+    ports->GoToCell(0, 0);
+    ports->paste();
+    std::string vlans;
     for (int vid = 1; vid < 40; vid += 3)
-        form.table.push_back({"1", std::to_string(vid), std::to_string(vid % 16), vid % 2 ? "1" : "0", "1",
-                              vid % 5 ? "0" : "1", "1"});
-    (void)vlan->load(form);
+        vlans += std::to_string(vid) + "\t" + std::to_string(vid % 16) + (vid % 2 ? "\t1\t1" : "\t0\t1") +
+                 (vid % 5 ? "\t0\t1\n" : "\t1\t1\n");
+    controls::copyText(vlans);
+    vlan->pasteVlans();
     auto* table = static_cast<controls::RowList*>(vlan->FindWindow(VlanTab::ID_TABLE));
     table->selectOnly(3);
     takeWindow(frame, "vlan-802.1q");
-    auto* ports = static_cast<controls::CheckedGrid*>(vlan->FindWindow(VlanTab::ID_PORTS));
     controls::copyText("4095");
     ports->GoToCell(1, 0);
     ports->paste();

@@ -125,12 +125,12 @@ void StaticMacAdressTab::showState() {
 // ---- The device ----
 
 /// Writes the rows that are right, and shows them in their normal form.
-bool StaticMacAdressTab::apply(const std::vector<int>& rows, Send what) {
+void StaticMacAdressTab::apply(const std::vector<int>& rows, Send what) {
     const Activity activity(this, "Writing");
     if (!activity) {
         failure_ = activity.refusal();
         showState();
-        return false;
+        return;
     }
     std::vector<oabr::StaticMacWrite> writes;
     for (const int row : rows) {
@@ -150,27 +150,17 @@ bool StaticMacAdressTab::apply(const std::vector<int>& rows, Send what) {
         showRow(row, held);
     }
     if (std::ranges::any_of(writes, &oabr::StaticMacWrite::done)) noteChange();
-    const bool taken = result == StepsResult::finished;
     if (result == StepsResult::failed) setNeedsRead(true);
-    failure_ = taken                            ? ""
+    failure_ = result == StepsResult::finished  ? ""
                : result == StepsResult::stopped ? "The writing was stopped half-way."
                                                 : "The device did not take all of the changes.";
     showState();
-    if (result == StepsResult::failed) return false;
-    noteEdit("", before);
-    return taken;
+    if (result != StepsResult::failed) noteEdit("", before);
 }
 
 void StaticMacAdressTab::SetAllRegisters() {
     grid_->finishEditing();
     apply(allRows(), Send::everything);
-}
-
-bool StaticMacAdressTab::load(const Cells& checked) {
-    grid_->dropEditing();
-    for (const int row : allRows())
-        showRow(row, oabr::staticMacEntry(checked[static_cast<size_t>(row)]));
-    return apply(allRows());
 }
 
 void StaticMacAdressTab::ReadAllRegisters() {

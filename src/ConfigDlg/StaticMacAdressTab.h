@@ -41,16 +41,12 @@ public:
 
     /// The texts shown, by row and column.
     Cells cells() const;
-    /// Shows a table, writes what of it differs from the device and notes the change.
-    /// @param checked  without errors, see checkStaticMac
-    /// @return         false when the device did not take all of it
-    [[nodiscard]] bool load(const Cells& checked);
 
 private:
     oabr::StaticMacRow texts(int row) const;
     void showRow(int row, const ksz_smac_entry& entry);
     void showState();
-    bool apply(const std::vector<int>& rows, oabr::Send what = oabr::Send::changes);
+    void apply(const std::vector<int>& rows, oabr::Send what = oabr::Send::changes);
 
     oabr::StaticMacTable device_{};  // what the device was last seen to hold
     std::string failure_;

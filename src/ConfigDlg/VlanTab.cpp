@@ -311,20 +311,6 @@ void VlanTab::SetAllRegisters() {
     if (apply(device_, Send::everything) != StepsResult::finished) ReadAllRegisters();
 }
 
-StepsResult VlanTab::load(const VlanForm& checked) {
-    ReadAllRegisters();
-    if (needsRead()) return StepsResult::failed;
-    const StepsResult result = apply(vlanSettingsOf(checked, device_));
-    noteChange();
-    if (result == StepsResult::finished)
-        showDevice();
-    else if (result == StepsResult::stopped)
-        ReadAllRegisters();
-    else
-        OnSeen();  // a device that has just been silent is asked again later
-    return result;
-}
-
 void VlanTab::ReadAllRegisters() {
     if (!needsRead() || workRuns()) return;
     const Activity activity(this, "Reading");

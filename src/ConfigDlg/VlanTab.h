@@ -44,10 +44,6 @@ public:
 
     /// What the page shows.
     oabr::VlanForm form() const;
-    /// Shows a form, writes what of it differs from the device and notes the change. After a stop the device
-    /// is read again, so that the page shows what it holds; after a failure the page is marked for it.
-    /// @param checked  without errors, see checkVlanForm
-    [[nodiscard]] oabr::StepsResult load(const oabr::VlanForm& checked);
 
     // What the keys and buttons of the table do, on the rows that are selected.
     void addVlan();

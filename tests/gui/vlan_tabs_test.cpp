@@ -62,7 +62,7 @@ protected:
         keys_.Text(text.c_str());
         ASSERT_TRUE(waitFor([&] { return editorText() == text; })) << editorText();
     }
-    void pasteAt(int row, int column, const char* text) {
+    void pasteAt(int row, int column, const std::string& text) {
         controls::copyText(text);
         goTo(row, column);
         keys_.Char('v', wxMOD_CONTROL);
@@ -191,12 +191,11 @@ TEST_F(StaticMacTab, AClickOnTheBoxOfAFlagSwitchesIt) {
 }
 
 TEST_F(StaticMacTab, AStoreThatIsTooLongSaysHowManyEntriesFit) {
-    StaticMacAdressTab::Cells cells = tab_->cells();
-    ASSERT_THAT(cells, SizeIs(32));
-    for (size_t row = 0; row < cells.size(); ++row)
-        cells[row] = {"1", std::to_string(row), "1", "0", "0", "1", "0", "1", "02:00:00:00:00:01"};
-    ASSERT_EQ(oabr::checkStaticMac(cells), "");
-    EXPECT_TRUE(tab_->load(cells));
+    std::string table;
+    for (int row = 0; row < 32; ++row)
+        table += "1\t" + std::to_string(row) + "\t1\t0\t0\t1\t0\t1\t02:00:00:00:00:01\n";
+    pasteAt(0, 0, table);
+    ASSERT_TRUE(waitFor([] { return onDevice(31).fid == 31; }));
     EXPECT_EQ(tab_->describeFit(14), "Static MAC table: 30 of the 32 entries fit.\n");
     EXPECT_EQ(tab_->describeFit(33 * 13), "");
 }
