@@ -94,7 +94,7 @@ TEST_F(MainWindow, EveryControlHasANameOfItsOwnOnItsPage) {
     wxTheApp->ProcessIdle();  // the toolkit ties labels to their controls when it is idle
     const Walk walk(frame_);
     EXPECT_THAT(walk.errors, IsEmpty());
-    EXPECT_GE(walk.controls, 400u);  // the cells of the grids are the greater part
+    EXPECT_GE(walk.controls, 450u);  // the cells of the grids are the greater part
 
     lookAtOtherWindows(frame_, [&](wxWindow* window) {
         window->Show();

@@ -116,7 +116,8 @@ protected:
     Unstored() : control_(changeable(true).front()), before_(shown()) {
         change(control_);
         changed_ = shown();
-        EXPECT_TRUE(waitFor([this] { return indicatorShown() && toolEnabled(ID_RESET); }));
+        EXPECT_TRUE(indicatorShown());
+        EXPECT_TRUE(waitFor([this] { return toolEnabled(ID_RESET); }));
     }
     std::string shown() const {
         return dynamic_cast<controls::OABRControl*>(control_)->shownText().utf8_string();
