@@ -323,6 +323,7 @@ TEST_F(ConnectedWindow, ADayByTheTreeAlone) {
     drainEvents();
     find<FlashPanel>()->loadFile(firmware.path("program.iff"));
     EXPECT_TRUE(window.has(ATK_ROLE_LABEL, "program.iff"));
+    window.find(ATK_ROLE_CHECK_BOX, "Keep the settings").press();  // they take long to read
     window.find(ATK_ROLE_PUSH_BUTTON, "Flash").press();
     ASSERT_TRUE(waitFor([&] { return answers_.shown("Succeed"); }));
     EXPECT_TRUE(waitFor([&] { return bar(1) == "Firmware Version: 01.07.00.02"; }));
