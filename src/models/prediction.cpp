@@ -11,6 +11,8 @@
 #include "lib/phy.h"
 #include "src/models/settings_can.h"
 #include "src/models/settings_diff.h"
+#include "src/models/settings_table.h"
+#include "src/models/vlan_form.h"
 
 namespace kovgui::settings {
 namespace {
@@ -85,10 +87,11 @@ std::map<Register, Bits> assumedStart() {
     return start;
 }
 
-/// Settings that are no number of the records' own: which bits each register has for all of them.
-const std::map<Register, uint16_t>& settingBits() {
+/// The bits of the registers that a setting is in, by its path.
+using RegisterBits = std::map<Register, uint16_t>;
+const std::map<std::string, RegisterBits>& settingBits() {
     static const auto* const bits = [] {
-        auto* const all = new std::map<Register, uint16_t>;
+        auto* const all = new std::map<std::string, RegisterBits>;
         forEachSetting([&](const Row& row, int port) {
             if (!row.store) return;
             std::vector<int> values = {0, 1};
@@ -99,17 +102,11 @@ const std::map<Register, uint16_t>& settingBits() {
                 values.push_back(word.value);
             for (const int value : values)
                 for (const e2p_cfg_cmd& record : recordsOf(row, port, value))
-                    (*all)[registerOf(record)] |= effectOf(record).known;
+                    (*all)[row.pathOf(port)][registerOf(record)] |= effectOf(record).known;
         });
         return all;
     }();
     return *bits;
-}
-
-/// A bit is compared once: as a part of a setting where it is one.
-uint16_t rawBits(Register at) {
-    const auto found = settingBits().find(at);
-    return static_cast<uint16_t>(steadyBits(at) & ~(found == settingBits().end() ? 0 : found->second));
 }
 
 class Replay {
@@ -209,16 +206,12 @@ private:
             return table(prediction_.certain_sets.contains(*vid / ksz_vlans_per_set));
         if (const auto entry = entryIn(path, static_mac_path))
             return table(prediction_.certain_macs.contains(*entry));
-        Certainty worst = Certainty::certain;
-        bool found = false;
-        forEachSetting([&](const Row& row, int port) {
-            if (row.pathOf(port) != path || !row.store) return;
-            found = true;
-            for (const int value : {0, 1})
-                for (const e2p_cfg_cmd& record : recordsOf(row, port, value))
-                    worst = std::max(worst, prediction_.of(registerOf(record), effectOf(record).known));
-        });
-        if (found) return worst;
+        if (const auto setting = settingBits().find(path); setting != settingBits().end()) {
+            Certainty worst = Certainty::certain;
+            for (const auto& [at, bits] : setting->second)
+                worst = std::max(worst, prediction_.of(at, bits));
+            return worst;
+        }
         return prediction_.certain_can ? Certainty::certain : Certainty::assumed;
     }
 
@@ -231,18 +224,38 @@ private:
                " with " + change.from.shown();
     }
 
+    /// What differs beside the settings: each bit is said once.
     void addRaw() {
+        RegisterBits said;
+        for (const Loss& loss : losses_)
+            if (const auto setting = settingBits().find(loss.path); setting != settingBits().end())
+                for (const auto& [at, bits] : setting->second)
+                    said[at] |= bits;
         for (const auto& [at, next] : prediction_.next.registers) {
             const auto live = live_.registers.find(at);
             if (live == live_.registers.end()) continue;
-            const auto bits = static_cast<uint16_t>(rawBits(at) & next.known & live->second.known);
+            const auto bits = static_cast<uint16_t>(next.known & live->second.known & ~said[at]);
             const auto differ = static_cast<uint16_t>((live->second.value ^ next.value) & bits);
-            if (differ == 0) continue;
-            losses_.push_back({"/raw/" + std::to_string(at.first) + "/" + std::to_string(at.second),
-                               int{live->second.value & bits}, int{next.value & bits},
-                               prediction_.of(at, differ), "no setting holds these bits of the register",
-                               "write it again after each start"});
+            if (differ != 0)
+                addRaw(std::to_string(at.first) + "/" + std::to_string(at.second),
+                       int{live->second.value & bits}, int{next.value & bits}, prediction_.of(at, differ),
+                       "no setting holds these bits of the register");
         }
+        for (const auto& [set, entries] : live_.vlan_sets)
+            for (int i = 0; i < ksz_vlans_per_set; ++i) {
+                const int vid = set * ksz_vlans_per_set + i;
+                const auto at = static_cast<size_t>(i);
+                const ksz_vlan_entry &live = entries[at], &next = prediction_.next.vlan_sets.at(set)[at];
+                if (oabr::isVlanVid(vid) || (!live.valid && !next.valid) || live == next) continue;
+                addRaw("vlan/" + std::to_string(vid), live.valid ? dataOf(live) : Data(),
+                       next.valid ? dataOf(next) : Data(), certaintyOf(entryPath(vlan_entry_path, vid)),
+                       "this is no number of a VLAN");
+            }
+    }
+
+    void addRaw(const std::string& where, Data live, Data next, Certainty certainty, const char* because) {
+        losses_.push_back({"/raw/" + where, std::move(live), std::move(next), certainty, because,
+                           "write it again after each start"});
     }
 
     const Prediction& prediction_;

@@ -46,7 +46,7 @@ Prediction predict(const EepromImage& eeprom, const StartValues& learnt);
 
 /// One thing that will be different.
 struct Loss {
-    std::string path;  ///< of a setting, or "/raw/PHY/REGISTER"
+    std::string path;  ///< of a setting, or "/raw/PHY/REGISTER", "/raw/vlan/NUMBER"
     Data live, next;
     Certainty certainty;
     std::string because, remedy;
