@@ -14,7 +14,6 @@
 #include <wx/msgdlg.h>
 #include <wx/panel.h>
 #include <wx/sizer.h>
-#include <wx/statbmp.h>
 #include <wx/stattext.h>
 #include <wx/statusbr.h>
 #include <wx/textctrl.h>
@@ -32,6 +31,7 @@
 #include "lib/comm_obj.h"
 #include "lib/device_cmd.h"
 #include "oabr_version.h"
+#include "src/ConfigManager/LossDialog.h"
 #include "src/Controls/OABRControlFrame.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/OABRDevice.h"
@@ -40,6 +40,7 @@
 #include "src/cli/CLIDialog.h"
 #include "src/cli/OKVXConsole.h"
 #include "src/ftdi/driver.h"
+#include "src/models/NextStart.h"
 #include "src/models/StoredImage.h"
 #include "src/models/UnstoredChanges.h"
 #include "src/models/settings_device.h"
@@ -49,6 +50,7 @@
 #include "src/window/ReadableStatusBar.h"
 #include "src/window/ResourceManager.h"
 #include "src/window/StartHint.h"
+#include "src/window/StoreSign.h"
 #include "src/window/accessible.h"
 #include "src/window/device_change.h"
 #include "src/window/device_text.h"
@@ -83,6 +85,13 @@ constexpr int ending_patience_ms = 3000;  // what a command that writes needs, a
 /// Result of connecting to a device whose firmware is older than supported; the connection is closed again.
 constexpr int firmware_too_old = 4;
 
+/// May be called from any thread.
+void logStart(const settings::StartSeen& seen) {
+    if (seen.reading != settings::Reading::finished) return;
+    LOG_DEBUG(908, "%s", textOf(seen.check).c_str());
+    if (!seen.failure.empty()) LOG_WARNING(909, "%s", seen.failure.c_str());
+}
+
 /// @param result  what connecting with the firmware's settings gave
 int refuseOldFirmware(int result) {
     OABRDevice& device = *OABRDevice::instance();
@@ -113,6 +122,7 @@ constexpr CommandRow network_rows[] = {
     {wxID_REDO, "&Redo\tCtrl+Y", "Make the change again that was taken back", ""},
     {wxID_REFRESH, "Read &again\tF5", "Read the page from the device again", ""},
     {ID_RESTORE_BACKUP, "Restore last &backup...", "Bring back the settings of the device's last backup", ""},
+    {ID_LOSSES, "&What will be lost...\tCtrl+L", "Show what the device loses at power-off, and why", ""},
     {ID_NAME_DEVICE, "Name of the device...", "Give the device a name of your own, on this computer", ""},
 };
 constexpr CommandRow help_rows[] = {
@@ -162,15 +172,6 @@ private:
     const std::function<bool(const wxArrayString&)> take_;
 };
 
-/// A panel that only shows something: the tab key passes it by.
-class Sign : public wxPanel {
-public:
-    Sign(wxWindow* parent, const wxString& name)
-        : wxPanel(parent, wxID_ANY, wxDefaultPosition, wxDefaultSize, 0, name) {
-        m_container.DisableSelfFocus();
-    }
-};
-
 /// A tool has no text for the status bar: its tooltip says it, and what stands there stays.
 void addTool(wxToolBar* bar, const CommandRow& row) {
     bar->AddTool(row.id, row.label, picture(row.picture), wxNullBitmap, wxITEM_NORMAL, row.help);
@@ -203,6 +204,7 @@ wxBEGIN_EVENT_TABLE(MainFrame, wxFrame)
     EVT_MENU(wxID_UNDO, MainFrame::OnUndoOrRedo)
     EVT_MENU(wxID_REDO, MainFrame::OnUndoOrRedo)
     EVT_MENU(wxID_REFRESH, MainFrame::OnReadAgain)
+    EVT_MENU(ID_LOSSES, MainFrame::OnLosses)
     EVT_MENU(ID_CONSOLE, MainFrame::OnConsoleControl)
     EVT_MENU(ID_RESET, MainFrame::OnResetDevice)
     EVT_MENU(ID_RECONNECT, MainFrame::OnReconnectWanted)
@@ -216,6 +218,7 @@ wxEND_EVENT_TABLE()
 
     MainFrame::MainFrame(const wxString& title)
     : wxFrame(nullptr, wxID_ANY, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE, "mainFrame"),
+      lossWatch_([this] { CallAfter(&MainFrame::updateLosses); }),
       connectionTimer_(this) {
     endingTimer_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { Close(true); });
     reconnectTimer_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { reconnectIfDue(); });
@@ -307,14 +310,11 @@ void MainFrame::buildStatusBar() {
     SetStatusBar(bar);
     SetStatusWidths(status_fields, std::array{-4, -3, -5}.data());
     showConnection();
-    storeIndicator_ = new Sign(bar, "storeIndicator");
-    auto* row = new wxBoxSizer(wxHORIZONTAL);
-    auto* sign = new wxStaticBitmap(storeIndicator_, wxID_ANY, picture("STORE_RED"));
-    row->Add(sign, wxSizerFlags().CenterVertical());
-    row->Add(new wxStaticText(storeIndicator_, wxID_ANY, " STORE"), wxSizerFlags().CenterVertical());
-    storeIndicator_->SetSizer(row);
-    setAccessibleName(storeIndicator_, "Not stored");
-    storeIndicator_->SetToolTip("The settings shown are not stored on the device");
+    storeIndicator_ = new StoreSign(bar, "storeIndicator");
+    storeIndicator_->on_click = [this] {
+        wxCommandEvent pressed(wxEVT_MENU, ID_LOSSES);
+        ProcessWindowEvent(pressed);
+    };
     bar->SetMinHeight(storeIndicator_->GetBestSize().y);
     storeIndicator_->Hide();
     bar->Bind(wxEVT_SIZE, [this](wxSizeEvent& event) {
@@ -480,6 +480,7 @@ void MainFrame::updateCommands() {
     enable(fileMenu_, wxID_OPEN, usable);
     enable(fileMenu_, wxID_SAVE, usable);
     networkMenu_->Enable(wxID_REFRESH, usable);
+    networkMenu_->Enable(ID_LOSSES, usable);
     showStep(wxID_UNDO, "&Undo", "Ctrl+Z", usable ? history_.toUndo() : nullptr);
     showStep(wxID_REDO, "&Redo", "Ctrl+Y", usable ? history_.toRedo() : nullptr);
     networkMenu_->Enable(ID_NAME_DEVICE, connected_);
@@ -501,6 +502,7 @@ void MainFrame::OnDeviceUseChanged() {
     updateCommands();
     if (!DeviceUse::user().empty()) return;
     followAnswers();
+    updateLosses();
     showHint();
     for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
         page->OnDeviceFree();
@@ -521,6 +523,12 @@ void MainFrame::setSettingsChanged(bool changed) {
 }
 
 void MainFrame::OnChangedStore() {
+    if (!settingsChanged_) {
+        storeIndicator_->showLosses({});
+        shownLosses_ = 0;
+    }
+    updateLosses();
+    lookForLosses();
     if (storeIndicator_->Show(settingsChanged_)) {
         if (settingsChanged_) readOut(storeIndicator_, storeIndicator_->GetToolTipText());
         // The toolkit puts it in its place when idle; a status text that shows before then paints it
@@ -529,6 +537,27 @@ void MainFrame::OnChangedStore() {
     }
     placeStoreIndicator();
     updateCommands();
+}
+
+/// Says how many of the settings will be lost, when that is known; what was known last stays until then.
+void MainFrame::updateLosses() {
+    NextStart& next = NextStart::instance();
+    if (!connected_ || !settingsChanged_ || !next.isComplete()) return;
+    const uint64_t revision = next.revision();
+    if (std::exchange(shownLosses_, revision) == revision) return;
+    const auto losses = next.losses();
+    if (!losses || !storeIndicator_->showLosses(losses->size())) return;
+    placeStoreIndicator();
+    if (storeIndicator_->IsShown() && !losses->empty()) readOut(storeIndicator_, lossText(losses->size()));
+}
+
+/// Has read what the number of losses needs, beside the window.
+void MainFrame::lookForLosses() {
+    const OABRDevice& device = *OABRDevice::instance();
+    if (!connected_ || !settingsChanged_ || comm_silent() || DeviceUse::byJob() ||
+        !StoredImage::instance().known() || NextStart::instance().isComplete())
+        return;
+    lossWatch_.look(device.getConnectedDevice(), device.getFirmwareVersion().toString());
 }
 
 void MainFrame::showActivity(const wxString& text) {
@@ -625,7 +654,13 @@ int MainFrame::connect(const std::string& serial, DeviceUse use) {
         const DeviceUse job = DeviceUse::take("connecting");
         (void)runWhilePainting(this, {}, [&](Work& work) {
             result = refuseOldFirmware(OABRDevice::instance()->connectWithFirmwareParams(serial));
-            if (result == 0) (void)StoredImage::instance().read(work.goOn());
+            NextStart::instance().forget();
+            if (result != 0) return;
+            (void)StoredImage::instance().read(work.goOn());
+            StateFolder folder(serial);
+            if (const auto seen = NextStart::instance().lookAfterReturn(
+                    folder, OABRDevice::instance()->getFirmwareVersion().toString(), work.goOn()))
+                logStart(*seen);
         });
     }
     showActivity("");
@@ -676,6 +711,7 @@ void MainFrame::notifyPages(int id) {
 
 void MainFrame::announceConnected() {
     UnstoredChanges::instance().clear();
+    NextStart::instance().forget();
     notifyPages(ID_DEVICE_CONNECTED);
 }
 
@@ -701,6 +737,7 @@ void MainFrame::broadcastEvent(wxEvent& event) {
 void MainFrame::deviceRestarted() {
     CallAfter([this] {
         if (!connected_) return;
+        NextStart::instance().forget();
         const std::string serial = OABRDevice::instance()->getConnectedDevice();
         if (!settingsChanged_ || !UnstoredChanges::instance().keep(serial)) return announceConnected();
         if (const DeviceUse use = takeDevice("comparing the settings")) offerUnstored(serial);
@@ -764,6 +801,7 @@ void MainFrame::OnDeviceConnected(wxThreadEvent&) {
 void MainFrame::OnDeviceDisconnected(wxThreadEvent&) {
     LOG_DEBUG(883, "OnDeviceDisconnected");
     connectionTimer_.Stop();
+    lossWatch_.cancel();
     showHardware("");
     SetStatusText("", firmware_field);
     endHistory();
@@ -800,6 +838,7 @@ void MainFrame::OnLookAfterConnection(wxTimerEvent&) {
     followAnswers();
     if (silent_) probe_by_ping();
     lookAtStored();
+    lookForLosses();
 }
 
 /// Says that the device does not answer for as long as it does not.
@@ -857,7 +896,12 @@ void MainFrame::OnResetDevice(wxCommandEvent&) {
         const bool open = connected_;
         const auto reset = [&](Work&) {
             OABRDevice& way = *OABRDevice::instance();
-            if (open || way.connectWithBootloaderParams(device) == 0) (void)way.resetDevice();
+            if (!open && way.connectWithBootloaderParams(device) != 0) return;
+            if (!open || !way.isFirmwareConnected() || comm_silent()) return void(way.resetDevice());
+            StateFolder folder(device);
+            if (const auto seen = settings::lookAtRestart(folder, way.getFirmwareVersion().toString(),
+                                                          [&] { return way.resetDevice() == ftdi::FT_OK; }))
+                logStart(*seen);
         };
         (void)runWhilePainting(this, {Notice::message, "Please wait while the device is reset ..."}, reset);
     }
@@ -879,6 +923,7 @@ bool MainFrame::mayLoseUnstored(const wxString& loss) {
 void MainFrame::noteLoss() {
     const std::string serial = OABRDevice::instance()->getConnectedDevice();
     const bool unstored = settingsChanged_;
+    NextStart::instance().keep(serial);
     const bool kept = unstored && UnstoredChanges::instance().keep(serial);
     disconnect();
     reconnect_.lost(serial);
@@ -1017,6 +1062,7 @@ StoreResult MainFrame::storeSettings() {
     // stored.
     const std::string refusal = plan.prepare(storeSources(), [] { wxSafeYield(nullptr, true); });
     if (!refusal.empty()) return {failed, 0, 0, refusal};
+    if (!mayLoseAfterStore(plan)) return {StoreResult::End::stopped, 0, 0, ""};
     const OABRDevice& device = *OABRDevice::instance();
     StateFolder folder(device.getConnectedDevice());
     StoreOptions options;
@@ -1060,6 +1106,49 @@ void MainFrame::readStored() {
     if (!use) return;
     const auto read = [](Work& work) { (void)StoredImage::instance().read(work.goOn()); };
     storedAsked_ = runWhilePainting(this, {}, read) && !StoredImage::instance().known();
+}
+
+/// Shows what even this store leaves to be lost, as far as that is known, and asks whether to store.
+bool MainFrame::mayLoseAfterStore(const StorePlan& plan) {
+    const NextStart& next = NextStart::instance();
+    if (!next.isComplete()) return true;
+    Outlook outlook;
+    outlook.losses = next.losses().value_or(std::vector<settings::Loss>());
+    outlook.after_store = next.lossesAfter(plan.lists(), plan.canBlock());
+    if (!outlook.after_store || outlook.after_store->empty()) return true;
+    LossDialog dialog(this, deviceText(OABRDevice::instance()->getConnectedDevice()), std::move(outlook),
+                      true);
+    return dialog.ShowModal() == wxID_SAVE;
+}
+
+void MainFrame::OnLosses(wxCommandEvent&) {
+    if (!connected_ || workRuns() || modalBoxes_.open()) return;
+    const OABRDevice& device = *OABRDevice::instance();
+    const std::string serial = device.getConnectedDevice();
+    Outlook outlook;
+    auto reading = settings::Reading::silent;
+    {
+        const DeviceUse use = takeDevice("the look at the next start");
+        if (!use) return;
+        const DeviceUse job = DeviceUse::take("the look at the next start");
+        StateFolder folder(serial);
+        if (!runWhilePainting(
+                this, {Notice::progress, "Reading what the device holds and has stored", "What will be lost"},
+                [&](Work& work) {
+                    reading = NextStart::instance().readOutlook(
+                        folder, device.getFirmwareVersion().toString(), work.goOn(), &outlook);
+                }))
+            return;
+    }
+    if (reading == settings::Reading::stopped) return;
+    if (reading == settings::Reading::silent || !connected_) {
+        wxMessageBox("The device did not answer. What it will lose at power-off is not known.",
+                     "What will be lost", wxOK | wxICON_ERROR, this);
+        return;
+    }
+    updateLosses();
+    LossDialog dialog(this, deviceText(serial), std::move(outlook));
+    if (dialog.ShowModal() == wxID_SAVE && connected_) store();
 }
 
 /// After a connect: what is to become of a store that was cut off.
@@ -1223,7 +1312,7 @@ bool MainFrame::store() {
             saysStored_ = true;
             return true;
         case StoreResult::End::stopped:
-            wxMessageBox(text, "Store Settings", wxOK | wxICON_INFORMATION, this);
+            if (!text.empty()) wxMessageBox(text, "Store Settings", wxOK | wxICON_INFORMATION, this);
             return false;
         default:
             LOG_ERROR(560, "%s", result.text().c_str());
@@ -1479,6 +1568,7 @@ void MainFrame::cancelJobs() {
 /// @return whether they have ended
 bool MainFrame::usesEnded() {
     cancelJobs();
+    lossWatch_.cancel();
     cli::OKVXConsole::stop();
     const bool boxes = modalBoxes_.cancel();
     // A long list does not hold the end up: its next request fails.
@@ -1491,6 +1581,7 @@ bool MainFrame::usesEnded() {
 void MainFrame::endUses() {
     connectionTimer_.Stop();
     reconnectTimer_.Stop();
+    lossWatch_.stop();
     cancelJobs();
     for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
         if (auto* const owner = dynamic_cast<WorkerThreadHandler*>(page)) owner->joinJob();

@@ -15,8 +15,10 @@
 #include "src/models/EditHistory.h"
 #include "src/models/Reconnect.h"
 #include "src/models/eeprom_store.h"
+#include "src/models/prediction.h"
 #include "src/models/settings_diff.h"
 #include "src/models/update_backup.h"
+#include "src/window/LossWatch.h"
 #include "src/window/ModalBoxes.h"
 #include "src/window/PageHost.h"
 
@@ -32,6 +34,7 @@ namespace kovgui {
 class HelpViewer;
 class NoticeBar;
 class StartHint;
+class StoreSign;
 
 /// Identifiers of the window's own commands and of the thread events that tell of the device.
 enum WindowId {
@@ -52,6 +55,7 @@ enum WindowId {
     ID_DEVICE_CONNECTED = 6017,
     ID_DEVICE_DISCONNECTED = 6018,
     ID_DEVICE_STATUS_UPDATE = 6019,
+    ID_LOSSES = 6021,
 };
 
 /// The first two are identifiers of thread events, the third is a type of command event.
@@ -122,6 +126,9 @@ private:
     void completePages();
     void saveLayout();
     void placeStoreIndicator();
+    void updateLosses();
+    void lookForLosses();
+    bool mayLoseAfterStore(const StorePlan& plan);
     void enableDeviceFunctions();
     void disableDeviceFunctions();
     void choose(const std::string& serial);
@@ -178,6 +185,7 @@ private:
     void OnDeviceDisconnected(wxThreadEvent& event);
     void OnConnectionInerrupted(wxThreadEvent& event);
     void OnStoreValueToE2P(wxCommandEvent& event);
+    void OnLosses(wxCommandEvent& event);
     void OnReadAgain(wxCommandEvent& event);
     void OnUndoOrRedo(wxCommandEvent& event);
     void OnConsoleControl(wxCommandEvent& event);
@@ -199,7 +207,9 @@ private:
     wxMenu* helpMenu_ = nullptr;
     wxChoice* chooser_ = nullptr;
     std::vector<std::string> serials_;  // of the chooser's entries
-    wxWindow* storeIndicator_ = nullptr;
+    StoreSign* storeIndicator_ = nullptr;
+    LossWatch lossWatch_;
+    uint64_t shownLosses_ = 0;  // NextStart's revision
     wxListbook* book_ = nullptr;
     bool pagesComplete_ = false;
     NoticeBar* notice_ = nullptr;

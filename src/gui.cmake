@@ -12,11 +12,13 @@ add_custom_command(
 add_library(oabr_gui STATIC
     ${embedded_source}
     window/HelpViewer.cpp
+    window/LossWatch.cpp
     window/ModalBoxes.cpp
     window/NoticeBar.cpp
     window/ReadableStatusBar.cpp
     window/ResourceManager.cpp
     window/StartHint.cpp
+    window/StoreSign.cpp
     window/accessible_content.cpp
     window/device_text.cpp
     window/file_choice.cpp
@@ -54,6 +56,7 @@ add_library(oabr_gui STATIC
     ConfigManager/ConfigManager.cpp
     ConfigManager/DifferenceLoad.cpp
     ConfigManager/LoadDifferenceDialog.cpp
+    ConfigManager/LossDialog.cpp
     ConfigManager/XmlConfigDialog.cpp
     Application.cpp
     MainFrame.cpp

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "lib/comm_obj.h"
+#include "src/models/NextStart.h"
 #include "src/models/StoredImage.h"
 #include "src/models/WrittenSettings.h"
 
@@ -24,6 +25,7 @@ UnstoredChanges& UnstoredChanges::instance() {
 UnstoredChanges::UnstoredChanges() : state_(new State) {
     static State* const state = state_;
     comm_set_observer([](const comm_request& request, uint64_t length, const hdlc_msg* reply) {
+        NextStart::instance().note(request, length, reply);
         const std::lock_guard lock(state->mutex);
         state->written.note(request, length, reply);
         StoredImage::instance().note(request);

@@ -6,9 +6,12 @@
 #include <cstring>
 #include <set>
 
+#include "lib/comm_obj.h"
 #include "lib/device_cmd.h"
 #include "lib/ksz.h"
 #include "lib/phy.h"
+#include "src/models/StoredImage.h"
+#include "src/models/eeprom_device.h"
 #include "src/models/settings_can.h"
 #include "src/models/settings_diff.h"
 #include "src/models/settings_table.h"
@@ -120,7 +123,7 @@ public:
             start.known |= known;
             prediction_.learnt[at] = known;
         }
-        prediction_.learnt_tables = learnt.tables_empty;
+        prediction_.learnt_tables = learnt.tables_empty.value_or(false);
         for (int set = 0; set < ksz_vlan_sets; ++set)
             prediction_.next.vlan_sets[set] = {};
         for (int entry = 0; entry < ksz_smac_entries; ++entry)
@@ -139,6 +142,7 @@ public:
         prediction_.next.has_traffic_time = block.has_value();
         prediction_.next.can = block.value_or(startWithoutBlock());
         prediction_.next.can_bytes = bytes.can;
+        prediction_.stored = settingsOf(imageOf(bytes));
         return std::move(prediction_);
     }
 
@@ -188,8 +192,8 @@ public:
         Settings now = settingsOf(live_);
         now.whole_vlans = now.whole_macs = true;
         now.traffic_time.reset();  // it is only stored
-        for (const Change& change : differenceOf(next, now).changes)
-            losses_.push_back({change.path, change.to, change.from, certaintyOf(change.path),
+        for (const Change& change : differenceOf(next, now, &prediction_.stored).changes)
+            losses_.push_back({change.path, change.to, change.from, change.stored, certaintyOf(change.path),
                                becauseOf(change), "\"oabr store\", or Store in the window, keeps it"});
         addRaw();
         return std::move(losses_);
@@ -254,7 +258,7 @@ private:
     }
 
     void addRaw(const std::string& where, Data live, Data next, Certainty certainty, const char* because) {
-        losses_.push_back({"/raw/" + where, std::move(live), std::move(next), certainty, because,
+        losses_.push_back({"/raw/" + where, std::move(live), std::move(next), Data(), certainty, because,
                            "write it again after each start"});
     }
 
@@ -327,10 +331,12 @@ std::vector<Register> registersToLearn() {
     return all;
 }
 
-Reading readForPrediction(const std::vector<Register>& registers, const GoOn& go_on, DeviceImage* image) {
+Reading readForPrediction(const std::vector<Register>& registers, const GoOn& go_on, DeviceImage* image,
+                          const std::set<int>* vlan_sets) {
     constexpr int tries = 2;
     Scope scope = Scope::everything();
     scope.status = false;
+    if (vlan_sets) scope.vlan_sets = *vlan_sets;
     const size_t others = scope.vlan_sets.size() + scope.macs.size();
     for (size_t i = 0; i < registers.size(); ++i) {
         const auto [phy, reg] = registers[i];
@@ -395,10 +401,13 @@ StartValues learnFrom(const Prediction& prediction, const DeviceImage& after) {
             static_cast<uint16_t>(steadyBits(at) & ~(set == prediction.certain.end() ? 0 : set->second));
         if (known != 0) values.registers[at] = {static_cast<uint16_t>(found->second.value & known), known};
     }
-    values.tables_empty = std::ranges::all_of(after.vlan_sets, [&](const auto& one) {
-        return prediction.certain_sets.contains(one.first) || one.second == ksz_vlan_set_entry{};
-    });
-    values.tables_empty = values.tables_empty && std::ranges::all_of(after.macs, [&](const auto& one) {
+    if (after.vlan_sets.size() < ksz_vlan_sets || after.macs.size() < ksz_smac_entries) return values;
+    values.tables_empty = std::ranges::all_of(after.vlan_sets,
+                                              [&](const auto& one) {
+                                                  return prediction.certain_sets.contains(one.first) ||
+                                                         one.second == ksz_vlan_set_entry{};
+                                              }) &&
+                          std::ranges::all_of(after.macs, [&](const auto& one) {
                               return prediction.certain_macs.contains(one.first) || !one.second.valid;
                           });
     return values;
@@ -426,7 +435,8 @@ StartValues loadStartValues(StateFolder& folder, const std::string& firmware) {
     const auto document = folder.load(learnt_name);
     const Data* const part = partOf(document, firmware);
     if (!part) return values;
-    if (const Data* const tables = part->find("tables_empty")) values.tables_empty = tables->boolean();
+    if (const Data* const tables = part->find("tables_empty"); tables && !tables->isNull())
+        values.tables_empty = tables->boolean();
     if (const Data* const registers = part->find("registers"))
         for (const Data& one : registers->items())
             values.registers[{static_cast<uint8_t>(numberIn(one, "phy")),
@@ -440,8 +450,9 @@ std::string saveLearnt(StateFolder& folder, const std::string& firmware, const S
     std::string failure;
     const platform::FileLock lock = folder.open(&failure);
     if (!lock) return failure;
-    // Bits that a record touched this time keep what was learnt of them before.
+    // What a record touched or nobody looked at this time keeps what was learnt of it before.
     StartValues all = loadStartValues(folder, firmware);
+    if (values.tables_empty) all.tables_empty = values.tables_empty;
     for (const auto& [at, bits] : values.registers) {
         Bits& known = all.registers[at];
         known.value = static_cast<uint16_t>((known.value & ~bits.known) | bits.value);
@@ -460,12 +471,14 @@ std::string saveLearnt(StateFolder& folder, const std::string& firmware, const S
         if (const Data* const before = document->find("firmware"))
             for (const auto& [name, part] : before->members())
                 if (name != firmware) firmwares.add(name, part);
-    firmwares.add(firmware, Data::table({{"registers", registers},
-                                         {"tables_empty", values.tables_empty},
-                                         {"check", Data::table({{"at", check.at},
-                                                                {"bits", check.bits},
-                                                                {"right", check.right},
-                                                                {"wrong", wrong}})}}));
+    firmwares.add(
+        firmware,
+        Data::table(
+            {{"registers", registers},
+             {"tables_empty", all.tables_empty ? Data(*all.tables_empty) : Data()},
+             {"check",
+              Data::table(
+                  {{"at", check.at}, {"bits", check.bits}, {"right", check.right}, {"wrong", wrong}})}}));
     return folder.save(learnt_name, Data::table({{"firmware", firmwares}}));
 }
 
@@ -482,6 +495,41 @@ std::optional<PredictionCheck> loadLastCheck(StateFolder& folder, const std::str
         for (const Data& one : wrong->items())
             last.wrong.push_back(one.text());
     return last;
+}
+
+std::string textOf(const PredictionCheck& check) {
+    return "Last start: " + std::to_string(check.right) + " of " + std::to_string(check.bits) +
+           " bits as predicted.";
+}
+
+// ---- Starts that the tool sees ----
+
+StartSeen lookAtStart(StateFolder& folder, const std::string& firmware, const Prediction& expected,
+                      LookAt look_at, Since since, const GoOn& go_on) {
+    std::set<int> set_by_records;
+    for (const auto& [set, sets] : expected.certain_sets)
+        set_by_records.insert(set);
+    DeviceImage after;
+    StartSeen seen{readForPrediction(registersToLearn(), go_on, &after,
+                                     look_at == LookAt::without_empty_vlans ? &set_by_records : nullptr),
+                   {},
+                   {}};
+    if (seen.reading != Reading::finished) return seen;
+    seen.check = checkOf(expected, after);
+    const bool learns = since == Since::nobody_had_it || seen.check.wrong.empty();
+    seen.failure =
+        saveLearnt(folder, firmware, learns ? learnFrom(expected, after) : StartValues(), seen.check);
+    return seen;
+}
+
+std::optional<StartSeen> lookAtRestart(StateFolder& folder, const std::string& firmware,
+                                       const std::function<bool()>& restart) {
+    std::optional<EepromImage> stored = StoredImage::instance().image();
+    if (!stored && readEepromImage({}, &stored.emplace()) != Reading::finished) stored.reset();
+    if (!restart() || !stored) return std::nullopt;
+    const comm_run run;  // a device that does not come back costs one timeout
+    return lookAtStart(folder, firmware, predict(*stored, loadStartValues(folder, firmware)),
+                       LookAt::without_empty_vlans, Since::nobody_had_it, {});
 }
 
 }  // namespace kovgui::settings

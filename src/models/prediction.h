@@ -1,7 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -25,7 +27,8 @@ const char* nameOf(Certainty certainty);
 /// What registers start with where no record touches them.
 struct StartValues {
     std::map<Register, Bits> registers;
-    bool tables_empty = false;  ///< entries of tables that no record sets were seen to be empty
+    /// Whether entries of tables that no record sets were seen to be empty; nothing while nobody looked.
+    std::optional<bool> tables_empty;
 };
 
 /// The bits of a register that hold what was written to them.
@@ -38,6 +41,7 @@ struct Prediction {
     bool certain_can = false;
     bool learnt_tables = false;
     int unknown_records = 0;  ///< that the replay passed over
+    Settings stored;          ///< what the records and the block set
 
     Certainty of(Register at, uint16_t mask) const;
 };
@@ -48,6 +52,7 @@ Prediction predict(const EepromImage& eeprom, const StartValues& learnt);
 struct Loss {
     std::string path;  ///< of a setting, or "/raw/PHY/REGISTER", "/raw/vlan/NUMBER"
     Data live, next;
+    Data stored;  ///< null where the EEPROM says nothing of it
     Certainty certainty;
     std::string because, remedy;
 };
@@ -59,9 +64,10 @@ std::vector<Loss> lossesOf(const Prediction& prediction, const DeviceImage& live
 std::vector<Register> registersOf(const Prediction& prediction);
 /// All that can be learnt of after a start.
 std::vector<Register> registersToLearn();
-/// Reads them and everything that shows settings.
+/// Reads them and everything else that a start sets.
+/// @param vlan_sets  null for all of them
 [[nodiscard]] Reading readForPrediction(const std::vector<Register>& registers, const GoOn& go_on,
-                                        DeviceImage* image);
+                                        DeviceImage* image, const std::set<int>* vlan_sets = nullptr);
 
 // --- What was learnt, and how well it was predicted
 
@@ -81,5 +87,31 @@ StartValues loadStartValues(StateFolder& folder, const std::string& firmware);
 [[nodiscard]] std::string saveLearnt(StateFolder& folder, const std::string& firmware,
                                      const StartValues& values, const PredictionCheck& check);
 std::optional<PredictionCheck> loadLastCheck(StateFolder& folder, const std::string& firmware);
+/// "Last start: 1204 of 1204 bits as predicted."
+std::string textOf(const PredictionCheck& check);
+
+// --- Starts that the tool sees
+
+enum class LookAt {
+    everything,
+    /// Of the VLAN table only what a record sets: the rest takes seconds.
+    without_empty_vlans,
+};
+enum class Since { nobody_had_it, somebody_may_have_changed_it };
+struct StartSeen {
+    Reading reading;
+    PredictionCheck check;
+    std::string failure;  ///< why it could not be kept, a sentence
+};
+/// Compares what a restart left with what was expected, and keeps how well it was predicted and what was
+/// learnt; of a device that somebody may have changed since, only when all of it is as expected.
+StartSeen lookAtStart(StateFolder& folder, const std::string& firmware, const Prediction& expected,
+                      LookAt look_at, Since since, const GoOn& go_on);
+/// Looks at what is stored, has the device restarted and looks at that start. For whoever has the device and
+/// keeps it meanwhile.
+/// @param restart  whether it did
+/// @return         nothing when the device did not answer before, or did not restart
+std::optional<StartSeen> lookAtRestart(StateFolder& folder, const std::string& firmware,
+                                       const std::function<bool()>& restart);
 
 }  // namespace kovgui::settings

@@ -7,6 +7,9 @@
 
 #include "lib/device_cmd.h"
 #include "src/cli/interpreter.h"
+#include "src/models/NextStart.h"
+#include "src/models/StoredImage.h"
+#include "src/models/UnstoredChanges.h"
 #include "tests/host/model_device.h"
 #include "tests/host/state_folder_fixture.h"
 #include "tests/support/random_settings.h"
@@ -125,6 +128,56 @@ TEST_F(Start, SaysWhatIsLostAndHowSureThatIs) {
     EXPECT_EQ(loadStartValues(folder, "01.06.00.00").registers.size(), learnt.registers.size());
     EXPECT_TRUE(loadStartValues(folder, "01.07.00.00").registers.empty());
     EXPECT_THAT(loadLastCheck(folder, "01.06.00.00")->wrong, testing::SizeIs(1));
+}
+
+TEST_F(Start, IsLearntFromWhereNobodyCanHaveChangedItSince) {
+    const StatePlace place;
+    StateFolder folder("OKVX0001");
+    (void)UnstoredChanges::instance();  // which hears the requests
+    NextStart& known = NextStart::instance();
+    const auto learnt = [&] { return loadStartValues(folder, "01.06.00.00").registers.size(); };
+    const auto connect = [&] {
+        known.forget();
+        EXPECT_EQ(StoredImage::instance().read({}), Reading::finished);
+        return known.lookAfterReturn(folder, "01.06.00.00", {});
+    };
+    const auto goAwayWith = [&](uint8_t value) {
+        (void)connect();
+        EXPECT_EQ(smi_write(131, value), 0);
+        EXPECT_FALSE(known.isComplete()) << "it was not read back";
+        EXPECT_TRUE(known.catchUp(
+            folder, "01.06.00.00", [] { return true; }, nullptr));
+        known.keep("OKVX0001");
+    };
+    goAwayWith(1);
+    EXPECT_FALSE(connect()) << "the cable alone: it still holds what is to be lost";
+    goAwayWith(1);
+    powerCycle();
+    ASSERT_EQ(smi_write(2, 0x40), 0);  // somebody else was faster
+    const auto changed = connect();
+    ASSERT_TRUE(changed);
+    EXPECT_THAT(changed->check.wrong, testing::ElementsAre("6/2"));
+    EXPECT_EQ(learnt(), 0u);
+
+    powerCycle();
+    goAwayWith(1);
+    hardware.memory.eeprom[eeprom_begin] ^= 1;  // somebody has stored
+    powerCycle();
+    EXPECT_FALSE(connect());
+    goAwayWith(1);
+    powerCycle();
+    const auto same = connect();
+    ASSERT_TRUE(same);
+    EXPECT_THAT(same->check.wrong, testing::IsEmpty());
+    const size_t all = learnt();
+    EXPECT_GT(all, 0u);
+
+    ASSERT_EQ(smi_write(131, 1), 0);
+    const auto reset = lookAtRestart(folder, "01.06.00.00", [this] { return powerCycle(), true; });
+    ASSERT_TRUE(reset);
+    EXPECT_EQ(reset->check.right, reset->check.bits);
+    EXPECT_GT(reset->check.bits, same->check.bits) << "what was learnt is predicted as well";
+    StoredImage::instance().forget();
 }
 
 }  // namespace

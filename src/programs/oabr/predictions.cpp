@@ -86,14 +86,13 @@ std::optional<Report> restart(StateFolder& folder, const std::string& firmware, 
         return Report::failed(kind,
                               {"device_silent", "", 0, 0, "The device did not come back after a reset.", ""},
                               status_failed);
-    DeviceImage after;
-    const Reading reading =
-        readForPrediction(settings::registersToLearn(), session.progress("Looking at the start"), &after);
+    const settings::StartSeen seen =
+        settings::lookAtStart(folder, firmware, prediction, settings::LookAt::everything,
+                              settings::Since::nobody_had_it, session.progress("Looking at the start"));
     session.endProgress();
-    if (reading != Reading::finished) return session.readingFailed(kind, reading);
-    *check = checkOf(prediction, after);
-    const std::string failure = saveLearnt(folder, firmware, learnFrom(prediction, after), *check);
-    if (!failure.empty()) session.say(folder.serial(), failure + " What was learnt is forgotten.");
+    if (seen.reading != Reading::finished) return session.readingFailed(kind, seen.reading);
+    *check = seen.check;
+    if (!seen.failure.empty()) session.say(folder.serial(), seen.failure + " What was learnt is forgotten.");
     return std::nullopt;
 }
 
@@ -128,9 +127,7 @@ Report predictOne(const Arguments& arguments, const std::string& serial, Session
     }
     report.text += losses.empty() ? "The next start changes nothing.\n"
                                   : counted(losses.size(), "setting") + " will be lost at power-off.\n";
-    if (last)
-        report.text += "Last start: " + std::to_string(last->right) + " of " + std::to_string(last->bits) +
-                       " bits as predicted.\n";
+    if (last) report.text += textOf(*last) + "\n";
     report.body.add("differs", differs);
     report.body.add("unknown_records", prediction.unknown_records);
     report.body.add("base", learnt.registers.empty() ? "assumed" : "learnt");
