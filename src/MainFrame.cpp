@@ -1322,7 +1322,13 @@ bool MainFrame::store() {
 }
 
 void MainFrame::OnStoreValueToE2P(wxCommandEvent&) {
-    if (connected_) store();  // a key reaches a command that is disabled
+    if (workRuns()) {  // a short look of the window's own
+        whenNoWorkRuns(this, [this] {
+            if (connected_ && !modalBoxes_.open()) store();
+        });
+    } else if (connected_) {  // a key reaches a command that is disabled
+        store();
+    }
 }
 
 void MainFrame::OnReadAgain(wxCommandEvent&) {
