@@ -386,11 +386,19 @@ void MainFrame::addPages(size_t count) {
     }
 }
 
-/// Pages that nobody sees at the start are made when the window is on the screen.
+/// Pages that nobody sees at the start are made when the window is on the screen, one after the other.
 void MainFrame::OnFirstPaint(wxPaintEvent& event) {
     event.Skip();
     Unbind(wxEVT_PAINT, &MainFrame::OnFirstPaint, this);
-    CallAfter(&MainFrame::completePages);
+    Bind(wxEVT_IDLE, &MainFrame::OnIdleAtStart, this);
+}
+
+void MainFrame::OnIdleAtStart(wxIdleEvent& event) {
+    event.Skip();
+    addPages(std::min(book_->GetPageCount() + 1, pageRows().size()));
+    if (book_->GetPageCount() < pageRows().size()) return event.RequestMore();
+    Unbind(wxEVT_IDLE, &MainFrame::OnIdleAtStart, this);
+    completePages();
 }
 
 void MainFrame::completePages() {
@@ -433,7 +441,7 @@ bool MainFrame::Enable(bool enable) {
         forgetHover(toolBar_);
     } else {
         for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
-            controls::takeIntoTabRound(page);
+            page->enterTabRound();
     }
     return true;
 }
@@ -563,7 +571,6 @@ void MainFrame::lookForLosses() {
 void MainFrame::showActivity(const wxString& text) {
     activity_ = text;
     showConnection();
-    GetStatusBar()->Update();
 }
 
 void MainFrame::showConnection() {
@@ -645,7 +652,6 @@ void MainFrame::connectOrSay(const std::string& serial, DeviceUse use) {
 /// @param use  the device, which is given back before anybody is told
 /// @return     0 when it is connected
 int MainFrame::connect(const std::string& serial, DeviceUse use) {
-    completePages();
     if (connected_) disconnect();
     lastDevice_ = serial;
     int result = 1;
@@ -664,6 +670,7 @@ int MainFrame::connect(const std::string& serial, DeviceUse use) {
         });
     }
     showActivity("");
+    completePages();
     if (result == 0) {
         reconnect_.forget();  // not again, before the window hears that it is connected
         offerUnstored(serial);
@@ -688,7 +695,8 @@ void MainFrame::DisconnectFromDevice() {
 
 void MainFrame::disconnect() {
     announceDisconnected();
-    OABRDevice::instance()->disconnect();
+    const auto close = [](Work&) { OABRDevice::instance()->disconnect(); };
+    if (!runWhilePainting(this, {}, close)) OABRDevice::instance()->disconnect();
     chooser_->SetSelection(wxNOT_FOUND);
 }
 

@@ -179,6 +179,7 @@ private:
     void OnOpenUserHelp(wxCommandEvent& event);
     void OnPageChanged(wxBookCtrlEvent& event);
     void OnFirstPaint(wxPaintEvent& event);
+    void OnIdleAtStart(wxIdleEvent& event);
     void OnIdle(wxIdleEvent& event);
     void OnConnectToDevice(wxThreadEvent& event);
     void OnDeviceConnected(wxThreadEvent& event);

@@ -20,9 +20,12 @@
 #include <fstream>
 
 #include "src/Application.h"
+#include "src/ConfigDlg/CanSettingsPanel.h"
+#include "src/ConfigDlg/CanTraceWindow.h"
 #include "src/Controls/OABRControlFrame.h"
 #include "src/MainFrame.h"
 #include "src/OABR-Switch/DeviceUse.h"
+#include "src/OABR-Switch/OABRDevice.h"
 #include "src/pages.h"
 #include "src/window/while_painting.h"
 #include "tests/gui/display.h"
@@ -73,10 +76,12 @@ public:
         wxConfigBase::Set(new wxFileConfig(nothing));
         frame_ = new MainFrame("OABR Korvex");
         frame_->Init(false);
+        heart_.restart();
         frame_->Show();
         book_ = static_cast<wxListbook*>(frame_->FindWindow("pages"));
         waitFor([this] { return book_->GetPageCount() == pageRows().size() && devices()->GetCount() == 1; });
         rest();
+        print("start, from the first paint on");
     }
 
     void run() {
@@ -84,8 +89,12 @@ public:
         measure("page changes", [this] { showPages(); });
         measure("edit", [this] { edit(); });
         measure("CAN mode", [this] { chooseCanMode(); });
-        measure("load of 4094 VLANs", [this] { loadVlans(); });
+        measure("read again", [this] { command(*frame_, wxID_REFRESH); });
+        measure("undo", [this] { command(*frame_, wxID_UNDO); });
         measure("store", [this] { command(*frame_, ID_STORE); });
+        measure("save of a million trace lines", [this] { saveTrace(); });
+        measure("load of 4094 VLANs", [this] { loadVlans(); });
+        measure("store of more than fits", [this] { command(*frame_, ID_STORE); });
         answers_.next(wxID_YES);
         measure("reset", [this] {
             command(*frame_, ID_RESET);
@@ -103,8 +112,16 @@ public:
         rest();
         (void)device_.control("fault silent");
         measure("edit, silent device", [this] { edit(); });
+        measure("read again, silent device", [this] { command(*frame_, wxID_REFRESH); });
+        measure("store, silent device", [this] { command(*frame_, ID_STORE); });
         answers_.next(wxID_YES);
         measure("reset and connect, silent device", [this] { command(*frame_, ID_RESET); });
+        (void)device_.control("fault none");
+        measure("connect again", [this] { connect(); });
+        measure("plug pulled", [this] {
+            device_.stop();
+            waitFor([this] { return status() == "Not connected"; });
+        });
         frame_->Close(true);
         drainEvents();
     }
@@ -127,6 +144,9 @@ private:
         frame_->CallAfter(flow);
         drainEvents();
         rest();
+        print(what);
+    }
+    void print(const char* what) {
         std::printf("%-34s %6.0f ms\n", what, heart_.longestMs());
         std::fflush(stdout);
     }
@@ -175,6 +195,22 @@ private:
             all.insert(all.end(), more.begin(), more.end());
         }
         return all;
+    }
+    void saveTrace() {
+        constexpr size_t lines = 1'000'000;
+        constexpr uint8_t record[] = {0x6F, 0x4D, 0, 0xE9, 3, 0, 0, 0xC7, 0xEB, 0x50, 0xE5, 2, 0xAB, 1};
+        send(wxEVT_BUTTON, frame_->FindWindow(CanSettingsPanel::ID_TRACE));
+        auto* const trace = static_cast<CanTraceWindow*>(wxWindow::FindWindowByName("canTrace"));
+        trace->start();
+        while (trace->log().received() < lines) {
+            const auto before = trace->log().received();
+            for (size_t i = 0; i < lines / 200; ++i)
+                oabr::OABRDevice::instance()->onCanTraceRecord(record, sizeof record);
+            waitFor([&] { return trace->log().received() > before; });
+        }
+        heart_.restart();
+        if (!trace->save(wxString(std::getenv("HOME")) + "/trace.log").empty()) std::printf("not saved\n");
+        trace->Close();
     }
     void loadVlans() {
         const std::string path = std::string(std::getenv("HOME")) + "/vlans.toml";

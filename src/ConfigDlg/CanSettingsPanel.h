@@ -36,7 +36,6 @@ public:
     /// Without the traffic time, which only a store writes.
     settings::Settings heldSettings() const override;
     void followDevice(const settings::Settings& now) override;
-    void OnSeen() override { readWhenShown(); }
     void OnWindowCloses() override;
     void OnDeviceConnected(wxThreadEvent& event) override;
     void OnDeviceDisConnected(wxThreadEvent& event) override;

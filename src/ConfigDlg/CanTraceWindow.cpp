@@ -16,21 +16,24 @@
 #include <wx/utils.h>
 
 #include <array>
-#include <fstream>
 
 #include "lib/can.h"
+#include "lib/comm_obj.h"
 #include "src/Controls/MessageText.h"
 #include "src/Controls/RowList.h"
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/OABR-Switch/OABRDevice.h"
+#include "src/models/config_document.h"
 #include "src/window/ReadableStatusBar.h"
 #include "src/window/accessible.h"
 #include "src/window/file_choice.h"
+#include "src/window/while_painting.h"
 
 namespace kovgui {
 namespace {
 
 constexpr int take_every_ms = 100;
+constexpr int look_after_quiet_ms = 2000;
 constexpr const char* log_wildcard = "CAN logs (*.log)|*.log|All files|*";
 
 bool isAsleep(uint8_t mode) {
@@ -126,12 +129,18 @@ CanTraceWindow::~CanTraceWindow() {
 void CanTraceWindow::setConnected(bool connected) {
     connected_ = connected;
     running_ = false;
-    if (connected_ && wanted_) enable();
     showState();
+    whenNoWorkRuns(this, [this] {
+        if (!connected_ || !wanted_ || running_) return;
+        enable();
+        showState();
+    });
 }
 
 void CanTraceWindow::shutDown() {
-    stop();
+    if (running_ && connected_)
+        if (const auto use = oabr::DeviceUse::takeHere("the CAN trace")) (void)can_trace_disable();
+    ended();
     stopRecord();
     Destroy();
 }
@@ -214,12 +223,16 @@ bool CanTraceWindow::enable() {
         wanted_ = false;
         return false;
     }
-    const wxBusyCursor busy;
     oabr::OABRDevice::instance()->setCanTrace(queue_);
-    running_ = can_trace_enable() == req_ok;
+    uint8_t mode = 0;
+    bool began = false, known = false;
+    const auto work = [&](Work&) {
+        began = can_trace_enable() == req_ok;
+        known = began && can_get_mode(&mode) == req_ok;
+    };
+    running_ = runWhilePainting(this, {}, work) && began && connected_;
     if (running_) {
-        uint8_t mode = 0;
-        asleep_ = can_get_mode(&mode) == req_ok && isAsleep(mode);
+        asleep_ = known && isAsleep(mode);
         timer_.Start(take_every_ms);
     } else {
         error_ = "The device did not start its trace.";
@@ -233,9 +246,12 @@ void CanTraceWindow::stop() {
         const auto use = oabr::DeviceUse::takeHere("the CAN trace");
         error_ = wxString::FromUTF8(use.refusal());
         if (!use) return showState();
-        const wxBusyCursor busy;
-        (void)can_trace_disable();
+        if (!runWhilePainting(this, {}, [](Work&) { (void)can_trace_disable(); })) return;
     }
+    ended();
+}
+
+void CanTraceWindow::ended() {
     timer_.Stop();
     take();
     oabr::OABRDevice::instance()->setCanTrace(nullptr);
@@ -247,7 +263,9 @@ void CanTraceWindow::take() {
     const std::vector<oabr::CanTraceRecord> records = queue_->take();
     lost_ += queue_->takeDropped();
     if (recorder_.recording()) lookAfterRecord();
-    if (records.empty()) return;
+    quiet_ms_ += take_every_ms;
+    if (records.empty()) return lookAtController();
+    quiet_ms_ = 0;
     asleep_ = false;
     std::vector<oabr::CanTraceLine> lines;
     for (const oabr::CanTraceRecord& record : records) {
@@ -257,6 +275,18 @@ void CanTraceWindow::take() {
         by_identifier_.add(line);
     recorder_.add(lines);
     showRows();
+}
+
+/// A controller that falls asleep says nothing of it.
+void CanTraceWindow::lookAtController() {
+    if (!running_ || !connected_ || quiet_ms_ < look_after_quiet_ms) return;
+    if (comm_silent() || workRuns() || !oabr::DeviceUse::user().empty()) return;
+    const auto use = oabr::DeviceUse::takeHere("the look at the CAN controller");
+    quiet_ms_ = 0;
+    uint8_t mode = 0;
+    bool known = false;
+    if (!use || !runWhilePainting(this, {}, [&](Work&) { known = can_get_mode(&mode) == req_ok; })) return;
+    if (known && running_) setControllerMode(mode);
 }
 
 // ---- The file that is written meanwhile ----
@@ -373,20 +403,33 @@ void CanTraceWindow::OnFilter() {
     showRows();
 }
 
-bool CanTraceWindow::save(const wxString& path) const {
-    const wxBusyCursor busy;
-    if (!oabr::unfitForTrace(path.fn_str().data()).empty()) return false;
-    std::ofstream file(path.fn_str(), std::ios::binary);
-    log_.writeCandump(file);
-    file.close();
-    return file.good();
+std::string CanTraceWindow::save(const wxString& path) {
+    const std::string name(path.fn_str());
+    std::string failure = oabr::unfitForTrace(name);
+    if (!failure.empty()) return failure;
+    bool stopped = false;
+    const auto write = [&](Work& work) {
+        const auto text = log_.candump(work.goOn());
+        stopped = !text;
+        if (text) failure = config::saveText(name.c_str(), *text);
+    };
+    log_.setPaused(true);  // what comes meanwhile waits
+    if (!runWhilePainting(this, {Notice::progress, "Saving the trace"}, write))
+        failure = "the window is busy";
+    log_.setPaused(pause_->GetValue());
+    error_ = stopped ? "Stopped: the trace was not saved" : "";
+    showRows();
+    return failure;
 }
 
 void CanTraceWindow::OnSave() {
     const wxString path =
         chooseFile(this, "Save CAN trace", "can-trace.log", log_wildcard, wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
-    if (path.empty() || save(path)) return;
-    wxMessageBox("The trace could not be written to\n" + path, "Error", wxOK | wxICON_ERROR, this);
+    if (path.empty()) return;
+    const std::string failure = save(path);
+    if (failure.empty()) return;
+    wxMessageBox("The trace could not be written to\n" + path + ":\n" + wxString::FromUTF8(failure), "Error",
+                 wxOK | wxICON_ERROR, this);
 }
 
 }  // namespace kovgui

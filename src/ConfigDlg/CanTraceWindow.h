@@ -40,9 +40,9 @@ public:
 
     void start();
     void stop();
-    /// Writes the lines shown.
-    /// @return whether that succeeded
-    bool save(const wxString& path) const;
+    /// Writes the lines shown, in the place of an old file, unless the operator stops it.
+    /// @return why it could not, for the operator; empty when nothing went wrong
+    [[nodiscard]] std::string save(const wxString& path);
     /// Writes all that comes to a file from now on, whatever the list shows, until it is told to stop.
     /// @return whether that began
     bool record(const wxString& path);
@@ -61,7 +61,9 @@ private:
     void lookAfterRecord();
     void OnRecord();
     bool enable();
+    void ended();
     void take();
+    void lookAtController();
     void showRows();
     void showState();
     void OnFilter();
@@ -79,6 +81,7 @@ private:
     bool running_ = false;  // the device sends
     size_t lost_ = 0;       // came faster than they were taken
     bool asleep_ = false;   // the controller, when that was last heard
+    int quiet_ms_ = 0;      // since something came, or the controller was looked at
     wxString error_;
 
     wxListCtrl* list_ = nullptr;

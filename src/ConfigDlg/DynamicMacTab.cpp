@@ -150,7 +150,8 @@ void DynamicMacTab::refreshAgain() {
 
 void DynamicMacTab::flush() {
     const auto use = oabr::DeviceUse::takeHere("flushing the dynamic MAC table");
-    if (!use || ksz_dmac_flush() == 0) {
+    bool flushed = false;
+    if (!use || !runWhilePainting(this, {}, [&](Work&) { flushed = ksz_dmac_flush() != 0; }) || !flushed) {
         state_ = use ? wxString("The device did not flush the table.") : wxString::FromUTF8(use.refusal());
         return showRows();
     }

@@ -209,11 +209,15 @@ void PortBasedVlanTab::SetAllRegisters() {
 }
 
 void PortBasedVlanTab::ReadAllRegisters() {
-    if (!needsRead()) return;
+    if (!needsRead() || workRuns()) return;
     const Activity activity(this, "Reading");
     if (!activity) return;
     Matrix read{};
-    if (!oabr::readPortVlansFromDevice(&read)) return say("The settings could not be read from the device.");
+    bool done = false;
+    const auto job = oabr::DeviceUse::take(userName());
+    const auto work = [&](Work&) { done = oabr::readPortVlansFromDevice(&read); };
+    if (!runWhilePainting(this, {}, work) || !needsRead()) return;  // the device went away meanwhile
+    if (!done) return say("The settings could not be read from the device.");
     device_ = read;
     setNeedsRead(false);
     show(device_);

@@ -36,7 +36,6 @@ public:
     StoreStep StoreBesideRecords() override;
     std::string describeFit(unsigned missing_switch_bytes) const override;
     void OnValuesChanged() override;
-    void OnSeen() override { readWhenShown(); }
     void OnDeviceDisConnected(wxThreadEvent& event) override;
 
     /// The texts shown, by row and column.

@@ -40,7 +40,6 @@ public:
     StoreStep StoreBesideRecords() override;
     std::string describeFit(unsigned missing_switch_bytes) const override;
     void OnValuesChanged() override;
-    void OnSeen() override { readWhenShown(); }
 
     /// What the page shows.
     oabr::VlanForm form() const;

@@ -118,16 +118,11 @@ bool DifferenceLoad::run() {
 /// @return whether the device holds what is ticked; else the operator was told what it holds
 bool DifferenceLoad::apply(LoadDifferenceDialog* dialog) {
     const LoadDifference& rows = dialog->rows();
-    if (const std::vector<std::string> alone = rows.withoutEffect(); !alone.empty()) {
-        std::string text = "Without the settings that are not ticked these would change nothing:\n\n";
-        for (const std::string& path : alone)
-            text += path + "\n";
-        say(text);
-        return false;
-    }
     Attempt attempt;
-    const Settings wanted = rows.wanted();
     const bool ran = withDevice("Loading the settings", [&](const GoOn& go_on) {
+        attempt.alone = rows.withoutEffect();
+        if (!attempt.alone.empty()) return;
+        const Settings wanted = rows.wanted();
         DeviceImage image;
         attempt.reading = readFromDevice(Scope::of(wanted), go_on, &image, nullptr);
         if (attempt.reading != Reading::finished) return;
@@ -136,6 +131,13 @@ bool DifferenceLoad::apply(LoadDifferenceDialog* dialog) {
         if (!attempt.changed)
             attempt.applied = applyToDevice(plan_, settings::optionsOnDevice(serial_, go_on));
     });
+    if (!attempt.alone.empty()) {
+        std::string text = "Without the settings that are not ticked these would change nothing:\n\n";
+        for (const std::string& path : attempt.alone)
+            text += path + "\n";
+        say(text);
+        return false;
+    }
     if (!ran || !sayReading(attempt.reading)) return false;
     if (attempt.changed) {
         say("The device holds other settings than those shown. Nothing was written; they are read again.");

@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "src/models/load_difference.h"
 #include "src/models/settings_device.h"
@@ -39,6 +40,7 @@ private:
         std::optional<settings::LoadDifference> rows;
     };
     struct Attempt {
+        std::vector<std::string> alone;  ///< what of it has no effect without the rest: nothing was done
         settings::Reading reading = settings::Reading::silent;
         bool changed = false;  ///< the device holds something else than is shown
         settings::Applied applied;

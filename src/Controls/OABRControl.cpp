@@ -18,11 +18,15 @@ void OABRControl::enter() {
     owner_->enter(getWXID(), this);
 }
 
-bool OABRControl::read(int* value) {
-    const bool done = binding_.get && binding_.get(value);
-    held_ = done ? std::optional(*value) : std::nullopt;
+std::optional<int> OABRControl::readValue() const {
+    int value = 0;
+    return binding_.get && binding_.get(&value) ? std::optional(value) : std::nullopt;
+}
+
+void OABRControl::showRead(std::optional<int> value) {
+    held_ = value;
     if (held_ == refused_) unmark();
-    return done;
+    if (value) showValue(*value);
 }
 
 wxSizer* OABRControl::withSign() {

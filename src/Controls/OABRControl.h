@@ -32,8 +32,8 @@ struct Binding {
 };
 
 /// A control that shows one setting of the device. Mixed into a control of the toolkit, which comes first
-/// among the bases. All operations run on the GUI thread and block it for the device's answers; failures of
-/// the device raise nothing.
+/// among the bases. Operations run on the GUI thread, where nothing else is said, and those that talk to the
+/// device block it for the answers; failures of the device raise nothing.
 class OABRControl {
 public:
     /// One choice: the text shown and the value that it stands for.
@@ -46,7 +46,12 @@ public:
     /// Writes the value shown to the device, if one is.
     virtual void setValue();
     /// Reads the value from the device and shows it.
-    virtual void getValue() = 0;
+    void getValue() { showRead(readValue()); }
+    /// Reads the value from the device and leaves what is shown. For any thread that has the device.
+    /// @return nothing where it could not be read
+    std::optional<int> readValue() const;
+    /// Takes what was read as what the device holds, and shows it where it is a value.
+    virtual void showRead(std::optional<int> value);
     /// The records for the value shown, if one is.
     virtual RecordSet storeValue();
     /// The window identifier, under which the page keeps the control.
@@ -86,8 +91,6 @@ protected:
     explicit OABRControl(OABRControlFrame* owner) : owner_(owner) {}
     /// Gives the control to its page. For the end of a constructor, when the window has its identifier.
     void enter();
-    /// Reads the device's value, if that is bound. What is read is what the device holds.
-    bool read(int* value);
 
     Binding binding_;
 

@@ -53,8 +53,13 @@ void OABRControlFrame::leave(const OABRControl* control) {
 
 bool OABRControlFrame::Enable(bool enable) {
     if (!wxPanel::Enable(enable)) return false;
-    if (enable) takeIntoTabRound(this);
+    if (enable) enterTabRound();
     return true;
+}
+
+void OABRControlFrame::enterTabRound() {
+    round_due_ = !isSeen(this);
+    if (!round_due_) takeIntoTabRound(this);
 }
 
 OABRControl* OABRControlFrame::control(int id) const {
@@ -79,17 +84,26 @@ void OABRControlFrame::SetAllRegisters() {
 }
 
 void OABRControlFrame::ReadAllRegisters() {
-    if (!needs_read_) return;
-    const comm_run run;
+    if (!needs_read_ || workRuns()) return;
     const Activity activity(this, "Reading");
     if (!activity) return;
+    std::vector<std::pair<OABRControl*, std::optional<int>>> read;
+    bool silent = false;
+    const auto work = [&](Work&) {
+        const comm_run run;
+        for (const auto& [id, control] : controls_)
+            read.emplace_back(control, control->readValue());
+        silent = run.timed_out();
+    };
+    const auto job = oabr::DeviceUse::take(userName());
+    if (!runWhilePainting(this, {}, work) || !needs_read_) return;  // the device went away meanwhile
     bool taken_after_all = false;
-    for (const auto& [id, control] : controls_) {
+    for (const auto& [control, value] : read) {
         const bool marked = control->refusedValue().has_value();
-        control->getValue();
+        control->showRead(value);
         taken_after_all = taken_after_all || (marked && !control->refusedValue());
     }
-    needs_read_ = run.timed_out();
+    needs_read_ = silent;
     OnValuesShown();
     if (taken_after_all) noteChange();
 }
@@ -154,7 +168,9 @@ bool OABRControlFrame::holdDeviceValues() {
 
 void OABRControlFrame::readWhenShown() {
     whenNoWorkRuns(this, [this] {
-        if (isSeen(this)) ReadAllRegisters();
+        if (!isSeen(this)) return;
+        if (round_due_) enterTabRound();
+        ReadAllRegisters();
     });
 }
 

@@ -19,7 +19,8 @@ namespace kovgui::controls {
 /// of them in ascending order. It is disabled while no device is connected, and reads the device when it is
 /// first seen after a connect. For the GUI thread only.
 ///
-/// Operations over the page are runs (see comm_run): a silent device costs one request's timeout.
+/// Operations over the page are runs (see comm_run): a silent device costs one request's timeout. Reading
+/// leaves the window painting.
 class OABRControlFrame : public wxPanel, public StoreSource {
 public:
     /// Every living page, in the order of their construction. Pages enter and leave by themselves.
@@ -61,9 +62,8 @@ public:
     /// The device's state changed; nothing that a page of settings shows.
     virtual void OnDeviceStatusUpdate(wxThreadEvent& event);
     virtual void OnShow(wxShowEvent& event);
-    /// The operator has come to see the page: reads it. A page whose reading takes long does so when the
-    /// toolkit is done with showing it, see readWhenShown.
-    virtual void OnSeen() { ReadAllRegisters(); }
+    /// The operator has come to see the page: reads it, when the toolkit is done with showing it.
+    virtual void OnSeen() { readWhenShown(); }
     /// Nobody has the device now: a page that could not have it before shows what it holds.
     void OnDeviceFree();
     /// The main window closes: what the page has opened beside it is to go as well.
@@ -78,6 +78,8 @@ public:
     bool needsRead() const { return needs_read_; }
 
     bool Enable(bool enable = true) override;
+    /// Takes the page into the tab key's round: now if it is seen, else when it is.
+    void enterTabRound();
 
     OABRControl* control(int id) const;
 
@@ -135,7 +137,8 @@ private:
 
     std::map<int, OABRControl*> controls_;
     bool needs_read_ = false;
-    bool refused_ = false;  // it asked for the device in vain
+    bool refused_ = false;    // it asked for the device in vain
+    bool round_due_ = false;  // of the tab key
 
     wxDECLARE_EVENT_TABLE();
 };

@@ -15,11 +15,10 @@ OABRRegCheckBox::OABRRegCheckBox(OABRControlFrame* owner, int id, const wxString
     enter();
 }
 
-void OABRRegCheckBox::getValue() {
-    int value = 0;
+void OABRRegCheckBox::showRead(std::optional<int> value) {
     if (!binding_.get) LOG_DEBUG(46, "%s: getFnc() not assigned! \n", "getValue");
-    (void)read(&value);
-    showValue(value);
+    OABRControl::showRead(value);
+    if (!value) showValue(0);
 }
 
 }  // namespace kovgui::controls

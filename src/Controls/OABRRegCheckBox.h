@@ -13,8 +13,8 @@ public:
     OABRRegCheckBox(OABRControlFrame* owner, int id, const wxString& label, const wxPoint& position,
                     const wxSize& size, unsigned on_value, unsigned off_value, wxWindow* parent = nullptr);
 
-    /// The value read counts as 0 where it could not be read.
-    void getValue() override;
+    /// A value that could not be read counts as 0.
+    void showRead(std::optional<int> value) override;
     int getWXID() const override { return GetId(); }
     wxString shownText() const override { return onOffText(GetValue()); }
     std::optional<int> shownValue() const override { return GetValue() ? on_value_ : off_value_; }

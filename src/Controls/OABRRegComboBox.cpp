@@ -37,9 +37,4 @@ void OABRRegComboBox::showValue(int value) {
     }
 }
 
-void OABRRegComboBox::getValue() {
-    int value = 0;
-    if (read(&value)) showValue(value);
-}
-
 }  // namespace kovgui::controls

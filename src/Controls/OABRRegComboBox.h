@@ -20,8 +20,6 @@ public:
     /// Adds an item for each pair.
     void Append(const ValuePair* pairs, int count);
 
-    /// Leaves the selection where the value could not be read or is none of the items'.
-    void getValue() override;
     int getWXID() const override { return GetId(); }
     wxString shownText() const override { return GetStringSelection(); }
     /// That of the selected item.

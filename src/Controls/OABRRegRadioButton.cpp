@@ -30,11 +30,6 @@ void OABRRegRadioButton::showValue(int value) {
     }
 }
 
-void OABRRegRadioButton::getValue() {
-    int value = 0;
-    if (read(&value)) showValue(value);
-}
-
 std::optional<int> OABRRegRadioButton::shownValue() const {
     return GetValue() ? std::optional(value_) : std::nullopt;
 }

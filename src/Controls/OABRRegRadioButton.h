@@ -15,7 +15,6 @@ public:
     OABRRegRadioButton(OABRControlFrame* owner, int id, const wxString& label, const wxPoint& position,
                        const wxSize& size, long style, int value, wxWindow* parent = nullptr);
 
-    void getValue() override;
     int getWXID() const override { return GetId(); }
     wxString shownText() const override { return onOffText(GetValue()); }
     /// Only when the button is on.

@@ -14,11 +14,6 @@ void OABRRegStaticText::Append(const ValuePair* pairs, int count) {
     pairs_.insert(pairs_.end(), pairs, pairs + count);
 }
 
-void OABRRegStaticText::getValue() {
-    int value = 0;
-    if (read(&value)) showValue(value);
-}
-
 void OABRRegStaticText::showValue(int value) {
     for (const ValuePair& pair : pairs_) {
         if (pair.value != value) continue;

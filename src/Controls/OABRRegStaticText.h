@@ -19,8 +19,6 @@ public:
     /// Adds values that can be shown.
     void Append(const ValuePair* pairs, int count);
 
-    /// Leaves the text where the value could not be read or has none.
-    void getValue() override;
     int getWXID() const override { return GetId(); }
     wxString shownText() const override { return GetLabelText(); }
     std::optional<int> shownValue() const override { return std::nullopt; }

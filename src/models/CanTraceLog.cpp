@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-#include <ostream>
 #include <utility>
 
 namespace kovgui::oabr {
@@ -192,9 +191,15 @@ void CanTraceLog::clear() {
     received_ = forgotten_ = 0;
 }
 
-void CanTraceLog::writeCandump(std::ostream& to) const {
-    for (size_t row = 0; row < shown(); ++row)
-        to << line(row).candumpText() << '\n';
+std::optional<std::string> CanTraceLog::candump(
+    const std::function<bool(size_t done, size_t total)>& go_on) const {
+    constexpr size_t lines_between = 1024;
+    std::string text;
+    for (size_t row = 0; row < shown(); ++row) {
+        if (go_on && row % lines_between == 0 && !go_on(row, shown())) return std::nullopt;
+        text += line(row).candumpText() + '\n';
+    }
+    return text;
 }
 
 }  // namespace kovgui::oabr

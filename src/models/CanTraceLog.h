@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <iosfwd>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -79,8 +79,12 @@ public:
     uint64_t received() const { return received_; }    ///< since the last clear
     uint64_t forgotten() const { return forgotten_; }  ///< received and no longer there
 
-    /// Writes the lines shown, one a line.
-    void writeCandump(std::ostream& to) const;
+    /// The lines shown, one a line, as bus tools read them. While it is paused another thread may ask for
+    /// them, beside one that adds.
+    /// @param go_on  asked now and then; false ends it. Empty for none
+    /// @return       nothing when that has ended it
+    std::optional<std::string> candump(
+        const std::function<bool(size_t done, size_t total)>& go_on = {}) const;
 
 private:
     void append(const CanTraceLine& line);

@@ -8,7 +8,7 @@
 
 namespace kovgui::oabr {
 
-/// Writes a trace to a file while it runs, a line for each record as writeCandump has it. A thread of its own
+/// Writes a trace to a file while it runs, a line for each record as candump has it. A thread of its own
 /// writes, so that a slow disk keeps nobody waiting; of what it does not keep up with the newest is left out
 /// and counted. The operations are for one thread.
 class CanTraceRecorder {

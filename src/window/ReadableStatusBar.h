@@ -11,6 +11,9 @@ public:
     ///                else to do
     ReadableStatusBar(wxFrame* parent, int fields, int spoken, const wxString& name);
 
+    /// Leaves it to the event loop: the toolkit would paint all of the window for each text.
+    void Update() override {}
+
 private:
     void DoUpdateStatusText(int field) override;
     void say();

@@ -1,5 +1,6 @@
 #include "src/window/while_painting.h"
 
+#include <wx/app.h>
 #include <wx/busyinfo.h>
 #include <wx/button.h>
 #include <wx/dialog.h>
@@ -30,9 +31,9 @@ using oabr::DeviceSteps;
 using oabr::runDeviceSteps;
 using oabr::StepsResult;
 
-constexpr auto at_once = 50ms;  // nobody sees a window wait so long
+constexpr auto at_once = 20ms;  // nobody sees a window wait so long, nor a few times in a row
 constexpr int gauge_after_ms = 300;
-constexpr size_t quick_steps = 24;
+constexpr size_t quick_steps = 24;  // over before anybody would look for a stop button
 
 enum EventId { id_progress = 1, id_ended };
 
@@ -179,23 +180,17 @@ std::function<bool(size_t done, size_t total)> Work::goOn() {
 }
 
 bool runWhilePainting(wxWindow* parent, const Notice& notice, const std::function<void(Work&)>& work) {
-    if (runs) return false;
+    if (runs || wxPendingDelete.Member(wxGetTopLevelParent(parent))) return false;
     runs = true;
     PaintingLoop(parent, notice).run(work);
     runs = false;
     for (Waiting& one : std::exchange(waiting(), {}))
-        if (one.window) one.window->CallAfter(std::move(one.then));
+        if (one.window) whenNoWorkRuns(one.window, std::move(one.then));
     return true;
 }
 
 oabr::StepsResult runSteps(wxWindow* page, const wxString& what, const DeviceSteps& steps) {
     const std::string user = (what.Left(1).Lower() + what.Mid(1)).utf8_string();
-    if (steps.size() <= quick_steps) {
-        const auto use = oabr::DeviceUse::takeHere(user);
-        if (!use) return StepsResult::failed;
-        const wxBusyCursor busy;
-        return runDeviceSteps(steps);
-    }
     if (runs) return StepsResult::failed;
     const auto job = oabr::DeviceUse::take(user);
     if (!job) return StepsResult::failed;
@@ -206,7 +201,8 @@ oabr::StepsResult runSteps(wxWindow* page, const wxString& what, const DeviceSte
             return !work.stopWanted();
         });
     };
-    if (!runWhilePainting(page, {Notice::progress, what}, run)) return StepsResult::failed;
+    const Notice notice{steps.size() > quick_steps ? Notice::progress : Notice::cursor, what};
+    if (!runWhilePainting(page, notice, run)) return StepsResult::failed;
     return result;
 }
 
@@ -218,7 +214,7 @@ void whenNoWorkRuns(wxWindow* window, std::function<void()> then) {
     if (runs)
         waiting().push_back({window, std::move(then)});
     else
-        window->CallAfter(std::move(then));
+        window->CallAfter([window, then = std::move(then)] { runs ? whenNoWorkRuns(window, then) : then(); });
 }
 
 }  // namespace kovgui

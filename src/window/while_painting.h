@@ -50,13 +50,12 @@ struct Notice {
 /// that closes meanwhile wants the work to stop, and stays when it may; one that must close waits for the end
 /// (workRuns).
 /// @param parent  what the notice stands over
-/// @return        false when other work runs: nothing was done then
+/// @return        false when other work runs or the window is about to go: nothing was done then
 [[nodiscard]] bool runWhilePainting(wxWindow* parent, const Notice& notice,
                                     const std::function<void(Work&)>& work);
 
-/// Runs steps in this way, with progress and a stop button and as the device's one user. Steps that are so
-/// few that they are over before anybody would look for that button run on the window's thread instead:
-/// handlers of an edit may use those.
+/// Runs steps in this way, as the device's one user and, unless they are few, with progress and a stop
+/// button.
 /// @param page  whose window is disabled
 /// @param what  is being done: "Reading the VLAN table"
 [[nodiscard]] oabr::StepsResult runSteps(wxWindow* page, const wxString& what,

@@ -191,14 +191,14 @@ TEST_F(CanTraceTest, RecordsFiltersAndWritesAFile) {
     static_cast<wxTextCtrl*>(trace_->FindWindow(CanTraceWindow::ID_FILTER))->SetValue("18FF50E5");
     EXPECT_LT(trace_->log().shown(), all);
     EXPECT_EQ(trace_->identifiers().size(), 1u);
-    ASSERT_TRUE(trace_->save(directory.path() + "/trace.log"));
+    ASSERT_EQ(trace_->save(directory.path() + "/trace.log"), "");
     std::ifstream file(directory.path() + "/trace.log");
     size_t lines = 0;
     for (std::string line; std::getline(file, line); ++lines)
         EXPECT_THAT(line, HasSubstr("can0 18FF50E5#"));
     EXPECT_GT(lines, 0u);
     EXPECT_EQ(lines, trace_->log().shown());
-    EXPECT_FALSE(trace_->save(directory.path() + "/none/trace.log"));
+    EXPECT_NE(trace_->save(directory.path() + "/none/trace.log"), "");
     press(CanTraceWindow::ID_CLEAR);
     EXPECT_EQ(trace_->log().received(), 0u);
 }

@@ -62,7 +62,11 @@ protected:
         wxThreadEvent event(wxEVT_THREAD, id);
         page->GetEventHandler()->ProcessEvent(event);
     }
-    void connect(wxWindow* page) { tell(page, oabr::device_connected); }
+    /// The page has been read when it returns, if it is seen.
+    void connect(wxWindow* page) {
+        tell(page, oabr::device_connected);
+        drainEvents();
+    }
     void disconnect(wxWindow* page) { tell(page, oabr::device_disconnected); }
 
     /// As the operator does.

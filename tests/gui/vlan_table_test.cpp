@@ -181,7 +181,7 @@ TEST_F(DynamicMacPage, ReadsSortsFiltersAndCopies) {
     mac_->copy();
     const std::string copied = controls::clipboardText().utf8_string();
     EXPECT_EQ(copied, "02:00:00:00:00:00\t0\tUSB\t" + cell(1, DynamicMacList::age_column) + "\n");
-    EXPECT_FALSE(mac_->needsRead()) << "a store would read it";
+    EXPECT_TRUE(waitFor([this] { return !mac_->needsRead(); })) << "a store would read it";
     hear(6);
     mac_->refreshAgain();
     EXPECT_EQ(mac_->rows().total(), 6u);

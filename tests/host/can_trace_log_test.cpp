@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 
 #include <fstream>
-#include <sstream>
 
 #include "src/models/CanIdentifierList.h"
 #include "src/models/CanTraceRecorder.h"
@@ -62,9 +61,7 @@ TEST(CanTrace, IsWrittenAsBusToolsWriteIt) {
     for (const CanTraceRecord& record :
          {remote_frame, extended_remote, message_error, can_error, standardFrame(0x001, 1250)})
         log.add(record, now_us);
-    std::ostringstream text;
-    log.writeCandump(text);
-    EXPECT_EQ(text.str(),
+    EXPECT_EQ(log.candump(),
               "(1436509052.000000) can0 123#1122334455667788\n"
               "(1436509052.001000) can0 18FF50E5#AB01\n"
               "(1436509052.001000) can0 123#R8\n"
