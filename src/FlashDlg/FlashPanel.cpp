@@ -12,6 +12,7 @@
 #include <wx/wfstream.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "src/FlashDlg/FlashThread.h"
 #include "src/FlashDlg/firmware_check.h"
@@ -425,7 +426,8 @@ wxString FlashPanel::versionDifference() const {
 }
 
 void FlashPanel::OnThreadCompleted(wxThreadEvent& event) {
-    const bool programmed = job_->isWriting();
+    const FlashThread* const job = std::exchange(job_, nullptr);
+    const bool programmed = job != nullptr && job->isWriting();
     joinJob();
     closeProgress();
     const wxString settings = bringSettingsBack(event.GetInt() == WorkerThread::finished, programmed);
