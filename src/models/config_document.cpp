@@ -92,6 +92,17 @@ private:
         at_ = found + end.size();
         return true;
     }
+    /// What is left out leaves its lines, which the library counts.
+    void keepLines(size_t from) {
+        const std::string_view left_out = text_.substr(from, at_ - from);
+        prepared.append(static_cast<size_t>(std::count(left_out.begin(), left_out.end(), '\n')), '\n');
+    }
+    bool leaveOut(std::string_view end, const char* what) {
+        const size_t begin = at_;
+        if (!skipBehind(end, what)) return false;
+        keepLines(begin);
+        return true;
+    }
 
     bool characters() {
         const size_t end = std::min(text_.find('<', at_), text_.size());
@@ -109,8 +120,8 @@ private:
     }
 
     bool markup() {
-        if (text_.substr(at_).starts_with("<!--")) return skipBehind("-->", "a comment");
-        if (text_.substr(at_).starts_with("<?")) return skipBehind("?>", "a declaration");
+        if (text_.substr(at_).starts_with("<!--")) return leaveOut("-->", "a comment");
+        if (text_.substr(at_).starts_with("<?")) return leaveOut("?>", "a declaration");
         if (text_.substr(at_).starts_with("<![CDATA[")) return verbatim();
         if (text_.substr(at_).starts_with("<!")) return fail("a declaration that is not understood");
         if (skip("</")) return endTag();
@@ -137,17 +148,20 @@ private:
 
     bool endTag() {
         const std::string_view ended = name();
+        const size_t behind_name = at_;
         skipWhiteSpace();
         if (open_.empty() || open_.back() != ended)
             return fail("the end of " + quoted(ended) + " stands where " +
                         (open_.empty() ? "no element is open" : quoted(open_.back()) + " is open"));
         if (!skip(">")) return fail("the end of " + quoted(ended) + " is broken");
         close();
+        keepLines(behind_name);
         return true;
     }
 
     bool startTag() {
         const std::string_view begun = name();
+        const size_t behind_name = at_;
         if (begun.empty()) return fail("a \"<\" that begins no element");
         while (at_ < text_.size() && text_[at_] != '>' && text_[at_] != '/') {
             const char c = text_[at_];
@@ -161,6 +175,7 @@ private:
         open_.push_back(begun);
         (prepared += '<') += name_prefix;
         (prepared += begun) += '>';
+        keepLines(behind_name);
         if (empty) close();
         return true;
     }
@@ -177,7 +192,7 @@ private:
 };
 
 Element elementOf(const TiXmlElement& node) {
-    Element element{node.ValueStr().substr(1), {}, {}};
+    Element element{node.ValueStr().substr(1), {}, {}, node.Row()};
     for (const TiXmlNode* child = node.FirstChild(); child != nullptr; child = child->NextSibling()) {
         if (const TiXmlText* text = child->ToText())
             element.text += text->ValueStr();
@@ -320,7 +335,8 @@ std::string extract(const Element& element, Values* values) {
     size_t errors = 0;
     std::string messages;
     const auto complain = [&](const char* what, const std::string& path) {
-        if (++errors <= max_messages) messages += what + (" \"" + element.name) + "/" + path + "\"\n";
+        if (++errors <= max_messages)
+            messages += lineOf(element, path) + what + (" \"" + element.name) + "/" + path + "\"\n";
     };
     for (const auto& [path, text] : found) {
         const auto place = wanted.find(path);
@@ -339,6 +355,19 @@ std::string extract(const Element& element, Values* values) {
     for (auto& [path, text] : *values)
         text = *wanted[path];
     return {};
+}
+
+std::string lineOf(const Element& element, const std::string& path) {
+    const Element* found = &element;
+    for (size_t begin = 0; begin <= path.size();) {
+        const size_t end = std::min(path.find('/', begin), path.size());
+        const auto child =
+            std::ranges::find(found->children, path.substr(begin, end - begin), &Element::name);
+        if (child == found->children.end()) break;
+        found = &*child;
+        begin = end + 1;
+    }
+    return found->line == 0 ? "" : "line " + std::to_string(found->line) + ": ";
 }
 
 std::string describeEmpty(const Element& element) {

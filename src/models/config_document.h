@@ -16,6 +16,7 @@ struct Element {
     std::string name;
     std::string text;  ///< trimmed; of its own, not of its children
     std::vector<Element> children;
+    int line = 0;  ///< of the text that it was read from; 0 where it was not
 };
 
 /// No file that the program writes comes near these: a full VLAN table makes about one megabyte, five deep.
@@ -48,6 +49,9 @@ Element compose(const std::string& name, const Values& values);
 /// @param values  by the paths in it, takes the texts
 /// @return which elements are missing, doubled or unknown, a line each; `values` is then untouched
 [[nodiscard]] std::string extract(const Element& element, Values* values);
+
+/// "line 12: " for the value below the element; empty where it was not read from a text.
+std::string lineOf(const Element& element, const std::string& path);
 
 /// Which of an element's values are empty, a line each: what has no choice selected is saved so, and cannot
 /// be loaded.

@@ -90,7 +90,8 @@ std::string readControls(const Element& element, std::span<const Control> contro
         if (shown != controls[i].values.end())
             valueOf(*settings, controls[i]) = settingOf(controls[i], shown->value);
         else if (!text.empty())
-            errors += "\"" + element.name + "/" + path + "\" cannot be \"" + text + "\"\n";
+            errors += config::lineOf(element, path) + "\"" + element.name + "/" + path + "\" cannot be \"" +
+                      text + "\"\n";
     }
     return errors;
 }
@@ -129,7 +130,8 @@ std::string readLifeCyclePage(const Element& element, Settings* settings) {
         form[static_cast<oabr::CanField>(i)] = values[i].second;
     const oabr::CanCheck check = checkForm(form, oabr::defaultCanBlock());
     for (const auto& [field, text] : check.errors)
-        errors += std::string(oabr::canFieldName(field)) + ": " + text + "\n";
+        errors += config::lineOf(element, oabr::canFieldName(field)) + oabr::canFieldName(field) + ": " +
+                  text + "\n";
     if (errors.empty()) takeCanBlock(check.block, settings);
     return errors;
 }

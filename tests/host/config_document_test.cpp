@@ -148,11 +148,12 @@ TEST_F(ConfigDocument, NamesWhatIsMissingDoubledOrUnknown) {
         return messages;
     };
     EXPECT_EQ(errors("<T><a><c/><b>1</b></a></T>"), "");
-    EXPECT_EQ(errors("<T><a><b/><c/></a><a><c/></a></T>"), "doubled element \"T/a/c\"\n");
-    EXPECT_EQ(errors("<T><a><b/><C/></a></T>"), "unknown element \"T/a/C\"\nmissing element \"T/a/c\"\n");
-    EXPECT_EQ(errors("<T><a>x<b/><c/></a></T>"), "unknown element \"T/a\"\n");
+    EXPECT_EQ(errors("<T><a><b/><c/></a><a><c/></a></T>"), "line 1: doubled element \"T/a/c\"\n");
+    EXPECT_EQ(errors("<T><a><b/><C/></a></T>"),
+              "line 1: unknown element \"T/a/C\"\nline 1: missing element \"T/a/c\"\n");
+    EXPECT_EQ(errors("<T><a>x<b/><c/></a></T>"), "line 1: unknown element \"T/a\"\n");
     EXPECT_EQ(errors("<T><a><b><d/></b><c/></a></T>"),
-              "unknown element \"T/a/b/d\"\nmissing element \"T/a/b\"\n");
+              "line 1: unknown element \"T/a/b/d\"\nline 1: missing element \"T/a/b\"\n");
     std::string many = "<T>";
     for (int i = 0; i < 20; ++i)
         many += "<x/>";

@@ -179,7 +179,7 @@ TEST(SetUpFile, SaysWhatIsWrongAndWhere) {
         {"{\"format\": 1", "file_syntax", 1, 0, ""},
         {"{\"ports\": \"\xFF\"}", "file_syntax", 1, 0, ""},
         {"[{\"format\": 1}, {\"format\": 1}]", "bad_value", 1, 1, "2 devices"},
-        {"<Port_config></Port_config>", "bad_value", 0, 0, "missing element"},
+        {"<!--\n-->\n<Port_config\n></Port_config>", "bad_value", 3, 0, "missing element"},
         {"<Port_config>", "file_syntax", 1, 0, "not ended"},
         {"<Sonstiges></Sonstiges>", "unknown_path", 0, 0, "Sonstiges"},
     };
