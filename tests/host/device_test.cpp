@@ -374,9 +374,7 @@ constexpr std::chrono::milliseconds at_once{300};
 
 TEST_F(DeviceTest, AnUnplugEndsEveryRequestAtOnceAndNoneIsSentAfterwards) {
     connect();
-    for (const uint8_t command : {msg_cmd::fwv_read, msg_cmd::fwd_read, msg_cmd::blv_read, msg_cmd::bls_read})
-        firmware->ignore(msg_type::read_request, command);
-    firmware->ignore(msg_type::request, msg_cmd::ping);
+    firmware->fallSilent();
     const size_t before = firmware->requests().size();
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
