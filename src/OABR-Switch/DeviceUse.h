@@ -13,14 +13,14 @@ namespace kovgui::oabr {
 /// among whoever asks for it and locks nothing. Moves, does not copy; the destructor gives the device back.
 ///
 /// Who asks while another thread has the device for what it does itself waits a moment (`patience_ms`), in
-/// the order of asking: a page's reading or a console command is mostly over by then. A job takes long, shows
-/// what it does and can be stopped: while one has the device nobody waits. Who gets nothing is told who has
-/// it.
+/// the order of asking: a page's reading, a console command, a request that gets no answer are mostly over by
+/// then. A job takes long, shows what it does and can be stopped: while one has the device nobody waits. Who
+/// gets nothing is told who has it.
 ///
 /// May be used from any thread.
 class DeviceUse {
 public:
-    static constexpr int patience_ms = 1000;
+    static constexpr int patience_ms = 2500;
 
     /// Holds nothing.
     DeviceUse() = default;

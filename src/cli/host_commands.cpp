@@ -1,11 +1,9 @@
 #include <cstdio>
 #include <string_view>
 
-#include "lib/comm_obj.h"
 #include "lib/console/arguments.h"
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/cli/interpreter.h"
-#include "src/models/prediction.h"
 
 namespace kovgui::cli {
 
@@ -20,17 +18,8 @@ int process_cmd_help(char*) {
 int process_cmd_reset(char* argument) {
     const std::string_view what = argument_words(argument)[0];
     if (!what.empty() && !equals_ignoring_case(what.substr(0, 1), "c")) return cmd_ok;  // nothing of ours
-    OABRDevice& device = *OABRDevice::instance();
-    bool done = false;
-    const auto reset = [&] { return done = device.resetDevice() == ftdi::FT_OK; };
-    if (device.isFirmwareConnected() && !comm_silent()) {
-        StateFolder folder(device.getConnectedDevice());
-        (void)settings::lookAtRestart(folder, device.getFirmwareVersion().toString(), reset);
-    } else {
-        reset();
-    }
-    if (!done) return console_failure("reset failed");
-    device.tellRestarted();
+    if (OABRDevice::instance()->resetDevice() != ftdi::FT_OK) return console_failure("reset failed");
+    OABRDevice::instance()->tellRestarted();
     return cmd_ok;
 }
 

@@ -94,6 +94,11 @@ public:
         }
         return use_ && go_on_();
     }
+    /// Whoever waits comes first, before the next request.
+    void pass() {
+        use_.release();
+        sent_ = 0;
+    }
     GoOn goOn() {
         return [this](size_t, size_t) { return next(); };
     }
@@ -278,6 +283,7 @@ bool NextStart::catchUp(StateFolder& folder, const std::string& firmware, const 
             if (!turns.next()) return false;
             uint16_t value = 0;
             read = mdio_read(phy, reg, &value) == req_ok;  // noted as everybody's
+            if (!read) turns.pass();
         }
         if (!read) return false;
     }
