@@ -182,8 +182,12 @@ void PortBasedVlanTab::act(Action action, Line line) {
 /// Writes what is shown, and shows what the device holds then.
 void PortBasedVlanTab::write(Send what) {
     using Taken = oabr::Written::Taken;
+    const bool was_read = !needsRead();
     const Activity activity(this, "Writing");
-    if (!activity) return say(activity.refusal());
+    if (!activity) {
+        if (was_read) show(device_);
+        return say(activity.refusal());
+    }
     const settings::Settings before = heldSettings();
     const Matrix held = device_, wanted = matrix();
     auto taken = Taken::unknown;

@@ -269,9 +269,9 @@ TEST_F(PortBasedTab, AnEditThatIsRefusedIsNoChange) {
         const auto job = oabr::DeviceUse::take("the firmware update");
         check(usb, oabr1, false);
         EXPECT_THAT(label("portVlanStatus", tab_), HasSubstr("in use by the firmware update"));
+        EXPECT_TRUE(box(usb, oabr1)->GetValue());
         EXPECT_FALSE(indicatorShown());
     }
-    EXPECT_TRUE(waitFor([this] { return box(usb, oabr1)->GetValue(); }));
 }
 
 TEST_F(PortBasedTab, ArrowKeysAndSpaceWork) {
