@@ -1106,7 +1106,8 @@ StoreResult MainFrame::storeSettings() {
 /// Has what is stored known, also when somebody has stored beside the window.
 void MainFrame::lookAtStored() {
     if (!connected_ || silent_ || storedAsked_ || workRuns() || modalBoxes_.open()) return;
-    if (!StoredImage::instance().known()) readStored();
+    if (StoredImage::instance().known() || !DeviceUse::user().empty()) return;  // a tick must not wait
+    readStored();
 }
 
 void MainFrame::readStored() {

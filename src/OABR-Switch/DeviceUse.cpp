@@ -14,6 +14,7 @@ struct Holder {
     uint64_t id;
     std::string user;
     std::thread::id thread;  // of nobody: a job
+    int patience;            // of whoever asks meanwhile
 
     bool isJob() const { return thread == std::thread::id(); }
 };
@@ -52,9 +53,9 @@ bool holds(uint64_t id) {
 }
 
 /// Waits for its turn. @return whether it came; else the waiter is out of the queue again
-bool waitFor(const std::shared_ptr<Waiter>& waiter, platform::Event* stop) {
+bool waitFor(const std::shared_ptr<Waiter>& waiter, platform::Event* stop, int patience) {
     platform::Waitable* const both[] = {&waiter->granted, stop};
-    const int woken = platform::waitAny({both, stop ? size_t{2} : size_t{1}}, DeviceUse::patience_ms);
+    const int woken = platform::waitAny({both, stop ? size_t{2} : size_t{1}}, patience);
     if (woken == 1) stop->set();  // whoever waits for it next is meant as well
     const std::lock_guard lock(shared().mutex);
     std::erase(shared().waiters, waiter);
@@ -63,11 +64,12 @@ bool waitFor(const std::shared_ptr<Waiter>& waiter, platform::Event* stop) {
 
 }  // namespace
 
-DeviceUse DeviceUse::ask(std::string user, bool job, platform::Event* stop) {
+DeviceUse DeviceUse::ask(std::string user, bool job, platform::Event* stop, int patience) {
     const std::thread::id here = std::this_thread::get_id();
     DeviceUse use;
-    Holder wanted{0, std::move(user), job ? std::thread::id() : here};
+    Holder wanted{0, std::move(user), job ? std::thread::id() : here, patience};
     std::shared_ptr<Waiter> waiter;
+    int wait = 0;
     {
         const std::lock_guard lock(shared().mutex);
         std::vector<Holder>& holders = shared().holders;
@@ -78,12 +80,13 @@ DeviceUse DeviceUse::ask(std::string user, bool job, platform::Event* stop) {
         } else {
             use.refusal_ = "The device is in use by " + holders.back().user + ".";
             if (!holders.back().isJob()) {
+                wait = holders.back().patience;
                 waiter = std::make_shared<Waiter>(std::move(wanted));
                 shared().waiters.push_back(waiter);
             }
         }
     }
-    if (waiter && waitFor(waiter, stop)) {
+    if (waiter && waitFor(waiter, stop, wait)) {
         use.id_ = waiter->wanted.id;
         use.refusal_.clear();
     }
@@ -91,12 +94,12 @@ DeviceUse DeviceUse::ask(std::string user, bool job, platform::Event* stop) {
     return use;
 }
 
-DeviceUse DeviceUse::takeHere(std::string user, platform::Event* stop) {
-    return ask(std::move(user), false, stop);
+DeviceUse DeviceUse::takeHere(std::string user, platform::Event* stop, int patience) {
+    return ask(std::move(user), false, stop, patience);
 }
 
 DeviceUse DeviceUse::take(std::string user, platform::Event* stop) {
-    return ask(std::move(user), true, stop);
+    return ask(std::move(user), true, stop, patience_ms);
 }
 
 DeviceUse::DeviceUse(DeviceUse&& other) noexcept

@@ -90,7 +90,7 @@ public:
     bool next() {
         if (sent_++ % turn_requests == 0) {
             use_.release();
-            use_ = DeviceUse::takeHere("the look at the next start", stop_);
+            use_ = DeviceUse::takeHere("the look at the next start", stop_, DeviceUse::timeout_ms);
         }
         return use_ && go_on_();
     }

@@ -223,10 +223,6 @@ std::string restartDevice(const std::string& serial) {
     return "The device did not come back after a reset.";
 }
 
-}  // namespace
-
-namespace {
-
 /// An update that was killed in the middle of a reset has left the device in it: that ends first.
 bool reachFirmware(const std::string& serial) {
     OABRDevice& device = *OABRDevice::instance();
