@@ -1105,9 +1105,20 @@ StoreResult MainFrame::storeSettings() {
 
 /// Has what is stored known, also when somebody has stored beside the window.
 void MainFrame::lookAtStored() {
-    if (!connected_ || silent_ || storedAsked_ || workRuns() || modalBoxes_.open()) return;
-    if (StoredImage::instance().known() || !DeviceUse::user().empty()) return;  // a tick must not wait
+    if (!connected_ || workRuns()) return;
+    followStored();
+    if (silent_ || storedAsked_ || modalBoxes_.open() || StoredImage::instance().known()) return;
+    if (!DeviceUse::user().empty()) return;  // a tick must not wait
     readStored();
+    followStored();
+}
+
+/// Has the pages show what is stored, when that has changed.
+void MainFrame::followStored() {
+    auto stored = StoredImage::instance().settings();
+    if (std::exchange(shownStored_, stored) == stored) return;
+    for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
+        page->followStored();
 }
 
 void MainFrame::readStored() {
@@ -1317,6 +1328,7 @@ bool MainFrame::store() {
             UnstoredChanges::instance().clear();
             setSettingsChanged(false);
             OnChangedStore();
+            followStored();
             say(text);
             saysStored_ = true;
             return true;
@@ -1343,6 +1355,7 @@ void MainFrame::OnStoreValueToE2P(wxCommandEvent&) {
 void MainFrame::OnReadAgain(wxCommandEvent&) {
     for (OABRControlFrame* page : OABRControlFrame::oabrControlFrames)
         if (controls::isSeen(page)) page->OnReadAgain();
+    storedAsked_ = false;
 }
 
 // ---- History ----

@@ -151,6 +151,7 @@ private:
     void say(const wxString& text, int icon = wxICON_INFORMATION);
     bool confirmWithoutJournal(const EepromStored& stored);
     void lookAtStored();
+    void followStored();
     void readStored();
     void askAboutInterruptedStore();
     void recoverStore(const Interruption& found, Recovery how);
@@ -230,10 +231,11 @@ private:
     settings::EditHistory history_;
     ConfigManager config_;
     Reconnect reconnect_;
-    bool saysStored_ = false;     // what the notice says
-    bool storedAsked_ = false;    // it was to be read, and could not be
-    std::string lastDevice_;      // connected to or tried last
-    wxWeakRef<HelpViewer> help_;  // null while it is not open
+    bool saysStored_ = false;                                // what the notice says
+    bool storedAsked_ = false;                               // it was to be read, and could not be
+    std::shared_ptr<const settings::Settings> shownStored_;  // what the pages know
+    std::string lastDevice_;                                 // connected to or tried last
+    wxWeakRef<HelpViewer> help_;                             // null while it is not open
 
     wxDECLARE_EVENT_TABLE();
 };

@@ -75,6 +75,10 @@ wxString shownName(const wxWindow* control) {
     return plainLabel(control->GetLabel().empty() ? control->GetName() : control->GetLabel());
 }
 
+wxString valueText(const std::string& text) {
+    return text == "true" ? "on" : text == "false" ? "off" : wxString::FromUTF8(text);
+}
+
 }  // namespace
 
 // ---- Content ----
@@ -399,7 +403,7 @@ void CanSettingsPanel::showCheck(const CanCheck& check) {
         messages += "Nothing of this page is sent or stored until that is put right.\n";
     for (const auto& [field, text] : check.warnings)
         messages += "Note: " + shownName(window(field)) + ": " + wxString::FromUTF8(text) + ".\n";
-    messages += wxString::FromUTF8(failure_);
+    messages += storedLines() + wxString::FromUTF8(failure_);
     messages_->SetForegroundColour(messageColour(!check.errors.empty() || !failure_.empty()));
     messages_->SetLabelText(messages);
     messages_->Wrap(content_->GetClientSize().x - FromDIP(4 * gap_px));
@@ -414,6 +418,23 @@ void CanSettingsPanel::showCheck(const CanCheck& check) {
     use_exact_->Show(!offer.empty());
     content_->FitInside();
     content_->Layout();
+}
+
+void CanSettingsPanel::showStored() {
+    showCheck(check());
+}
+
+/// What is stored otherwise than the device holds it, a line each.
+wxString CanSettingsPanel::storedLines() const {
+    if (stored() == nullptr) return "";
+    wxString lines;
+    const CanForm kept = formOf(canBlockOf(*stored(), device_)), held = formOf(device_);
+    for (size_t i = 0; i < oabr::can_field_count; ++i) {
+        const auto field = static_cast<CanField>(i);
+        if (kept[field] == held[field] || dynamic_cast<const wxRadioButton*>(window(field))) continue;
+        lines += "stored: " + shownName(window(field)) + " " + valueText(kept[field]) + "\n";
+    }
+    return lines;
 }
 
 void CanSettingsPanel::enableFields() {
@@ -475,11 +496,7 @@ wxString CanSettingsPanel::editTitle(const CanForm& before) const {
         changed = field;
     }
     if (!changed) return {};
-    const std::string& text = now[*changed];
-    return shownName(window(*changed)) + " " +
-           (text == "true"    ? "on"
-            : text == "false" ? "off"
-                              : wxString::FromUTF8(text));
+    return shownName(window(*changed)) + " " + valueText(now[*changed]);
 }
 
 settings::Settings CanSettingsPanel::heldSettings() const {

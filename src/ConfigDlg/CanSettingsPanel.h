@@ -70,6 +70,8 @@ private:
     void useExact();
     void showTiming(const can_speed& speed);
     void showCheck(const oabr::CanCheck& check);
+    void showStored() override;
+    wxString storedLines() const;
     void enableFields();
     void apply();
     void send(const oabr::CanBlock& block, oabr::Send what);

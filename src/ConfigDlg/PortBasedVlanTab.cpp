@@ -155,7 +155,8 @@ void PortBasedVlanTab::show(const Matrix& matrix) {
 }
 
 void PortBasedVlanTab::say(const wxString& failure) {
-    status_->say(failure, !failure.empty());
+    failure_ = failure;
+    status_->say(failure.empty() ? storedText(heldSettings()) : failure, !failure.empty());
 }
 
 // ---- Edits ----
@@ -249,6 +250,7 @@ void PortBasedVlanTab::followDevice(const settings::Settings& now) {
         if (const auto& forward = now.port(port.number).forward)
             device_[port_index(port.number)] = static_cast<uint8_t>(*forward);
     show(device_);
+    say(failure_);
 }
 
 }  // namespace kovgui

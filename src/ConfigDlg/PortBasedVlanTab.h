@@ -63,9 +63,11 @@ private:
     void act(Action action, Line line);
     void write(oabr::Send what);
     void say(const wxString& failure);
+    void showStored() override { say(failure_); }
 
     std::array<std::array<wxCheckBox*, port_count>, port_count> boxes_{};  // by input's and output's index
     Matrix device_{};  // what the device was last seen to hold
+    wxString failure_;
     controls::MessageText* status_ = nullptr;
 };
 

@@ -139,6 +139,27 @@ settings::Settings SniffingPanel::heldSettings() const {
     return settings;
 }
 
+void SniffingPanel::OnValuesShown() {
+    OnDisableSelected();
+    showStored();
+}
+
+/// No mirror port and nothing mirrored need no record. Of a port that cannot be mirrored now the mark of the
+/// sniff port says enough.
+void SniffingPanel::showStored() {
+    const settings::Settings* const kept = stored();
+    for (size_t i = 0; i < modes_.size(); ++i) {
+        std::optional<int> mode;
+        if (kept && modes_[i]->IsThisEnabled())
+            mode = kept->port(mode_rows[i].port).mirror_from.value_or(sniff_none);
+        modes_[i]->setStored(mode);
+    }
+    std::optional<int> sniff_port;
+    for (int one = sniff_on_none; kept && one <= sniff_on_usb; ++one)
+        if (kept->mirror_to.value_or(0) == portOfSniffPort(one)) sniff_port = one;
+    sniff_port_->setStored(sniff_port);
+}
+
 void SniffingPanel::SetAllRegisters() {
     const comm_run run;
     OABRControlFrame::SetAllRegisters();

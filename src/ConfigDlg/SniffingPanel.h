@@ -39,7 +39,8 @@ public:
     void OnHelpText(wxHtmlWindow* pane);
 
 protected:
-    void OnValuesShown() override { OnDisableSelected(); }
+    void OnValuesShown() override;
+    void showStored() override;
     std::vector<controls::OABRControl*> dependents(int id) const override;
 
 private:

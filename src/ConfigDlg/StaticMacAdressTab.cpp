@@ -119,7 +119,8 @@ void StaticMacAdressTab::showState() {
     if (grid_->hasErrors() && !message.empty())
         message += " Wrong entries are not sent, and nothing is stored.";
     if (message.empty()) message = failure_;
-    status_->say(wxString::FromUTF8(message), !message.empty());
+    status_->say(message.empty() ? storedText(heldSettings()) : wxString::FromUTF8(message),
+                 !message.empty());
 }
 
 // ---- The device ----

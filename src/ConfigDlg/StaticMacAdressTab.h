@@ -45,6 +45,7 @@ private:
     oabr::StaticMacRow texts(int row) const;
     void showRow(int row, const ksz_smac_entry& entry);
     void showState();
+    void showStored() override { showState(); }
     void apply(const std::vector<int>& rows, oabr::Send what = oabr::Send::changes);
 
     oabr::StaticMacTable device_{};  // what the device was last seen to hold

@@ -47,7 +47,9 @@ constexpr RowList::Column table_columns[] = {
     {port_name(ports_as_shown[1]), wxLIST_FORMAT_CENTRE, 100},
     {port_name(ports_as_shown[2]), wxLIST_FORMAT_CENTRE, 100},
     {port_name(ports_as_shown[3]), wxLIST_FORMAT_CENTRE, 100},
+    {"Stored", wxLIST_FORMAT_LEFT, 180},
 };
+constexpr size_t stored_column = std::size(table_columns) - 1;
 
 wxString tableText(const ksz_vlan_row& row, size_t column) {
     if (column == 0) return wxString::Format("%d", row.vid);
@@ -116,8 +118,9 @@ wxSizer* VlanTab::buildTable(wxWindow* parent) {
     const int gap = FromDIP(gap_px);
     auto* box = new wxStaticBoxSizer(wxHORIZONTAL, parent, "VLAN table");
     wxWindow* inside = box->GetStaticBox();
-    table_ = new RowList(inside, ID_TABLE, "VLAN table", table_columns,
-                         [this](size_t row, size_t column) { return tableText(rows_[row], column); });
+    table_ = new RowList(inside, ID_TABLE, "VLAN table", table_columns, [this](size_t row, size_t column) {
+        return column == stored_column ? storedRow(rows_[row]) : tableText(rows_[row], column);
+    });
     box->Add(table_, wxSizerFlags(1).Expand().Border(wxALL, gap));
     auto* buttons = new wxBoxSizer(wxVERTICAL);
     const auto add = [&](int id, const char* label, const char* tooltip, void (VlanTab::*pressed)(),
@@ -188,6 +191,40 @@ void VlanTab::showTable() {
     table_->showRows(rows_.size());
 }
 
+void VlanTab::showStored() {
+    table_->refreshRows(rows_.size());
+    showState();
+}
+
+/// What is stored in the place of a row; empty where it is the same, or not known.
+wxString VlanTab::storedRow(const ksz_vlan_row& row) const {
+    if (stored() == nullptr) return "";
+    const auto found = stored()->vlans.find(row.vid);
+    if (found == stored()->vlans.end() || !found->second.valid) return "not stored";
+    const ksz_vlan_entry& entry = found->second;
+    if (entry == row.entry) return "";
+    wxString text = wxString::Format("FID %d", entry.fid);
+    for (const int port : ports_as_shown)
+        if (holds_port(entry.ports, port)) text += wxString(" ") + port_name(port);
+    return text;
+}
+
+/// What of what is stored the rows do not show.
+std::string VlanTab::storedState() const {
+    if (stored() == nullptr) return "";
+    settings::Settings held;
+    takeVlanSettings(device_, &held);
+    held.vlans.clear();
+    std::string text = storedText(held).utf8_string();
+    if (!text.empty()) text += ".";
+    const auto gone = std::ranges::count_if(stored()->vlans, [this](const auto& one) {
+        return one.second.valid && oabr::isVlanVid(one.first) && !hasVlan(one.first);
+    });
+    if (gone == 0) return text;
+    return std::to_string(gone) + (gone == 1 ? " more VLAN is stored." : " more VLANs are stored.") +
+           (text.empty() ? "" : " ") + text;
+}
+
 void VlanTab::showState() {
     if (content_->Enable(!needsRead()) && !needsRead()) controls::takeIntoTabRound(content_);
     std::string text = needsRead()
@@ -196,7 +233,7 @@ void VlanTab::showState() {
     std::string message = ports_->message();
     if (ports_->hasErrors() && !message.empty())
         message += " Wrong cells are not sent, and nothing is stored.";
-    for (const std::string& one : {message_, message})
+    for (const std::string& one : {storedState(), message_, message})
         text += one.empty() ? "" : " " + one;
     status_->say(wxString::FromUTF8(text), !message_.empty() || !message.empty());
 }

@@ -63,6 +63,9 @@ private:
     bool hasVlan(int vid) const { return device_.table[vid].valid; }
     void showDevice();
     void showTable();
+    void showStored() override;
+    wxString storedRow(const ksz_vlan_row& row) const;
+    std::string storedState() const;
     void showState();
 
     oabr::VlanSettings device_;  // what the device was last seen to hold

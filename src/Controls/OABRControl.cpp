@@ -24,9 +24,27 @@ std::optional<int> OABRControl::readValue() const {
 }
 
 void OABRControl::showRead(std::optional<int> value) {
-    held_ = value;
+    setHeld(value);
     if (held_ == refused_) unmark();
     if (value) showValue(*value);
+}
+
+void OABRControl::setHeld(std::optional<int> value) {
+    held_ = value;
+    showSign();
+}
+
+void OABRControl::setStored(std::optional<int> value) {
+    stored_ = value;
+    showSign();
+}
+
+void OABRControl::showStored(const settings::Settings* stored) {
+    if (setting_) setStored(stored ? stored->port(port_).*setting_ : std::nullopt);
+}
+
+wxString OABRControl::textOf(int value) const {
+    return std::to_string(value);
 }
 
 wxSizer* OABRControl::withSign() {
@@ -44,22 +62,34 @@ wxSizer* OABRControl::withSign() {
 }
 
 void OABRControl::mark(const wxString& reason, int value) {
-    auto* const control = dynamic_cast<wxWindow*>(this);
-    if (!refused_) tooltip_ = control->GetToolTipText();
     refused_ = value;
-    control->SetToolTip(reason);
-    readOut(control, reason);
-    if (sign_ == nullptr) return;
-    sign_->SetToolTip(reason);
-    setAccessibleName(sign_, reason);
-    sign_->Show();
+    reason_ = reason;
+    showSign();
+    readOut(dynamic_cast<wxWindow*>(this), reason);
 }
 
 void OABRControl::unmark() {
-    if (!refused_) return;
     refused_.reset();
-    dynamic_cast<wxWindow*>(this)->SetToolTip(tooltip_);
-    if (sign_ != nullptr) sign_->Hide();
+    showSign();
+}
+
+/// What was refused, or else what is stored otherwise.
+void OABRControl::showSign() {
+    const bool differs = stored_ && held_ && *stored_ != *held_;
+    const wxString text = refused_ ? reason_ : differs ? "stored: " + textOf(*stored_) : wxString();
+    if (text == signed_) return;
+    signed_ = text;
+    auto* const control = dynamic_cast<wxWindow*>(this);
+    if (!tooltip_) tooltip_ = control->GetToolTipText();
+    control->SetToolTip(refused_                            ? text
+                        : text.empty() || tooltip_->empty() ? *tooltip_ + text
+                                                            : *tooltip_ + "\n" + text);
+    if (sign_ == nullptr) return;
+    sign_->SetBitmap(
+        wxArtProvider::GetBitmapBundle(refused_ ? wxART_WARNING : wxART_INFORMATION, wxART_MENU));
+    sign_->SetToolTip(text);
+    setAccessibleName(sign_, text);
+    sign_->Show(!text.empty());
 }
 
 void OABRControl::setValue() {

@@ -12,6 +12,7 @@
 #include "src/models/verified_write.h"
 
 class wxSizer;
+class wxStaticBitmap;
 class wxWindow;
 
 namespace kovgui::controls {
@@ -75,9 +76,17 @@ public:
 
     /// What the device was last seen to hold; nothing where that is not known.
     const std::optional<int>& held() const { return held_; }
-    void setHeld(std::optional<int> value) { held_ = value; }
+    void setHeld(std::optional<int> value);
     /// Adds the setting that the device holds.
     void giveHeld(settings::Settings* settings) const;
+
+    /// Says what is stored, nothing where that is not known: shown beside the control where the device holds
+    /// something else.
+    void setStored(std::optional<int> value);
+    /// The same of the setting that is shown, where it is one of the port's.
+    void showStored(const settings::Settings* stored);
+    /// What a value is called.
+    virtual wxString textOf(int value) const;
 
     /// The control and, beside it, room for the sign that marks it.
     wxSizer* withSign();
@@ -95,13 +104,18 @@ protected:
     Binding binding_;
 
 private:
+    void showSign();
+
     OABRControlFrame* const owner_;
     settings::Value settings::PortSettings::*setting_ = nullptr;
     int port_ = 0;
     std::optional<int> held_;
+    std::optional<int> stored_;
     std::optional<int> refused_;
-    wxWindow* sign_ = nullptr;
-    wxString tooltip_;  // while it is not marked
+    wxString reason_;  // why it was refused
+    wxStaticBitmap* sign_ = nullptr;
+    wxString signed_;                  // what the sign says, empty while it does not show
+    std::optional<wxString> tooltip_;  // of the control by itself, as soon as it had another one
 };
 
 /// The text of a control that is on or off.

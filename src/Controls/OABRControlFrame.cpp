@@ -11,6 +11,9 @@
 #include <utility>
 
 #include "lib/comm_obj.h"
+#include "src/models/StoredImage.h"
+#include "src/models/load_difference.h"
+#include "src/models/settings_diff.h"
 #include "src/models/settings_records.h"
 #include "src/window/PageHost.h"
 #include "src/window/while_painting.h"
@@ -161,6 +164,33 @@ wxWindow* OABRControlFrame::makeReadButton() {
     return button;
 }
 
+void OABRControlFrame::followStored() {
+    stored_ = StoredImage::instance().settings();
+    showStored();
+}
+
+void OABRControlFrame::showStored() {
+    for (const auto& [id, control] : controls_)
+        control->showStored(stored());
+}
+
+wxString OABRControlFrame::storedText(const settings::Settings& held) const {
+    constexpr int shown_changes = 3;
+    if (stored() == nullptr) return "";
+    using settings::Change;
+    wxString text;
+    int count = 0;
+    for (const Change& one : differenceOf(*stored(), held, nullptr, settings::Against::stored).changes) {
+        const bool added = one.action == Change::Action::add;
+        if (one.from.isNull() && !added) continue;  // no record says what it is to be
+        if (++count > shown_changes) continue;
+        text += (count == 1 ? "stored: " : "; ") + wxString::FromUTF8(one.path) + " " +
+                (added ? wxString("none") : wxString::FromUTF8(settings::shownValue(one.from)));
+    }
+    if (count > shown_changes) text += wxString::Format(" and %d more", count - shown_changes);
+    return text;
+}
+
 bool OABRControlFrame::holdDeviceValues() {
     if (needs_read_) ReadAllRegisters();
     return !needs_read_;
@@ -171,6 +201,7 @@ void OABRControlFrame::readWhenShown() {
         if (!isSeen(this)) return;
         if (round_due_) enterTabRound();
         ReadAllRegisters();
+        followStored();
     });
 }
 
@@ -189,6 +220,7 @@ void OABRControlFrame::OnDeviceConnected(wxThreadEvent&) {
 void OABRControlFrame::OnDeviceDisConnected(wxThreadEvent&) {
     needs_read_ = false;
     Disable();
+    showStored();
 }
 
 void OABRControlFrame::OnDeviceFree() {

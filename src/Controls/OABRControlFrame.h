@@ -5,6 +5,7 @@
 #include <wx/utils.h>
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,9 @@ public:
     /// The operator wants that: what was marked is no more.
     virtual void OnReadAgain();
 
+    /// Takes what is stored, as it is known now, and shows it where the device holds something else.
+    void followStored();
+
     /// Marks the page for reading.
     virtual void OnValuesChanged();
     virtual void OnDeviceConnected(wxThreadEvent& event);
@@ -101,6 +105,15 @@ protected:
     void noteChange();
     /// Reads the page from the event loop, when no work runs and if it is seen then.
     void readWhenShown();
+    /// What is stored; null while that is not known, or not what the device holds.
+    const settings::Settings* stored() const {
+        return needs_read_ || !IsThisEnabled() ? nullptr : stored_.get();
+    }
+    /// Shows it beside what the device holds.
+    virtual void showStored();
+    /// What is stored of these settings and is not what they are, "stored: /vlan/enabled true"; the first
+    /// ones of many. Empty for nothing.
+    wxString storedText(const settings::Settings& held) const;
     /// What is shown has changed: for what depends on it.
     virtual void OnValuesShown() {}
     /// The controls whose values a change of this one may change on the device.
@@ -136,6 +149,7 @@ private:
     static std::vector<OABRControlFrame*> living_;
 
     std::map<int, OABRControl*> controls_;
+    std::shared_ptr<const settings::Settings> stored_;
     bool needs_read_ = false;
     bool refused_ = false;    // it asked for the device in vain
     bool round_due_ = false;  // of the tab key

@@ -19,6 +19,7 @@ public:
     wxString shownText() const override { return onOffText(GetValue()); }
     std::optional<int> shownValue() const override { return GetValue() ? on_value_ : off_value_; }
     void showValue(int value) override { SetValue(value == on_value_); }
+    wxString textOf(int value) const override { return value == on_value_ ? "on" : "off"; }
     void showNothing() override { showValue(0); }
 
 private:

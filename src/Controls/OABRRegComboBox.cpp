@@ -37,4 +37,10 @@ void OABRRegComboBox::showValue(int value) {
     }
 }
 
+wxString OABRRegComboBox::textOf(int value) const {
+    for (unsigned item = 0; item < GetCount(); ++item)
+        if (valueOf(item) == value) return GetString(item);
+    return OABRControl::textOf(value);
+}
+
 }  // namespace kovgui::controls

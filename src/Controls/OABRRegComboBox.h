@@ -26,6 +26,7 @@ public:
     std::optional<int> shownValue() const override;
     /// Selects the first item with the value, if there is one.
     void showValue(int value) override;
+    wxString textOf(int value) const override;
     void showNothing() override { SetSelection(wxNOT_FOUND); }
 
 private:

@@ -12,6 +12,7 @@ namespace kovgui {
 struct StoredImage::State {
     mutable std::mutex mutex;  // guards the rest
     std::optional<EepromImage> image;
+    std::shared_ptr<const settings::Settings> settings;
 };
 
 StoredImage::StoredImage() : state_(new State) {}
@@ -30,13 +31,17 @@ settings::Reading StoredImage::read(const settings::GoOn& go_on) {
 }
 
 void StoredImage::hold(EepromImage image) {
+    auto settings = std::make_shared<settings::Settings>(settingsOf(imageOf(settings::storedBytesIn(image))));
+    settings->whole_vlans = settings->whole_macs = true;
     const std::lock_guard lock(state_->mutex);
     state_->image = std::move(image);
+    state_->settings = std::move(settings);
 }
 
 void StoredImage::forget() {
     const std::lock_guard lock(state_->mutex);
     state_->image.reset();
+    state_->settings.reset();
 }
 
 bool StoredImage::known() const {
@@ -49,10 +54,9 @@ std::optional<EepromImage> StoredImage::image() const {
     return state_->image;
 }
 
-std::optional<settings::Settings> StoredImage::settings() const {
-    const auto held = image();
-    if (!held) return std::nullopt;
-    return settingsOf(imageOf(settings::storedBytesIn(*held)));
+std::shared_ptr<const settings::Settings> StoredImage::settings() const {
+    const std::lock_guard lock(state_->mutex);
+    return state_->settings;
 }
 
 void StoredImage::note(const comm_request& request) {

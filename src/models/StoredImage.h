@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 
 #include "lib/comm_obj.h"
@@ -23,8 +24,9 @@ public:
     bool known() const;
     /// Nothing where it is not known.
     std::optional<EepromImage> image() const;
-    /// The settings in it, nothing where it is not known. What no record stores has no value.
-    std::optional<settings::Settings> settings() const;
+    /// The settings in it, null where it is not known: another object after each time that it was read or
+    /// written. What no record stores has no value; entries of tables that it does not list are not stored.
+    std::shared_ptr<const settings::Settings> settings() const;
 
     /// Takes a request that was sent.
     void note(const comm_request& request);

@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <wx/textctrl.h>
 
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -11,6 +12,7 @@
 #include <set>
 #include <thread>
 
+#include "lib/e2p.h"
 #include "lib/ksz.h"
 #include "lib/port_config.h"
 #include "src/ConfigDlg/CanSettingsPanel.h"
@@ -410,8 +412,10 @@ TEST_F(WithDevice, WhatIsStoredComesBackAfterAPowerCycle) {
     powerCycle(device_);
 
     // From here on no page is shown but the one that came up with the window.
-    wxWindow* const edited = *changed.begin();
+    wxWindow* const edited = find<PortConfigPanel>()->FindWindow(PortConfigPanel::ID_OABR1_SPEED);
+    const wxWindow* const sign = edited->GetNextSibling();
     change(edited);
+    EXPECT_FALSE(sign->IsShown()) << "its page was not read";
     expected[keyOf(edited)] = dynamic_cast<controls::OABRControl*>(edited)->shownText();
     EXPECT_EQ(store(), "");
     powerCycle(device_);
@@ -424,6 +428,22 @@ TEST_F(WithDevice, WhatIsStoredComesBackAfterAPowerCycle) {
         }
     });
     EXPECT_EQ(shownValues(), expected);
+
+    bringToFront(find<PortConfigPanel>());
+    const std::string stored = "stored: " + expected[keyOf(edited)];
+    EXPECT_FALSE(sign->IsShown());
+    change(edited);
+    EXPECT_TRUE(sign->IsShown());
+    EXPECT_EQ(sign->GetToolTipText(), stored);
+    EXPECT_TRUE(edited->GetToolTipText().EndsWith("\n" + stored));
+    frame_->DisconnectFromDevice();
+    EXPECT_TRUE(waitFor([sign] { return !sign->IsShown(); }));
+    ASSERT_TRUE(connectFirst());
+    EXPECT_TRUE(waitFor([sign] { return sign->IsShown(); })) << "the page was read";
+    const std::array<uint8_t, 2> nothing = {0xFF, 0xFF};
+    unsigned long count = nothing.size();
+    ASSERT_EQ(e2p_write(e2p_switch_area.address, nothing.data(), &count), 0);  // as the console does
+    EXPECT_TRUE(waitFor([sign] { return !sign->IsShown(); })) << "nothing is stored any more";
 }
 
 }  // namespace
