@@ -94,11 +94,6 @@ public:
         }
         return use_ && go_on_();
     }
-    /// Whoever waits comes first, before the next request.
-    void pass() {
-        use_.release();
-        sent_ = 0;
-    }
     GoOn goOn() {
         return [this](size_t, size_t) { return next(); };
     }
@@ -262,7 +257,6 @@ std::optional<std::vector<Loss>> NextStart::lossesAfter(
 
 bool NextStart::catchUp(StateFolder& folder, const std::string& firmware, const std::function<bool()>& go_on,
                         platform::Event* stop) {
-    constexpr int tries = 2;
     settings::StartValues learnt = settings::loadStartValues(folder, firmware);
     std::vector<Register> missing;
     bool knows_can = false;
@@ -276,16 +270,11 @@ bool NextStart::catchUp(StateFolder& folder, const std::string& firmware, const 
         knows_can = state_->base.can.has_value();
         starts = state_->starts;
     }
+    const comm_run run;  // whoever waits for the device waits for one timeout at most
     Turns turns(go_on, stop);
     for (const auto& [phy, reg] : missing) {
-        bool read = false;
-        for (int tried = 0; tried < tries && !read; ++tried) {
-            if (!turns.next()) return false;
-            uint16_t value = 0;
-            read = mdio_read(phy, reg, &value) == req_ok;  // noted as everybody's
-            if (!read) turns.pass();
-        }
-        if (!read) return false;
+        uint16_t value = 0;
+        if (!turns.next() || mdio_read(phy, reg, &value) != req_ok) return false;  // noted as everybody's
     }
     if (knows_can) return isComplete();
     Scope scope;
