@@ -249,25 +249,29 @@ int OABRDevice::connectWithFirmwareParams(const std::string& serial) {
     return 1;
 }
 
-/// Reads who the device is.
+/// Reads who the device is. A lost reply is asked for again: a firmware that runs is not to look like one
+/// that does not.
 int OABRDevice::readIdentity() {
+    const auto read = [this](auto request, auto* out) {
+        return request(out) == 0 || (!receiverEnded() && request(out) == 0);
+    };
     fw_version_ = {};
     fw_date_ = {};
     bl_version_ = {};
     bl_desc_ = {};
-    if (fwv_read(fw_version_.bytes.data()) != 0) {
+    if (!read(fwv_read, fw_version_.bytes.data())) {
         LOG_ERROR(479, "Could not read FW version");
         return 1;
     }
-    if (fwd_read(fw_date_.bytes.data()) != 0) {
+    if (!read(fwd_read, fw_date_.bytes.data())) {
         LOG_ERROR(484, "Could not read FW Date");
         return 1;
     }
-    if (blv_read(bl_version_.bytes.data()) != 0) {
+    if (!read(blv_read, bl_version_.bytes.data())) {
         LOG_ERROR(489, "Could not read BL version");
         return 1;
     }
-    if (bls_read(bl_desc_.text.data()) != 0) {
+    if (!read(bls_read, bl_desc_.text.data())) {
         LOG_ERROR(494, "Could not read BL description");
         return 1;
     }

@@ -118,20 +118,25 @@ TEST_F(DeviceTest, AFirmwareConnectReadsWhoTheDeviceIs) {
     EXPECT_FALSE(converter->isOpen());
 }
 
-TEST_F(DeviceTest, AnUnansweredIdentityRequestClosesTheConnection) {
-    for (const uint8_t command :
-         {msg_cmd::fwv_read, msg_cmd::fwd_read, msg_cmd::blv_read, msg_cmd::bls_read}) {
-        SCOPED_TRACE(command);
+TEST_F(DeviceTest, AnIdentityRequestIsRepeatedOnceAndUnansweredClosesTheConnection) {
+    const auto connected = [&](uint8_t command, int lost) {
         plug();
-        firmware->ignore(msg_type::read_request, command);
+        firmware->answer(msg_type::read_request, command, [&](const Bytes& request) {
+            return lost-- > 0 ? std::vector<Bytes>() : firmware->firmware(request);
+        });
         log.clear();
-        EXPECT_EQ(device.connectWithFirmwareParams("OKVX0001"), 1);
-        EXPECT_FALSE(converter->isOpen());
-        EXPECT_FALSE(device.isFirmwareConnected());
-        EXPECT_THAT(device.connectFailure(), HasSubstr("does not answer"));
+        const bool done = device.connectWithFirmwareParams("OKVX0001") == 0;
+        EXPECT_EQ(converter->isOpen(), done);
+        EXPECT_EQ(device.isFirmwareConnected(), done);
+        device.disconnect();
         firmware.reset();
         driver->unplug("OKVX0001");
-    }
+        return done;
+    };
+    for (const uint8_t command : {msg_cmd::fwv_read, msg_cmd::fwd_read, msg_cmd::blv_read, msg_cmd::bls_read})
+        EXPECT_TRUE(connected(command, 1)) << int(command);
+    EXPECT_FALSE(connected(msg_cmd::bls_read, 2));
+    EXPECT_THAT(device.connectFailure(), HasSubstr("does not answer"));
 }
 
 TEST_F(DeviceTest, AFailedOpeningIsToldWithItsRemedyAndTheNextConnectWorks) {
