@@ -77,7 +77,6 @@ enum StatusField { hardware_field, firmware_field, connection_field, status_fiel
 
 constexpr int look_after_connection_ms = 1000;
 constexpr int try_again_ms = 1000;
-constexpr size_t max_settings_listed = 12;
 constexpr int look_whether_ended_ms = 50;
 constexpr const char* reconnect_key = "/Connection/Reconnect";
 constexpr int ending_patience_ms = 3000;  // what a command that writes needs, and no more
@@ -1073,9 +1072,7 @@ StoreResult MainFrame::storeSettings() {
     if (!mayLoseAfterStore(plan)) return {StoreResult::End::stopped, 0, 0, ""};
     const OABRDevice& device = *OABRDevice::instance();
     StateFolder folder(device.getConnectedDevice());
-    StoreOptions options;
-    options.firmware = device.getFirmwareVersion().toString();
-    options.is_gone = [&] { return device.receiverEnded(); };
+    StoreOptions options = storeOptionsOnDevice({});
     options.over_interrupted = true;  // the connect has asked
     EepromStored stored;
     const auto write = [&](Work& work) {
@@ -1179,7 +1176,7 @@ void MainFrame::askAboutInterruptedStore() {
     const auto stored = StoredImage::instance().image();
     if (!stored) return;  // the device is silent, or gone
     if (const auto update = findUpdate(folder)) return askAboutInterruptedUpdate(*update);
-    const std::optional<Interruption> found = findInterruption(folder, &*stored);
+    const std::optional<Interruption> found = findInterruption(folder, spoiltParts(*stored));
     for (const std::string& message : folder.takeMessages())
         say(deviceText(message), wxICON_WARNING);
     if (!found) return;
@@ -1211,9 +1208,7 @@ void MainFrame::recoverStore(const Interruption& found, Recovery how) {
     const DeviceUse use = takeDevice("the store");
     if (!use) return;
     StateFolder folder(device.getConnectedDevice());
-    StoreOptions options;
-    options.firmware = device.getFirmwareVersion().toString();
-    options.is_gone = [&] { return device.receiverEnded(); };
+    StoreOptions options = storeOptionsOnDevice({});
     options.what = how == Recovery::finish ? "finish" : "back";
     EepromStored ended;
     {
@@ -1270,8 +1265,8 @@ void MainFrame::bringSettingsBack(bool older_firmware_too) {
         say(wxString::FromUTF8("The settings of " + back.settings->at +
                                " are back, read back and compared."));
     else
-        wxMessageBox(wxString::FromUTF8(back.text(max_settings_listed)), "Settings", wxOK | wxICON_ERROR,
-                     this);
+        wxMessageBox(wxString::FromUTF8(back.text(BroughtBack::max_in_a_box)), "Settings",
+                     wxOK | wxICON_ERROR, this);
     if (OABRDevice::instance()->isFirmwareConnected()) announceConnected();
 }
 

@@ -38,7 +38,6 @@ constexpr const char* stopping_text = "Stopping ...";
 /// Above what a job sends: the dialog never takes a job for finished by itself.
 constexpr int progress_range = 101;
 constexpr int max_progress = 100;
-constexpr size_t max_settings_listed = 12;
 
 /// Readable on the window's background, be it light or dark.
 wxColour verdictColour(FirmwareComparison comparison) {
@@ -364,16 +363,15 @@ wxString FlashPanel::bringSettingsBack(bool success, bool programmed) {
         back = kovgui::bringSettingsBack(folder, options);
     });
     if (!ran) return wxString::FromUTF8("The settings are in " + noted_->file + ".");
-    wxString text = wxString::FromUTF8(back.text(max_settings_listed));
+    wxString text = wxString::FromUTF8(back.text(BroughtBack::max_in_a_box));
     if (!back.errors.empty()) text += "\nThe next connect offers to bring them back.";
     return text;
 }
 
 /// Asks whether a device that was found in its bootloader gets its last backup.
-bool FlashPanel::wantsOffered() const {
-    wxMessageDialog box(const_cast<FlashPanel*>(this),
-                        wxString::FromUTF8("Restore the backup of " + offered_->at + "?"), "Firmware Update",
-                        wxYES_NO | wxICON_QUESTION);
+bool FlashPanel::wantsOffered() {
+    wxMessageDialog box(this, wxString::FromUTF8("Restore the backup of " + offered_->at + "?"),
+                        "Firmware Update", wxYES_NO | wxICON_QUESTION);
     std::string text = "The update has set the settings to their defaults. The last backup of " + serial_ +
                        " is " + offered_->file + ". ";
     text += olderFirmwareText(offered_->firmware, OABRDevice::instance()->getFirmwareVersion(),

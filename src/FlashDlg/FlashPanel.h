@@ -54,7 +54,7 @@ private:
     bool confirmWithoutBackup(const std::string& reason);
     bool mayNote(const KeptSettings& settings);
     wxString bringSettingsBack(bool success, bool programmed);
-    bool wantsOffered() const;
+    bool wantsOffered();
     bool afterFlash();
     wxString versionDifference() const;
     void closeProgress();

@@ -10,6 +10,7 @@
 #include "src/OABR-Switch/DeviceUse.h"
 #include "src/models/StoredImage.h"
 #include "src/models/WrittenSettings.h"
+#include "src/models/eeprom_device.h"
 
 namespace kovgui {
 
@@ -39,18 +40,15 @@ struct Noted {
 
 Noted notedOf(const comm_request& request, const hdlc_msg* reply) {
     const uint8_t* const payload = request.payload;
+    if (writesEeprom(request)) return {Effect::eeprom_written, {}};
     // Of a table or the CAN controller nobody reads back here what was not answered.
     const Effect answered = reply ? Effect::other : Effect::none;
     if (request.type == msg_type::control_request) {
         const bool power = request.command == msg_cmd::power_on || request.command == msg_cmd::power_off;
         return {power ? Effect::restarted : Effect::none, {}};
     }
-    if (request.type == msg_type::remote_request) {
-        if (request.command == msg_cmd::rmt_ind_tab_entry_write) return {answered, {}};
-        const bool erases = request.command == msg_cmd::rmt_eeprom_erase_byte ||
-                            request.command == msg_cmd::rmt_eeprom_erase_block;
-        return {erases ? Effect::eeprom_written : Effect::none, {}};
-    }
+    if (request.type == msg_type::remote_request && request.command == msg_cmd::rmt_ind_tab_entry_write)
+        return {answered, {}};
     if (request.type != msg_type::request) return {};
     switch (request.command) {
         case msg_cmd::mdio_write:
@@ -63,8 +61,6 @@ Noted notedOf(const comm_request& request, const hdlc_msg* reply) {
         case msg_cmd::smi_read:
             if (!reply) return {};
             return {Effect::register_read, {mdio_switch, payload[0]}, reply->payload[1]};
-        case msg_cmd::e2p_write:
-            return {Effect::eeprom_written, {}};
         case msg_cmd::can_set_speed:
         case msg_cmd::can_set_filter_mask:
         case msg_cmd::can_set_wakeup:
@@ -157,13 +153,10 @@ struct NextStart::State {
     }
 
     /// The registers that are to be known and are not.
-    std::vector<Register> missing(const Prediction& next) const {
-        std::vector<Register> registers = settings::registersOf(next);
-        registers.insert(registers.end(), written.begin(), written.end());
-        std::erase_if(registers,
-                      [this](const Register& at) { return seen.contains(at) && !written.contains(at); });
-        std::ranges::sort(registers);
-        registers.erase(std::unique(registers.begin(), registers.end()), registers.end());
+    std::set<Register> missing(const Prediction& next) const {
+        std::set<Register> registers = settings::registersOf(next);
+        std::erase_if(registers, [this](const Register& at) { return seen.contains(at); });
+        registers.insert(written.begin(), written.end());
         return registers;
     }
 
@@ -258,7 +251,7 @@ std::optional<std::vector<Loss>> NextStart::lossesAfter(
 bool NextStart::catchUp(StateFolder& folder, const std::string& firmware, const std::function<bool()>& go_on,
                         platform::Event* stop) {
     settings::StartValues learnt = settings::loadStartValues(folder, firmware);
-    std::vector<Register> missing;
+    std::set<Register> missing;
     bool knows_can = false;
     uint64_t starts = 0;
     {

@@ -3,7 +3,6 @@
 #include <mutex>
 #include <utility>
 
-#include "lib/messages.h"
 #include "src/models/eeprom_device.h"
 #include "src/models/settings_records.h"
 
@@ -31,7 +30,7 @@ settings::Reading StoredImage::read(const settings::GoOn& go_on) {
 }
 
 void StoredImage::hold(EepromImage image) {
-    auto settings = std::make_shared<settings::Settings>(settingsOf(imageOf(settings::storedBytesIn(image))));
+    auto settings = std::make_shared<settings::Settings>(settings::settingsIn(image));
     settings->whole_vlans = settings->whole_macs = true;
     const std::lock_guard lock(state_->mutex);
     state_->image = std::move(image);
@@ -60,11 +59,7 @@ std::shared_ptr<const settings::Settings> StoredImage::settings() const {
 }
 
 void StoredImage::note(const comm_request& request) {
-    const bool writes = request.type == msg_type::request && request.command == msg_cmd::e2p_write;
-    const bool erases =
-        request.type == msg_type::remote_request && (request.command == msg_cmd::rmt_eeprom_erase_byte ||
-                                                     request.command == msg_cmd::rmt_eeprom_erase_block);
-    if (writes || erases) forget();
+    if (writesEeprom(request)) forget();
 }
 
 }  // namespace kovgui

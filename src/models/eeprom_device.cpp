@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "lib/comm_obj.h"
+#include "lib/messages.h"
 
 namespace kovgui {
 
@@ -56,6 +56,13 @@ Reading writeEeprom(const std::vector<EepromWrite>& writes, const GoOn& go_on, i
         }
     }
     return Reading::finished;
+}
+
+bool writesEeprom(const comm_request& request) {
+    return request.type == msg_type::remote_request
+               ? request.command == msg_cmd::rmt_eeprom_erase_byte ||
+                     request.command == msg_cmd::rmt_eeprom_erase_block
+               : request.type == msg_type::request && request.command == msg_cmd::e2p_write;
 }
 
 std::optional<std::vector<const EepromPart*>> readSpoiltParts() {

@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "lib/comm_obj.h"
 #include "src/models/eeprom_image.h"
 #include "src/models/settings_device.h"
 
@@ -19,6 +20,8 @@ namespace kovgui {
 /// @param requests  takes their number
 [[nodiscard]] settings::Reading writeEeprom(const std::vector<EepromWrite>& writes,
                                             const settings::GoOn& go_on, int* requests);
+/// Whether a request changes what the EEPROM holds.
+bool writesEeprom(const comm_request& request);
 /// The parts whose marker is spoilt; reads no more than the markers take.
 /// @return nothing when the device does not answer
 std::optional<std::vector<const EepromPart*>> readSpoiltParts();

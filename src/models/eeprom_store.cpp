@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <utility>
+
+#include "src/OABR-Switch/OABRDevice.h"
 
 namespace kovgui {
 
@@ -250,6 +253,15 @@ StoreResult resultOf(const EepromStored& stored) {
     return result;
 }
 
+StoreOptions storeOptionsOnDevice(settings::GoOn go_on) {
+    oabr::OABRDevice& device = *oabr::OABRDevice::instance();
+    StoreOptions options;
+    options.go_on = std::move(go_on);
+    options.is_gone = [&device] { return device.receiverEnded(); };
+    options.firmware = device.getFirmwareVersion().toString();
+    return options;
+}
+
 EepromStored storeOnDevice(StateFolder& folder, const StoreOptions& options,
                            const std::function<EepromImage(EepromImage held)>& change) {
     return Store(folder, options).run(change);
@@ -257,17 +269,14 @@ EepromStored storeOnDevice(StateFolder& folder, const StoreOptions& options,
 
 // ---- Interrupted stores ----
 
-std::optional<Interruption> findInterruption(StateFolder& folder, const EepromImage* held) {
+std::optional<Interruption> findInterruption(StateFolder& folder, std::vector<const EepromPart*> spoilt) {
     Interruption found;
     if (const auto journal = folder.load(journal_name)) {
         const auto before = imageIn(*journal, "before"), after = imageIn(*journal, "after");
         if (before && after)
             found = {true, textIn(*journal, "what"), textIn(*journal, "at"), *before, *after, {}};
     }
-    if (held)
-        found.spoilt = spoiltParts(*held);
-    else
-        found.spoilt = readSpoiltParts().value_or(std::vector<const EepromPart*>());
+    found.spoilt = std::move(spoilt);
     if (!found.journal && found.spoilt.empty()) return std::nullopt;
     return found;
 }

@@ -56,6 +56,9 @@ struct StoreOptions {
     const char* what = "store";  ///< for the journal and the history
 };
 
+/// The options for the connected device.
+StoreOptions storeOptionsOnDevice(settings::GoOn go_on);
+
 /// Reads what the device holds, and writes what `change` makes of it.
 [[nodiscard]] EepromStored storeOnDevice(StateFolder& folder, const StoreOptions& options,
                                          const std::function<EepromImage(EepromImage held)>& change);
@@ -68,9 +71,9 @@ struct Interruption {
     EepromImage before, after;  ///< of the journal
     std::vector<const EepromPart*> spoilt;
 };
-/// Looks for one: in the state folder and at the markers.
-/// @param held  what the device's EEPROM holds; reads the markers where that is null
-std::optional<Interruption> findInterruption(StateFolder& folder, const EepromImage* held = nullptr);
+/// Looks for one in the state folder.
+/// @param spoilt  what the device's markers show: spoiltParts of what it holds, or readSpoiltParts
+std::optional<Interruption> findInterruption(StateFolder& folder, std::vector<const EepromPart*> spoilt);
 bool hasJournal(StateFolder& folder);
 /// What an update leaves in the state folder until the device has its settings again, see update_backup.
 constexpr const char* update_name = "update";

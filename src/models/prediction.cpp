@@ -4,7 +4,6 @@
 #include <bit>
 #include <charconv>
 #include <cstring>
-#include <set>
 
 #include "lib/comm_obj.h"
 #include "lib/device_cmd.h"
@@ -142,7 +141,7 @@ public:
         prediction_.next.has_traffic_time = block.has_value();
         prediction_.next.can = block.value_or(startWithoutBlock());
         prediction_.next.can_bytes = bytes.can;
-        prediction_.stored = settingsOf(imageOf(bytes));
+        prediction_.stored = settingsIn(eeprom);
         return std::move(prediction_);
     }
 
@@ -164,7 +163,7 @@ private:
             if (number >= (vlan ? ksz_vlan_sets : ksz_smac_entries))
                 return void(++prediction_.unknown_records);
             prediction_.next.change(record);
-            (vlan ? prediction_.certain_sets : prediction_.certain_macs)[number] = true;
+            (vlan ? prediction_.certain_sets : prediction_.certain_macs).insert(number);
         } else {
             ++prediction_.unknown_records;
         }
@@ -181,6 +180,10 @@ std::optional<int> entryIn(const std::string& path, const char* table) {
     const auto [end, failed] =
         std::from_chars(path.data() + prefix.size(), path.data() + path.size(), number);
     return failed == std::errc() && end == path.data() + path.size() ? std::optional(number) : std::nullopt;
+}
+
+std::string nameOf(Register at) {
+    return std::to_string(at.first) + "/" + std::to_string(at.second);
 }
 
 class Losses {
@@ -241,9 +244,8 @@ private:
             const auto bits = static_cast<uint16_t>(next.known & live->second.known & ~said[at]);
             const auto differ = static_cast<uint16_t>((live->second.value ^ next.value) & bits);
             if (differ != 0)
-                addRaw(std::to_string(at.first) + "/" + std::to_string(at.second),
-                       int{live->second.value & bits}, int{next.value & bits}, prediction_.of(at, differ),
-                       "no setting holds these bits of the register");
+                addRaw(nameOf(at), int{live->second.value & bits}, int{next.value & bits},
+                       prediction_.of(at, differ), "no setting holds these bits of the register");
         }
         for (const auto& [set, entries] : live_.vlan_sets)
             for (int i = 0; i < ksz_vlans_per_set; ++i) {
@@ -266,10 +268,6 @@ private:
     const DeviceImage& live_;
     std::vector<Loss> losses_;
 };
-
-std::string nameOf(Register at) {
-    return std::to_string(at.first) + "/" + std::to_string(at.second);
-}
 
 bool sameCan(const oabr::CanBlock& a, const oabr::CanBlock& b) {
     can_extra one = a.extra, other = b.extra;
@@ -313,48 +311,30 @@ std::vector<Loss> lossesOf(const Prediction& prediction, const DeviceImage& live
     return losses;
 }
 
-std::vector<Register> registersOf(const Prediction& prediction) {
+std::set<Register> registersOf(const Prediction& prediction) {
     std::set<Register> all(settingRegisters().begin(), settingRegisters().end());
     for (const auto& [at, bits] : prediction.next.registers)
         all.insert(at);
-    return {all.begin(), all.end()};
-}
-
-std::vector<Register> registersToLearn() {
-    std::vector<Register> all;
-    for (int reg = 0; reg <= UINT8_MAX; ++reg)
-        if (const Register at{mdio_switch, static_cast<uint8_t>(reg)}; steadyBits(at) != 0) all.push_back(at);
-    for (const int port : oabr_phys)
-        for (int reg = 0; reg < phy_registers; ++reg)
-            if (const Register at{port_phy(port), static_cast<uint8_t>(reg)}; steadyBits(at) != 0)
-                all.push_back(at);
     return all;
 }
 
-Reading readForPrediction(const std::vector<Register>& registers, const GoOn& go_on, DeviceImage* image,
+std::set<Register> registersToLearn() {
+    std::set<Register> all;
+    for (int reg = 0; reg <= UINT8_MAX; ++reg)
+        if (const Register at{mdio_switch, static_cast<uint8_t>(reg)}; steadyBits(at) != 0) all.insert(at);
+    for (const int port : oabr_phys)
+        for (int reg = 0; reg < phy_registers; ++reg)
+            if (const Register at{port_phy(port), static_cast<uint8_t>(reg)}; steadyBits(at) != 0)
+                all.insert(at);
+    return all;
+}
+
+Reading readForPrediction(const std::set<Register>& registers, const GoOn& go_on, DeviceImage* image,
                           const std::set<int>* vlan_sets) {
-    constexpr int tries = 2;
-    Scope scope = Scope::everything();
-    scope.status = false;
+    Scope scope = Scope::everySetting();
+    scope.more_registers = registers;
     if (vlan_sets) scope.vlan_sets = *vlan_sets;
-    const size_t others = scope.vlan_sets.size() + scope.macs.size();
-    for (size_t i = 0; i < registers.size(); ++i) {
-        const auto [phy, reg] = registers[i];
-        Bits bits{0, all_bits};
-        bool read = false;
-        for (int tried = 0; tried < tries && !read; ++tried) {
-            if (go_on && !go_on(i, registers.size() + others)) return Reading::stopped;
-            read = mdio_read(phy, reg, &bits.value) == req_ok;
-        }
-        if (!read) return Reading::silent;
-        image->registers[registers[i]] = bits;
-    }
-    return readFromDevice(
-        scope,
-        [&](size_t done, size_t total) {
-            return !go_on || go_on(registers.size() + done, registers.size() + total);
-        },
-        image, nullptr);
+    return readFromDevice(scope, go_on, image, nullptr);
 }
 
 // ---- Learning ----
@@ -506,14 +486,10 @@ std::string textOf(const PredictionCheck& check) {
 
 StartSeen lookAtStart(StateFolder& folder, const std::string& firmware, const Prediction& expected,
                       LookAt look_at, Since since, const GoOn& go_on) {
-    std::set<int> set_by_records;
-    for (const auto& [set, sets] : expected.certain_sets)
-        set_by_records.insert(set);
+    const std::set<int>* const vlan_sets =
+        look_at == LookAt::without_empty_vlans ? &expected.certain_sets : nullptr;
     DeviceImage after;
-    StartSeen seen{readForPrediction(registersToLearn(), go_on, &after,
-                                     look_at == LookAt::without_empty_vlans ? &set_by_records : nullptr),
-                   {},
-                   {}};
+    StartSeen seen{readForPrediction(registersToLearn(), go_on, &after, vlan_sets), {}, {}};
     if (seen.reading != Reading::finished) return seen;
     seen.check = checkOf(expected, after);
     const bool learns = since == Since::nobody_had_it || seen.check.wrong.empty();

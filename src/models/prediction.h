@@ -36,8 +36,8 @@ uint16_t steadyBits(Register at);
 
 struct Prediction {
     DeviceImage next;  ///< registers as far as they are known; every entry of the tables; the CAN block
-    std::map<Register, uint16_t> certain, learnt;    ///< the bits of them that are
-    std::map<int, bool> certain_sets, certain_macs;  ///< entries of tables that a record sets
+    std::map<Register, uint16_t> certain, learnt;  ///< the bits of them that are
+    std::set<int> certain_sets, certain_macs;      ///< entries of tables that a record sets
     bool certain_can = false;
     bool learnt_tables = false;
     int unknown_records = 0;  ///< that the replay passed over
@@ -61,12 +61,12 @@ struct Loss {
 std::vector<Loss> lossesOf(const Prediction& prediction, const DeviceImage& live);
 
 /// The registers that have to be read to compare a device with a prediction.
-std::vector<Register> registersOf(const Prediction& prediction);
+std::set<Register> registersOf(const Prediction& prediction);
 /// All that can be learnt of after a start.
-std::vector<Register> registersToLearn();
+std::set<Register> registersToLearn();
 /// Reads them and everything else that a start sets.
 /// @param vlan_sets  null for all of them
-[[nodiscard]] Reading readForPrediction(const std::vector<Register>& registers, const GoOn& go_on,
+[[nodiscard]] Reading readForPrediction(const std::set<Register>& registers, const GoOn& go_on,
                                         DeviceImage* image, const std::set<int>* vlan_sets = nullptr);
 
 // --- What was learnt, and how well it was predicted

@@ -99,10 +99,12 @@ bool readOabrStatus(int port, PortStatus* status) {
     return true;
 }
 
-std::vector<Register> registersToRead() {
-    std::vector<Register> registers = settingRegisters();
+std::set<Register> registersToRead(const Scope& scope) {
+    std::set<Register> registers = scope.more_registers;
+    if (!scope.registers) return registers;
+    registers.insert(settingRegisters().begin(), settingRegisters().end());
     for (const int port : switch_phys)
-        registers.push_back(switchRegister(port, ksz_control6));
+        registers.insert(switchRegister(port, ksz_control6));
     return registers;
 }
 
@@ -124,15 +126,13 @@ Reading runSteps(const std::vector<Step>& steps, const GoOn& go_on) {
 
 std::vector<Step> readingSteps(const Scope& scope, DeviceImage* image, Status* status) {
     std::vector<Step> steps;
-    if (scope.registers) {
-        for (const Register& at : registersToRead())
-            steps.emplace_back([=] {
-                Bits bits{0, 0xFFFF};
-                if (!readRegister(at, &bits.value)) return false;
-                image->registers[at] = bits;
-                return true;
-            });
-    }
+    for (const Register& at : registersToRead(scope))
+        steps.emplace_back([=] {
+            Bits bits{0, 0xFFFF};
+            if (!readRegister(at, &bits.value)) return false;
+            image->registers[at] = bits;
+            return true;
+        });
     for (const int entry : scope.macs)
         steps.emplace_back([=] { return ksz_smac_read(entry, &image->macs[entry]) != 0; });
     for (const int set : scope.vlan_sets)
@@ -153,6 +153,12 @@ std::vector<Step> readingSteps(const Scope& scope, DeviceImage* image, Status* s
 
 Scope Scope::everything() {
     return of(Selection());
+}
+
+Scope Scope::everySetting() {
+    Scope scope = everything();
+    scope.status = false;
+    return scope;
 }
 
 Scope Scope::of(const Selection& selection) {

@@ -18,10 +18,13 @@ namespace kovgui::settings {
 /// What is to be read.
 struct Scope {
     bool registers = false, can = false, status = false;
-    std::set<int> vlan_sets, macs;  ///< entries of the tables
+    std::set<int> vlan_sets, macs;      ///< entries of the tables
+    std::set<Register> more_registers;  ///< beside those that settings are in
     bool operator==(const Scope&) const = default;
 
     static Scope everything();
+    /// All but the ports' links.
+    static Scope everySetting();
     /// What shows the settings that are meant.
     static Scope of(const Selection& selection);
     /// What a set-up is compared with.

@@ -309,6 +309,10 @@ StoredBytes storedBytesIn(const EepromImage& eeprom) {
             bytes(e2p_phy2_area.address, e2p_phy2_area.limit), bytes(e2p_can_speed_address, eeprom_end)};
 }
 
+Settings settingsIn(const EepromImage& eeprom) {
+    return settingsOf(imageOf(storedBytesIn(eeprom)));
+}
+
 EepromImage eepromOf(const DeviceImage& image, EepromImage held) {
     const Settings settings = settingsOf(image);
     std::optional<std::vector<uint8_t>> can;

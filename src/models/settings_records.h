@@ -82,6 +82,8 @@ DeviceImage imageOf(const ConfigLists& lists);
 
 /// What stands in an image.
 StoredBytes storedBytesIn(const EepromImage& eeprom);
+/// The settings that its records and CAN block hold; what none of them sets has no value.
+Settings settingsIn(const EepromImage& eeprom);
 /// What the EEPROM holds after a store of what a device holds now.
 /// @param image  all of it
 EepromImage eepromOf(const DeviceImage& image, EepromImage held);

@@ -23,12 +23,6 @@ namespace {
 
 constexpr size_t eeprom_share = 5;  // per cent of the time that the whole reading takes
 
-Scope everySetting() {
-    Scope scope = Scope::everything();
-    scope.status = false;
-    return scope;
-}
-
 /// Progress of a part of the whole, from one of its per cent to another.
 settings::GoOn partOf(const settings::GoOn& go_on, size_t from, size_t to) {
     if (!go_on) return {};
@@ -74,7 +68,7 @@ public:
         KeptSettings kept;
         kept.at = utcNow();
         kept.firmware = options_.firmware.toString();
-        const Scope scope = everySetting();
+        const Scope scope = Scope::everySetting();
         DeviceImage image;
         Reading reading = readEepromImage(partOf(options_.go_on, 0, eeprom_share), &kept.image);
         if (reading == Reading::finished)
@@ -193,7 +187,7 @@ private:
 
     /// Whether the device has the settings now.
     bool holds(const KeptSettings& kept) {
-        const Scope scope = everySetting();
+        const Scope scope = Scope::everySetting();
         DeviceImage image;
         const Reading reading = readFromDevice(scope, options_.go_on, &image, nullptr);
         if (reading != Reading::finished) {
@@ -236,8 +230,7 @@ bool reachFirmware(const std::string& serial) {
 }  // namespace
 
 KeptSettings keptSettingsOf(const std::string& file, const Backup& backup) {
-    return {file, backup.at, backup.firmware, backup.image,
-            settingsOf(imageOf(settings::storedBytesIn(backup.image)))};
+    return {file, backup.at, backup.firmware, backup.image, settings::settingsIn(backup.image)};
 }
 
 UpdateOptions optionsForUpdate(const std::string& serial, settings::GoOn go_on) {

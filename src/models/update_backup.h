@@ -79,6 +79,7 @@ struct BroughtBack {
     bool equal() const { return errors.empty() && differences.empty(); }
     /// What is not as it was, and where the backup is; empty when all is.
     /// @param lines  settings that it lists at most
+    static constexpr size_t max_in_a_box = 12;
     std::string text(size_t lines = SIZE_MAX) const;
 };
 /// Writes back what was noted, so that a cut of power does no harm, reads it back, has the device start from

@@ -10,8 +10,7 @@
 #include <filesystem>
 #include <iostream>
 
-#include "tests/host/model_device.h"
-#include "tests/host/state_folder_fixture.h"
+#include "tests/host/stored_device.h"
 #include "tests/support/random_settings.h"
 
 namespace kovgui {
@@ -20,22 +19,8 @@ namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// What kills the program.
-struct Killed {};
-
-class EepromStore : public ModelDevice {
+class EepromStore : public StoredDevice {
 protected:
-    ~EepromStore() {
-        comm_begin();
-        comm_set_second(1000);
-    }
-    EepromImage held() const {
-        const auto& eeprom = hardware.memory.eeprom;
-        return {eeprom.begin() + eeprom_begin, eeprom.begin() + eeprom_end};
-    }
-    void put(const EepromImage& image) {
-        std::ranges::copy(image, hardware.memory.eeprom.begin() + eeprom_begin);
-    }
     EepromStored store(const EepromImage& image, StoreOptions options = {}) {
         StateFolder folder("OKVX0001");
         return storeOnDevice(folder, options, [&](const EepromImage&) { return image; });
@@ -66,7 +51,7 @@ protected:
     /// Ends what is interrupted, and looks whether it is as it is to be.
     void recover(Recovery how, const EepromImage& before, const EepromImage& after) {
         StateFolder folder("OKVX0001");
-        const auto found = findInterruption(folder);
+        const auto found = findInterruption(folder, spoiltParts(held()));
         if (!found) {
             EXPECT_EQ(held(), before);  // it had not begun
             return;
@@ -213,11 +198,12 @@ TEST_F(EepromStore, IsRefusedWhileAnotherOneIsInterrupted) {
     unanswered = nullptr;
     EXPECT_EQ(store(after).errors.at(0).code, "conflict");
     StateFolder folder("OKVX0001");
-    ASSERT_TRUE(recoverOnDevice(folder, {}, *findInterruption(folder), Recovery::leave).errors.empty());
+    ASSERT_TRUE(recoverOnDevice(folder, {}, *findInterruption(folder, spoiltParts(held())), Recovery::leave)
+                    .errors.empty());
     EXPECT_EQ(store(after).text(), "");
     // From another computer only the marker tells.
     hardware.memory.eeprom[e2p_switch_area.address + 1] = 0;
-    const auto found = findInterruption(folder);
+    const auto found = findInterruption(folder, spoiltParts(held()));
     ASSERT_TRUE(found);
     EXPECT_FALSE(found->journal);
     EXPECT_EQ(found->spoilt.at(0)->name, std::string("switch"));

@@ -10,29 +10,23 @@
 #include "src/models/NextStart.h"
 #include "src/models/StoredImage.h"
 #include "src/models/UnstoredChanges.h"
-#include "tests/host/model_device.h"
-#include "tests/host/state_folder_fixture.h"
+#include "tests/host/stored_device.h"
 #include "tests/support/random_settings.h"
 
 namespace kovgui::settings {
 namespace {
 
-class Start : public ModelDevice {
+class Start : public StoredDevice {
 protected:
     DeviceImage read() {
         DeviceImage image;
         EXPECT_EQ(readForPrediction(registersToLearn(), {}, &image), Reading::finished);
         return image;
     }
-    EepromImage eeprom() const {
-        const auto& all = hardware.memory.eeprom;
-        return {all.begin() + eeprom_begin, all.begin() + eeprom_end};
-    }
     void store(const Settings& settings) {
         std::optional<std::vector<uint8_t>> can;
         if (*rc::gen::arbitrary<bool>()) can = storedCanBytes(canBlockOf(settings, oabr::defaultCanBlock()));
-        std::ranges::copy(withLists(eeprom(), listsOf(settings), can),
-                          hardware.memory.eeprom.begin() + eeprom_begin);
+        put(withLists(held(), listsOf(settings), can));
     }
     static std::string anyLine() {
         const auto number = [](int limit) { return std::to_string(*rc::gen::inRange(0, limit)); };
@@ -81,7 +75,7 @@ TEST_F(Start, IsAsPredictedInEveryBitWhateverWasWrittenAndStored) {
     EXPECT_TRUE(rc::check([&] {
         if (*rc::gen::arbitrary<bool>()) store(*genSettings({}));
         change();
-        const Prediction prediction = predict(eeprom(), learnt);
+        const Prediction prediction = predict(held(), learnt);
         if (*rc::gen::inRange(0, 4) == 0) {
             const DeviceImage before = read();
             EXPECT_EQ(lossesOf(prediction, before).empty(), checkOf(prediction, before).wrong.empty());
@@ -100,16 +94,15 @@ TEST_F(Start, IsAsPredictedInEveryBitWhateverWasWrittenAndStored) {
 TEST_F(Start, SaysWhatIsLostAndHowSureThatIs) {
     Settings stored;
     stored.port(port_oabr1).insert_tag = 0;
-    std::ranges::copy(withLists(eeprom(), listsOf(stored), std::nullopt),
-                      hardware.memory.eeprom.begin() + eeprom_begin);
+    put(withLists(held(), listsOf(stored), std::nullopt));
     powerCycle();
-    const Prediction first = predict(eeprom(), {});
+    const Prediction first = predict(held(), {});
     const StartValues learnt = learnFrom(first, read());
     ASSERT_EQ(ksz_insert_tag_set(port_oabr1, 1), 1);
     ASSERT_EQ(ksz_remove_tag_set(port_oabr1, 1), 1);
     ASSERT_EQ(mdio_write(mdio_switch, 12, 0x24), 0);  // no data sheet of ours says what it starts with
     for (const bool knows : {false, true}) {
-        const std::vector<Loss> losses = lossesOf(predict(eeprom(), knows ? learnt : StartValues()), read());
+        const std::vector<Loss> losses = lossesOf(predict(held(), knows ? learnt : StartValues()), read());
         ASSERT_EQ(losses.size(), knows ? 3u : 2u);
         EXPECT_EQ(losses[0].path, "/vlan/port/OABR1/insert_tag");
         EXPECT_EQ(losses[0].certainty, Certainty::certain);

@@ -100,7 +100,7 @@ private:
     oabr_sim::hardware hardware_;
     oabr_sim::fault_plan faults_;
     oabr_sim::firmware firmware_{hardware_, faults_, "test"};
-    Scope scope_{true, true, false, {}, {}};
+    Scope scope_ = Scope::everySetting();
     std::vector<Bytes> writes_;
     std::atomic<int> seen_{0}, drop_at_{0}, leave_at_{0};
     Plan plan_;

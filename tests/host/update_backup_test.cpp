@@ -12,8 +12,7 @@
 #include <iostream>
 
 #include "lib/console_cmd.h"
-#include "tests/host/model_device.h"
-#include "tests/host/state_folder_fixture.h"
+#include "tests/host/stored_device.h"
 #include "tests/support/random_settings.h"
 
 namespace kovgui {
@@ -23,21 +22,10 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-/// What kills the program.
-struct Killed {};
-
-class UpdateSettings : public ModelDevice {
+class UpdateSettings : public StoredDevice {
 protected:
-    ~UpdateSettings() {
-        comm_begin();
-        comm_set_second(1000);
-    }
-    EepromImage held() const {
-        const auto& eeprom = hardware.memory.eeprom;
-        return {eeprom.begin() + eeprom_begin, eeprom.begin() + eeprom_end};
-    }
     void put(const EepromImage& image) {
-        std::ranges::copy(image, hardware.memory.eeprom.begin() + eeprom_begin);
+        StoredDevice::put(image);
         powerCycle();
     }
     void putRandom() {

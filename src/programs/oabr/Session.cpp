@@ -155,7 +155,9 @@ void Session::say(const std::string& serial, const std::string& sentence) {
 void Session::sayInterrupted(const std::string& serial) {
     StateFolder folder(serial);
     const auto update = findUpdate(folder);
-    const auto found = update ? std::nullopt : findInterruption(folder);
+    const auto found =
+        update ? std::nullopt
+               : findInterruption(folder, readSpoiltParts().value_or(std::vector<const EepromPart*>()));
     for (const std::string& message : folder.takeMessages())
         say(serial, message);
     if (update)

@@ -54,9 +54,7 @@ Report restoreOne(const Arguments& arguments, const Backup& backup, const std::s
         return refused(kind,
                        {{"guard", "", 0, 0, older,
                          "A later firmware's settings may not suit it; --yes restores them all the same."}});
-    StoreOptions options;
-    options.only_look = arguments.dry_run;
-    options.without_journal = arguments.no_journal;
+    StoreOptions options = storeOptions(arguments, session);
     options.what = "restore";
     Report stored{serial, kind};
     const bool done =

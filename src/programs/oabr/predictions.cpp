@@ -66,7 +66,7 @@ std::optional<Report> eepromOf(const std::string& from, Session& session, Eeprom
     const settings::SetUp set_up = settings::loadSetUp(from);
     if (!set_up.errors.empty()) return refused(kind, set_up.errors);
     // As if it had been applied and stored: what it does not name stays as it is stored.
-    settings::Settings wanted = settingsOf(imageOf(settings::storedBytesIn(*eeprom)));
+    settings::Settings wanted = settings::settingsIn(*eeprom);
     putOver(&wanted, set_up.settings);
     if (const auto overflow = overflowError(wanted)) return refused(kind, {*overflow});
     const auto block = settings::canBlockIn(settings::storedBytesIn(*eeprom).can);

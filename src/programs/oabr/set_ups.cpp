@@ -200,12 +200,10 @@ private:
             report->status = failed.status;
             return false;
         }
-        StoreOptions options;
-        options.without_journal = arguments_.no_journal;
         Report stored{serial_, kind_};
-        const bool done = storeInto(&stored, serial_, options, session_, [this](EepromImage held) {
-            return eepromOf(device_.image, std::move(held));
-        });
+        const bool done =
+            storeInto(&stored, serial_, storeOptions(arguments_, session_), session_,
+                      [this](EepromImage held) { return eepromOf(device_.image, std::move(held)); });
         for (Error& error : stored.errors) {
             error.message = "The settings are live but not stored: " + error.message;
             report->errors.push_back(error);

@@ -4,14 +4,12 @@
 #include <charconv>
 #include <cstdio>
 
-#include "src/OABR-Switch/OABRDevice.h"
 #include "src/base/utilities.h"
 #include "src/models/update_backup.h"
 #include "src/programs/oabr/verbs.h"
 
 namespace kovgui::tool {
 
-using oabr::OABRDevice;
 using settings::Data;
 using settings::DeviceImage;
 using settings::Error;
@@ -19,13 +17,6 @@ using settings::Reading;
 using settings::Scope;
 
 namespace {
-
-StoreOptions storeOptions(const Arguments& arguments) {
-    StoreOptions options;
-    options.without_journal = arguments.no_journal;
-    options.only_look = arguments.dry_run;
-    return options;
-}
 
 int statusOf(const EepromStored& stored, Session& session) {
     if (stored.interrupted) return session.interruptedStatus();
@@ -67,6 +58,13 @@ void addStored(const EepromStored& stored, bool looked, Session& session, Report
 
 }  // namespace
 
+StoreOptions storeOptions(const Arguments& arguments, Session& session) {
+    StoreOptions options = storeOptionsOnDevice(session.progress("Storing"));
+    options.without_journal = arguments.no_journal;
+    options.only_look = arguments.dry_run;
+    return options;
+}
+
 std::string counted(size_t count, const char* noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
@@ -78,12 +76,9 @@ Report refused(const char* kind, std::vector<Error> errors) {
     return report;
 }
 
-bool storeInto(Report* report, const std::string& serial, StoreOptions options, Session& session,
+bool storeInto(Report* report, const std::string& serial, const StoreOptions& options, Session& session,
                const std::function<EepromImage(EepromImage held)>& change) {
     StateFolder folder(serial);
-    options.go_on = session.progress("Storing");
-    options.is_gone = [] { return OABRDevice::instance()->receiverEnded(); };
-    options.firmware = OABRDevice::instance()->getFirmwareVersion().toString();
     const EepromStored stored = storeOnDevice(folder, options, change);
     session.endProgress();
     addStored(stored, options.only_look, session, report);
@@ -91,9 +86,8 @@ bool storeInto(Report* report, const std::string& serial, StoreOptions options, 
 }
 
 std::optional<Report> readEverything(const char* kind, Session& session, DeviceImage* image) {
-    Scope scope = Scope::everything();
-    scope.status = false;
-    const Reading reading = readFromDevice(scope, session.progress("Reading"), image, nullptr);
+    const Reading reading =
+        readFromDevice(Scope::everySetting(), session.progress("Reading"), image, nullptr);
     session.endProgress();
     if (reading == Reading::finished) return std::nullopt;
     return session.readingFailed(kind, reading);
@@ -117,10 +111,10 @@ std::optional<Error> overflowError(const settings::Settings& settings) {
 
 namespace {
 
-std::optional<HistoryEntry> entryOf(StateFolder& folder, int number) {
-    const std::vector<HistoryEntry> history = historyOf(folder);
+/// Null where there is none.
+const HistoryEntry* entryIn(const std::vector<HistoryEntry>& history, int number) {
     const auto found = std::ranges::find(history, number, &HistoryEntry::number);
-    return found == history.end() ? std::nullopt : std::optional(*found);
+    return found == history.end() ? nullptr : &*found;
 }
 
 Error noEntry(StateFolder& folder, const std::string& number) {
@@ -141,16 +135,17 @@ Report storeOne(const Arguments& arguments, const std::string& serial, Session& 
     StateFolder folder(serial);
     if (const auto error = interruptedError(folder)) return refused(kind, {*error});
     if (arguments.entry != 0) {
-        const auto entry = entryOf(folder, arguments.entry);
+        const std::vector<HistoryEntry> history = historyOf(folder);
+        const HistoryEntry* const entry = entryIn(history, arguments.entry);
         if (!entry) return refused(kind, {noEntry(folder, std::to_string(arguments.entry))});
-        (void)storeInto(&report, serial, storeOptions(arguments), session,
+        (void)storeInto(&report, serial, storeOptions(arguments, session), session,
                         [&](const EepromImage&) { return entry->image; });
         return report;
     }
     DeviceImage image;
     if (auto failed = readEverything(kind, session, &image)) return *failed;
     if (const auto error = overflowError(settingsOf(image))) return refused(kind, {*error});
-    (void)storeInto(&report, serial, storeOptions(arguments), session,
+    (void)storeInto(&report, serial, storeOptions(arguments, session), session,
                     [&](EepromImage held) { return eepromOf(image, std::move(held)); });
     return report;
 }
@@ -205,9 +200,11 @@ Report recoverOne(const Arguments& arguments, const std::string& serial, Session
                                           : Recovery::leave;
     StateFolder folder(serial);
     if (findUpdate(folder)) return recoverUpdate(arguments, folder, session);
-    const auto found = findInterruption(folder);
+    const auto spoilt = readSpoiltParts();
+    const auto found = findInterruption(folder, spoilt.value_or(std::vector<const EepromPart*>()));
     for (const std::string& message : folder.takeMessages())
         session.say(serial, message);
+    if (!found && !spoilt) return session.readingFailed(kind, Reading::silent);
     Report report{serial, kind};
     const auto end = [&](const Data& done, const Data& equal) {
         report.body.add("found", !found ? Data() : found->journal ? Data(found->what) : Data("marker"));
@@ -226,10 +223,7 @@ Report recoverOne(const Arguments& arguments, const std::string& serial, Session
         report.status = status_not_begun;
         return report;
     }
-    StoreOptions options;
-    options.go_on = session.progress("Storing");
-    options.is_gone = [] { return OABRDevice::instance()->receiverEnded(); };
-    options.firmware = OABRDevice::instance()->getFirmwareVersion().toString();
+    StoreOptions options = storeOptionsOnDevice(session.progress("Storing"));
     options.what = how == Recovery::finish ? "finish" : "back";
     const EepromStored stored = recoverOnDevice(folder, options, *found, how);
     session.endProgress();
@@ -269,10 +263,6 @@ std::string textOf(const HistoryEntry& entry) {
            entry.what + areas + ", " + counted(entry.bytes_changed, "byte") + "\n";
 }
 
-settings::Settings settingsIn(const HistoryEntry& entry) {
-    return settingsOf(imageOf(settings::storedBytesIn(entry.image)));
-}
-
 /// The entries that the words ask for; empty for all.
 std::optional<std::vector<int>> numbersIn(const std::vector<std::string>& words) {
     std::vector<int> numbers;
@@ -297,8 +287,8 @@ Report historyOne(const std::vector<int>& numbers, const std::string& serial, Se
     if (!numbers.empty()) {
         std::vector<HistoryEntry> chosen;
         for (const int number : numbers) {
-            const auto found = std::ranges::find(entries, number, &HistoryEntry::number);
-            if (found == entries.end()) {
+            const HistoryEntry* const found = entryIn(entries, number);
+            if (found == nullptr) {
                 report = refused(kind, {noEntry(folder, std::to_string(number))});
                 report.serial = serial;
                 return report;
@@ -316,14 +306,14 @@ Report historyOne(const std::vector<int>& numbers, const std::string& serial, Se
     }
     report.body.add("entries", list);
     if (numbers.size() == 1) {
-        const settings::Settings shown = settingsIn(entries[0]);
+        const settings::Settings shown = settings::settingsIn(entries[0].image);
         report.body.add("settings", settingsData(shown, nullptr));
         report.text = "# " + report.text + tomlText(shown);
     } else if (numbers.size() == 2) {
-        settings::Settings wanted = settingsIn(entries[1]);
+        settings::Settings wanted = settings::settingsIn(entries[1].image);
         wanted.whole_vlans = wanted.whole_macs = true;
         const auto difference =
-            differenceOf(settingsIn(entries[0]), wanted, nullptr, settings::Against::stored);
+            differenceOf(settings::settingsIn(entries[0].image), wanted, nullptr, settings::Against::stored);
         Data changes = Data::list();
         for (const settings::Change& change : difference.changes) {
             changes.append(dataOf(change));

@@ -21,10 +21,11 @@ RunVerb listDevices, showSettings, lintFile, planFile, applyFile, setSettings, c
 std::string counted(size_t count, const char* noun);
 /// A report that nothing could begin because of these.
 Report refused(const char* kind, std::vector<settings::Error> errors);
+/// As the arguments have it, for the connected device.
+StoreOptions storeOptions(const Arguments& arguments, Session& session);
 /// Stores what the device holds now, or another image, and says in the report how that went.
-/// @param options  all but the device's part
-/// @return         whether the device holds it, read back
-bool storeInto(Report* report, const std::string& serial, StoreOptions options, Session& session,
+/// @return whether the device holds it, read back
+bool storeInto(Report* report, const std::string& serial, const StoreOptions& options, Session& session,
                const std::function<EepromImage(EepromImage held)>& change);
 /// Reads all settings of the device as they are now.
 /// @return a report where that was not possible
