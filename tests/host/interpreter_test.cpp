@@ -125,6 +125,12 @@ protected:
         err = testing::internal::GetCapturedStderr();
         return result;
     }
+    /// The pins that were read and set since the calls were cleared; the receiver reads when it likes.
+    std::vector<std::string> pinCalls() const {
+        std::vector<std::string> calls = converter->calls();
+        std::erase_if(calls, [](const std::string& call) { return call.find("BitMode") == call.npos; });
+        return calls;
+    }
     std::string out;
     std::string err;
 };
@@ -141,10 +147,10 @@ TEST_F(CommandTest, CbusReadsAndSetsPins) {
     for (const char* line : {"cbus 1=H", "cbus 1 = high", "cbus 1=1", "cbus 0x1 H"}) {
         converter->setBits(0xF0);
         EXPECT_EQ(run(line), 0) << line;
-        EXPECT_EQ(converter->calls().back(), "setBitMode 0xF2 0x20") << line;
+        EXPECT_EQ(pinCalls().back(), "setBitMode 0xF2 0x20") << line;
     }
     EXPECT_EQ(run("cbus 1=low"), 0);
-    EXPECT_EQ(converter->calls().back(), "setBitMode 0xF0 0x20");
+    EXPECT_EQ(pinCalls().back(), "setBitMode 0xF0 0x20");
     converter->clearCalls();
     for (const auto& [line, text] : {std::pair("cbus 1=X", "invalid cbus level\n"),
                                      {"cbus 1=10", "invalid cbus level\n"},
@@ -155,7 +161,7 @@ TEST_F(CommandTest, CbusReadsAndSetsPins) {
         EXPECT_EQ(run(line), cmd_failed) << line;
         EXPECT_EQ(err, text);
     }
-    EXPECT_TRUE(converter->calls().empty());
+    EXPECT_TRUE(pinCalls().empty());
     converter->fail("setBitMode", 4, 1);
     EXPECT_EQ(run("cbus 3=1"), 4);
 }
@@ -165,13 +171,13 @@ TEST_F(CommandTest, ResetTakesNoArgumentOrTheCpu) {
     for (const char* line : {"reset", "RESET CPU", "re c"}) {
         converter->clearCalls();
         EXPECT_EQ(run(line), 0) << line;
-        EXPECT_EQ(converter->calls().size(), 4u) << line;
+        EXPECT_EQ(pinCalls().size(), 4u) << line;
     }
-    EXPECT_EQ(converter->calls()[1], "setBitMode 0xF0 0x20");
-    EXPECT_EQ(converter->calls()[3], "setBitMode 0xF1 0x20");
+    EXPECT_EQ(pinCalls()[1], "setBitMode 0xF0 0x20");
+    EXPECT_EQ(pinCalls()[3], "setBitMode 0xF1 0x20");
     converter->clearCalls();
     EXPECT_EQ(run("reset x"), 0);
-    EXPECT_TRUE(converter->calls().empty());
+    EXPECT_TRUE(pinCalls().empty());
     converter->fail("getBitMode", 4, 1);
     EXPECT_EQ(run("reset"), cmd_failed);
     EXPECT_EQ(err, "reset failed\n");
