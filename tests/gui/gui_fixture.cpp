@@ -6,6 +6,10 @@
 #include <wx/timer.h>
 #include <wx/toolbar.h>
 
+#include <memory>
+
+#include "src/window/while_painting.h"
+
 namespace {
 
 constexpr int poll_ms = 5;
@@ -69,9 +73,17 @@ void send(wxEventType type, wxWindow* from, int value) {
 }
 
 void command(wxFrame& frame, int id) {
-    if (frame.GetToolBar()->FindById(id) != nullptr) {
-        ASSERT_TRUE(frame.GetToolBar()->GetToolEnabled(id)) << "tool " << id << " is disabled";
+    const bool is_tool = frame.GetToolBar()->FindById(id) != nullptr;
+    if (is_tool) {
+        ASSERT_TRUE(waitFor([&] { return frame.GetToolBar()->GetToolEnabled(id); }))
+            << "tool " << id << " is disabled";
     }
-    frame.GetEventHandler()->AddPendingEvent(wxCommandEvent(wxEVT_MENU, id));
+    const auto done = std::make_shared<bool>(false);
+    kovgui::whenNoWorkRuns(&frame, [&frame, id, done] {
+        wxCommandEvent event(wxEVT_MENU, id);
+        frame.ProcessWindowEvent(event);
+        *done = true;
+    });
+    EXPECT_TRUE(waitFor([&] { return *done; }));
     drainEvents();
 }

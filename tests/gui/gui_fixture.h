@@ -51,5 +51,6 @@ private:
 /// Sends the event that the operator causes at a control.
 void send(wxEventType type, wxWindow* from, int value = 0);
 
-/// Presses a tool or menu item: sends its command to the window, unless it is disabled there.
+/// Presses a tool or menu item as soon as the window takes it: sends its command to the window when the tool
+/// is enabled and no work of the window's runs, and returns when it is done.
 void command(wxFrame& frame, int id);
