@@ -88,7 +88,7 @@ int C45Device::blWriteToFlash(const std::string& line) {
     std::string answer;
     while (answer.empty()) {
         const auto left = ceil<milliseconds>(deadline - steady_clock::now()).count();
-        if (left <= 0 || !receiveEvent().wait(static_cast<int>(left))) return 1;
+        if (!receiveEvent().wait(static_cast<int>(std::max<int64_t>(left, 0)))) return 1;
         if (read(&answer, max_answer)) return 1;
     }
     if (answer.find(answer_rejected) != answer.npos) {
