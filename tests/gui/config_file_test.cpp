@@ -161,7 +161,7 @@ TEST_F(ConfigFile, OnlyTheChosenPanelsAreInTheFile) {
     save({"Life Cycle Panel"});
     EXPECT_THAT(written(), HasSubstr("<Mask>12G</Mask>"));
     EXPECT_THAT(answers_.boxes().back().text, HasSubstr("\"LifeCycle\", Mask"));
-    EXPECT_THAT(load({"Life Cycle Panel"}), HasSubstr("Mask"));
+    EXPECT_EQ(load({"Life Cycle Panel"}), "line 24: Mask: must be 1 to 8 hexadecimal digits\n");
 
     const size_t before = answers_.boxes().size();
     answerDialog({""});
