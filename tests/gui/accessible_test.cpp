@@ -4,7 +4,6 @@
 #include <gtk/gtk.h>
 #include <wx/app.h>
 #include <wx/button.h>
-#include <wx/filefn.h>
 #include <wx/listbook.h>
 #include <wx/listctrl.h>
 #include <wx/timer.h>
@@ -22,7 +21,6 @@
 #include "src/ConfigManager/XmlConfigDialog.h"
 #include "src/Controls/CheckedGrid.h"
 #include "src/Controls/RowList.h"
-#include "src/FlashDlg/FlashPanel.h"
 #include "src/base/log.h"
 #include "src/cli/CLIDialog.h"
 #include "src/window/HelpViewer.h"
@@ -32,7 +30,6 @@
 #include "tests/gui/accessible_tree.h"
 #include "tests/gui/connected_window_fixture.h"
 #include "tests/gui/other_windows.h"
-#include "tests/support/firmware_file.h"
 
 namespace kovgui {
 namespace {
@@ -264,69 +261,6 @@ TEST_F(ConnectedWindow, TheTabKeyEntersEveryPageAfterAResetWhileATableIsRead) {
             page->NavigateIn();  // over the tabs, where there are some
         EXPECT_TRUE(has_focus(page->FindWindow(first))) << page->GetName();
     }
-}
-
-/// @return how a dialog with this box checked ends
-int check(const Accessible& box) {
-    if (!box.is(ATK_STATE_CHECKED)) box.press();
-    return waitFor([&] { return box.is(ATK_STATE_CHECKED); }) ? wxID_OK : wxID_CANCEL;
-}
-
-/// Finds, connects, changes a VLAN, stores, saves and flashes with nothing but what a screen reader has.
-TEST_F(ConnectedWindow, ADayByTheTreeAlone) {
-    platform::setPauseScale(1);  // a bootloader answers in its own time
-    auto device = simulated().start();
-    const Accessible window = Accessible::of(frame_);
-    const auto bar = [&](size_t field) {
-        return window.find(ATK_ROLE_STATUSBAR, "Status").children()[field].name();
-    };
-    const Accessible chooser = window.find(ATK_ROLE_COMBO_BOX, "Device");
-    ASSERT_TRUE(waitFor([&] { return chooser.has(ATK_ROLE_MENU_ITEM, "OKVX0001"); }));
-    chooser.select(0);
-    ASSERT_TRUE(waitFor([&] { return bar(2) == "Connected"; }));
-
-    window.find(ATK_ROLE_LIST_ITEM, "VLAN").press();
-    drainEvents();
-    window.find(ATK_ROLE_PAGE_TAB_LIST, "VLAN").select(2);
-    const Accessible add = window.find(ATK_ROLE_PUSH_BUTTON, "Add...");
-    ASSERT_TRUE(waitFor([&] { return add.is(ATK_STATE_SENSITIVE); }));
-    answers_.next([](wxDialog* shown) {
-        const Accessible dialog = Accessible::of(shown);
-        shown->Show();
-        wxTheApp->ProcessIdle();  // the toolkit ties labels to their controls when it is idle
-        dialog.find(ATK_ROLE_TEXT, "VID:").type("100");
-        return check(dialog.find(ATK_ROLE_CHECK_BOX, "OABR1"));
-    });
-    add.press();
-    const Accessible table = window.find(ATK_ROLE_TABLE, "VLAN table");
-    ASSERT_TRUE(waitFor([&] { return !table.children().empty(); }));
-    EXPECT_EQ(table.children()[0].name(), "100");
-
-    const Accessible not_stored = window.find(ATK_ROLE_PANEL, "Not stored");
-    ASSERT_TRUE(waitFor([&] { return not_stored.is(ATK_STATE_SHOWING); }));
-    window.find(ATK_ROLE_PUSH_BUTTON, "Store settings on device").press();
-    ASSERT_TRUE(waitFor([&] { return !not_stored.is(ATK_STATE_SHOWING); }));
-
-    // The dialog for a file is the system's own.
-    const wxString saved = wxString(std::getenv("HOME")) + "/walk.xml";
-    frame_->configManager().askFile = [&](wxWindow*, bool) { return saved; };
-    answers_.next([](wxDialog* shown) {
-        shown->Show();
-        return check(Accessible::of(shown).find(ATK_ROLE_CHECK_BOX, "All panels"));
-    });
-    window.find(ATK_ROLE_PUSH_BUTTON, "save configuration to a file").press();
-    ASSERT_TRUE(waitFor([&] { return wxFileExists(saved); }));
-
-    FirmwareFile firmware;
-    firmware.build("1.7.0.2");
-    window.find(ATK_ROLE_LIST_ITEM, "Firmware Flash").press();
-    drainEvents();
-    find<FlashPanel>()->loadFile(firmware.path("program.iff"));
-    EXPECT_TRUE(window.has(ATK_ROLE_LABEL, "program.iff"));
-    window.find(ATK_ROLE_CHECK_BOX, "Keep the settings").press();  // they take long to read
-    window.find(ATK_ROLE_PUSH_BUTTON, "Flash").press();
-    ASSERT_TRUE(waitFor([&] { return answers_.shown("Succeed"); }));
-    EXPECT_TRUE(waitFor([&] { return bar(1) == "Firmware Version: 01.07.00.02"; }));
 }
 
 }  // namespace
