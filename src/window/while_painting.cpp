@@ -104,7 +104,7 @@ private:
 class PaintingLoop : public wxEvtHandler {
 public:
     PaintingLoop(wxWindow* parent, const Notice& notice)
-        : parent_(parent), top_(wxGetTopLevelParent(parent)), notice_(notice), work_(this) {
+        : top_(wxGetTopLevelParent(parent)), notice_(notice), work_(this) {
         Bind(wxEVT_THREAD, [this](wxThreadEvent& event) { hear(event); });
         timer_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { showGauge(); });
     }
@@ -120,8 +120,7 @@ public:
         // of its own the text gets no room.
         std::optional<wxBusyInfo> info;
         if (notice_.kind == Notice::message)
-            info.emplace(
-                wxBusyInfoFlags().Parent(parent_).Text("<big><b>Wait...</b></big>\n\n" + notice_.text));
+            info.emplace(wxBusyInfoFlags().Parent(top_).Text("<big><b>Wait...</b></big>\n\n" + notice_.text));
         if (notice_.kind == Notice::progress) timer_.StartOnce(gauge_after_ms);
         const wxBusyCursor busy;
         if (top_ != nullptr) top_->Bind(wxEVT_CLOSE_WINDOW, &PaintingLoop::OnClose, this);
@@ -142,7 +141,7 @@ private:
     }
 
     void showGauge() {
-        gauge_ = new ProgressDialog(parent_, notice_, [this] { work_.stop_wanted_ = true; });
+        gauge_ = new ProgressDialog(top_, notice_, [this] { work_.stop_wanted_ = true; });
         gauge_->showProgress(percent_);
         gauge_->Show();
     }
@@ -155,8 +154,7 @@ private:
             event.Skip();  // the window waits for the work by itself, see workRuns
     }
 
-    wxWindow* const parent_;
-    wxWindow* const top_;
+    wxWindow* const top_;  // a page that nobody has seen yet has no place
     const Notice notice_;
     Work work_;
     wxGUIEventLoop loop_;
