@@ -324,7 +324,10 @@ void MainFrame::buildStatusBar() {
 
 void MainFrame::placeStoreIndicator() {
     wxRect field;
-    if (!GetStatusBar()->GetFieldRect(connection_field, field)) return;
+    const wxStatusBar* const bar = GetStatusBar();
+    if (storeIndicator_ == nullptr || !bar->GetFieldRect(connection_field, field)) return;
+    const int text_width = bar->GetTextExtent(bar->GetStatusText(connection_field)).x;
+    storeIndicator_->fitInto(field.width - text_width - FromDIP(12));
     const wxSize size = storeIndicator_->GetBestSize();
     storeIndicator_->SetSize(field.GetRight() - size.x, field.y + (field.height - size.y) / 2, size.x,
                              size.y);
@@ -577,6 +580,7 @@ void MainFrame::showConnection() {
                               : silent_   ? "The device does not answer"
                                           : "Connected";
     SetStatusText(activity_.empty() ? wxString(state) : activity_, connection_field);
+    placeStoreIndicator();
 }
 
 /// Says something that needs no answer.
@@ -976,10 +980,10 @@ wxString listed(const settings::Plan& plan) {
     constexpr size_t max_lines = 12;
     wxString text;
     for (const settings::Change& change : plan.difference.changes | std::views::take(max_lines))
-        text += wxString::FromUTF8(settings::textOf(change)) + "\n";
+        text += wxString::FromUTF8(settings::titleOf(change)) + "\n";
     if (plan.difference.changes.size() > max_lines)
-        text += wxString::Format("and %zu more\n", plan.difference.changes.size() - max_lines);
-    return text;
+        text += wxString::Format("and %zu more", plan.difference.changes.size() - max_lines);
+    return text.Trim();
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ NoticeBar::NoticeBar(wxWindow* parent)
     SetForegroundColour(wxSystemSettings::GetColour(wxSYS_COLOUR_INFOTEXT));
     text_->SetForegroundColour(GetForegroundColour());
     setNoLabel(text_);
-    auto* close = new wxButton(this, wxID_ANY, "&Dismiss", wxDefaultPosition, wxDefaultSize, wxBU_EXACTFIT);
+    auto* close = new wxButton(this, wxID_ANY, "&Dismiss");
     close->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { dismiss(); });
     const int gap = FromDIP(6);
     auto* content = new wxBoxSizer(wxHORIZONTAL);

@@ -48,6 +48,12 @@ bool StoreSign::showLosses(std::optional<size_t> count) {
     return true;
 }
 
+void StoreSign::fitInto(int width) {
+    text_->Show();
+    text_->Show(GetSizer()->CalcMin().x <= width);
+    InvalidateBestSize();
+}
+
 wxString StoreSign::text() const {
     return text_->GetLabelText().AfterFirst(' ').Trim();
 }

@@ -20,6 +20,8 @@ public:
     /// @param count  nothing while it is not known
     /// @return       whether it says something else now
     bool showLosses(std::optional<size_t> count);
+    /// Leaves out how many are lost where that has no room.
+    void fitInto(int width);
     /// What it says: "3 settings will be lost at power-off".
     wxString text() const;
 
