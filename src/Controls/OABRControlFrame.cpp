@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "lib/comm_obj.h"
+#include "src/models/EditHistory.h"
 #include "src/models/StoredImage.h"
 #include "src/models/load_difference.h"
 #include "src/models/settings_diff.h"
@@ -184,7 +185,7 @@ wxString OABRControlFrame::storedText(const settings::Settings& held) const {
         const bool added = one.action == Change::Action::add;
         if (one.from.isNull() && !added) continue;  // no record says what it is to be
         if (++count > shown_changes) continue;
-        text += (count == 1 ? "stored: " : "; ") + wxString::FromUTF8(one.path) + " " +
+        text += (count == 1 ? "stored: " : "; ") + wxString::FromUTF8(settings::nameOf(one.path)) + " " +
                 (added ? wxString("none") : wxString::FromUTF8(settings::shownValue(one.from)));
     }
     if (count > shown_changes) text += wxString::Format(" and %d more", count - shown_changes);
@@ -303,7 +304,9 @@ void OABRControlFrame::edit(OABRControl* edited, int value) {
     edited->unmark();
     noteChange();
     const wxString text = wanted == onOffText(true) ? "on" : wanted == onOffText(false) ? "off" : wanted;
-    noteEdit(window->GetName() + " " + text, before);
+    // Where several settings followed, the step is called as the control is.
+    const bool one = differenceOf(before, heldSettings()).changes.size() == 1;
+    noteEdit(one ? wxString() : window->GetName() + " " + text, before);
 }
 
 /// Shows what the device was last seen to hold: of the control that was edited, and of those that went with

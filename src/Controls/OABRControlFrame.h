@@ -111,7 +111,7 @@ protected:
     }
     /// Shows it beside what the device holds.
     virtual void showStored();
-    /// What is stored of these settings and is not what they are, "stored: /vlan/enabled true"; the first
+    /// What is stored of these settings and is not what they are, "stored: OABR1 pvid 5"; the first
     /// ones of many. Empty for nothing.
     wxString storedText(const settings::Settings& held) const;
     /// What is shown has changed: for what depends on it.

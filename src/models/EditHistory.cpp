@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "src/models/settings_diff.h"
 #include "src/models/settings_table.h"
 
 namespace kovgui::settings {
@@ -99,22 +98,33 @@ std::string portIn(const std::string& path) {
     return {};
 }
 
-std::string titleOf(const Change& change) {
-    const std::string& path = change.path;
-    if (path.starts_with(vlan_entry_path)) return entryTitle("VLAN " + lastOf(path), change);
-    if (path.starts_with(static_mac_path)) return entryTitle("static MAC entry " + lastOf(path), change);
-    if (path.starts_with("/forward/")) return "forwarding from " + lastOf(path);
-    const Data& to = change.to;
-    const std::string value = to.is(Data::Kind::table)  ? ""
-                              : to.is(Data::Kind::text) ? " " + to.text()
-                                                        : " " + to.shown();
-    if (path.starts_with("/mirror/from/")) return "mirror from " + lastOf(path) + value;
-    if (path == "/vlan/enabled") return "802.1Q VLAN enable" + value;
-    const std::string port = portIn(path);
-    return (port.empty() ? "" : port + " ") + lastOf(path) + value;
+/// A value as the window shows it.
+std::string valueTitle(const std::string& path, const Data& value) {
+    if (value.is(Data::Kind::table) || value.isNull()) return "";
+    if (value.is(Data::Kind::text)) return " " + value.text();
+    if (value.is(Data::Kind::boolean)) return value.boolean() ? " on" : " off";
+    return " " + value.shown() + (path.ends_with("/speed") ? " Mbit/s" : "");
 }
 
 }  // namespace
+
+std::string nameOf(const std::string& path) {
+    if (path.starts_with(vlan_entry_path)) return "VLAN " + lastOf(path);
+    if (path.starts_with(static_mac_path)) return "static MAC entry " + lastOf(path);
+    if (path.starts_with("/forward/")) return "forwarding from " + lastOf(path);
+    if (path.starts_with("/mirror/from/")) return "mirror from " + lastOf(path);
+    if (path == "/vlan/enabled") return "802.1Q VLAN enable";
+    const std::string port = path.starts_with("/can/") ? "CAN" : portIn(path);
+    return (port.empty() ? "" : port + " ") + lastOf(path);
+}
+
+std::string titleOf(const Change& change) {
+    const std::string& path = change.path;
+    const std::string name = nameOf(path);
+    const bool entry = path.starts_with(vlan_entry_path) || path.starts_with(static_mac_path);
+    if (entry) return entryTitle(name, change);
+    return path.starts_with("/forward/") ? name : name + valueTitle(path, change.to);
+}
 
 std::string titleOf(const Settings& before, const Settings& after) {
     const std::vector<Change> changes = differenceOf(before, after).changes;

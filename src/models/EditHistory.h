@@ -5,6 +5,7 @@
 
 #include "src/models/Settings.h"
 #include "src/models/settings_device.h"
+#include "src/models/settings_diff.h"
 
 namespace kovgui::settings {
 
@@ -55,7 +56,11 @@ private:
 /// differs and reads it back. Waits for the device's answers.
 [[nodiscard]] StepTaken takeStep(const Settings& from, const Settings& to, const ApplyOptions& options);
 
-/// What a step changes, in a few words: "OABR1 pvid 5", "VLAN 7 added", "12 settings".
+/// What the window calls a setting: "OABR1 speed", "VLAN 7".
+std::string nameOf(const std::string& path);
+/// What changes, in a few words: "OABR1 speed 100 Mbit/s", "VLAN 7 added".
+std::string titleOf(const Change& change);
+/// The same of a step, which may change several: "12 settings".
 std::string titleOf(const Settings& before, const Settings& after);
 
 /// Whether both name a setting.

@@ -149,7 +149,8 @@ TEST_F(Unstored, AreOfferedToTheDeviceThatWentAway) {
     ASSERT_TRUE(shows(changed_)) << "sent again";
     EXPECT_TRUE(indicatorShown());
     ASSERT_THAT(answers_.boxes(), SizeIs(2));
-    EXPECT_EQ(answers_.boxes()[1].text, "1 change was not stored: send it again?");
+    EXPECT_THAT(answers_.boxes()[1].text, StartsWith("1 change was not stored: send it again?\n" +
+                                                     control_->GetName().utf8_string() + " "));
     device_.unplug();  // the cable alone
     ASSERT_TRUE(connectedTo("Not connected"));
     device_.plug();

@@ -55,10 +55,13 @@ bool Answers::shown(const std::string& title) const {
 }
 
 int Answers::Enter(wxDialog* dialog) {
-    const auto* message = dynamic_cast<wxMessageDialogBase*>(dialog);
-    boxes_.push_back(
-        {message != nullptr ? message->GetCaption().utf8_string() : dialog->GetTitle().utf8_string(),
-         message != nullptr ? message->GetMessage().utf8_string() : std::string()});
+    Box box{dialog->GetTitle().utf8_string(), ""};
+    if (const auto* message = dynamic_cast<wxMessageDialogBase*>(dialog)) {
+        const wxString more = message->GetExtendedMessage();
+        box = {message->GetCaption().utf8_string(),
+               (message->GetMessage() + (more.empty() ? "" : "\n" + more)).utf8_string()};
+    }
+    boxes_.push_back(box);
     if (answers_.empty()) return wxID_CANCEL;
     const auto answer = std::move(answers_.front());
     answers_.pop_front();

@@ -105,7 +105,7 @@ TEST_F(StaticMacTab, ACellIsCheckedWhileItIsTypedAndSentWhenItsRowIsRight) {
     ASSERT_TRUE(isText(3, oabr::smac_fid, "12"));
     EXPECT_EQ(onDevice(3), (ksz_smac_entry{true, false, false, 12, 0, {}}));
     EXPECT_EQ(grid_->GetCellBackgroundColour(3, oabr::smac_fid), grid_->GetDefaultCellBackgroundColour());
-    EXPECT_EQ(status(), "stored: /mac/static/3 none");
+    EXPECT_EQ(status(), "stored: static MAC entry 3 none");
 }
 
 TEST_F(StaticMacTab, EscapeLeavesTheCellAsItWasAndTabLeavesTheGrid) {
