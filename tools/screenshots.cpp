@@ -76,7 +76,8 @@ wxImage withoutBackground(const wxImage& image) {
     return image.GetSubImage(shown);
 }
 
-void take(const wxRect& area, const std::string& name) {
+void take(const wxRect& wanted, const std::string& name) {
+    const wxRect area = wanted.Intersect(wxRect(wxGetDisplaySize()));
     const std::string path = (directory / (name + ".png")).string();
     std::vector<unsigned char> pixels = shownPixels(area.x, area.y, area.width, area.height);
     withoutBackground(wxImage(area.GetSize(), pixels.data(), true)).SaveFile(path, wxBITMAP_TYPE_PNG);
@@ -90,7 +91,7 @@ wxRect areaOf(const wxTopLevelWindow* window) {
 
 void takeWindow(const wxTopLevelWindow* window, const std::string& name) {
     settle();
-    take(areaOf(window).Intersect(wxRect(wxGetDisplaySize())), name);
+    take(areaOf(window), name);
 }
 
 /// Takes pictures of the window (null: of the display) with the modal boxes that come up one after the other,
@@ -106,7 +107,7 @@ public:
         : window_(window), boxes_(std::move(boxes)) {
         timer_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) {
             const Box& box = boxes_[std::min(next_++, boxes_.size() - 1)];
-            take(areaOf(own_ != nullptr ? own_ : window_).Intersect(wxRect(wxGetDisplaySize())), box.name);
+            take(areaOf(own_ != nullptr ? own_ : window_), box.name);
             for (const int key : box.keys)
                 wxUIActionSimulator().Char(key);
         });
@@ -590,6 +591,7 @@ int run() {
     wxImage::AddHandler(new wxPNGHandler);
     auto* frame = new MainFrame("OABR Korvex 1.6.0");
     frame->Init(true);
+    frame->SetPosition(wxPoint(40, 40));  // all of it on the display
     frame->Show();
     wxUIActionSimulator().MouseMove(wxGetDisplaySize().x - 1, wxGetDisplaySize().y - 1);  // no tooltips
     const std::string theme =

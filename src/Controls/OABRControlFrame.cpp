@@ -186,7 +186,7 @@ wxString OABRControlFrame::storedText(const settings::Settings& held) const {
         if (one.from.isNull() && !added) continue;  // no record says what it is to be
         if (++count > shown_changes) continue;
         text += (count == 1 ? "stored: " : "; ") + wxString::FromUTF8(settings::nameOf(one.path)) + " " +
-                (added ? wxString("none") : wxString::FromUTF8(settings::shownValue(one.from)));
+                (added ? wxString("none") : wxString::FromUTF8(settings::valueOf(one.path, one.from)));
     }
     if (count > shown_changes) text += wxString::Format(" and %d more", count - shown_changes);
     return text;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "src/models/load_difference.h"
 #include "src/models/settings_table.h"
 
 namespace kovgui::settings {
@@ -98,14 +99,6 @@ std::string portIn(const std::string& path) {
     return {};
 }
 
-/// A value as the window shows it.
-std::string valueTitle(const std::string& path, const Data& value) {
-    if (value.is(Data::Kind::table) || value.isNull()) return "";
-    if (value.is(Data::Kind::text)) return " " + value.text();
-    if (value.is(Data::Kind::boolean)) return value.boolean() ? " on" : " off";
-    return " " + value.shown() + (path.ends_with("/speed") ? " Mbit/s" : "");
-}
-
 }  // namespace
 
 std::string nameOf(const std::string& path) {
@@ -118,12 +111,19 @@ std::string nameOf(const std::string& path) {
     return (port.empty() ? "" : port + " ") + lastOf(path);
 }
 
+std::string valueOf(const std::string& path, const Data& value) {
+    if (value.is(Data::Kind::boolean)) return value.boolean() ? "on" : "off";
+    return shownValue(value) + (path.ends_with("/speed") ? " Mbit/s" : "");
+}
+
 std::string titleOf(const Change& change) {
     const std::string& path = change.path;
     const std::string name = nameOf(path);
     const bool entry = path.starts_with(vlan_entry_path) || path.starts_with(static_mac_path);
     if (entry) return entryTitle(name, change);
-    return path.starts_with("/forward/") ? name : name + valueTitle(path, change.to);
+    const bool plain =
+        !path.starts_with("/forward/") && !change.to.is(Data::Kind::table) && !change.to.isNull();
+    return plain ? name + " " + valueOf(path, change.to) : name;
 }
 
 std::string titleOf(const Settings& before, const Settings& after) {

@@ -58,6 +58,8 @@ private:
 
 /// What the window calls a setting: "OABR1 speed", "VLAN 7".
 std::string nameOf(const std::string& path);
+/// And how it shows a value of it: "100 Mbit/s", "on".
+std::string valueOf(const std::string& path, const Data& value);
 /// What changes, in a few words: "OABR1 speed 100 Mbit/s", "VLAN 7 added".
 std::string titleOf(const Change& change);
 /// The same of a step, which may change several: "12 settings".
