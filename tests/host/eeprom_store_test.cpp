@@ -87,7 +87,6 @@ TEST_F(EepromStore, CutOffAtAnyFrameIsOldOrNewAfterItsEnd) {
     constexpr int sample = 12;
     int stores = 0;
     long cuts = 0, frames = 0;
-    comm_set_second(100);  // where a reply is lost on purpose
     const bool good = rc::check([&] {
         if (++stores > std::max(whole, sample)) return;
         const EepromImage erased(eeprom_size, 0xFF);
@@ -119,12 +118,14 @@ TEST_F(EepromStore, CutOffAtAnyFrameIsOldOrNewAfterItsEnd) {
                 };
             if (cut == Cut::silent) unanswered = [&](const Bytes&) { return ++seen >= at; };
             if (cut == Cut::power) link.fault("eeprom-power-loss=" + std::to_string(at));
-            bool stored = false;  // a count with a request that was sent twice leads to no cut
+            bool stored = false;   // a count with a request that was sent twice leads to no cut
+            comm_set_second(100);  // where replies are lost on purpose, and nowhere else
             try {
                 stored = store(after, options).errors.empty();
                 EXPECT_EQ(stored, held() == after && !journal());
             } catch (const Killed&) {
             }
+            comm_set_second(1000);
             unanswered = nullptr;
             link.fault("none");
             link.revive();
