@@ -1073,9 +1073,12 @@ StoreResult MainFrame::storeSettings() {
     // stored.
     const std::string refusal = plan.prepare(storeSources(), [] { wxSafeYield(nullptr, true); });
     if (!refusal.empty()) return {failed, 0, 0, refusal};
-    if (!mayLoseAfterStore(plan)) return {StoreResult::End::stopped, 0, 0, ""};
-    const OABRDevice& device = *OABRDevice::instance();
-    StateFolder folder(device.getConnectedDevice());
+    StateFolder folder(OABRDevice::instance()->getConnectedDevice());
+    const settings::Reading look = lookBeforeStore(folder);
+    if (look == settings::Reading::silent)
+        return {failed, 0, 0, "The device did not answer. Nothing was stored."};
+    if (look == settings::Reading::stopped || !mayLoseAfterStore(plan))
+        return {StoreResult::End::stopped, 0, 0, ""};
     StoreOptions options = storeOptionsOnDevice({});
     options.over_interrupted = true;  // the connect has asked
     EepromStored stored;
@@ -1100,6 +1103,8 @@ StoreResult MainFrame::storeSettings() {
     if (stored.errors.empty()) {
         StoredImage::instance().hold(stored.after);
         (void)forgetUpdate(folder);  // what the device is to hold was decided anew
+    } else {
+        notice_->dismiss();
     }
     return resultOf(stored);
 }
@@ -1129,17 +1134,42 @@ void MainFrame::readStored() {
     storedAsked_ = runWhilePainting(this, {}, read) && !StoredImage::instance().known();
 }
 
-/// Shows what even this store leaves to be lost, as far as that is known, and asks whether to store.
+/// Reads what is not known of the next start, so that a store can say what it leaves.
+settings::Reading MainFrame::lookBeforeStore(StateFolder& folder) {
+    using settings::Reading;
+    const OABRDevice& device = *OABRDevice::instance();
+    const std::string firmware = device.getFirmwareVersion().toString();
+    auto reading = Reading::finished;
+    const auto look = [&](Work& work) {
+        if (!StoredImage::instance().known()) reading = StoredImage::instance().read(work.goOn());
+        if (reading != Reading::finished) return;
+        NextStart& next = NextStart::instance();
+        if (next.catchUp(folder, firmware, work.goOn()) || next.catchUp(folder, firmware, work.goOn()))
+            return;
+        reading = work.stopWanted() ? Reading::stopped : Reading::finished;
+        if (comm_silent() && !device.receiverEnded()) reading = Reading::silent;
+    };
+    const DeviceUse job = DeviceUse::take("the store");
+    return runWhilePainting(this, {}, look) ? reading : Reading::stopped;
+}
+
+/// Says above the pages what this store leaves to be lost; where that is anything, lists it and asks whether
+/// to store.
 bool MainFrame::mayLoseAfterStore(const StorePlan& plan) {
     const NextStart& next = NextStart::instance();
-    if (!next.isComplete()) return true;
     Outlook outlook;
     outlook.losses = next.losses().value_or(std::vector<settings::Loss>());
     outlook.after_store = next.lossesAfter(plan.lists(), plan.canBlock());
-    if (!outlook.after_store || outlook.after_store->empty()) return true;
-    LossDialog dialog(this, deviceText(OABRDevice::instance()->getConnectedDevice()), std::move(outlook),
-                      true);
-    return dialog.ShowModal() == wxID_SAVE;
+    const bool known = next.isComplete() && outlook.after_store;
+    const wxString head =
+        known ? headOf(outlook) : wxString("What will be lost at power-off after it is not known.");
+    if (known && !outlook.after_store->empty()) {
+        LossDialog dialog(this, deviceText(OABRDevice::instance()->getConnectedDevice()), std::move(outlook),
+                          true);
+        if (dialog.ShowModal() != wxID_SAVE) return false;
+    }
+    say("Storing. " + head);
+    return true;
 }
 
 void MainFrame::OnLosses(wxCommandEvent&) {
@@ -1312,6 +1342,13 @@ bool MainFrame::confirmWithoutJournal(const EepromStored& stored) {
     return box.ShowModal() == wxID_YES;
 }
 
+/// ". Nothing will be lost at power-off."; empty where that is not known.
+wxString MainFrame::lossesNow() {
+    const NextStart& next = NextStart::instance();
+    const auto losses = next.losses();
+    return losses && next.isComplete() ? ". " + lossText(losses->size()) + "." : wxString();
+}
+
 /// Stores and says how that ended.
 /// @return whether the device holds everything
 bool MainFrame::store() {
@@ -1328,7 +1365,7 @@ bool MainFrame::store() {
             setSettingsChanged(false);
             OnChangedStore();
             followStored();
-            say(text);
+            say(text + lossesNow());
             saysStored_ = true;
             return true;
         case StoreResult::End::stopped:

@@ -128,7 +128,9 @@ private:
     void placeStoreIndicator();
     void updateLosses();
     void lookForLosses();
+    settings::Reading lookBeforeStore(StateFolder& folder);
     bool mayLoseAfterStore(const StorePlan& plan);
+    static wxString lossesNow();
     void enableDeviceFunctions();
     void disableDeviceFunctions();
     void choose(const std::string& serial);

@@ -39,12 +39,12 @@ wxString shown(const settings::Data& data) {
 }  // namespace
 
 wxString headOf(const Outlook& outlook) {
-    if (outlook.losses.empty()) return "Nothing will be lost at power-off.";
-    wxString head = lossText(outlook.losses.size()) + ".";
+    const bool left = outlook.after_store && !outlook.after_store->empty();
+    const wxString head = lossText(outlook.losses.size()) + ".";
+    if (outlook.losses.empty() && !left) return head;
     if (!outlook.after_store) return head + " All of it together does not fit the EEPROM.";
-    return head + (outlook.after_store->empty()
-                       ? wxString(" After this store: none.")
-                       : wxString::Format(" After this store: %zu.", outlook.after_store->size()));
+    return head + (left ? wxString::Format(" After this store: %zu.", outlook.after_store->size())
+                        : wxString(" After this store: none."));
 }
 
 LossDialog::LossDialog(wxWindow* parent, const wxString& device, Outlook outlook, bool remaining)

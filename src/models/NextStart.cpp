@@ -240,16 +240,20 @@ std::optional<std::vector<Loss>> NextStart::losses() const {
 std::optional<std::vector<Loss>> NextStart::lossesAfter(
     const ConfigLists& lists, const std::optional<std::vector<uint8_t>>& can_block) const {
     const std::lock_guard lock(state_->mutex);
-    const Prediction* const next = state_->predict();
-    if (!next) return std::nullopt;
-    return lossesOf(settings::predict(withLists(*state_->eeprom, lists, can_block), *state_->learnt),
-                    state_->live(*next));
+    if (!state_->predict()) return std::nullopt;
+    const Prediction after = settings::predict(withLists(*state_->eeprom, lists, can_block), *state_->learnt);
+    return lossesOf(after, state_->live(after));
 }
 
 // ---- Reading ----
 
 bool NextStart::catchUp(StateFolder& folder, const std::string& firmware, const std::function<bool()>& go_on,
                         platform::Event* stop) {
+    Turns turns(go_on, stop);
+    return catchUp(folder, firmware, turns.goOn());
+}
+
+bool NextStart::catchUp(StateFolder& folder, const std::string& firmware, const GoOn& go_on) {
     settings::StartValues learnt = settings::loadStartValues(folder, firmware);
     std::set<Register> missing;
     bool knows_can = false;
@@ -264,16 +268,17 @@ bool NextStart::catchUp(StateFolder& folder, const std::string& firmware, const 
         starts = state_->starts;
     }
     const comm_run run;  // whoever waits for the device waits for one timeout at most
-    Turns turns(go_on, stop);
+    size_t done = 0;
     for (const auto& [phy, reg] : missing) {
         uint16_t value = 0;
-        if (!turns.next() || mdio_read(phy, reg, &value) != req_ok) return false;  // noted as everybody's
+        if ((go_on && !go_on(done++, missing.size())) || mdio_read(phy, reg, &value) != req_ok)
+            return false;  // noted as everybody's
     }
     if (knows_can) return isComplete();
     Scope scope;
     scope.can = true;
     DeviceImage image;
-    if (readFromDevice(scope, turns.goOn(), &image, nullptr) != Reading::finished) return false;
+    if (readFromDevice(scope, go_on, &image, nullptr) != Reading::finished) return false;
     {
         const std::lock_guard lock(state_->mutex);
         if (starts != state_->starts) return false;

@@ -39,14 +39,17 @@ public:
     bool isComplete() const;
     /// What will be lost of what is known; nothing while StoredImage is not known.
     std::optional<std::vector<settings::Loss>> losses() const;
-    /// The same after the EEPROM is given these lists and this block.
+    /// The same after the EEPROM is given these lists and this block, which are what the device holds: of
+    /// what else is not known nothing is lost then.
     std::optional<std::vector<settings::Loss>> lossesAfter(
         const ConfigLists& lists, const std::optional<std::vector<uint8_t>>& can_block) const;
 
-    /// Reads what is not known, but for what StoredImage holds. Takes the device for a few requests at a
-    /// time, so that whoever else wants it waits no longer than for those.
+    /// Reads what is not known, but for what StoredImage holds, for whoever has the device.
+    /// @return whether everything is known now
+    [[nodiscard]] bool catchUp(StateFolder& folder, const std::string& firmware, const settings::GoOn& go_on);
+    /// The same beside everybody else: takes the device for a few requests at a time, so that whoever else
+    /// wants it waits no longer than for those.
     /// @param stop  ends the waiting for the device, and stays set
-    /// @return      whether everything is known now
     [[nodiscard]] bool catchUp(StateFolder& folder, const std::string& firmware,
                                const std::function<bool()>& go_on, platform::Event* stop);
     /// Reads all of it anew, for whoever has the device.

@@ -10,6 +10,7 @@
 namespace kovgui {
 
 wxString lossText(size_t count) {
+    if (count == 0) return "Nothing will be lost at power-off";
     return count == 1 ? wxString("1 setting will be lost at power-off")
                       : wxString::Format("%zu settings will be lost at power-off", count);
 }

@@ -29,7 +29,7 @@ private:
     wxStaticText* text_;
 };
 
-/// "3 settings will be lost at power-off"
+/// "3 settings will be lost at power-off", "Nothing will be lost at power-off"
 wxString lossText(size_t count);
 
 }  // namespace kovgui

@@ -2,8 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <future>
+
 #include "src/ConfigDlg/PortConfigPanel.h"
 #include "src/cli/interpreter.h"
+#include "src/window/NoticeBar.h"
 #include "src/window/StoreSign.h"
 #include "tests/gui/main_window_fixture.h"
 #include "tests/host/model_device.h"
@@ -33,6 +36,25 @@ protected:
         });
     }
 
+    std::string notice() {
+        return static_cast<NoticeBar*>(frame_->FindWindow("notice"))->text().utf8_string();
+    }
+    /// @return what the window says when the first byte is about to be written
+    std::string storeWhileWatched() {
+        std::string said;
+        unanswered = [&](const Bytes& request) {
+            if (request[1] != msg_cmd::e2p_write || !said.empty()) return false;
+            std::promise<std::string> shown;
+            frame_->CallAfter([&] { shown.set_value(notice()); });
+            said = shown.get_future().get();
+            return false;
+        };
+        answers_.next(wxID_YES);  // a device without a serial number has no journal
+        command(*frame_, ID_STORE);
+        unanswered = nullptr;
+        return said;
+    }
+
     StoreSign* const sign_ = static_cast<StoreSign*>(wxWindow::FindWindowByName("storeIndicator", frame_));
     std::vector<std::string> heads_;
 };
@@ -56,6 +78,9 @@ TEST_F(Losses, AreCountedAndListedAndWhatAStoreLeavesIsShownBeforeIt) {
     EXPECT_TRUE(indicatorShown());
     EXPECT_THAT(heads_, testing::ElementsAre("2 settings will be lost at power-off. After this store: none.",
                                              "2 settings will be lost at power-off. After this store: 1."));
+    cli::runLine(cli::consoleCommands(), "sreg 131=0");
+    EXPECT_THAT(storeWhileWatched(), "Storing. 1 setting will be lost at power-off. After this store: none.");
+    EXPECT_THAT(notice(), testing::EndsWith("read back. Nothing will be lost at power-off."));
 
     comm_set_second(100);
     silent = true;

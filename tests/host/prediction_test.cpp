@@ -170,6 +170,14 @@ TEST_F(Start, IsLearntFromWhereNobodyCanHaveChangedItSince) {
     ASSERT_TRUE(reset);
     EXPECT_EQ(reset->check.right, reset->check.bits);
     EXPECT_GT(reset->check.bits, same->check.bits) << "what was learnt is predicted as well";
+
+    ASSERT_EQ(ksz_vlan_write(5, {true, 1, 5}), 1);
+    (void)connect();
+    ASSERT_TRUE(known.catchUp(folder, "01.06.00.00", {}));
+    Settings held;
+    held.vlans[5] = {true, 1, 5};
+    EXPECT_THAT(known.lossesAfter(listsOf(held), {}).value(), testing::IsEmpty())
+        << "nobody has read it here";
     StoredImage::instance().forget();
 }
 
