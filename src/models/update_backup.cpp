@@ -6,6 +6,7 @@
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/models/eeprom_device.h"
 #include "src/models/firmware_guard.h"
+#include "src/models/load_difference.h"
 #include "src/models/settings_device.h"
 #include "src/models/settings_records.h"
 
@@ -305,8 +306,9 @@ std::string BroughtBack::text(size_t lines) const {
     if (errors.empty()) {
         text = "These settings are not as they were:\n";
         for (const settings::Change& change : differences | std::views::take(lines))
-            text += change.path + ": was " + (change.to.isNull() ? "not there" : change.to.shown()) +
-                    ", is " + (change.from.isNull() ? "not there" : change.from.shown()) + "\n";
+            text += change.path + ": was " +
+                    (change.to.isNull() ? "not there" : settings::shownValue(change.to)) + ", is " +
+                    (change.from.isNull() ? "not there" : settings::shownValue(change.from)) + "\n";
         if (differences.size() > lines)
             text += "and " + std::to_string(differences.size() - lines) + " more\n";
     } else {
