@@ -123,15 +123,17 @@ TEST_F(MainWindow, EveryControlHasANameInWhatComesUpByItself) {
     setLogSink({});
 
     wxTimer look;
-    look.Bind(wxEVT_TIMER, [&look](wxTimerEvent&) {
+    look.Bind(wxEVT_TIMER, [&](wxTimerEvent&) {
         wxWindow* const progress = wxWindow::FindWindowByName("workProgress");
         if (progress == nullptr) return;
         look.Stop();
         expectNamesIn(progress);
+        const wxRect own = progress->GetScreenRect(), frame = frame_->GetScreenRect();
+        EXPECT_LE(std::abs(own.x + own.width / 2 - frame.x - frame.width / 2), 2) << "of a page never shown";
         Accessible::of(progress).find(ATK_ROLE_PUSH_BUTTON, "Stop").press();
     });
     look.Start(10);
-    EXPECT_TRUE(runWhilePainting(frame_, {Notice::progress, "Reading the table"}, [](Work& work) {
+    EXPECT_TRUE(runWhilePainting(page_, {Notice::progress, "Reading the table"}, [](Work& work) {
         while (!work.stopWanted())
             wxMilliSleep(1);
     }));
