@@ -127,12 +127,7 @@ std::optional<Data> StateFolder::load(const std::string& name) {
         case FileReading::read:
             break;
     }
-    if (!platform::isOwnDirectory(path_)) {
-        messages_.push_back("The folder " + path_ +
-                            " belongs to somebody else, or others may write to it. Nothing was done with "
-                            "what is in it.");
-        return std::nullopt;
-    }
+    if (!isOurs()) return std::nullopt;
     const size_t line = text.find('\n');
     const std::string_view body =
         std::string_view(text).substr(line == std::string::npos ? text.size() : line + 1);
@@ -168,12 +163,25 @@ std::string StateFolder::remove(const std::string& name) {
     return why.empty() ? "" : file(name) + " cannot be removed: " + why + ".";
 }
 
-std::vector<std::string> StateFolder::names(const std::string& prefix) const {
+std::vector<std::string> StateFolder::names(const std::string& prefix) {
     std::vector<std::string> found;
-    if (path_.empty() || !platform::isOwnDirectory(path_)) return found;
-    for (const std::string& name : platform::filesIn(path_))
+    if (path_.empty()) return found;
+    std::string failure;
+    for (const std::string& name : platform::filesIn(path_, &failure))
         if (name.starts_with(prefix) && name.find('.') == std::string::npos) found.push_back(name);
+    if (!failure.empty()) messages_.push_back("The folder " + path_ + " cannot be read: " + failure + ".");
+    if (!found.empty() && !isOurs()) found.clear();
     return found;
+}
+
+/// Else it is said.
+bool StateFolder::isOurs() {
+    const bool ours = platform::isOwnDirectory(path_);
+    if (!ours)
+        messages_.push_back("The folder " + path_ +
+                            " belongs to somebody else, or others may write to it. Nothing was done with "
+                            "what is in it.");
+    return ours;
 }
 
 void StateFolder::setAside(const std::string& name, const std::string& why) {

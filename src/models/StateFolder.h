@@ -49,7 +49,7 @@ public:
     [[nodiscard]] std::string save(const std::string& name, const settings::Data& document);
     [[nodiscard]] std::string remove(const std::string& name);
     /// The names of the documents that begin so, sorted.
-    std::vector<std::string> names(const std::string& prefix) const;
+    std::vector<std::string> names(const std::string& prefix);
 
     /// Sentences about files that could not be used, since they were asked for last.
     std::vector<std::string> takeMessages();
@@ -59,6 +59,8 @@ public:
     void setAside(const std::string& name, const std::string& why);
 
 private:
+    bool isOurs();
+
     std::string serial_;
     std::string path_;  // empty where the user has no place for it
     std::vector<std::string> messages_;

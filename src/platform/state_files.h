@@ -30,7 +30,8 @@ enum class FileReading { read, missing, failed };
 [[nodiscard]] std::string removeFile(const std::string& path);
 [[nodiscard]] std::string renameFile(const std::string& from, const std::string& to);
 /// The names of the files there, sorted.
-std::vector<std::string> filesIn(const std::string& directory);
+/// @param failure  takes why they cannot be read; a directory that is not there has none
+std::vector<std::string> filesIn(const std::string& directory, std::string* failure = nullptr);
 
 /// Keeps other programs out until it goes, also by a kill. Moves, does not copy.
 class FileLock {

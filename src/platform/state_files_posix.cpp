@@ -133,12 +133,13 @@ std::string renameFile(const std::string& from, const std::string& to) {
     return syncDirectoryOf(to);
 }
 
-std::vector<std::string> filesIn(const std::string& directory) {
+std::vector<std::string> filesIn(const std::string& directory, std::string* failure) {
     std::vector<std::string> names;
     std::error_code failed;
     for (std::filesystem::directory_iterator at(directory, failed), end; !failed && at != end;
          at.increment(failed))
         names.push_back(at->path().filename().string());
+    if (failed && failed != std::errc::no_such_file_or_directory && failure) *failure = failed.message();
     std::ranges::sort(names);
     return names;
 }

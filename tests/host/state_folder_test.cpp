@@ -96,11 +96,20 @@ TEST_F(State, InAFolderThatOthersMayWriteToIsNotTouched) {
     chmod(folder_.path().c_str(), 0777);
     EXPECT_FALSE(folder_.load("note"));
     EXPECT_THAT(folder_.takeMessages(), ElementsAre(HasSubstr("others may write to it")));
+    EXPECT_THAT(folder_.names("no"), IsEmpty());
+    EXPECT_THAT(folder_.takeMessages(), ElementsAre(HasSubstr("others may write to it")));
     EXPECT_EQ(contentOf(folder_.file("note")), good_);
     lock_ = {};
     std::string failure;
     EXPECT_FALSE(folder_.open(&failure));
     EXPECT_THAT(failure, HasSubstr("cannot be used"));
+}
+
+TEST_F(State, InAPlaceThatCannotBeAFolderIsNotTakenForNone) {
+    std::filesystem::rename(folder_.path(), folder_.path() + ".old");
+    std::ofstream(folder_.path()) << "a file";
+    EXPECT_THAT(folder_.names("no"), IsEmpty());
+    EXPECT_THAT(folder_.takeMessages(), ElementsAre(HasSubstr("cannot be read: Not a directory")));
 }
 
 TEST(Backups, ShowEveryChangedOrMissingByte) {
