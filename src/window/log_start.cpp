@@ -44,6 +44,14 @@ public:
             if (auto* const lines = dynamic_cast<wxTextCtrl*>(child)) setAccessibleName(lines, "Log");
     }
     void showLine(const wxString& line) { DoLogTextAtLevel(wxLOG_Message, line); }
+
+private:
+    void OnFrameDelete(wxFrame* frame) override {
+        wxLogWindow::OnFrameDelete(frame);
+        wxLog* const active = wxLog::GetActiveTarget();  // which the end of any log takes away
+        delete this;
+        wxLog::SetActiveTarget(active);
+    }
 };
 
 LogWindow* openLogWindow(wxWindow* parent) {
