@@ -304,9 +304,7 @@ void OABRControlFrame::edit(OABRControl* edited, int value) {
     edited->unmark();
     noteChange();
     const wxString text = wanted == onOffText(true) ? "on" : wanted == onOffText(false) ? "off" : wanted;
-    // Where several settings followed, the step is called as the control is.
-    const bool one = differenceOf(before, heldSettings()).changes.size() == 1;
-    noteEdit(one ? wxString() : window->GetName() + " " + text, before);
+    noteEdit(window->GetName() + " " + text, before);
 }
 
 /// Shows what the device was last seen to hold: of the control that was edited, and of those that went with

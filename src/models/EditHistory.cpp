@@ -105,7 +105,7 @@ std::string nameOf(const std::string& path) {
     if (path.starts_with(vlan_entry_path)) return "VLAN " + lastOf(path);
     if (path.starts_with(static_mac_path)) return "static MAC entry " + lastOf(path);
     if (path.starts_with("/forward/")) return "forwarding from " + lastOf(path);
-    if (path.starts_with("/mirror/from/")) return "mirror from " + lastOf(path);
+    if (path.starts_with("/mirror/from/")) return "sniffing " + lastOf(path);
     if (path == "/vlan/enabled") return "802.1Q VLAN enable";
     const std::string port = path.starts_with("/can/") ? "CAN" : portIn(path);
     return (port.empty() ? "" : port + " ") + lastOf(path);

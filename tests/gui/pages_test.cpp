@@ -397,7 +397,7 @@ TEST_F(Firmware, FlashingNeedsAFileThatIsOneAndADevice) {
         told.push_back(box.text);
     EXPECT_THAT(told,
                 ElementsAre("Cannot open file '/nowhere/at all.iff'.",
-                            "'" + bad + "' is not a valid Tarvane Firmware File",
+                            "'" + bad + "' is not a valid Tarvane Firmware File\nit has no Version:TR_SYSTEM",
                             "Please select a Firmware File", StartsWith("There is no device to flash")));
     EXPECT_EQ(answers_.boxes()[0].title, "Error");
     EXPECT_EQ(host_->disconnected, 0);
