@@ -51,7 +51,9 @@ protected:
     void powerCycle(sim_process::Device& device) {
         frame_->DisconnectFromDevice();
         ASSERT_TRUE(connectedTo("Not connected"));
-        ASSERT_EQ(device.control("power-cycle").substr(0, 2), "ok");
+        ASSERT_EQ(device.control("power-off").substr(0, 2), "ok");
+        ASSERT_TRUE(listed(0));
+        ASSERT_EQ(device.control("power-on").substr(0, 2), "ok");
         ASSERT_TRUE(connectFirst());
     }
 };
