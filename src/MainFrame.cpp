@@ -25,7 +25,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
-#include <ranges>
+#include <span>
 #include <utility>
 
 #include "lib/comm_obj.h"
@@ -979,10 +979,10 @@ wxString countedChanges(size_t count, const char* one, const char* several) {
 wxString listed(const settings::Plan& plan) {
     constexpr size_t max_lines = 12;
     wxString text;
-    for (const settings::Change& change : plan.difference.changes | std::views::take(max_lines))
+    const std::span changes(plan.difference.changes);
+    for (const settings::Change& change : changes.first(std::min(max_lines, changes.size())))
         text += wxString::FromUTF8(settings::titleOf(change)) + "\n";
-    if (plan.difference.changes.size() > max_lines)
-        text += wxString::Format("and %zu more", plan.difference.changes.size() - max_lines);
+    if (changes.size() > max_lines) text += wxString::Format("and %zu more", changes.size() - max_lines);
     return text.Trim();
 }
 

@@ -85,8 +85,8 @@ std::string readControls(const Element& element, std::span<const Control> contro
     if (!errors.empty()) return errors;
     for (size_t i = 0; i < controls.size(); ++i) {
         const auto& [path, text] = values[i];
-        const auto shown = std::ranges::find_if(controls[i].values,
-                                                [&](const ShownValue& one) { return text == one.label; });
+        const auto shown = std::ranges::find_if(
+            controls[i].values, [&text = text](const ShownValue& one) { return text == one.label; });
         if (shown != controls[i].values.end())
             valueOf(*settings, controls[i]) = settingOf(controls[i], shown->value);
         else if (!text.empty())

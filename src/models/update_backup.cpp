@@ -1,7 +1,7 @@
 #include "src/models/update_backup.h"
 
 #include <algorithm>
-#include <ranges>
+#include <span>
 
 #include "src/OABR-Switch/OABRDevice.h"
 #include "src/models/eeprom_device.h"
@@ -305,7 +305,8 @@ std::string BroughtBack::text(size_t lines) const {
     std::string text;
     if (errors.empty()) {
         text = "These settings are not as they were:\n";
-        for (const settings::Change& change : differences | std::views::take(lines))
+        for (const settings::Change& change :
+             std::span(differences).first(std::min(lines, differences.size())))
             text += change.path + ": was " +
                     (change.to.isNull() ? "not there" : settings::shownValue(change.to)) + ", is " +
                     (change.from.isNull() ? "not there" : settings::shownValue(change.from)) + "\n";

@@ -52,7 +52,7 @@ TEST_F(ConsoleTest, SaysAtItsEndHowTheLastCommandEnded) {
         SCOPED_TRACE(typed);
         TypedInput keyboard;
         testing::internal::CaptureStderr();
-        EXPECT_EQ(session([&] {
+        EXPECT_EQ(session([&, typed = typed] {
                       keyboard.type(typed);
                       keyboard.end();
                       EXPECT_TRUE(waitClosed());

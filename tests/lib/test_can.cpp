@@ -27,7 +27,7 @@ TEST(CanTiming, AgreesWithTheTable) {
     can_speed record{};
     for (const auto& [rate, cnf] : rows) {
         memset(&record, 0xEE, sizeof record);
-        printed([&] { EXPECT_EQ(can_calc_params(16000000, rate, 1, &record), 0); });
+        printed([&, rate = rate] { EXPECT_EQ(can_calc_params(16000000, rate, 1, &record), 0); });
         EXPECT_EQ((std::array{record.cnf1, record.cnf2, record.cnf3}), cnf) << rate;
         EXPECT_EQ(record.cnf3_upper, 0);
     }
