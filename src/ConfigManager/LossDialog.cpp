@@ -74,7 +74,7 @@ void LossDialog::build(const wxString& device, bool remaining) {
                                       : wxString(". No start of it was seen and compared yet.")),
         wxDefaultPosition, wxDefaultSize, 0, "lossCheck");
     setNoLabel(about);
-    list_ = new controls::RowList(this, ID_LOSSES, "What will be lost", columns,
+    list_ = new controls::RowList(this, ID_LIST, "What will be lost", columns,
                                   [this](size_t row, size_t column) { return cell(row, column); });
     detail_ = new wxTextCtrl(this, ID_DETAIL, "", wxDefaultPosition, FromDIP(wxSize(-1, 70)),
                              wxTE_MULTILINE | wxTE_READONLY | wxTE_NO_VSCROLL);

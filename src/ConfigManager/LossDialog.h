@@ -12,7 +12,7 @@ namespace kovgui {
 /// Lists what the next start changes, why, and what can be done. Ends with wxID_SAVE when a store is wanted.
 class LossDialog : public wxDialog {
 public:
-    enum Id { ID_LOSSES = 6421, ID_DETAIL };
+    enum Id { ID_LIST = 6421, ID_DETAIL };
 
     /// @param remaining  shows what even the store that is about to be made leaves, and asks about it
     LossDialog(wxWindow* parent, const wxString& device, Outlook outlook, bool remaining = false);
